@@ -1,0 +1,132 @@
+// SPDX-License-Identifier: Apache-2.0
+#include "Base/VELText.h"
+
+#include <utf8proc.h>
+
+#include <algorithm>
+#include <array>
+#include <cstddef>
+
+namespace vel {
+namespace {
+
+constexpr utf8proc_int32_t replacementCharacter = 0xFFFD;
+constexpr utf8proc_int32_t capitalIWithDotAbove = 0x130;
+
+struct CodePoint {
+    utf8proc_int32_t value; // negative: not the start of a valid sequence
+    std::size_t length;     // in bytes, at least 1
+};
+
+CodePoint firstCodePoint(std::string_view text) {
+    CodePoint first{};
+    const utf8proc_ssize_t length =
+        utf8proc_iterate(reinterpret_cast<const utf8proc_uint8_t*>(text.data()),
+                         static_cast<utf8proc_ssize_t>(text.size()), &first.value);
+    if (length <= 0) {
+        return {-1, 1};
+    }
+    first.length = static_cast<std::size_t>(length);
+    return first;
+}
+
+void append(std::string& text, utf8proc_int32_t codePoint) {
+    std::array<utf8proc_uint8_t, 4> bytes{};
+    const utf8proc_ssize_t length = utf8proc_encode_char(codePoint, bytes.data());
+    text.append(reinterpret_cast<const char*>(bytes.data()), static_cast<std::size_t>(length));
+}
+
+bool isDigit(char character) {
+    return character >= '0' && character <= '9';
+}
+
+/// Takes the run of digits at the front of `text`; returns it without leading zeros.
+std::string_view takeNumber(std::string_view& text) {
+    const auto end = std::find_if_not(text.begin(), text.end(), isDigit);
+    std::string_view digits = text.substr(0, static_cast<std::size_t>(end - text.begin()));
+    text.remove_prefix(digits.size());
+    digits.remove_prefix(std::min(digits.find_first_not_of('0'), digits.size()));
+    return digits;
+}
+
+std::weak_ordering compareNumbers(std::string_view left, std::string_view right) {
+    return left.size() != right.size() ? left.size() <=> right.size() : left.compare(right) <=> 0;
+}
+
+/// Orders two different UTF-8 lead or inner bytes as UTF-16 would order their characters. It is the
+/// order of the bytes, but that U+E000 to U+FFFF (lead bytes EE and EF) come after surrogate pairs.
+std::weak_ordering compareUnits(char left, char right) {
+    const auto rank = [](char character) {
+        const auto byte = static_cast<unsigned char>(character);
+        return byte == 0xEE || byte == 0xEF ? byte + 0x100 : int{byte};
+    };
+    return rank(left) <=> rank(right);
+}
+
+} // namespace
+
+bool isValidUTF8(std::string_view text) {
+    while (!text.empty()) {
+        const CodePoint first = firstCodePoint(text);
+        if (first.value < 0) {
+            return false;
+        }
+        text.remove_prefix(first.length);
+    }
+    return true;
+}
+
+std::string validUTF8(std::string_view text) {
+    std::string valid;
+    valid.reserve(text.size());
+    while (!text.empty()) {
+        const CodePoint first = firstCodePoint(text);
+        if (first.value < 0) {
+            append(valid, replacementCharacter);
+        } else {
+            valid.append(text.substr(0, first.length));
+        }
+        text.remove_prefix(first.length);
+    }
+    return valid;
+}
+
+std::string lowercase(std::string_view text) {
+    std::string lower;
+    lower.reserve(text.size());
+    while (!text.empty()) {
+        const CodePoint first = firstCodePoint(text);
+        if (first.value < 0) {
+            append(lower, replacementCharacter);
+        } else if (first.value == capitalIWithDotAbove) {
+            // The one character whose lower case is two; its simple mapping is a plain "i".
+            lower += "i\u0307";
+        } else {
+            append(lower, utf8proc_tolower(first.value));
+        }
+        text.remove_prefix(first.length);
+    }
+    return lower;
+}
+
+std::weak_ordering compareNumerically(std::string_view left, std::string_view right) {
+    while (!left.empty() && !right.empty()) {
+        if (isDigit(left.front()) && isDigit(right.front())) {
+            const std::string_view leftNumber = takeNumber(left);
+            const std::string_view rightNumber = takeNumber(right);
+            const auto order = compareNumbers(leftNumber, rightNumber);
+            if (order != 0) {
+                return order;
+            }
+            continue;
+        }
+        if (left.front() != right.front()) {
+            return compareUnits(left.front(), right.front());
+        }
+        left.remove_prefix(1);
+        right.remove_prefix(1);
+    }
+    return left.size() <=> right.size();
+}
+
+} // namespace vel

@@ -1,0 +1,27 @@
+// SPDX-License-Identifier: Apache-2.0
+#pragma once
+
+#include <compare>
+#include <string>
+#include <string_view>
+
+/// Pure functions over text in UTF-8. None depends on the locale.
+namespace vel {
+
+/// Whether `text` is valid UTF-8 (no surrogates, no overlong forms, nothing above U+10FFFF).
+bool isValidUTF8(std::string_view text);
+
+/// `text` with every byte that is not part of a valid UTF-8 sequence replaced by U+FFFD.
+std::string validUTF8(std::string_view text);
+
+/// `text` in lower case by the full Unicode mapping, without the rule for a sigma at the end of a
+/// word. Bytes that are not UTF-8 are replaced as by `validUTF8`.
+std::string lowercase(std::string_view text);
+
+/// Compares two texts from the left: where both are at an ASCII digit, the whole runs of digits by
+/// their numeric value, of any length and leading zeros aside; everything else by UTF-16 code unit.
+/// The shorter one orders first when it is a prefix of the other. ("9" < "10", "1.01" == "1.1",
+/// "10.15" < "10.15.0".)
+std::weak_ordering compareNumerically(std::string_view left, std::string_view right);
+
+} // namespace vel

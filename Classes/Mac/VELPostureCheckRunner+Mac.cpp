@@ -1,0 +1,69 @@
+// SPDX-License-Identifier: Apache-2.0
+#include "Classes/Mac/VELPostureCheckRunner+Mac.h"
+
+#include "Base/VELText.h"
+#include "Classes/Mac/VELDeviceIDsInterface.h"
+#include "Classes/Shared/VELDTLogger.h"
+#include "Classes/Shared/VELOSVersionCheck.h"
+
+#include <nlohmann/json.hpp>
+
+#include <utility>
+
+VELPostureCheckCatalogue
+macPostureCheckCatalogue(const std::shared_ptr<const VELPlatform>& platform) {
+    return {{"minimumOSVersion", std::make_shared<const VELOSVersionCheck>(platform)}};
+}
+
+std::unique_ptr<VELPostureCheckRunner> VELPlatformRunnerFactory::runner(
+    std::string platformIdentifier, VELPostureCheckCatalogue postureChecks,
+    std::shared_ptr<VELHostLogger> logger, std::shared_ptr<const VELPlatform> platform) {
+    return std::unique_ptr<VELPostureCheckRunner>(
+        new VELPostureCheckRunner(std::move(platformIdentifier), std::move(postureChecks),
+                                  std::move(logger), std::move(platform)));
+}
+
+std::unique_ptr<VELPostureCheckRunner>
+VELPlatformRunnerFactory::macPostureCheckRunner(std::shared_ptr<VELHostLogger> logger,
+                                                std::shared_ptr<const VELPlatform> platform) {
+    VELPostureCheckCatalogue catalogue = macPostureCheckCatalogue(platform);
+    return runner("mac", std::move(catalogue), std::move(logger), std::move(platform));
+}
+
+std::unique_ptr<VELPostureCheckRunner>
+VELPostureCheckRunner::macPostureCheckRunner(std::shared_ptr<VELHostLogger> logger) {
+    return VELPlatformRunnerFactory::macPostureCheckRunner(std::move(logger), VELPlatform::host());
+}
+
+VELDictionary VELPostureCheckRunner::collectIdentity(const VELDictionary& request) const {
+    constexpr const char* function =
+        "-[VELPostureCheckRunner runGetIdentityParametersFromDictionary:]";
+    VELDTLogger::logMessageWithLevel(VELLogLevel::information, function,
+                                     "Input JSON with parameters: %@", request);
+    const auto names = request.find(kIDParams);
+    if (names == request.end()) {
+        VELDTLogger::logMessageWithLevel(VELLogLevel::error, function, "Input JSON is empty");
+        return VELValue::object();
+    }
+
+    VELDictionary values = VELValue::object();
+    const double start = getTimestamp();
+    for (const VELValue& element : *names) {
+        const std::string name = vel::lowercase(element.get_ref<const std::string&>());
+        if (name == kMacSerialNumberKey) {
+            if (auto serialNumber = VELDeviceIDsInterface::getMacSerialNumber(*_platform)) {
+                values[kMacSerialNumberKey] = *std::move(serialNumber);
+            } else {
+                values.erase(kMacSerialNumberKey);
+            }
+        } else if (name == kDeviceIDKey) {
+            values[kDeviceIDKey] = VELDeviceIDsInterface::getMacDeviceID(*_platform);
+        }
+    }
+    const double duration = (getTimestamp() - start) * 1000.0;
+
+    VELDictionary result = VELValue::object();
+    result[kIDParams] = std::move(values);
+    result["metrics"]["total_ms"] = duration;
+    return result;
+}

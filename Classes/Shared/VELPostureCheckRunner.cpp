@@ -1,0 +1,249 @@
+// SPDX-License-Identifier: Apache-2.0
+#include "vel_device_trust/VELPostureCheckRunner.h"
+
+#include "Base/VELJSON.h"
+#include "Base/VELText.h"
+#include "Classes/Shared/VELDTLogger.h"
+#include "Platform/VELPlatform.h"
+#include "vel_device_trust/VELPostureCheckErrors.h"
+
+#include <nlohmann/json.hpp>
+
+#include <exception>
+#include <stdexcept>
+#include <utility>
+
+const char* const kIDParams = "identity_params";
+const char* const kMacSerialNumberKey = "device_serial_number";
+const char* const kDeviceIDKey = "device_id";
+
+namespace {
+
+/// The first element of `list` that is not of the kind that `isWanted` asks for, or that `list` is
+/// no array, as a text; nothing when all is well.
+std::optional<std::string> defectOfList(const VELValue& list, const std::string& name,
+                                        bool (VELValue::*isWanted)() const noexcept,
+                                        const char* wanted) {
+    if (!list.is_array()) {
+        return name + " is not an array";
+    }
+    std::size_t index = 0;
+    for (const VELValue& element : list) {
+        if (!(element.*isWanted)()) {
+            return name + "[" + std::to_string(index) + "] is not " + wanted;
+        }
+        ++index;
+    }
+    return std::nullopt;
+}
+
+constexpr const char* notAnObject = "the request is not an object";
+
+std::optional<std::string> defectOfIdentityRequest(const VELValue& request) {
+    if (!request.is_object()) {
+        return notAnObject;
+    }
+    const auto names = request.find(kIDParams);
+    if (names == request.end()) {
+        return std::nullopt;
+    }
+    return defectOfList(*names, kIDParams, &VELValue::is_string, "a string");
+}
+
+std::optional<std::string> defectOfDeviceTrustRequest(const VELValue& request,
+                                                      const std::string& platformIdentifier) {
+    if (!request.is_object()) {
+        return notAnObject;
+    }
+    const auto entries = request.find(platformIdentifier);
+    if (entries == request.end()) {
+        return std::nullopt;
+    }
+    return defectOfList(*entries, platformIdentifier, &VELValue::is_object, "an object");
+}
+
+bool isIdentityRequest(const VELValue& request) {
+    return request.is_object() && request.contains(kIDParams);
+}
+
+void throwIfDefective(const std::optional<std::string>& defect) {
+    if (defect) {
+        throw std::invalid_argument(*defect);
+    }
+}
+
+const VELValue* valueUnder(const char* key, const VELDictionary& dictionary) {
+    const auto entry = dictionary.find(key);
+    return entry == dictionary.end() ? nullptr : &*entry;
+}
+
+std::vector<std::uint8_t> bytesOf(std::string_view text) {
+    return {text.begin(), text.end()};
+}
+
+constexpr const char* deviceTrustFunction =
+    "-[VELPostureCheckRunner runDeviceTrustCheckFromDictionary:]";
+
+} // namespace
+
+VELPostureCheckItem::~VELPostureCheckItem() = default;
+
+std::optional<std::vector<std::string>> VELPostureCheckItem::requiredParameters() const {
+    return std::nullopt;
+}
+
+VELPostureCheckRunner::VELPostureCheckRunner(std::string platformIdentifier,
+                                             VELPostureCheckCatalogue postureChecks,
+                                             std::shared_ptr<VELHostLogger> logger)
+    : VELPostureCheckRunner(std::move(platformIdentifier), std::move(postureChecks),
+                            std::move(logger), VELPlatform::host()) {}
+
+VELPostureCheckRunner::VELPostureCheckRunner(std::string platformIdentifier,
+                                             VELPostureCheckCatalogue postureChecks,
+                                             std::shared_ptr<VELHostLogger> logger,
+                                             std::shared_ptr<const VELPlatform> platform)
+    : _platformIdentifier(std::move(platformIdentifier)), _postureChecks(std::move(postureChecks)),
+      _platform(std::move(platform)) {
+    VELDTLogger::setLogger(std::move(logger));
+}
+
+VELPostureCheckRunner::~VELPostureCheckRunner() = default;
+
+std::string
+VELPostureCheckRunner::runPostureCheckFromDocumentString(std::string_view document) const {
+    return runDocument(document);
+}
+
+std::vector<std::uint8_t>
+VELPostureCheckRunner::runPostureCheckFromDocument(std::span<const std::uint8_t> document) const {
+    return bytesOf(runDocument({reinterpret_cast<const char*>(document.data()), document.size()}));
+}
+
+std::string VELPostureCheckRunner::runDocument(std::string_view document) const {
+    std::optional<VELError> error;
+    const std::optional<VELValue> request = vel::readJSON(document, &error);
+    if (!request) {
+        return errorDocument(error->message());
+    }
+    const bool asksForIdentity = isIdentityRequest(*request);
+    if (const auto defect = asksForIdentity
+                                ? defectOfIdentityRequest(*request)
+                                : defectOfDeviceTrustRequest(*request, _platformIdentifier)) {
+        return errorDocument(*defect);
+    }
+    const VELDictionary result = asksForIdentity ? collectIdentity(*request) : runChecks(*request);
+    std::optional<std::string> text = vel::writeJSON(result, &error);
+    return text ? *std::move(text) : errorDocument(error->message());
+}
+
+VELDictionary
+VELPostureCheckRunner::runDeviceTrustCheckFromDictionary(const VELDictionary& request) const {
+    throwIfDefective(defectOfDeviceTrustRequest(request, _platformIdentifier));
+    return runChecks(request);
+}
+
+VELDictionary
+VELPostureCheckRunner::runGetIdentityParametersFromDictionary(const VELDictionary& request) const {
+    throwIfDefective(defectOfIdentityRequest(request));
+    return collectIdentity(request);
+}
+
+VELDictionary VELPostureCheckRunner::runChecks(const VELDictionary& request) const {
+    VELDTLogger::logMessageWithLevel(VELLogLevel::information, deviceTrustFunction, "Input JSON %@",
+                                     request);
+    VELArray checks = VELValue::array();
+    VELArray details = VELValue::array();
+    bool overall = true;
+    double total = 0.0;
+
+    static const VELArray noEntries = VELValue::array();
+    const VELValue* listed = valueUnder(_platformIdentifier.c_str(), request);
+    for (const VELDictionary& entry : listed != nullptr ? *listed : noEntries) {
+        VELDictionary resultEntry = entry;
+        const double start = getTimestamp();
+        const VELValue* type = valueUnder("type", entry);
+        std::optional<std::string> errorText;
+        bool answer = false;
+        try {
+            std::optional<VELError> error;
+            answer = runCheck(type, entry, &error);
+            if (error) {
+                errorText = error->message();
+            }
+        } catch (const std::exception& exception) {
+            errorText = vel::validUTF8(exception.what());
+            VELDTLogger::logMessageWithLevel(VELLogLevel::error, deviceTrustFunction, "Error: %@",
+                                             *errorText);
+        }
+        const double duration = (getTimestamp() - start) * 1000.0;
+
+        overall = overall && answer && !errorText;
+        if (errorText) {
+            resultEntry["error"] = *std::move(errorText);
+        } else {
+            resultEntry["pass"] = answer;
+        }
+        VELDictionary checkMetrics = VELValue::object();
+        if (type != nullptr) {
+            checkMetrics["type"] = *type;
+        }
+        checkMetrics["total_ms"] = duration;
+        VELDictionary detail = VELValue::object();
+        detail["check"] = std::move(checkMetrics);
+        details.push_back(std::move(detail));
+        checks.push_back(std::move(resultEntry));
+        total += duration;
+    }
+
+    VELDictionary result = VELValue::object();
+    result["checks"] = std::move(checks);
+    result["pass"] = overall;
+    result["metrics"]["total_ms"] = total;
+    result["metrics"]["details"] = std::move(details);
+    VELDTLogger::logMessageWithLevel(VELLogLevel::information, deviceTrustFunction,
+                                     "Output JSON %@", result);
+    return result;
+}
+
+bool VELPostureCheckRunner::runCheck(const VELValue* type, const VELDictionary& checkParams,
+                                     std::optional<VELError>* error) const {
+    VELDTLogger::logMessageWithLevel(
+        VELLogLevel::information, "-[VELPostureCheckRunner runCheck:checkParams:error:]",
+        "Starting check with checkType: %@ and params: %@", type, checkParams);
+    const auto* typeName = type != nullptr ? type->get_ptr<const std::string*>() : nullptr;
+    const auto found = typeName != nullptr ? _postureChecks.find(*typeName) : _postureChecks.end();
+    if (found == _postureChecks.end() || found->second == nullptr) {
+        SetPostureCheckError(error, VELPostureCheckErrorUnknownCheckType,
+                             "Unknown posture check type: " +
+                                 (type != nullptr ? vel::displayText(*type) : "(null)") + ".");
+        return false;
+    }
+    const VELPostureCheckItem& check = *found->second;
+    if (const auto required = check.requiredParameters()) {
+        for (const std::string& parameter : *required) {
+            if (!checkParams.contains(parameter)) {
+                SetPostureCheckError(error, VELPostureCheckErrorMissingParameter,
+                                     "Required parameter \"" + parameter +
+                                         "\" missing from check type \"" + *typeName + "\".");
+                return false;
+            }
+        }
+    }
+    return check.runCheckWithParameters(checkParams, error);
+}
+
+std::vector<std::uint8_t> VELPostureCheckRunner::errorResult(std::string_view message) const {
+    return bytesOf(errorDocument(message));
+}
+
+std::string VELPostureCheckRunner::errorDocument(std::string_view message) const {
+    VELDTLogger::logMessageWithLevel(VELLogLevel::error, "-[VELPostureCheckRunner errorResult:]",
+                                     "Error: %@", message);
+    VELDictionary document = VELValue::object();
+    document["error"] = message;
+    return vel::compactText(document);
+}
+
+double VELPostureCheckRunner::getTimestamp() const {
+    return static_cast<double>(_platform->ticks()) / 1'000'000'000.0;
+}

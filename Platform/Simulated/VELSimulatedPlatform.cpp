@@ -1,0 +1,62 @@
+// SPDX-License-Identifier: Apache-2.0
+#include "Platform/Simulated/VELSimulatedPlatform.h"
+
+namespace {
+
+const VELValue* find(const VELSimulatedPreferences::Store& store, std::string_view key,
+                     std::string_view applicationID) {
+    const auto application = store.find(applicationID);
+    if (application == store.end()) {
+        return nullptr;
+    }
+    const auto value = application->second.find(key);
+    return value == application->second.end() ? nullptr : &value->second;
+}
+
+} // namespace
+
+std::optional<VELValue> VELSimulatedPreferences::copyValue(std::string_view key,
+                                                           std::string_view applicationID,
+                                                           VELPreferencesScope scope) const {
+    ++copyValueCalls;
+    const Store& store = scope == VELPreferencesScope::anyUser ? machine : user;
+    const VELValue* value = find(store, key, applicationID);
+    return value != nullptr ? std::optional(*value) : std::nullopt;
+}
+
+VELPreferences::IntegerValue
+VELSimulatedPreferences::appIntegerValue(std::string_view key,
+                                         std::string_view applicationID) const {
+    ++appIntegerValueCalls;
+    for (const Store* store : {&user, &machine}) {
+        if (const VELValue* value = find(*store, key, applicationID)) {
+            return integerValue(value);
+        }
+    }
+    return {0, false};
+}
+
+void VELSimulatedPlatform::advanceTime(std::uint64_t nanoseconds) const {
+    const std::scoped_lock lock(_timeMutex);
+    _time[std::this_thread::get_id()] += nanoseconds;
+}
+
+std::uint64_t VELSimulatedPlatform::ticks() const {
+    ++ticksCalls;
+    const std::scoped_lock lock(_timeMutex);
+    return _time[std::this_thread::get_id()];
+}
+
+std::optional<std::string> VELSimulatedPlatform::productVersion() const {
+    ++productVersionCalls;
+    return productVersionRecord;
+}
+
+std::optional<std::string> VELSimulatedPlatform::serialNumber() const {
+    ++serialNumberCalls;
+    return hardwareSerialNumber;
+}
+
+const VELPreferences& VELSimulatedPlatform::preferences() const {
+    return preferenceStore;
+}

@@ -1,0 +1,63 @@
+// SPDX-License-Identifier: Apache-2.0
+#pragma once
+
+#include "Platform/VELPlatform.h"
+
+#include <atomic>
+#include <cstdint>
+#include <functional>
+#include <map>
+#include <mutex>
+#include <nlohmann/json.hpp>
+#include <optional>
+#include <string>
+#include <string_view>
+#include <thread>
+
+/// Preferences in plain data, and how often they were asked.
+class VELSimulatedPreferences final : public VELPreferences {
+public:
+    /// Application ID to key to value.
+    using Store = std::map<std::string, std::map<std::string, VELValue, std::less<>>, std::less<>>;
+
+    Store machine;
+    Store user;
+
+    mutable std::atomic<unsigned> copyValueCalls = 0;
+    mutable std::atomic<unsigned> appIntegerValueCalls = 0;
+
+    [[nodiscard]] std::optional<VELValue> copyValue(std::string_view key,
+                                                    std::string_view applicationID,
+                                                    VELPreferencesScope scope) const override;
+
+    /// Looks for the user first, then machine-wide.
+    [[nodiscard]] IntegerValue appIntegerValue(std::string_view key,
+                                               std::string_view applicationID) const override;
+};
+
+/// A whole Mac in plain data: what its public members say is what it answers, and it counts what it
+/// is asked. It does no input or output. Fill it before it is asked; asking is safe from several
+/// threads.
+class VELSimulatedPlatform final : public VELPlatform {
+public:
+    /// Absent: the platform's "absent".
+    std::optional<std::string> productVersionRecord;
+    std::optional<std::string> hardwareSerialNumber;
+    VELSimulatedPreferences preferenceStore;
+
+    mutable std::atomic<unsigned> ticksCalls = 0;
+    mutable std::atomic<unsigned> productVersionCalls = 0;
+    mutable std::atomic<unsigned> serialNumberCalls = 0;
+
+    /// Time is virtual and each thread has its own: it starts at 0 and only this moves it on.
+    void advanceTime(std::uint64_t nanoseconds) const;
+
+    [[nodiscard]] std::uint64_t ticks() const override;
+    [[nodiscard]] std::optional<std::string> productVersion() const override;
+    [[nodiscard]] std::optional<std::string> serialNumber() const override;
+    [[nodiscard]] const VELPreferences& preferences() const override;
+
+private:
+    mutable std::mutex _timeMutex;
+    mutable std::map<std::thread::id, std::uint64_t> _time;
+};

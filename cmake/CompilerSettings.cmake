@@ -1,0 +1,24 @@
+# How everything of this project is compiled: link vel_settings.
+add_library(vel_settings INTERFACE)
+target_compile_features(vel_settings INTERFACE cxx_std_20)
+set(CMAKE_CXX_EXTENSIONS OFF)
+set(CMAKE_POSITION_INDEPENDENT_CODE ON)
+set(CMAKE_CXX_VISIBILITY_PRESET hidden)
+set(CMAKE_VISIBILITY_INLINES_HIDDEN ON)
+set(CMAKE_EXPORT_COMPILE_COMMANDS ON)
+
+target_compile_options(vel_settings INTERFACE
+    -Wall -Wextra -Wpedantic -Wshadow -Wconversion -Wsign-conversion -Wold-style-cast
+    -Wnon-virtual-dtor -Woverloaded-virtual -Wcast-align -Wformat=2
+    # No path of the build machine in what is built, and "Classes/..." as the file of a log line.
+    -ffile-prefix-map=${PROJECT_SOURCE_DIR}/=)
+target_compile_definitions(vel_settings INTERFACE JSON_USE_IMPLICIT_CONVERSIONS=0)
+if(VEL_WARNINGS_AS_ERRORS)
+    target_compile_options(vel_settings INTERFACE -Werror)
+endif()
+
+if(VEL_SANITIZERS)
+    target_compile_options(vel_settings INTERFACE
+        -fsanitize=${VEL_SANITIZERS} -fno-sanitize-recover=all -fno-omit-frame-pointer)
+    target_link_options(vel_settings INTERFACE -fsanitize=${VEL_SANITIZERS})
+endif()

@@ -1,0 +1,5 @@
+// SPDX-License-Identifier: Apache-2.0
+#pragma once
+
+/// Marks what the shared library exports; everything else stays hidden.
+#define VEL_EXPORT __attribute__((visibility("default")))

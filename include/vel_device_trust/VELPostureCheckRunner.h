@@ -1,0 +1,107 @@
+// SPDX-License-Identifier: Apache-2.0
+#pragma once
+
+#include "vel_device_trust/VELError.h"
+#include "vel_device_trust/VELExport.h"
+#include "vel_device_trust/VELHostLogger.h"
+#include "vel_device_trust/VELPostureCheckItem.h"
+#include "vel_device_trust/VELValue.h"
+
+#include <cstdint>
+#include <functional>
+#include <map>
+#include <memory>
+#include <optional>
+#include <span>
+#include <string>
+#include <string_view>
+#include <vector>
+
+class VELPlatform;
+
+/// Top-level key of the identity request and of its result: "identity_params".
+extern "C" VEL_EXPORT const char* const kIDParams;
+/// Name of the hardware serial number in an identity request and its result:
+/// "device_serial_number".
+extern "C" VEL_EXPORT const char* const kMacSerialNumberKey;
+/// Name of the device identifier in an identity request and its result: "device_id".
+extern "C" VEL_EXPORT const char* const kDeviceIDKey;
+
+/// The catalogue of a runner: check type name to the one object that serves it.
+using VELPostureCheckCatalogue =
+    std::map<std::string, std::shared_ptr<const VELPostureCheckItem>, std::less<>>;
+
+/// The library's front door: takes a request document, runs the checks that it lists, and returns
+/// the result document.
+///
+///     auto runner = VELPostureCheckRunner::macPostureCheckRunner(nullptr);
+///     std::string result = runner->runPostureCheckFromDocumentString(
+///         R"({"mac": [{"type": "minimumOSVersion", "version": "12.0"}]})");
+///
+/// A runner is immutable. Its operations run on the caller's thread, one check after another, and
+/// may be called from several threads at once.
+///
+/// Documents are JSON in UTF-8. What is not a valid request, or a result that cannot be written,
+/// yields the error result: an object with the single key "error". The document operations throw
+/// only when memory runs out, or what a check throws that is no `std::exception`.
+class VEL_EXPORT VELPostureCheckRunner {
+public:
+    /// A new runner for this machine with all check types of the library, whose requests list
+    /// their checks under "mac". `logger` becomes the logger of the whole process, for the runners
+    /// made before too; null switches logging off.
+    [[nodiscard]] static std::unique_ptr<VELPostureCheckRunner>
+    macPostureCheckRunner(std::shared_ptr<VELHostLogger> logger);
+
+    /// A runner with a catalogue of the host's own. `platformIdentifier` is the top-level key under
+    /// which its requests list their checks. `logger` as above. A null check object counts as a
+    /// type that is not in the catalogue.
+    VELPostureCheckRunner(std::string platformIdentifier, VELPostureCheckCatalogue postureChecks,
+                          std::shared_ptr<VELHostLogger> logger);
+
+    VELPostureCheckRunner(const VELPostureCheckRunner&) = delete;
+    VELPostureCheckRunner& operator=(const VELPostureCheckRunner&) = delete;
+    ~VELPostureCheckRunner();
+
+    /// Runs the request and returns its result: UTF-8 JSON, both.
+    [[nodiscard]] std::string runPostureCheckFromDocumentString(std::string_view document) const;
+
+    /// The same in bytes.
+    [[nodiscard]] std::vector<std::uint8_t>
+    runPostureCheckFromDocument(std::span<const std::uint8_t> document) const;
+
+    /// Runs a parsed device-trust request and returns its result as a dictionary. Throws
+    /// `std::invalid_argument`, before any check runs, when the request is malformed.
+    [[nodiscard]] VELDictionary
+    runDeviceTrustCheckFromDictionary(const VELDictionary& request) const;
+
+    /// Answers a parsed identity request; the empty dictionary when it has no "identity_params".
+    /// Throws `std::invalid_argument`, before anything is asked, when the request is malformed.
+    [[nodiscard]] VELDictionary
+    runGetIdentityParametersFromDictionary(const VELDictionary& request) const;
+
+    /// Runs one check. `type` is the entry's type name (null: it has none), `checkParams` the whole
+    /// entry. What the check throws goes to the caller.
+    bool runCheck(const VELValue* type, const VELDictionary& checkParams,
+                  std::optional<VELError>* error) const;
+
+    /// The error result that carries `message`, as bytes; it is logged at level 3.
+    [[nodiscard]] std::vector<std::uint8_t> errorResult(std::string_view message) const;
+
+    /// Seconds since an arbitrary fixed origin, from a monotonic clock with nanosecond resolution.
+    [[nodiscard]] double getTimestamp() const;
+
+private:
+    friend class VELPlatformRunnerFactory;
+    VELPostureCheckRunner(std::string platformIdentifier, VELPostureCheckCatalogue postureChecks,
+                          std::shared_ptr<VELHostLogger> logger,
+                          std::shared_ptr<const VELPlatform> platform);
+
+    [[nodiscard]] std::string runDocument(std::string_view document) const;
+    [[nodiscard]] std::string errorDocument(std::string_view message) const;
+    [[nodiscard]] VELDictionary runChecks(const VELDictionary& request) const;
+    [[nodiscard]] VELDictionary collectIdentity(const VELDictionary& request) const;
+
+    std::string _platformIdentifier;
+    VELPostureCheckCatalogue _postureChecks;
+    std::shared_ptr<const VELPlatform> _platform;
+};
