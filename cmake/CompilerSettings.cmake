@@ -22,3 +22,9 @@ if(VEL_SANITIZERS)
         -fsanitize=${VEL_SANITIZERS} -fno-sanitize-recover=all -fno-omit-frame-pointer)
     target_link_options(vel_settings INTERFACE -fsanitize=${VEL_SANITIZERS})
 endif()
+
+if(VEL_BUILD_FUZZERS)
+    # Coverage counters in all code; the fuzzers alone link libFuzzer's main.
+    target_compile_options(vel_settings INTERFACE -fsanitize=fuzzer-no-link)
+    target_link_options(vel_settings INTERFACE -fsanitize=fuzzer-no-link)
+endif()

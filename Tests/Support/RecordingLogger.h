@@ -25,9 +25,9 @@ struct LogLine {
                left.function == right.function;
     }
 
-    friend std::ostream& operator<<(std::ostream& stream, const LogLine& line) {
-        return stream << "{" << line.level << ", \"" << line.message << "\", \"" << line.function
-                      << "\", " << line.file << ":" << line.line << "}";
+    friend std::ostream& operator<<(std::ostream& stream, const LogLine& logged) {
+        return stream << "{" << logged.level << ", \"" << logged.message << "\", \"" << logged.function
+                      << "\", " << logged.file << ":" << logged.line << "}";
     }
 };
 
