@@ -193,9 +193,13 @@ TEST(LinuxMachineID, IsTheOneThatTheSystemsOwnToolDerives) {
     const auto derived = askOracle("systemd-id128 machine-id "
                                    "--app-specific=b584acf32d1c4068b2f8efa52eccd33d 2>/dev/null");
     const auto machineID = vel::applicationSpecificMachineID();
+    constexpr int commandNotFound = 127;
+    if (derived.status == commandNotFound) {
+        GTEST_SKIP() << "this machine has no systemd-id128 to compare with";
+    }
     if (derived.status != 0) {
         EXPECT_EQ(machineID, std::nullopt);
-        GTEST_SKIP() << "this machine has no machine id, or no tool that derives one from it";
+        return;
     }
     EXPECT_EQ(machineID.value_or("absent") + "\n", derived.output);
     EXPECT_EQ(vel::applicationSpecificMachineID(), machineID);
