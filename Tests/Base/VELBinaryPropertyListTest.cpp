@@ -17,7 +17,7 @@ using Cases = std::vector<std::pair<std::string, std::string>>;
 std::string bigEndian(std::uint64_t number, std::size_t size) {
     std::string bytes;
     while (size-- > 0) {
-        bytes += static_cast<char>(number >> (8 * size) & 0xFFU);
+        bytes += size < 8 ? static_cast<char>(number >> (8 * size) & 0xFFU) : '\0';
     }
     return bytes;
 }
