@@ -50,7 +50,6 @@ void addCommands(CLI::App& program, CommandLine& commandLine) {
                      "File with the request in JSON; - or nothing is standard input")
         ->option_text(" ");
     addRunOptions(*check, commandLine);
-    check->footer(exitStatusHelp);
 
     CLI::App* identity =
         program.add_subcommand("identity", "Ask for the machine's identity values");
@@ -58,7 +57,6 @@ void addCommands(CLI::App& program, CommandLine& commandLine) {
         ->add_option("NAME", commandLine.names, "device_serial_number or device_id (default: both)")
         ->option_text("...");
     addRunOptions(*identity, commandLine);
-    identity->footer(exitStatusHelp);
 
     CLI::App* catalogue =
         program.add_subcommand("catalogue", "List the check types with their required parameters");
@@ -71,6 +69,15 @@ CommandLine::Command commandOf(const CLI::App& program) {
     }
     return program.got_subcommand("identity") ? CommandLine::Command::identity
                                               : CommandLine::Command::catalogue;
+}
+
+std::string textOf(const CLI::ParseError& error, const CLI::App& program) {
+    const std::vector<std::string> unknown = program.remaining();
+    if (program.get_subcommands().empty() && !unknown.empty() &&
+        !unknown.front().starts_with('-')) {
+        return "there is no subcommand " + unknown.front();
+    }
+    return error.what();
 }
 
 std::string helpCommandOf(const CLI::App& program) {
@@ -100,7 +107,7 @@ CommandLine parseCommandLine(int argumentCount, const char* const* arguments) {
     } catch (const CLI::CallForVersion& version) {
         commandLine.text = std::string(version.what()) + "\n";
     } catch (const CLI::ParseError& error) {
-        throw WrongUse(error.what(), helpCommandOf(program));
+        throw WrongUse(textOf(error, program), helpCommandOf(program));
     }
     return commandLine;
 }

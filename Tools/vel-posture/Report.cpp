@@ -17,7 +17,7 @@ namespace {
 
 constexpr std::size_t resultColumns = 6;         // "RESULT"
 constexpr std::size_t narrowestDetail = 24;      // narrower, and a check takes lines of its own
-constexpr std::size_t widestName = 40;           // of a column of names
+constexpr std::size_t widestName = 28;           // of a column of names
 constexpr std::size_t widestParameter = 40;      // of one parameter's value
 constexpr std::size_t widestParameterList = 120; // of all parameters of a check
 constexpr std::string_view gap = "  ";
@@ -86,7 +86,7 @@ std::string parametersOf(const VELValue& entry) {
         if (name == "type" || name == "pass") {
             continue;
         }
-        text += (text.empty() ? "" : ", ") + truncated(printable(name), widestParameter) + " " +
+        text += (text.empty() ? "" : ", ") + truncated(printable(name), widestParameter) + ": " +
                 truncated(shown(value), widestParameter);
         if (text.size() > 4 * widestParameterList) { // no longer fits, however wide its letters are
             break;
@@ -267,7 +267,7 @@ std::string namedTexts(const std::vector<NamedText>& texts, std::size_t headingC
     const std::size_t indent = columns + gap.size();
     std::string report;
     for (const auto& [name, text] : texts) {
-        if (style.columns && indent + narrowestDetail / 2 > *style.columns) {
+        if (style.columns && indent + narrowestDetail > *style.columns) {
             addWrapped(report, name, 0, style);
             report += '\n' + std::string(gap);
             addWrapped(report, text, gap.size(), style);
