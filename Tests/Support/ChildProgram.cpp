@@ -25,7 +25,8 @@ namespace {
 
 class Descriptor {
 public:
-    explicit Descriptor(int number = -1) : _number(number) {}
+    Descriptor() = default;
+    explicit Descriptor(int number) : _number(number) {}
     Descriptor(Descriptor&& other) noexcept : _number(std::exchange(other._number, -1)) {}
     Descriptor& operator=(Descriptor&& other) noexcept {
         std::swap(_number, other._number);
@@ -41,7 +42,7 @@ public:
     }
 
 private:
-    int _number;
+    int _number = -1;
 };
 
 [[noreturn]] void fail(const char* what) {

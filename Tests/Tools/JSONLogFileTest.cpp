@@ -64,7 +64,7 @@ TEST(JSONLogFile, RemembersAFailedWrite) {
 TEST(JSONLogFile, KeepsLinesOfSeveralThreadsWhole) {
     const TemporaryFolder folder;
     const std::string path = folder.path() + "/log";
-    constexpr int linesPerThread = 500;
+    constexpr int linesPerThread = 100;
     {
         JSONLogFile log(path);
         const auto write = [&log](std::int64_t level) {

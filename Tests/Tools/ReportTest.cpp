@@ -44,17 +44,16 @@ TEST(Report, ShowsALinePerCheckThenTheVerdict) {
 }
 
 TEST(Report, WrapsTheDetailOnATerminal) {
-    EXPECT_EQ(resultReport(threeChecks, {.columns = 64}),
+    EXPECT_EQ(resultReport(threeChecks, {.columns = 65}),
               "RESULT         MS  CHECK             DETAIL\n"
               "pass    10000.000  localFirewall\n"
               "fail       12.750  minimumOSVersion  comment: none yet, version:\n"
               "                                     99.0\n"
-              "error       0.000  minimumOSVersion  Required parameter\n"
-              "                                     \"version\" missing from check\n"
-              "                                     type \"minimumOSVersion\".\n"
+              "error       0.000  minimumOSVersion  Required parameter \"version\"\n"
+              "                                     missing from check type\n"
+              "                                     \"minimumOSVersion\".\n"
               "\n"
-              "NOT PASSED  1 of 3 checks passed, 1 failed, 1 error, 10012.750\n"
-              "            ms\n");
+              "NOT PASSED  1 of 3 checks passed, 1 failed, 1 error, 10012.750 ms\n");
 }
 
 TEST(Report, PutsTheDetailBelowOnANarrowTerminal) {
@@ -115,7 +114,7 @@ TEST(Report, ColoursTheWordsOfTheResultAlone) {
 TEST(Report, EscapesWhatTheResultBrings) {
     const VELValue entry = {{"type", "a\x1b[2Jb\nc"}, {"error", "no \u009b31m\r\u202e"}};
     EXPECT_EQ(resultReport(resultOf(entry, false), {.columns = 80, .colour = false}),
-              "RESULT     MS  CHECK             DETAIL\n"
+              "RESULT     MS  CHECK           DETAIL\n"
               "error   0.000  a\\u001b[2Jb\\nc  no \\u009b31m\\r\\u202e\n"
               "\n"
               "NOT PASSED  0 of 1 check passed, 1 error, 0.000 ms\n");

@@ -17,6 +17,7 @@ namespace {
 
 constexpr std::size_t resultColumns = 6;         // "RESULT"
 constexpr std::size_t narrowestDetail = 24;      // narrower, and a check takes lines of its own
+constexpr std::size_t narrowestText = 12;        // narrower, and a text stands below its name
 constexpr std::size_t widestName = 28;           // of a column of names
 constexpr std::size_t widestParameter = 40;      // of one parameter's value
 constexpr std::size_t widestParameterList = 120; // of all parameters of a check
@@ -130,16 +131,32 @@ std::size_t nameColumns(const Lines& lines, std::size_t headingColumns, Name nam
     return std::min(columns, widestName);
 }
 
-/// Adds `text`, whose first line starts in column `indent` and is already begun by `report`.
+void trimLine(std::string& report) {
+    report.erase(report.find_last_not_of(' ') + 1);
+}
+
+void endLine(std::string& report) {
+    trimLine(report);
+    report += '\n';
+}
+
+/// Adds `text`, whose first line starts in column `indent` and is already begun by `report`. Where
+/// that leaves no room, the text stands below.
 void addWrapped(std::string& report, std::string_view text, std::size_t indent,
                 const ReportStyle& style) {
-    if (!style.columns) {
+    if (!style.columns || text.empty()) {
         report += text;
         return;
     }
     std::string_view separator;
-    const std::string lineBreak = "\n" + std::string(indent, ' ');
-    const std::size_t columns = *style.columns > indent ? *style.columns - indent : 1;
+    std::string lineBreak = "\n" + std::string(indent, ' ');
+    if (indent + narrowestText > *style.columns) {
+        lineBreak = "\n" + std::string(gap);
+        separator = lineBreak;
+        trimLine(report);
+    }
+    const std::size_t used = lineBreak.size() - 1;
+    const std::size_t columns = *style.columns > used ? *style.columns - used : 1;
     for (const std::string_view line : wrapped(text, columns)) {
         report += separator;
         report += line;
@@ -149,11 +166,6 @@ void addWrapped(std::string& report, std::string_view text, std::size_t indent,
 
 std::string rightAligned(std::string_view text, std::size_t columns) {
     return std::string(text.size() < columns ? columns - text.size() : 0, ' ') + std::string(text);
-}
-
-void endLine(std::string& report) {
-    report.erase(report.find_last_not_of(' ') + 1);
-    report += '\n';
 }
 
 std::string outcomeColumn(Outcome outcome, const ReportStyle& style) {
