@@ -1,11 +1,26 @@
 // SPDX-License-Identifier: Apache-2.0
-#include "vel_device_trust/vel_device_trust.h"
+#include "Tools/vel-posture/Program.h"
+#include "Tools/vel-posture/ProgramFailure.h"
+#include "Tools/vel-posture/StandardStreams.h"
 
-#include <iostream>
-#include <iterator>
+#include <exception>
+#include <new>
 
-int main() {
-    const std::string request(std::istreambuf_iterator<char>(std::cin), {});
-    const auto runner = VELPostureCheckRunner::macPostureCheckRunner(nullptr);
-    std::cout << runner->runPostureCheckFromDocumentString(request) << '\n';
+namespace {
+constexpr int failureStatus = 2;
+}
+
+int main(int argumentCount, char** arguments) {
+    prepareStandardStreams();
+    try {
+        return runProgram(parseCommandLine(argumentCount, arguments));
+    } catch (const WrongUse& wrongUse) {
+        diagnose(wrongUse.what());
+        diagnose("see " + wrongUse.helpCommand());
+    } catch (const std::bad_alloc&) {
+        diagnose("out of memory");
+    } catch (const std::exception& failure) {
+        diagnose(failure.what());
+    }
+    return failureStatus;
 }

@@ -1,0 +1,231 @@
+// SPDX-License-Identifier: Apache-2.0
+#include "Tools/vel-posture/Report.h"
+
+#include <gtest/gtest.h>
+#include <nlohmann/json.hpp>
+
+namespace {
+
+const VELValue threeChecks = VELValue::parse(R"({
+    "checks": [
+        {"type": "localFirewall", "pass": true},
+        {"type": "minimumOSVersion", "version": "99.0", "comment": "none yet", "pass": false},
+        {"type": "minimumOSVersion", "pass": true,
+         "error": "Required parameter \"version\" missing from check type \"minimumOSVersion\"."}
+    ],
+    "pass": false,
+    "metrics": {"total_ms": 10012.7504, "details": [
+        {"check": {"type": "localFirewall", "total_ms": 10000.0}},
+        {"check": {"type": "minimumOSVersion", "total_ms": 12.75}},
+        {"check": {"type": "minimumOSVersion", "total_ms": 0.0004}}
+    ]}
+})");
+
+/// A result with one check, which took no time.
+VELValue resultOf(VELValue entry, bool pass) {
+    VELValue result = VELValue::parse(
+        R"({"checks": [], "metrics": {"total_ms": 0.0, "details": [{"check": {"total_ms": 0.0}}]}})");
+    result["checks"].push_back(std::move(entry));
+    result["pass"] = pass;
+    return result;
+}
+
+TEST(Report, ShowsALinePerCheckThenTheVerdict) {
+    EXPECT_EQ(resultReport(threeChecks, {}),
+              "RESULT         MS  CHECK             DETAIL\n"
+              "pass    10000.000  localFirewall\n"
+              "fail       12.750  minimumOSVersion  comment: none yet, version: 99.0\n"
+              "error       0.000  minimumOSVersion  Required parameter \"version\" missing from "
+              "check type \"minimumOSVersion\".\n"
+              "\n"
+              "NOT PASSED  1 of 3 checks passed, 1 failed, 1 error, 10012.750 ms\n");
+    EXPECT_EQ(exitStatus(threeChecks), 1);
+    EXPECT_FALSE(ranNoCheck(threeChecks));
+}
+
+TEST(Report, WrapsTheDetailOnATerminal) {
+    EXPECT_EQ(resultReport(threeChecks, {.columns = 65}),
+              "RESULT         MS  CHECK             DETAIL\n"
+              "pass    10000.000  localFirewall\n"
+              "fail       12.750  minimumOSVersion  comment: none yet, version:\n"
+              "                                     99.0\n"
+              "error       0.000  minimumOSVersion  Required parameter \"version\"\n"
+              "                                     missing from check type\n"
+              "                                     \"minimumOSVersion\".\n"
+              "\n"
+              "NOT PASSED  1 of 3 checks passed, 1 failed, 1 error, 10012.750 ms\n");
+}
+
+TEST(Report, PutsTheDetailBelowOnANarrowTerminal) {
+    EXPECT_EQ(resultReport(threeChecks, {.columns = 40}), "pass    localFirewall\n"
+                                                          "        10000.000 ms\n"
+                                                          "fail    minimumOSVersion\n"
+                                                          "        12.750 ms  comment: none yet,\n"
+                                                          "        version: 99.0\n"
+                                                          "error   minimumOSVersion\n"
+                                                          "        0.000 ms  Required parameter\n"
+                                                          "        \"version\" missing from check\n"
+                                                          "        type \"minimumOSVersion\".\n"
+                                                          "\n"
+                                                          "NOT PASSED  1 of 3 checks passed, 1\n"
+                                                          "            failed, 1 error, 10012.750\n"
+                                                          "            ms\n");
+}
+
+TEST(Report, NoLineIsWiderThanTheTerminal) {
+    VELValue entry = {{"type", "日本語の検査という長い名前のもの日本語の検査"}, {"error", ""}};
+    for (int word = 0; word < 40; ++word) {
+        entry["error"].get_ref<std::string&>() += "語の検 word " + std::string(50, 'x') + " ";
+    }
+    // Narrower than 12, the verdict's word alone is too wide.
+    for (std::size_t columns = 12; columns < 140; ++columns) {
+        const std::string report = resultReport(resultOf(entry, false), {.columns = columns});
+        std::size_t begin = 0;
+        while (begin < report.size()) {
+            const std::size_t end = report.find('\n', begin);
+            std::size_t width = 0;
+            for (std::size_t index = begin; index < end; ++index) {
+                // Of this text, characters of three bytes take two columns.
+                width += (report[index] & 0xC0) == 0x80 ? 0U
+                         : (report[index] & 0x80) != 0  ? 2U
+                                                        : 1U;
+            }
+            // The ellipsis, counted as two, takes one.
+            const bool truncated = report.substr(begin, end - begin).find("…") != std::string::npos;
+            EXPECT_LE(width - (truncated ? 1U : 0U), columns) << report.substr(begin, end - begin);
+            begin = end + 1;
+        }
+    }
+}
+
+TEST(Report, ColoursTheWordsOfTheResultAlone) {
+    EXPECT_EQ(resultReport(threeChecks, {.columns = 200, .colour = true}),
+              "RESULT         MS  CHECK             DETAIL\n"
+              "\x1b[1;32mpass\x1b[0m    10000.000  localFirewall\n"
+              "\x1b[1;31mfail\x1b[0m       12.750  minimumOSVersion  comment: none yet, version: "
+              "99.0\n"
+              "\x1b[1;33merror\x1b[0m       0.000  minimumOSVersion  Required parameter "
+              "\"version\" missing from check type \"minimumOSVersion\".\n"
+              "\n"
+              "\x1b[1;31mNOT PASSED\x1b[0m  1 of 3 checks passed, 1 failed, 1 error, 10012.750 "
+              "ms\n");
+}
+
+TEST(Report, EscapesWhatTheResultBrings) {
+    const VELValue entry = {{"type", "a\x1b[2Jb\nc"}, {"error", "no \u009b31m\r\u202e"}};
+    EXPECT_EQ(resultReport(resultOf(entry, false), {.columns = 80, .colour = false}),
+              "RESULT     MS  CHECK           DETAIL\n"
+              "error   0.000  a\\u001b[2Jb\\nc  no \\u009b31m\\r\\u202e\n"
+              "\n"
+              "NOT PASSED  0 of 1 check passed, 1 error, 0.000 ms\n");
+    const VELValue parameters = {{"type", "t"}, {"k\x1b", "v\x07"}, {"pass", false}};
+    EXPECT_EQ(resultReport(resultOf(parameters, false), {}),
+              "RESULT     MS  CHECK  DETAIL\n"
+              "fail    0.000  t      k\\u001b: v\\u0007\n"
+              "\n"
+              "NOT PASSED  0 of 1 check passed, 1 failed, 0.000 ms\n");
+}
+
+TEST(Report, ShowsEntriesWithoutAProperType) {
+    const std::string end = "\n\nNOT PASSED  0 of 1 check passed, 1 error, 0.000 ms\n";
+    EXPECT_EQ(resultReport(resultOf({{"error", "e"}}, false), {}),
+              "RESULT     MS  CHECK      DETAIL\nerror   0.000  (no type)  e" + end);
+    EXPECT_EQ(resultReport(resultOf({{"type", nullptr}, {"error", 7}}, false), {}),
+              "RESULT     MS  CHECK  DETAIL\nerror   0.000  null   7" + end);
+}
+
+TEST(Report, ShortensLongNamesAndParameters) {
+    const std::string type(50, 't');
+    const VELValue entry = {
+        {"type", type}, {"a", std::string(50, 'v')}, {"b", std::string(50, 'w')},
+        {"c", 1},       {"d", std::string(50, 'x')}, {"pass", true}};
+    const std::string detail = "a: " + std::string(39, 'v') + "…, b: " + std::string(39, 'w') +
+                               "…, c: 1, d: " + std::string(20, 'x') + "…\n";
+    EXPECT_EQ(resultReport(resultOf(entry, true), {.columns = 500}),
+              "RESULT     MS  CHECK                         DETAIL\n"
+              "pass    0.000  " +
+                  std::string(27, 't') + "…  " + detail +
+                  "\nPASSED  1 of 1 check passed, 0.000 ms\n");
+    EXPECT_EQ(resultReport(resultOf(entry, true), {}),
+              "RESULT     MS  CHECK                         DETAIL\n"
+              "pass    0.000  " +
+                  type + "  " + detail + "\nPASSED  1 of 1 check passed, 0.000 ms\n");
+}
+
+TEST(Report, StaysSmallBesideALongName) {
+    VELValue result = resultOf({{"type", std::string(100'000, 't')}, {"pass", true}}, true);
+    for (int index = 0; index < 1000; ++index) {
+        result["checks"].push_back({{"type", "u"}, {"pass", true}});
+        result["metrics"]["details"].push_back({{"check", {{"total_ms", 0.0}}}});
+    }
+    EXPECT_LT(resultReport(result, {}).size(), 200'000U);
+}
+
+TEST(Report, SaysThatNoCheckWasRun) {
+    const VELValue result = VELValue::parse(
+        R"({"checks": [], "pass": true, "metrics": {"total_ms": 0.0, "details": []}})");
+    EXPECT_EQ(resultReport(result, {}), "PASSED  no checks were run\n");
+    EXPECT_EQ(exitStatus(result), 0);
+    EXPECT_TRUE(ranNoCheck(result));
+}
+
+TEST(Report, ShowsIdentityValues) {
+    const VELValue result = VELValue::parse(
+        R"({"identity_params": {"device_id": "", "device_serial_number": "C02\u001b[0m"},
+            "metrics": {"total_ms": 0.5}})");
+    EXPECT_EQ(resultReport(result, {}), "device_id             (empty)\n"
+                                        "device_serial_number  C02\\u001b[0m\n");
+    EXPECT_EQ(resultReport(result, {.columns = 30}), "device_id\n"
+                                                     "  (empty)\n"
+                                                     "device_serial_number\n"
+                                                     "  C02\\u001b[0m\n");
+    EXPECT_EQ(exitStatus(result), 0);
+    EXPECT_FALSE(ranNoCheck(result));
+    EXPECT_EQ(resultReport(VELValue::parse(R"({"identity_params": {}, "metrics": {}})"), {}),
+              "no identity values\n");
+}
+
+TEST(Report, ShowsAnIdentifierThatIsNoText) {
+    EXPECT_EQ(resultReport(VELValue::parse(R"({"identity_params": {"device_id": [1, "a"]}})"), {}),
+              "device_id  [1,\"a\"]\n");
+}
+
+TEST(Report, ShowsAnErrorResult) {
+    const VELValue result = {{"error", "mac[2] is not an object"}};
+    EXPECT_EQ(resultReport(result, {}), "ERROR  mac[2] is not an object\n");
+    EXPECT_EQ(resultReport(result, {.columns = 20, .colour = true}),
+              "\x1b[1;31mERROR\x1b[0m  mac[2] is not\n       an object\n");
+    EXPECT_EQ(exitStatus(result), 2);
+    EXPECT_FALSE(ranNoCheck(result));
+}
+
+TEST(Report, PassedIsZero) {
+    EXPECT_EQ(exitStatus(resultOf({{"type", "t"}, {"pass", true}}, true)), 0);
+}
+
+class CheckWithParameters final : public VELPostureCheckItem {
+public:
+    explicit CheckWithParameters(std::optional<std::vector<std::string>> names)
+        : _names(std::move(names)) {}
+    bool runCheckWithParameters(const VELDictionary&, std::optional<VELError>*) const override {
+        return true;
+    }
+    std::optional<std::vector<std::string>> requiredParameters() const override { return _names; }
+
+private:
+    std::optional<std::vector<std::string>> _names;
+};
+
+TEST(CatalogueReport, ListsTypesWithTheirParameters) {
+    const VELPostureCheckCatalogue catalogue = {
+        {"certificatePresent",
+         std::make_shared<CheckWithParameters>(std::vector<std::string>{"sha1", "other"})},
+        {"localFirewall", std::make_shared<CheckWithParameters>(std::nullopt)}};
+    EXPECT_EQ(catalogueReport(catalogue, {}), "CHECK               REQUIRED PARAMETERS\n"
+                                              "certificatePresent  sha1, other\n"
+                                              "localFirewall       (none)\n");
+    EXPECT_EQ(catalogueJSON(catalogue),
+              R"({"certificatePresent":["sha1","other"],"localFirewall":[]})");
+}
+
+} // namespace

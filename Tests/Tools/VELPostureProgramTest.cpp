@@ -1,0 +1,505 @@
+// SPDX-License-Identifier: Apache-2.0
+#include "Tests/Support/ChildProgram.h"
+#include "Tests/Support/TemporaryFolder.h"
+
+#include <gtest/gtest.h>
+#include <nlohmann/json.hpp>
+
+#include <sys/stat.h>
+
+#include <sstream>
+
+namespace {
+
+using Arguments = std::vector<std::string>;
+using Result = ChildProgram::Result;
+
+const std::string examples = VEL_SOURCE_DIRECTORY "/Examples";
+const std::string compliantMac = examples + "/Machines/compliant.json";
+
+const std::string passingRequest = R"({"mac": [{"type": "minimumOSVersion", "version": "13"}]})";
+const std::string passingResult =
+    R"({"checks":[{"pass":true,"type":"minimumOSVersion","version":"13"}],)"
+    R"("metrics":{"details":[{"check":{"total_ms":0.0,"type":"minimumOSVersion"}}],)"
+    R"("total_ms":0.0},"pass":true})"
+    "\n";
+const std::string passingReport = "RESULT     MS  CHECK             DETAIL\n"
+                                  "pass    0.000  minimumOSVersion  version: 13\n"
+                                  "\n"
+                                  "PASSED  1 of 1 check passed, 0.000 ms\n";
+const std::string emptyResult =
+    R"({"checks":[],"metrics":{"details":[],"total_ms":0.0},"pass":true})"
+    "\n";
+
+ChildProgram program(const Arguments& arguments) {
+    ChildProgram child{{VEL_POSTURE_PROGRAM}};
+    child.arguments.insert(child.arguments.end(), arguments.begin(), arguments.end());
+    return child;
+}
+
+/// `check` of a request on standard input, asked of the Mac in good order.
+ChildProgram checkOfCompliantMac(const std::string& request, const Arguments& options = {}) {
+    ChildProgram child = program({"check", "--machine", compliantMac});
+    child.arguments.insert(child.arguments.end(), options.begin(), options.end());
+    child.input = request;
+    return child;
+}
+
+Result wrongUse(const std::string& text, const std::string& helpCommand = "vel-posture --help") {
+    return {2, "", "vel-posture: " + text + "\nvel-posture: see " + helpCommand + "\n"};
+}
+
+Result failure(const std::string& text) {
+    return {2, "", "vel-posture: " + text + "\n"};
+}
+
+std::string contentOf(const std::string& path) {
+    std::ostringstream content;
+    content << std::ifstream(path, std::ios::binary).rdbuf();
+    return content.str();
+}
+
+// ---- requests and results
+
+TEST(VELPostureProgram, AnswersARequestFile) {
+    const Arguments arguments = {"check", examples + "/Requests/minimum-os-version.json",
+                                 "--machine", compliantMac};
+    const auto metric = std::string(R"({"check":{"total_ms":0.0,"type":"minimumOSVersion"}})");
+    EXPECT_EQ(
+        program(arguments).run(),
+        (Result{1,
+                R"({"checks":[{"pass":true,"type":"minimumOSVersion","version":"14.5"},)"
+                R"({"pass":true,"type":"minimumOSVersion","version":"13"},)"
+                R"({"comment":"no machine is there yet","pass":false,"type":"minimumOSVersion",)"
+                R"("version":"99.0"},)"
+                R"({"error":"Invalid version type in OS version check.",)"
+                R"("type":"minimumOSVersion","version":14},)"
+                R"({"error":"Required parameter \"version\" missing from check type )"
+                R"(\"minimumOSVersion\".","type":"minimumOSVersion"}],"metrics":{"details":[)" +
+                    metric + "," + metric + "," + metric + "," + metric + "," + metric +
+                    R"(],"total_ms":0.0},"pass":false})"
+                    "\n",
+                ""}));
+}
+
+TEST(VELPostureProgram, ReportsARequestFileInText) {
+    EXPECT_EQ(
+        program({"check", examples + "/Requests/minimum-os-version.json", "--machine", compliantMac,
+                 "--format", "text"})
+            .run(),
+        (Result{1,
+                "RESULT     MS  CHECK             DETAIL\n"
+                "pass    0.000  minimumOSVersion  version: 14.5\n"
+                "pass    0.000  minimumOSVersion  version: 13\n"
+                "fail    0.000  minimumOSVersion  comment: no machine is there yet, version: "
+                "99.0\n"
+                "error   0.000  minimumOSVersion  Invalid version type in OS version check.\n"
+                "error   0.000  minimumOSVersion  Required parameter \"version\" missing from "
+                "check type \"minimumOSVersion\".\n"
+                "\n"
+                "NOT PASSED  2 of 5 checks passed, 1 failed, 2 errors, 0.000 ms\n",
+                ""}));
+}
+
+TEST(VELPostureProgram, TheOutOfDateMacPassesNone) {
+    const Result result = program({"check", examples + "/Requests/minimum-os-version.json",
+                                   "--machine", examples + "/Machines/out-of-date.json"})
+                              .run();
+    EXPECT_EQ(result.status, 1);
+    const auto document = nlohmann::json::parse(result.output);
+    for (std::size_t index = 0; index < 3; ++index) {
+        EXPECT_EQ(document.at("checks").at(index).at("pass"), false);
+    }
+}
+
+TEST(VELPostureProgram, ReadsStandardInput) {
+    EXPECT_EQ(checkOfCompliantMac(passingRequest).run(), (Result{0, passingResult, ""}));
+    EXPECT_EQ(checkOfCompliantMac(passingRequest, {"-"}).run(), (Result{0, passingResult, ""}));
+    EXPECT_EQ(checkOfCompliantMac(passingRequest, {"--format=text"}).run(),
+              (Result{0, passingReport, ""}));
+}
+
+TEST(VELPostureProgram, AsksThisMachineUnlessToldOtherwise) {
+    ChildProgram child = program({"check"});
+    child.input = R"({"mac": [{"type": "minimumOSVersion", "version": 1}]})";
+    const Result result = child.run();
+    EXPECT_EQ(result.status, 1);
+    EXPECT_EQ(result.errors, "");
+    const auto document = nlohmann::json::parse(result.output);
+    EXPECT_EQ(document.at("checks").at(0).at("error"), "Invalid version type in OS version check.");
+    EXPECT_GT(document.at("metrics").at("total_ms").get<double>(), 0.0);
+}
+
+TEST(VELPostureProgram, AnUnknownTypeIsAnErrorOfItsEntry) {
+    EXPECT_EQ(
+        checkOfCompliantMac(R"({"mac": [{"type": "MinimumOSVersion"}]})", {"--format", "text"})
+            .run(),
+        (Result{1,
+                "RESULT     MS  CHECK             DETAIL\n"
+                "error   0.000  MinimumOSVersion  Unknown posture check type: "
+                "MinimumOSVersion.\n"
+                "\n"
+                "NOT PASSED  0 of 1 check passed, 1 error, 0.000 ms\n",
+                ""}));
+}
+
+TEST(VELPostureProgram, AnEntryWithAPassOfItsOwnIsStillAnError) {
+    const Result result =
+        checkOfCompliantMac(R"({"mac": [{"type": "x", "pass": true}]})", {"--format", "text"})
+            .run();
+    EXPECT_EQ(result.status, 1);
+    EXPECT_EQ(result.output, "RESULT     MS  CHECK  DETAIL\n"
+                             "error   0.000  x      Unknown posture check type: x.\n"
+                             "\n"
+                             "NOT PASSED  0 of 1 check passed, 1 error, 0.000 ms\n");
+}
+
+TEST(VELPostureProgram, ARequestWithoutChecksPasses) {
+    EXPECT_EQ(checkOfCompliantMac(R"({"mac": []})").run(), (Result{0, emptyResult, ""}));
+    EXPECT_EQ(checkOfCompliantMac("{}").run(), (Result{0, emptyResult, ""}));
+    EXPECT_EQ(checkOfCompliantMac("{}", {"--format", "text"}).run(),
+              (Result{0, "PASSED  no checks were run\n", ""}));
+}
+
+TEST(VELPostureProgram, AnErrorResultIsStatusTwo) {
+    const Result json = checkOfCompliantMac("{\"mac\": [").run();
+    EXPECT_EQ(json.status, 2);
+    EXPECT_EQ(json.errors, "");
+    const auto document = nlohmann::json::parse(json.output);
+    ASSERT_EQ(document.size(), 1U);
+    const auto text = document.at("error").get<std::string>();
+    EXPECT_TRUE(text.starts_with("parse error at line 1, column 10: ")) << text;
+
+    EXPECT_EQ(checkOfCompliantMac("{\"mac\": [", {"--format", "text"}).run(),
+              (Result{2, "ERROR  " + text + "\n", ""}));
+    EXPECT_EQ(checkOfCompliantMac(R"({"mac": [{}, 7]})").run(),
+              (Result{2, "{\"error\":\"mac[1] is not an object\"}\n", ""}));
+    EXPECT_EQ(checkOfCompliantMac("").run().status, 2);
+}
+
+TEST(VELPostureProgram, TakesLongAndDeepRequests) {
+    const std::string comment(10'000'000, 'x');
+    const Result large =
+        checkOfCompliantMac(R"({"mac": [{"type": "y", "comment": ")" + comment + "\"}]}").run();
+    EXPECT_EQ(large.status, 1);
+    EXPECT_EQ(large.errors, "");
+    // Not EXPECT_EQ, which would look for the difference in both.
+    EXPECT_TRUE(large.output ==
+                "{\"checks\":[{\"comment\":\"" + comment +
+                    R"(","error":"Unknown posture check type: y.","type":"y"}],)"
+                    R"("metrics":{"details":[{"check":{"total_ms":0.0,"type":"y"}}],)"
+                    R"("total_ms":0.0},"pass":false})"
+                    "\n");
+
+    // The type is as deep as may be read; the result nests it two levels deeper.
+    const std::string deepType = std::string(509, '[') + std::string(509, ']');
+    const Result deep =
+        checkOfCompliantMac(R"({"mac": [{"type": )" + deepType + "}]}", {"--format", "text"}).run();
+    EXPECT_EQ(deep.status, 1);
+    EXPECT_EQ(deep.errors, "");
+    EXPECT_TRUE(deep.output.ends_with("Unknown posture check type: " + deepType +
+                                      ".\n\nNOT PASSED  0 of 1 check passed, 1 error, 0.000 ms\n"));
+}
+
+// ---- identity
+
+TEST(VELPostureProgram, AsksForBothIdentityValues) {
+    const std::string result =
+        R"({"identity_params":{"device_id":"6f9d1c1e-2f0a-4a53-9b5e-0d6f8f7c2a11",)"
+        R"("device_serial_number":"C02EXAMPLE01"},"metrics":{"total_ms":0.0}})"
+        "\n";
+    EXPECT_EQ(program({"identity", "--machine", compliantMac}).run(), (Result{0, result, ""}));
+    EXPECT_EQ(
+        program({"check", examples + "/Requests/identity.json", "--machine", compliantMac}).run(),
+        (Result{0, result, ""}));
+    EXPECT_EQ(program({"identity", "--machine", compliantMac, "--format", "text"}).run(),
+              (Result{0,
+                      "device_id             6f9d1c1e-2f0a-4a53-9b5e-0d6f8f7c2a11\n"
+                      "device_serial_number  C02EXAMPLE01\n",
+                      ""}));
+}
+
+TEST(VELPostureProgram, AsksForTheIdentityValuesNamed) {
+    const std::string outOfDateMac = examples + "/Machines/out-of-date.json";
+    EXPECT_EQ(program({"identity", "Device_Serial_Number", "--machine", outOfDateMac}).run(),
+              (Result{0,
+                      R"({"identity_params":{"device_serial_number":"C02EXAMPLE02"},)"
+                      R"("metrics":{"total_ms":0.0}})"
+                      "\n",
+                      ""}));
+    EXPECT_EQ(program({"identity", "check", "device_id", "--machine", outOfDateMac}).run(),
+              (Result{0,
+                      R"({"identity_params":{"device_id":"27b1f0c4-7c5d-4b0e-8f3e-5a9c1d2e3f40"},)"
+                      R"("metrics":{"total_ms":0.0}})"
+                      "\n",
+                      ""}));
+    EXPECT_EQ(program({"identity", "other", "--machine", outOfDateMac, "--format", "text"}).run(),
+              (Result{0, "no identity values\n", ""}));
+    EXPECT_EQ(program({"identity", "\xff"}).run(), failure("a NAME is not UTF-8"));
+}
+
+// ---- catalogue, help, version
+
+TEST(VELPostureProgram, ListsTheCatalogue) {
+    const Result json = program({"catalogue"}).run();
+    EXPECT_EQ(json.status, 0);
+    EXPECT_EQ(json.errors, "");
+    EXPECT_TRUE(json.output.ends_with("}\n"));
+    const auto document = nlohmann::json::parse(json.output);
+    EXPECT_EQ(document.at("minimumOSVersion"), nlohmann::json::array({"version"}));
+
+    const Result text = program({"catalogue", "--format", "text"}).run();
+    EXPECT_EQ(text.status, 0);
+    EXPECT_TRUE(text.output.starts_with("CHECK ")) << text.output;
+    EXPECT_NE(text.output.find("\nminimumOSVersion "), std::string::npos) << text.output;
+    EXPECT_NE(text.output.find(" version\n"), std::string::npos) << text.output;
+}
+
+TEST(VELPostureProgram, HelpsOnStandardOutput) {
+    const Result help = program({"--help"}).run();
+    EXPECT_EQ(help.status, 0);
+    EXPECT_EQ(help.errors, "");
+    for (const char* part : {"Usage: vel-posture [OPTIONS] SUBCOMMAND\n", "check ", "identity ",
+                             "catalogue ", "\nExit status:\n  0  passed"}) {
+        EXPECT_NE(help.output.find(part), std::string::npos) << help.output;
+    }
+    const Result checkHelp = program({"check", "--help"}).run();
+    EXPECT_EQ(checkHelp.status, 0);
+    for (const char* part : {"Usage: vel-posture check [OPTIONS] [REQUEST]\n", "--machine FILE ",
+                             "--format json|text ", "--log FILE ", "Exit status:"}) {
+        EXPECT_NE(checkHelp.output.find(part), std::string::npos) << checkHelp.output;
+    }
+    EXPECT_EQ(program({"--version"}).run(),
+              (Result{0, "vel-posture (vel_device_trust 1.0.0)\n", ""}));
+}
+
+// ---- wrong use, files that cannot be read
+
+TEST(VELPostureProgram, RefusesWrongUse) {
+    const std::string checkHelp = "vel-posture check --help";
+    EXPECT_EQ(program({}).run(), wrongUse("A subcommand is required"));
+    EXPECT_EQ(program({"chekc"}).run(), wrongUse("there is no subcommand chekc"));
+    EXPECT_EQ(program({"--verbose"}).run(), wrongUse("A subcommand is required"));
+    EXPECT_EQ(program({"check", "--verbose"}).run(),
+              wrongUse("The following argument was not expected: --verbose", checkHelp));
+    EXPECT_EQ(program({"check", "a", "b"}).run(),
+              wrongUse("The following argument was not expected: b", checkHelp));
+    EXPECT_EQ(program({"check", "--format", "xml"}).run(),
+              wrongUse("--format: xml not in {json,text}", checkHelp));
+    EXPECT_EQ(program({"check", "--format", "x\x1b[2J\xff"}).run(),
+              wrongUse("--format: x\\u001b[2J\uFFFD not in {json,text}", checkHelp));
+    EXPECT_EQ(program({"catalogue", "--log", "x"}).run(),
+              wrongUse("The following arguments were not expected: x --log",
+                       "vel-posture catalogue --help"));
+}
+
+TEST(VELPostureProgram, NamesTheRequestThatItCannotRead) {
+    const TemporaryFolder folder;
+    const std::string& path = folder.path();
+    EXPECT_EQ(program({"check", path + "/none.json"}).run(),
+              failure("cannot read \"" + path + "/none.json\": No such file or directory"));
+    EXPECT_EQ(program({"check", path}).run(),
+              failure("cannot read \"" + path + "\": Is a directory"));
+    EXPECT_EQ(program({"check", ""}).run(), failure("cannot read \"\": No such file or directory"));
+    EXPECT_EQ(program({"check", "catalogue\x1b"}).run(),
+              failure("cannot read \"catalogue\\u001b\": No such file or directory"));
+
+    ChildProgram child = program({"check"});
+    child.inputStream = ChildStream::closed;
+    EXPECT_EQ(child.run(), failure("cannot read standard input: Bad file descriptor"));
+}
+
+TEST(VELPostureProgram, NamesTheMachineThatItCannotRead) {
+    const TemporaryFolder folder;
+    EXPECT_EQ(
+        program({"identity", "--machine", folder.path() + "/none.json"}).run(),
+        failure("cannot read \"" + folder.path() + "/none.json\": No such file or directory"));
+    const std::string path = folder.write("mac.json", R"({"preferences": {"machine": []}})");
+    EXPECT_EQ(
+        program({"identity", "--machine", path}).run(),
+        failure("machine description \"" + path + "\": preferences.machine is not an object"));
+    folder.write("mac.json", R"({"colour": "red"})");
+    EXPECT_EQ(program({"identity", "--machine", path}).run(),
+              failure("machine description \"" + path + "\": unknown key \"colour\""));
+}
+
+// ---- the log
+
+TEST(VELPostureProgram, WritesTheLogToAFile) {
+    const TemporaryFolder folder;
+    const std::string path = folder.path() + "/log";
+    EXPECT_EQ(checkOfCompliantMac(R"({"mac": [{"type": "x"}]})", {"--log", path}).run().status, 1);
+    std::istringstream lines(contentOf(path));
+    std::vector<std::pair<int, std::string>> logged;
+    for (std::string line; std::getline(lines, line);) {
+        const auto object = nlohmann::json::parse(line);
+        EXPECT_EQ(object.size(), 5U);
+        EXPECT_TRUE(object.at("file").get<std::string>().starts_with("Classes/")) << line;
+        EXPECT_GT(object.at("line").get<int>(), 0);
+        logged.emplace_back(object.at("level").get<int>(),
+                            object.at("function").get<std::string>());
+    }
+    const std::vector<std::pair<int, std::string>> expected = {
+        {1, "-[VELPostureCheckRunner runDeviceTrustCheckFromDictionary:]"},
+        {1, "-[VELPostureCheckRunner runCheck:checkParams:error:]"},
+        {3, "SetPostureCheckError"},
+        {1, "-[VELPostureCheckRunner runDeviceTrustCheckFromDictionary:]"}};
+    EXPECT_EQ(logged, expected);
+}
+
+TEST(VELPostureProgram, WritesTheLogToStandardError) {
+    const Result result = checkOfCompliantMac("7", {"--log", "-"}).run();
+    EXPECT_EQ(result.status, 2);
+    EXPECT_EQ(result.output, "{\"error\":\"the request is not an object\"}\n");
+    EXPECT_TRUE(result.errors.starts_with(
+        "{\"level\":3,\"message\":\"Error: the request is not an "
+        "object\",\"file\":\"Classes/Shared/"
+        "VELPostureCheckRunner.cpp\",\"function\":\"-[VELPostureCheckRunner errorResult:]\","
+        "\"line\":"))
+        << result.errors;
+    EXPECT_TRUE(result.errors.ends_with("}\n"));
+}
+
+TEST(VELPostureProgram, OpensTheLogBeforeAnythingElse) {
+    const TemporaryFolder folder;
+    EXPECT_EQ(
+        program({"check", "/none.json", "--machine", "/none.json", "--log", folder.path()}).run(),
+        failure("cannot open the log \"" + folder.path() + "\": Is a directory"));
+    EXPECT_EQ(program({"identity", "--log", "/nowhere/log"}).run(),
+              failure("cannot open the log \"/nowhere/log\": No such file or directory"));
+}
+
+TEST(VELPostureProgram, AFailedLogIsReportedBesideTheResult) {
+    EXPECT_EQ(
+        checkOfCompliantMac(passingRequest, {"--log", "/dev/full"}).run(),
+        (Result{2, passingResult,
+                "vel-posture: cannot write the log \"/dev/full\": No space left on device\n"}));
+}
+
+// ---- output that fails
+
+TEST(VELPostureProgram, ReportsThatItsOutputFails) {
+    ChildProgram child = checkOfCompliantMac(passingRequest);
+    child.outputStream = ChildStream::withoutReader;
+    EXPECT_EQ(child.run(), failure("cannot write to standard output: Broken pipe"));
+    child.outputStream = ChildStream::fullDevice;
+    EXPECT_EQ(child.run(), failure("cannot write to standard output: No space left on device"));
+    child.outputStream = ChildStream::closed;
+    EXPECT_EQ(child.run(), failure("cannot write to standard output: Bad file descriptor"));
+
+    ChildProgram help = program({"--help"});
+    help.outputStream = ChildStream::fullDevice;
+    EXPECT_EQ(help.run(), failure("cannot write to standard output: No space left on device"));
+}
+
+TEST(VELPostureProgram, NoFileBecomesAClosedStream) {
+    const TemporaryFolder folder;
+    const std::string path = folder.path() + "/log";
+    ChildProgram child = checkOfCompliantMac(passingRequest, {"--log", path});
+    child.outputStream = ChildStream::closed;
+    EXPECT_EQ(child.run().status, 2);
+    EXPECT_EQ(contentOf(path).find("\"checks\":[{\"pass\":true,\"type\":\"minimumOSVersion\","
+                                   "\"version\":\"13\"}],\"metrics\":{\"details\":[{\"check\":{"),
+              std::string::npos);
+}
+
+TEST(VELPostureProgram, SurvivesAClosedStandardError) {
+    for (const ChildStream stream :
+         {ChildStream::closed, ChildStream::withoutReader, ChildStream::fullDevice}) {
+        ChildProgram child = program({"check", "/none.json"});
+        child.errorStream = stream;
+        EXPECT_EQ(child.run(), (Result{2, "", ""}));
+        child = checkOfCompliantMac(passingRequest);
+        child.errorStream = stream;
+        EXPECT_EQ(child.run(), (Result{0, passingResult, ""}));
+        child.arguments.insert(child.arguments.end(), {"--log", "-"});
+        EXPECT_EQ(child.run(), (Result{2, passingResult, ""}));
+    }
+}
+
+// ---- terminals
+
+TEST(VELPostureProgram, ReportsInColourOnATerminal) {
+    ChildProgram child = checkOfCompliantMac(passingRequest);
+    child.outputStream = ChildStream::terminal;
+    const std::string inColour = "RESULT     MS  CHECK             DETAIL\n"
+                                 "\x1b[1;32mpass\x1b[0m    0.000  minimumOSVersion  version: 13\n"
+                                 "\n"
+                                 "\x1b[1;32mPASSED\x1b[0m  1 of 1 check passed, 0.000 ms\n";
+    EXPECT_EQ(child.run(), (Result{0, inColour, ""}));
+    child.environment = {{"NO_COLOR", ""}};
+    EXPECT_EQ(child.run(), (Result{0, inColour, ""}));
+    child.environment = {{"NO_COLOR", "0"}};
+    EXPECT_EQ(child.run(), (Result{0, passingReport, ""}));
+    child.environment = {{"TERM", "dumb"}};
+    EXPECT_EQ(child.run(), (Result{0, passingReport, ""}));
+    child.arguments.insert(child.arguments.end(), {"--format", "json"});
+    EXPECT_EQ(child.run(), (Result{0, passingResult, ""}));
+}
+
+TEST(VELPostureProgram, WrapsToTheWidthOfTheTerminal) {
+    ChildProgram child = checkOfCompliantMac(R"({"mac": [{"type": "minimumOSVersion"}]})");
+    child.outputStream = ChildStream::terminal;
+    child.environment = {{"NO_COLOR", "1"}};
+    child.columns = 61;
+    const std::string at61 = "RESULT     MS  CHECK             DETAIL\n"
+                             "error   0.000  minimumOSVersion  Required parameter \"version\"\n"
+                             "                                 missing from check type\n"
+                             "                                 \"minimumOSVersion\".\n"
+                             "\n"
+                             "NOT PASSED  0 of 1 check passed, 1 error, 0.000 ms\n";
+    const std::string at40 = "error   minimumOSVersion\n"
+                             "        0.000 ms  Required parameter\n"
+                             "        \"version\" missing from check\n"
+                             "        type \"minimumOSVersion\".\n"
+                             "\n"
+                             "NOT PASSED  0 of 1 check passed, 1\n"
+                             "            error, 0.000 ms\n";
+    EXPECT_EQ(child.run().output, at61);
+    child.environment["COLUMNS"] = "40";
+    EXPECT_EQ(child.run().output, at40);
+    child.columns = 40;
+    for (const char* useless : {"", "0", "61x", "-1", "99999999999999999999999"}) {
+        child.environment["COLUMNS"] = useless;
+        EXPECT_EQ(child.run().output, at40) << useless;
+    }
+}
+
+TEST(VELPostureProgram, NothingInARequestSteersTheTerminal) {
+    ChildProgram child =
+        checkOfCompliantMac(R"({"mac": [{"type": "\u001b]0;x\u0007\u009b2J\n"}]})", {"--log", "-"});
+    child.outputStream = ChildStream::terminal;
+    child.errorStream = ChildStream::terminal;
+    child.environment = {{"NO_COLOR", "1"}};
+    const Result result = child.run();
+    EXPECT_EQ(result.status, 1);
+    for (const std::string& text : {result.output, result.errors}) {
+        EXPECT_NE(text.find("\\u009b2J\\n"), std::string::npos) << text;
+        for (const char* control : {"\x1b", "\x07", "\u009b", "\r"}) {
+            EXPECT_EQ(text.find(control), std::string::npos) << text;
+        }
+    }
+}
+
+TEST(VELPostureProgram, WarnsOnATerminalThatNoCheckWasRun) {
+    ChildProgram child = checkOfCompliantMac(R"({"mac": []})");
+    child.errorStream = ChildStream::terminal;
+    EXPECT_EQ(child.run(), (Result{0, emptyResult, "vel-posture: no checks under \"mac\"\n"}));
+    child.input = R"({"windows": [{"type": "x"}]})";
+    EXPECT_EQ(child.run(), (Result{0, emptyResult, "vel-posture: no checks under \"mac\"\n"}));
+    child.input = passingRequest;
+    EXPECT_EQ(child.run(), (Result{0, passingResult, ""}));
+    child.input = R"({"identity_params": []})";
+    EXPECT_EQ(child.run().errors, "");
+}
+
+TEST(VELPostureProgram, SaysThatItReadsFromATerminal) {
+    ChildProgram child = checkOfCompliantMac(passingRequest + "\n");
+    child.inputStream = ChildStream::terminal;
+    EXPECT_EQ(
+        child.run(),
+        (Result{0, passingResult,
+                "vel-posture: reading a request from standard input, to its end (Ctrl-D)\n"}));
+}
+
+} // namespace

@@ -1,0 +1,113 @@
+// SPDX-License-Identifier: Apache-2.0
+#include "Tools/vel-posture/CommandLine.h"
+
+#include "Tools/vel-posture/ProgramFailure.h"
+#include "vel_device_trust/vel_device_trust.h"
+
+#include <CLI/CLI.hpp>
+
+namespace {
+
+constexpr const char* programName = "vel-posture";
+
+constexpr const char* exitStatusHelp =
+    "Exit status:\n"
+    "  0  passed, or the identity request was answered\n"
+    "  1  did not pass\n"
+    "  2  wrong use, a file that cannot be read or written, or an error result";
+
+void addFormat(CLI::App& command, CommandLine& commandLine) {
+    command
+        .add_option_function<std::string>(
+            "--format",
+            [&commandLine](const std::string& name) {
+                commandLine.format =
+                    name == "json" ? CommandLine::Format::json : CommandLine::Format::text;
+            },
+            "json: the result document; text: a report for people\n"
+            "(default: text on a terminal, else json)")
+        ->check(CLI::IsMember({"json", "text"}))
+        ->type_name("json|text")
+        ->option_text("json|text");
+}
+
+void addRunOptions(CLI::App& command, CommandLine& commandLine) {
+    command
+        .add_option("--machine", commandLine.machine,
+                    "Ask the Mac that FILE describes, not this machine")
+        ->option_text("FILE");
+    addFormat(command, commandLine);
+    command
+        .add_option("--log", commandLine.log,
+                    "Append the log to FILE, a JSON object per line; - is standard error")
+        ->option_text("FILE");
+}
+
+void addCommands(CLI::App& program, CommandLine& commandLine) {
+    CLI::App* check = program.add_subcommand("check", "Run a request document");
+    check
+        ->add_option("REQUEST", commandLine.request,
+                     "File with the request in JSON; - or nothing is standard input")
+        ->option_text(" ");
+    addRunOptions(*check, commandLine);
+
+    CLI::App* identity =
+        program.add_subcommand("identity", "Ask for the machine's identity values");
+    identity
+        ->add_option("NAME", commandLine.names, "device_serial_number or device_id (default: both)")
+        ->option_text("...");
+    addRunOptions(*identity, commandLine);
+
+    CLI::App* catalogue =
+        program.add_subcommand("catalogue", "List the check types with their required parameters");
+    addFormat(*catalogue, commandLine);
+}
+
+CommandLine::Command commandOf(const CLI::App& program) {
+    if (program.got_subcommand("check")) {
+        return CommandLine::Command::check;
+    }
+    return program.got_subcommand("identity") ? CommandLine::Command::identity
+                                              : CommandLine::Command::catalogue;
+}
+
+std::string textOf(const CLI::ParseError& error, const CLI::App& program) {
+    const std::vector<std::string> unknown = program.remaining();
+    if (program.get_subcommands().empty() && !unknown.empty() &&
+        !unknown.front().starts_with('-')) {
+        return "there is no subcommand " + unknown.front();
+    }
+    return error.what();
+}
+
+std::string helpCommandOf(const CLI::App& program) {
+    std::string command = programName;
+    for (const CLI::App* subcommand : program.get_subcommands()) {
+        command += " " + subcommand->get_name();
+    }
+    return command + " --help";
+}
+
+} // namespace
+
+CommandLine parseCommandLine(int argumentCount, const char* const* arguments) {
+    CommandLine commandLine;
+    CLI::App program("Says whether a machine is in the state that a posture request asks for.",
+                     programName);
+    program.set_version_flag("--version",
+                             std::string(programName) + " (" + vel_device_trustVersionString + ")");
+    program.require_subcommand(1);
+    program.footer(exitStatusHelp);
+    addCommands(program, commandLine);
+    try {
+        program.parse(argumentCount, arguments);
+        commandLine.command = commandOf(program);
+    } catch (const CLI::CallForHelp&) {
+        commandLine.text = program.help();
+    } catch (const CLI::CallForVersion& version) {
+        commandLine.text = std::string(version.what()) + "\n";
+    } catch (const CLI::ParseError& error) {
+        throw WrongUse(textOf(error, program), helpCommandOf(program));
+    }
+    return commandLine;
+}

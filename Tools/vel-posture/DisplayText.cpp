@@ -1,0 +1,161 @@
+// SPDX-License-Identifier: Apache-2.0
+#include "Tools/vel-posture/DisplayText.h"
+
+#include "Base/VELText.h"
+
+#include <utf8proc.h>
+
+#include <algorithm>
+#include <cstdint>
+
+namespace {
+
+struct CodePoint {
+    utf8proc_int32_t value;
+    std::size_t length; // in bytes, at least 1
+};
+
+bool isPlain(char character) {
+    return character >= ' ' && character <= '~';
+}
+
+CodePoint firstCodePoint(std::string_view text) {
+    if (isPlain(text.front())) {
+        return {text.front(), 1};
+    }
+    utf8proc_int32_t value = -1;
+    const utf8proc_ssize_t length = utf8proc_iterate(
+        reinterpret_cast<const utf8proc_uint8_t*>(text.data()),
+        static_cast<utf8proc_ssize_t>(std::min<std::size_t>(text.size(), 4)), &value);
+    return {value, length > 0 ? static_cast<std::size_t>(length) : 1};
+}
+
+bool steersTerminal(utf8proc_int32_t codePoint) {
+    switch (utf8proc_category(codePoint)) {
+    case UTF8PROC_CATEGORY_CC:
+    case UTF8PROC_CATEGORY_CF:
+    case UTF8PROC_CATEGORY_ZL:
+    case UTF8PROC_CATEGORY_ZP:
+        return true;
+    default:
+        return false;
+    }
+}
+
+void appendUnit(std::string& text, std::uint32_t unit) {
+    constexpr std::string_view digits = "0123456789abcdef";
+    text += "\\u";
+    for (const unsigned shift : {12U, 8U, 4U, 0U}) {
+        text += digits[(unit >> shift) & 0xFU];
+    }
+}
+
+void appendEscape(std::string& text, utf8proc_int32_t codePoint) {
+    const auto value = static_cast<std::uint32_t>(codePoint);
+    if (value == '\n') {
+        text += "\\n";
+    } else if (value == '\r') {
+        text += "\\r";
+    } else if (value == '\t') {
+        text += "\\t";
+    } else if (value < 0x10000U) {
+        appendUnit(text, value);
+    } else {
+        appendUnit(text, 0xD800U + ((value - 0x10000U) >> 10U));
+        appendUnit(text, 0xDC00U + ((value - 0x10000U) & 0x3FFU));
+    }
+}
+
+std::size_t columnsOf(utf8proc_int32_t codePoint) {
+    return static_cast<std::size_t>(std::max(utf8proc_charwidth(codePoint), 0));
+}
+
+struct Extent {
+    std::size_t length; // in bytes
+    std::size_t columns;
+};
+
+/// The longest front of `text` that takes at most `columns`.
+Extent front(std::string_view text, std::size_t columns) {
+    Extent extent{0, 0};
+    while (extent.length < text.size()) {
+        const CodePoint next = firstCodePoint(text.substr(extent.length));
+        const std::size_t width = columnsOf(next.value);
+        if (extent.columns + width > columns) {
+            break;
+        }
+        extent.length += next.length;
+        extent.columns += width;
+    }
+    return extent;
+}
+
+std::string_view withoutTrailingSpaces(std::string_view text) {
+    return text.substr(0, text.find_last_not_of(' ') + 1);
+}
+
+/// Takes the next line from the front of `text`, and the spaces at which it was broken.
+std::string_view takeLine(std::string_view& text, std::size_t columns) {
+    std::size_t length = front(text, columns).length;
+    if (length == 0 && !text.empty()) {
+        length = firstCodePoint(text).length;
+    }
+    if (length < text.size() && text[length] != ' ') {
+        // A line that begins with spaces has no word before them to break after.
+        const std::size_t space = text.substr(0, length).find_last_of(' ');
+        if (space != std::string_view::npos &&
+            !withoutTrailingSpaces(text.substr(0, space)).empty()) {
+            length = space;
+        }
+    }
+    const std::string_view line = withoutTrailingSpaces(text.substr(0, length));
+    text.remove_prefix(length);
+    text.remove_prefix(std::min(text.find_first_not_of(' '), text.size()));
+    return line;
+}
+
+} // namespace
+
+std::string printable(std::string_view text) {
+    if (!vel::isValidUTF8(text)) {
+        return printable(vel::validUTF8(text));
+    }
+    std::string result;
+    result.reserve(text.size());
+    while (!text.empty()) {
+        const CodePoint next = firstCodePoint(text);
+        if (!isPlain(text.front()) && steersTerminal(next.value)) {
+            appendEscape(result, next.value);
+        } else {
+            result += text.substr(0, next.length);
+        }
+        text.remove_prefix(next.length);
+    }
+    return result;
+}
+
+std::size_t displayWidth(std::string_view text) {
+    return front(text, static_cast<std::size_t>(-1)).columns;
+}
+
+std::string truncated(std::string_view text, std::size_t columns) {
+    if (front(text, columns).length == text.size()) {
+        return std::string(text);
+    }
+    return std::string(text.substr(0, front(text, columns - 1).length)) + "…";
+}
+
+std::string padded(std::string_view text, std::size_t columns) {
+    std::string result(text);
+    const std::size_t width = displayWidth(text);
+    result.append(width < columns ? columns - width : 0, ' ');
+    return result;
+}
+
+std::vector<std::string_view> wrapped(std::string_view text, std::size_t columns) {
+    std::vector<std::string_view> lines;
+    do {
+        lines.push_back(takeLine(text, columns));
+    } while (!text.empty());
+    return lines;
+}

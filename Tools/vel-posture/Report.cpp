@@ -1,0 +1,362 @@
+// SPDX-License-Identifier: Apache-2.0
+#include "Tools/vel-posture/Report.h"
+
+#include "Base/VELJSON.h"
+#include "Tools/vel-posture/DisplayText.h"
+
+#include <nlohmann/json.hpp>
+
+#include <algorithm>
+#include <array>
+#include <charconv>
+#include <string_view>
+#include <utility>
+#include <vector>
+
+namespace {
+
+constexpr std::size_t resultColumns = 6;         // "RESULT"
+constexpr std::size_t narrowestDetail = 24;      // narrower, and a check takes lines of its own
+constexpr std::size_t narrowestText = 12;        // narrower, and a text stands below its name
+constexpr std::size_t widestName = 28;           // of a column of names
+constexpr std::size_t widestParameter = 40;      // of one parameter's value
+constexpr std::size_t widestParameterList = 120; // of all parameters of a check
+constexpr std::string_view gap = "  ";
+
+enum class Colour { none, green, red, yellow };
+
+enum class Outcome { pass, fail, error };
+
+struct CheckLine {
+    Outcome outcome;
+    std::string milliseconds;
+    std::string type;
+    std::string detail;
+};
+
+std::string coloured(std::string text, Colour colour, const ReportStyle& style) {
+    if (!style.colour || colour == Colour::none) {
+        return text;
+    }
+    const std::string_view code = colour == Colour::green ? "32"
+                                  : colour == Colour::red ? "31"
+                                                          : "33";
+    return "\x1b[1;" + std::string(code) + "m" + std::move(text) + "\x1b[0m";
+}
+
+std::string_view nameOf(Outcome outcome) {
+    switch (outcome) {
+    case Outcome::pass:
+        return "pass";
+    case Outcome::fail:
+        return "fail";
+    case Outcome::error:
+        break;
+    }
+    return "error";
+}
+
+Colour colourOf(Outcome outcome) {
+    switch (outcome) {
+    case Outcome::pass:
+        return Colour::green;
+    case Outcome::fail:
+        return Colour::red;
+    case Outcome::error:
+        break;
+    }
+    return Colour::yellow;
+}
+
+std::string millisecondsOf(const VELValue& metrics) {
+    std::array<char, 400> digits{}; // the largest double has 309 before its point
+    const auto end =
+        std::to_chars(digits.data(), digits.data() + digits.size(),
+                      metrics.at("total_ms").get<double>(), std::chars_format::fixed, 3);
+    return {digits.data(), end.ptr};
+}
+
+std::string shown(const VELValue& value) {
+    return printable(vel::displayText(value));
+}
+
+/// What an entry asked for, by which a reader tells entries of one type apart.
+std::string parametersOf(const VELValue& entry) {
+    std::string text;
+    for (const auto& [name, value] : entry.items()) {
+        if (name == "type" || name == "pass") {
+            continue;
+        }
+        text += (text.empty() ? "" : ", ") + truncated(printable(name), widestParameter) + ": " +
+                truncated(shown(value), widestParameter);
+        if (text.size() > 4 * widestParameterList) { // no longer fits, however wide its letters are
+            break;
+        }
+    }
+    return truncated(text, widestParameterList);
+}
+
+CheckLine checkLine(const VELValue& entry, const VELValue& metrics) {
+    const auto type = entry.find("type");
+    CheckLine line{Outcome::error,
+                   millisecondsOf(metrics),
+                   type != entry.end() ? shown(*type) : "(no type)",
+                   {}};
+    // An entry may bring a "pass" of its own, so the error is asked for first.
+    if (const auto error = entry.find("error"); error != entry.end()) {
+        line.detail = shown(*error);
+    } else {
+        line.outcome = entry.at("pass").get<bool>() ? Outcome::pass : Outcome::fail;
+        line.detail = parametersOf(entry);
+    }
+    return line;
+}
+
+std::vector<CheckLine> checkLines(const VELValue& result) {
+    std::vector<CheckLine> lines;
+    const VELValue& details = result.at("metrics").at("details");
+    for (const VELValue& entry : result.at("checks")) {
+        lines.push_back(checkLine(entry, details.at(lines.size()).at("check")));
+    }
+    return lines;
+}
+
+/// The columns that a column of names takes: a name from a request may have any length.
+template <typename Lines, typename Name>
+std::size_t nameColumns(const Lines& lines, std::size_t headingColumns, Name name) {
+    std::size_t columns = headingColumns;
+    for (const auto& line : lines) {
+        columns = std::max(columns, displayWidth(name(line)));
+    }
+    return std::min(columns, widestName);
+}
+
+void trimLine(std::string& report) {
+    report.erase(report.find_last_not_of(' ') + 1);
+}
+
+void endLine(std::string& report) {
+    trimLine(report);
+    report += '\n';
+}
+
+/// Adds `text`, whose first line starts in column `indent` and is already begun by `report`. Where
+/// that leaves no room, the text stands below.
+void addWrapped(std::string& report, std::string_view text, std::size_t indent,
+                const ReportStyle& style) {
+    if (!style.columns || text.empty()) {
+        report += text;
+        return;
+    }
+    std::string_view separator;
+    std::string lineBreak = "\n" + std::string(indent, ' ');
+    if (indent + narrowestText > *style.columns) {
+        lineBreak = "\n" + std::string(gap);
+        separator = lineBreak;
+        trimLine(report);
+    }
+    const std::size_t used = lineBreak.size() - 1;
+    const std::size_t columns = *style.columns > used ? *style.columns - used : 1;
+    for (const std::string_view line : wrapped(text, columns)) {
+        report += separator;
+        report += line;
+        separator = lineBreak;
+    }
+}
+
+std::string rightAligned(std::string_view text, std::size_t columns) {
+    return std::string(text.size() < columns ? columns - text.size() : 0, ' ') + std::string(text);
+}
+
+std::string outcomeColumn(Outcome outcome, const ReportStyle& style) {
+    const std::string_view name = nameOf(outcome);
+    return coloured(std::string(name), colourOf(outcome), style) +
+           std::string(resultColumns - name.size(), ' ');
+}
+
+std::string checkTable(const std::vector<CheckLine>& lines, std::size_t millisecondsColumns,
+                       std::size_t typeColumns, const ReportStyle& style) {
+    const std::size_t detailColumn =
+        resultColumns + millisecondsColumns + typeColumns + 3 * gap.size();
+    std::string report;
+    report += padded("RESULT", resultColumns) + std::string(gap) +
+              rightAligned("MS", millisecondsColumns) + std::string(gap) +
+              padded("CHECK", typeColumns) + std::string(gap) + "DETAIL";
+    endLine(report);
+    for (const CheckLine& line : lines) {
+        report += outcomeColumn(line.outcome, style);
+        report += gap;
+        report += rightAligned(line.milliseconds, millisecondsColumns);
+        report += gap;
+        report +=
+            padded(style.columns ? truncated(line.type, typeColumns) : line.type, typeColumns);
+        report += gap;
+        addWrapped(report, line.detail, detailColumn, style);
+        endLine(report);
+    }
+    return report;
+}
+
+/// For a narrow terminal: the type beside the outcome, the rest below it.
+std::string checkList(const std::vector<CheckLine>& lines, const ReportStyle& style) {
+    const std::size_t indent = resultColumns + gap.size();
+    std::string report;
+    for (const CheckLine& line : lines) {
+        report += outcomeColumn(line.outcome, style);
+        report += gap;
+        addWrapped(report, line.type, indent, style);
+        endLine(report);
+        report += std::string(indent, ' ');
+        addWrapped(report, line.milliseconds + " ms" + std::string(gap) + line.detail, indent,
+                   style);
+        endLine(report);
+    }
+    return report;
+}
+
+std::string countOf(std::size_t count, std::string_view what) {
+    return std::to_string(count) + " " + std::string(what);
+}
+
+std::string summaryOf(const std::vector<CheckLine>& lines, const VELValue& metrics) {
+    if (lines.empty()) {
+        return "no checks were run";
+    }
+    const auto count = [&lines](Outcome outcome) {
+        return static_cast<std::size_t>(
+            std::count_if(lines.begin(), lines.end(),
+                          [outcome](const CheckLine& line) { return line.outcome == outcome; }));
+    };
+    std::string text = countOf(
+        count(Outcome::pass),
+        "of " + countOf(lines.size(), lines.size() == 1 ? "check passed" : "checks passed"));
+    if (const std::size_t failures = count(Outcome::fail); failures != 0) {
+        text += ", " + countOf(failures, "failed");
+    }
+    if (const std::size_t errors = count(Outcome::error); errors != 0) {
+        text += ", " + countOf(errors, errors == 1 ? "error" : "errors");
+    }
+    return text + ", " + millisecondsOf(metrics) + " ms";
+}
+
+std::string verdict(const VELValue& result, const std::vector<CheckLine>& lines,
+                    const ReportStyle& style) {
+    const bool passed = result.at("pass").get<bool>();
+    const std::string_view word = passed ? "PASSED" : "NOT PASSED";
+    std::string report = coloured(std::string(word), passed ? Colour::green : Colour::red, style);
+    report += gap;
+    addWrapped(report, summaryOf(lines, result.at("metrics")), word.size() + gap.size(), style);
+    endLine(report);
+    return report;
+}
+
+std::string deviceTrustReport(const VELValue& result, const ReportStyle& style) {
+    const std::vector<CheckLine> lines = checkLines(result);
+    if (lines.empty()) {
+        return verdict(result, lines, style);
+    }
+    std::size_t millisecondsColumns = 2; // "MS"
+    for (const CheckLine& line : lines) {
+        millisecondsColumns = std::max(millisecondsColumns, line.milliseconds.size());
+    }
+    const std::size_t typeColumns =
+        nameColumns(lines, 5, [](const CheckLine& line) { return std::string_view(line.type); });
+    const std::size_t detailColumn =
+        resultColumns + millisecondsColumns + typeColumns + 3 * gap.size();
+    const bool fits = !style.columns || detailColumn + narrowestDetail <= *style.columns;
+    return (fits ? checkTable(lines, millisecondsColumns, typeColumns, style)
+                 : checkList(lines, style)) +
+           "\n" + verdict(result, lines, style);
+}
+
+using NamedText = std::pair<std::string, std::string>;
+
+/// Lines of a name and a text; a name that leaves no room for its text stands above it.
+std::string namedTexts(const std::vector<NamedText>& texts, std::size_t headingColumns,
+                       const ReportStyle& style) {
+    const std::size_t columns = nameColumns(
+        texts, headingColumns, [](const NamedText& text) { return std::string_view(text.first); });
+    const std::size_t indent = columns + gap.size();
+    std::string report;
+    for (const auto& [name, text] : texts) {
+        if (style.columns && indent + narrowestDetail > *style.columns) {
+            addWrapped(report, name, 0, style);
+            report += '\n' + std::string(gap);
+            addWrapped(report, text, gap.size(), style);
+        } else {
+            report += padded(name, columns);
+            report += gap;
+            addWrapped(report, text, indent, style);
+        }
+        endLine(report);
+    }
+    return report;
+}
+
+std::string identityReport(const VELValue& result, const ReportStyle& style) {
+    std::vector<NamedText> texts;
+    if (const auto values = result.find(kIDParams); values != result.end()) {
+        for (const auto& [name, value] : values->items()) {
+            std::string text = shown(value);
+            texts.emplace_back(printable(name), text.empty() ? "(empty)" : std::move(text));
+        }
+    }
+    return texts.empty() ? "no identity values\n" : namedTexts(texts, 0, style);
+}
+
+std::string errorReport(const VELValue& result, const ReportStyle& style) {
+    std::string report = coloured("ERROR", Colour::red, style) + std::string(gap);
+    addWrapped(report, shown(result.at("error")), 5 + gap.size(), style);
+    endLine(report);
+    return report;
+}
+
+bool isDeviceTrustResult(const VELValue& result) {
+    return result.contains("checks");
+}
+
+bool isErrorResult(const VELValue& result) {
+    return !isDeviceTrustResult(result) && result.contains("error");
+}
+
+} // namespace
+
+std::string resultReport(const VELValue& result, const ReportStyle& style) {
+    if (isErrorResult(result)) {
+        return errorReport(result, style);
+    }
+    return isDeviceTrustResult(result) ? deviceTrustReport(result, style)
+                                       : identityReport(result, style);
+}
+
+int exitStatus(const VELValue& result) {
+    if (isErrorResult(result)) {
+        return 2;
+    }
+    return isDeviceTrustResult(result) && !result.at("pass").get<bool>() ? 1 : 0;
+}
+
+bool ranNoCheck(const VELValue& result) {
+    return isDeviceTrustResult(result) && result.at("checks").empty();
+}
+
+std::string catalogueReport(const VELPostureCheckCatalogue& catalogue, const ReportStyle& style) {
+    std::vector<NamedText> texts = {{"CHECK", "REQUIRED PARAMETERS"}};
+    for (const auto& [type, check] : catalogue) {
+        std::string names;
+        for (const std::string& parameter :
+             check->requiredParameters().value_or(std::vector<std::string>())) {
+            names += (names.empty() ? "" : ", ") + parameter;
+        }
+        texts.emplace_back(type, names.empty() ? "(none)" : std::move(names));
+    }
+    return namedTexts(texts, 5, style);
+}
+
+std::string catalogueJSON(const VELPostureCheckCatalogue& catalogue) {
+    VELDictionary document = VELValue::object();
+    for (const auto& [type, check] : catalogue) {
+        document[type] = check->requiredParameters().value_or(std::vector<std::string>());
+    }
+    return vel::compactText(document);
+}

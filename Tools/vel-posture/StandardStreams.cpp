@@ -1,0 +1,172 @@
+// SPDX-License-Identifier: Apache-2.0
+#include "Tools/vel-posture/StandardStreams.h"
+
+#include "Tools/vel-posture/DisplayText.h"
+#include "Tools/vel-posture/ProgramFailure.h"
+
+#include <fcntl.h>
+#include <poll.h>
+#include <sys/ioctl.h>
+#include <unistd.h>
+
+#include <algorithm>
+#include <cerrno>
+#include <charconv>
+#include <csignal>
+#include <cstdlib>
+#include <system_error>
+
+namespace {
+
+constexpr std::size_t readSize = std::size_t{64} * 1024;
+constexpr std::size_t widestTerminal = 10'000;
+
+class Descriptor {
+public:
+    explicit Descriptor(int number) : _number(number) {}
+    Descriptor(const Descriptor&) = delete;
+    Descriptor& operator=(const Descriptor&) = delete;
+    ~Descriptor() {
+        if (_number >= 0) {
+            ::close(_number);
+        }
+    }
+
+    [[nodiscard]] int number() const { return _number; }
+
+private:
+    int _number;
+};
+
+void ignorePipeSignal(int /*signal*/) {}
+
+bool waitFor(int descriptor, short events) noexcept {
+    pollfd waited{descriptor, events, 0};
+    return ::poll(&waited, 1, -1) >= 0 || errno == EINTR;
+}
+
+bool wouldBlock(int errorNumber) {
+    return errorNumber == EAGAIN || errorNumber == EWOULDBLOCK;
+}
+
+/// Appends what the descriptor holds to its end; on failure what `errno` says, else 0.
+int readAll(int descriptor, std::string& content) {
+    for (;;) {
+        const std::size_t size = content.size();
+        content.resize(size + readSize);
+        const ssize_t count = ::read(descriptor, content.data() + size, readSize);
+        const int errorNumber = errno;
+        content.resize(size + static_cast<std::size_t>(std::max<ssize_t>(count, 0)));
+        if (count == 0) {
+            return 0;
+        }
+        if (count < 0 && errorNumber != EINTR &&
+            !(wouldBlock(errorNumber) && waitFor(descriptor, POLLIN))) {
+            return errorNumber;
+        }
+    }
+}
+
+std::optional<std::size_t> columnsFromEnvironment() {
+    const char* text = std::getenv("COLUMNS");
+    if (text == nullptr) {
+        return std::nullopt;
+    }
+    const std::string_view digits = text;
+    std::size_t columns = 0;
+    const auto [end, error] = std::from_chars(digits.begin(), digits.end(), columns);
+    if (error != std::errc() || end != digits.end() || columns == 0) {
+        return std::nullopt;
+    }
+    return columns;
+}
+
+std::size_t columnsFromTerminal(int descriptor) {
+    winsize size{};
+    constexpr std::size_t usual = 80;
+    return ::ioctl(descriptor, TIOCGWINSZ, &size) == 0 && size.ws_col != 0 ? size.ws_col : usual;
+}
+
+[[noreturn]] void failReading(const std::string& what, int errorNumber) {
+    throw ProgramFailure("cannot read " + what + ": " + textOfErrorNumber(errorNumber));
+}
+
+} // namespace
+
+void prepareStandardStreams() {
+    for (const int descriptor : {STDIN_FILENO, STDOUT_FILENO, STDERR_FILENO}) {
+        if (::fcntl(descriptor, F_GETFD) < 0 && errno == EBADF) {
+            // The lowest free number is this one. Opened the wrong way round, it serves nobody.
+            static_cast<void>(
+                ::open("/dev/null", descriptor == STDIN_FILENO ? O_WRONLY : O_RDONLY));
+        }
+    }
+    struct sigaction action {};
+    action.sa_handler = ignorePipeSignal; // not SIG_IGN, which child processes would inherit
+    action.sa_flags = SA_RESTART;
+    ::sigaction(SIGPIPE, &action, nullptr);
+}
+
+std::string readFile(const std::string& path) {
+    const Descriptor file(::open(path.c_str(), O_RDONLY | O_CLOEXEC | O_NOCTTY));
+    std::string content;
+    const int errorNumber = file.number() < 0 ? errno : readAll(file.number(), content);
+    if (errorNumber != 0) {
+        failReading("\"" + path + "\"", errorNumber);
+    }
+    return content;
+}
+
+std::string readStandardInput() {
+    std::string content;
+    if (const int errorNumber = readAll(STDIN_FILENO, content)) {
+        failReading("standard input", errorNumber);
+    }
+    return content;
+}
+
+void writeStandardOutput(std::string_view text) {
+    if (const int errorNumber = writeAll(STDOUT_FILENO, text)) {
+        throw ProgramFailure("cannot write to standard output: " + textOfErrorNumber(errorNumber));
+    }
+}
+
+int writeAll(int descriptor, std::string_view text) noexcept {
+    while (!text.empty()) {
+        const ssize_t count = ::write(descriptor, text.data(), text.size());
+        if (count >= 0) {
+            text.remove_prefix(static_cast<std::size_t>(count));
+        } else if (errno != EINTR && !(wouldBlock(errno) && waitFor(descriptor, POLLOUT))) {
+            return errno;
+        }
+    }
+    return 0;
+}
+
+void diagnose(std::string_view text) noexcept {
+    try {
+        writeAll(STDERR_FILENO, "vel-posture: " + printable(text) + "\n");
+    } catch (const std::bad_alloc&) {
+        writeAll(STDERR_FILENO, "vel-posture: out of memory\n");
+    }
+}
+
+std::string textOfErrorNumber(int errorNumber) {
+    return std::generic_category().message(errorNumber);
+}
+
+bool isTerminal(int descriptor) noexcept {
+    return ::isatty(descriptor) == 1;
+}
+
+std::size_t terminalColumns(int descriptor) {
+    const auto columns = columnsFromEnvironment();
+    return std::min(columns ? *columns : columnsFromTerminal(descriptor), widestTerminal);
+}
+
+bool wantsColour() {
+    const char* refusal = std::getenv("NO_COLOR");
+    const char* terminal = std::getenv("TERM");
+    return (refusal == nullptr || *refusal == '\0') &&
+           (terminal == nullptr || std::string_view(terminal) != "dumb");
+}
