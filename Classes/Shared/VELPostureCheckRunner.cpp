@@ -72,7 +72,7 @@ void throwIfDefective(const std::optional<std::string>& defect) {
     }
 }
 
-const VELValue* valueUnder(const char* key, const VELDictionary& dictionary) {
+const VELValue* valueUnder(std::string_view key, const VELDictionary& dictionary) {
     const auto entry = dictionary.find(key);
     return entry == dictionary.end() ? nullptr : &*entry;
 }
@@ -157,7 +157,7 @@ VELDictionary VELPostureCheckRunner::runChecks(const VELDictionary& request) con
     double total = 0.0;
 
     static const VELArray noEntries = VELValue::array();
-    const VELValue* listed = valueUnder(_platformIdentifier.c_str(), request);
+    const VELValue* listed = valueUnder(_platformIdentifier, request);
     for (const VELDictionary& entry : listed != nullptr ? *listed : noEntries) {
         VELDictionary resultEntry = entry;
         const double start = getTimestamp();
