@@ -5,11 +5,10 @@
 #include <gtest/gtest.h>
 #include <nlohmann/json.hpp>
 
+#include <array>
 #include <bit>
-#include <clocale>
 #include <cmath>
-#include <cstdlib>
-#include <filesystem>
+#include <cstdio>
 #include <limits>
 #include <random>
 #include <string>
