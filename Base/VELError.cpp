@@ -2,6 +2,7 @@
 #include "vel_device_trust/VELError.h"
 
 #include "Base/VELJSON.h"
+#include "Base/VELText.h"
 #include "vel_device_trust/VELPostureCheckErrors.h"
 
 #include <nlohmann/json.hpp>
@@ -49,7 +50,7 @@ const VELDictionary& VELError::userInfo() const noexcept {
 }
 
 std::string VELError::description() const {
-    return "Error Domain=" + domain() + " Code=" + std::to_string(code()) +
+    return "Error Domain=" + vel::validUTF8(domain()) + " Code=" + std::to_string(code()) +
            " UserInfo=" + vel::compactText(userInfo());
 }
 

@@ -19,6 +19,10 @@ constexpr std::int64_t writeInvalidError = 3851;
 // The reader quotes what it read last, which may be a whole document.
 constexpr std::size_t maximumDetailLength = 256;
 
+bool isContinuation(char byte) {
+    return (static_cast<unsigned char>(byte) & 0xC0U) == 0x80U;
+}
+
 /// What the JSON library says, without its own bookkeeping in front ("[json.exception...] ").
 std::string detailOf(const std::exception& exception) {
     std::string_view text = exception.what();
@@ -30,7 +34,33 @@ std::string detailOf(const std::exception& exception) {
     if (text.size() <= maximumDetailLength) {
         return validUTF8(text);
     }
-    return validUTF8(text.substr(0, maximumDetailLength)) + "…";
+    std::size_t end = maximumDetailLength;
+    while (end > 0 && isContinuation(text[end])) {
+        --end;
+    }
+    return validUTF8(text.substr(0, end)) + "…";
+}
+
+/// Where `text`, JSON as far as it was read, opens a container deeper than `maximumJSONDepth`:
+/// from 1. The reader's events do not say it.
+std::size_t byteOfExcessiveDepth(std::string_view text) {
+    std::size_t depth = 0;
+    bool inString = false;
+    for (std::size_t at = 0; at < text.size(); ++at) {
+        const char character = text[at];
+        if (character == '"') {
+            inString = !inString;
+        } else if (inString) {
+            at += character == '\\' ? 1 : 0;
+        } else if (character == '[' || character == '{') {
+            if (++depth > maximumJSONDepth) {
+                return at + 1;
+            }
+        } else if (character == ']' || character == '}') {
+            --depth;
+        }
+    }
+    return text.size();
 }
 
 /// Builds a value from reading events: bounded in depth, and exact where the library's own builder
@@ -42,6 +72,8 @@ public:
     using number_float_t = VELValue::number_float_t;
     using string_t = VELValue::string_t;
     using binary_t = VELValue::binary_t;
+
+    explicit DocumentBuilder(std::string_view text) : _text(text) {}
 
     bool null() { return add(nullptr); }
     bool boolean(bool value) { return add(value); }
@@ -94,8 +126,9 @@ private:
 
     bool open(VELValue container) {
         if (_open.size() == maximumJSONDepth) {
-            _failure =
-                "arrays and objects are nested deeper than " + std::to_string(maximumJSONDepth);
+            _failure = "arrays and objects are nested deeper than " +
+                       std::to_string(maximumJSONDepth) + " at byte " +
+                       std::to_string(byteOfExcessiveDepth(_text));
             return false;
         }
         // A container stands still while it is open: what is added goes into the innermost one.
@@ -108,6 +141,7 @@ private:
         return true;
     }
 
+    std::string_view _text;
     VELValue _document;
     VELValue* _member = nullptr;
     std::vector<VELValue*> _open;
@@ -137,12 +171,18 @@ bool holdsOnlyFiniteNumbers(const VELValue& value) {
 } // namespace
 
 std::optional<VELValue> readJSON(std::string_view text, std::optional<VELError>* error) {
-    DocumentBuilder builder;
-    if (VELValue::sax_parse(text.begin(), text.end(), &builder)) {
-        return builder.takeDocument();
+    DocumentBuilder builder(text);
+    if (!VELValue::sax_parse(text.begin(), text.end(), &builder)) {
+        setError(error, readCorruptError, builder.takeFailure());
+        return std::nullopt;
     }
-    setError(error, readCorruptError, builder.takeFailure());
-    return std::nullopt;
+    // The JSON library takes a NUL byte for the end of the text, whatever follows it.
+    if (const auto end = text.find('\0'); end != std::string_view::npos) {
+        setError(error, readCorruptError,
+                 "a NUL byte follows the document at byte " + std::to_string(end + 1));
+        return std::nullopt;
+    }
+    return builder.takeDocument();
 }
 
 std::optional<std::string> writeJSON(const VELValue& value, std::optional<VELError>* error) {

@@ -5,15 +5,39 @@
 #include "Base/VELText.h"
 
 #include <atomic>
+#include <mutex>
 
 namespace {
 
-using AtomicLogger = std::atomic<std::shared_ptr<VELHostLogger>>;
+/// The process-wide logger. A mutex guards it, not std::atomic<std::shared_ptr>: the one of
+/// libstdc++ 12 unlocks a load without a release, which is a data race with the next store.
+class LoggerSlot {
+public:
+    std::shared_ptr<VELHostLogger> get() {
+        if (!_isSet.load(std::memory_order_acquire)) {
+            return nullptr;
+        }
+        const std::scoped_lock lock(_mutex);
+        return _logger;
+    }
 
-AtomicLogger& processLogger() {
+    void set(std::shared_ptr<VELHostLogger> logger) {
+        const std::scoped_lock lock(_mutex);
+        _isSet.store(logger != nullptr, std::memory_order_release);
+        _logger.swap(logger);
+        // The previous logger goes with the argument, after the lock: it may log, or set a logger.
+    }
+
+private:
+    std::mutex _mutex;
+    std::atomic<bool> _isSet = false;
+    std::shared_ptr<VELHostLogger> _logger;
+};
+
+LoggerSlot& processLogger() {
     // Never destroyed: threads of the host may still log while the process exits.
-    static AtomicLogger& logger = *new AtomicLogger;
-    return logger;
+    static LoggerSlot& slot = *new LoggerSlot;
+    return slot;
 }
 
 std::string format(std::string_view text, std::span<const VELLogArgument> arguments) {
@@ -51,11 +75,11 @@ void vel::log::printObject(std::span<const std::uint8_t> bytes, std::string& mes
 }
 
 void VELDTLogger::setLogger(std::shared_ptr<VELHostLogger> logger) {
-    processLogger().store(std::move(logger));
+    processLogger().set(std::move(logger));
 }
 
 std::shared_ptr<VELHostLogger> VELDTLogger::currentLogger() {
-    return processLogger().load();
+    return processLogger().get();
 }
 
 void VELDTLogger::send(VELHostLogger& logger, std::int64_t level, const char* function,

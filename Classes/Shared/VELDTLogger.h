@@ -67,15 +67,19 @@ void printObject(const std::optional<Object>& object, std::string& message) {
 }
 
 template <typename Argument>
-concept Object = !std::is_arithmetic_v<Argument> && !std::is_array_v<Argument> &&
+inline constexpr bool isCharacterPointer = std::is_convertible_v<const Argument&, const char*>;
+
+// A null pointer literal would convert to a text, a pointer to characters is no object.
+template <typename Argument>
+concept Object = !std::is_arithmetic_v<Argument> && !isCharacterPointer<Argument> &&
                  requires(const Argument& argument, std::string& message) {
     printObject(argument, message);
 };
 
 template <typename Argument>
-concept CharacterString = std::same_as < std::decay_t<Argument>,
-const char* > || std::same_as<std::decay_t<Argument>, char*> ||
-    std::same_as<Argument, std::string> || std::same_as<Argument, std::string_view>;
+concept CharacterString =
+    (isCharacterPointer<Argument> && !std::is_null_pointer_v<Argument>) ||
+    std::is_same_v<Argument, std::string> || std::is_same_v<Argument, std::string_view>;
 
 template <typename Argument>
 concept BooleanOrByte = std::same_as<Argument, bool> || std::same_as<Argument, signed char>;

@@ -72,7 +72,7 @@ void throwIfDefective(const std::optional<std::string>& defect) {
     }
 }
 
-const VELValue* valueUnder(const char* key, const VELDictionary& dictionary) {
+const VELValue* valueUnder(std::string_view key, const VELDictionary& dictionary) {
     const auto entry = dictionary.find(key);
     return entry == dictionary.end() ? nullptr : &*entry;
 }

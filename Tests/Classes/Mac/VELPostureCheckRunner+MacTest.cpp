@@ -1,0 +1,207 @@
+// SPDX-License-Identifier: Apache-2.0
+#include "Classes/Mac/VELPostureCheckRunner+Mac.h"
+
+#include "Tests/Support/EngineTest.h"
+#include "Tests/Support/LogExpectations.h"
+
+#include <gmock/gmock.h>
+#include <gtest/gtest.h>
+#include <nlohmann/json.hpp>
+
+#include <limits>
+#include <stdexcept>
+
+namespace {
+
+constexpr const char* application = "com.vel.deviceId";
+
+ExpectedLogLine identityInput(const std::string& request) {
+    return {1, "Input JSON with parameters: " + request,
+            "-[VELPostureCheckRunner runGetIdentityParametersFromDictionary:]",
+            "Classes/Mac/VELPostureCheckRunner+Mac.cpp", "Input JSON with parameters: %@"};
+}
+
+class IdentityRequest : public EngineTest {
+protected:
+    IdentityRequest() {
+        platform->hardwareSerialNumber = "C02EXAMPLE";
+        platform->preferenceStore.machine[application]["deviceId"] = "device";
+    }
+
+    [[nodiscard]] std::string run(std::string_view request) const {
+        return macRunner()->runPostureCheckFromDocumentString(request);
+    }
+};
+
+TEST_F(IdentityRequest, BothValues) {
+    EXPECT_EQ(run(R"({"identity_params": ["device_serial_number", "device_id"]})"),
+              R"({"identity_params":{"device_id":"device","device_serial_number":"C02EXAMPLE"},)"
+              R"("metrics":{"total_ms":0.0}})");
+    expectLogged(logger->take(),
+                 {identityInput(R"({"identity_params":["device_serial_number","device_id"]})")});
+}
+
+TEST_F(IdentityRequest, AnEmptyListAsksForNothing) {
+    EXPECT_EQ(run(R"({"identity_params": []})"),
+              R"({"identity_params":{},"metrics":{"total_ms":0.0}})");
+    EXPECT_EQ(platform->serialNumberCalls, 0U);
+    EXPECT_EQ(platform->preferenceStore.copyValueCalls, 0U);
+}
+
+TEST_F(IdentityRequest, UnknownNamesAreIgnored) {
+    EXPECT_EQ(run(R"({"identity_params": ["", "device", "device_id ", "deviceId", "device_ıd"]})"),
+              R"({"identity_params":{},"metrics":{"total_ms":0.0}})");
+}
+
+TEST_F(IdentityRequest, NamesInAnyCase) {
+    EXPECT_EQ(run(R"({"identity_params": ["Device_Serial_Number", "DEVICE_ID"]})"),
+              R"({"identity_params":{"device_id":"device","device_serial_number":"C02EXAMPLE"},)"
+              R"("metrics":{"total_ms":0.0}})");
+}
+
+TEST_F(IdentityRequest, AnUnreadableSerialNumberIsLeftOut) {
+    platform->hardwareSerialNumber.reset();
+    platform->preferenceStore.machine.clear();
+    EXPECT_EQ(run(R"({"identity_params": ["device_serial_number", "device_id"]})"),
+              R"({"identity_params":{"device_id":""},"metrics":{"total_ms":0.0}})");
+}
+
+TEST_F(IdentityRequest, ARepeatedNameIsAskedAgain) {
+    EXPECT_EQ(run(R"({"identity_params": ["device_id", "x", "Device_ID", "device_serial_number",
+                                          "device_serial_number", "device_serial_number"]})"),
+              R"({"identity_params":{"device_id":"device","device_serial_number":"C02EXAMPLE"},)"
+              R"("metrics":{"total_ms":0.0}})");
+    EXPECT_EQ(platform->serialNumberCalls, 3U);
+    EXPECT_EQ(platform->preferenceStore.copyValueCalls, 2U);
+}
+
+TEST_F(IdentityRequest, TheUsersIdentifierAndTheMachines) {
+    platform->preferenceStore.user[application]["deviceId"] = "user";
+    EXPECT_EQ(json(run(R"({"identity_params": ["device_id"]})"))["identity_params"]["device_id"],
+              "device");
+    platform->preferenceStore.machine.clear();
+    EXPECT_EQ(json(run(R"({"identity_params": ["device_id"]})"))["identity_params"]["device_id"],
+              "user");
+}
+
+TEST_F(IdentityRequest, TheIdentifierIsCopiedAsStored) {
+    platform->preferenceStore.machine[application]["deviceId"] = json(R"({"a":[1,2.5,null]})");
+    EXPECT_EQ(run(R"({"identity_params": ["device_id"]})"),
+              R"({"identity_params":{"device_id":{"a":[1,2.5,null]}},"metrics":{"total_ms":0.0}})");
+}
+
+TEST_F(IdentityRequest, AValueThatCannotBeWritten) {
+    const char* const request = R"({"identity_params":["device_id"]})";
+    platform->preferenceStore.machine[application]["deviceId"] =
+        std::numeric_limits<double>::quiet_NaN();
+    EXPECT_EQ(run(request), R"({"error":"a number that is not finite cannot be written as JSON"})");
+    expectLogged(logger->take(),
+                 {identityInput(request),
+                  logged::errorResult("a number that is not finite cannot be written as JSON")});
+    platform->preferenceStore.machine[application]["deviceId"] = "a\xFF";
+    EXPECT_EQ(run(request), R"({"error":"invalid UTF-8 byte at index 1: 0xFF"})");
+    expectLogged(logger->take(), {identityInput(request),
+                                  logged::errorResult("invalid UTF-8 byte at index 1: 0xFF")});
+}
+
+TEST_F(IdentityRequest, TheChecksAreNotRun) {
+    const auto check = answering(true);
+    const auto runner = runnerWith({{"check", check}});
+    EXPECT_EQ(runner->runPostureCheckFromDocumentString(
+                  R"({"mac": [{"type": "check"}], "identity_params": ["device_id"]})"),
+              R"({"identity_params":{"device_id":"device"},"metrics":{"total_ms":0.0}})");
+    EXPECT_EQ(check->runs, 0U);
+}
+
+TEST_F(IdentityRequest, ItsTimeIsMeasured) {
+    /// Takes its time over the serial number alone.
+    class SlowPlatform final : public VELPlatform {
+    public:
+        [[nodiscard]] std::uint64_t ticks() const override { return inner.ticks(); }
+        [[nodiscard]] std::optional<std::string> productVersion() const override { return {}; }
+        [[nodiscard]] std::optional<std::string> serialNumber() const override {
+            inner.advanceTime(2'500'000);
+            return "slow";
+        }
+        [[nodiscard]] const VELPreferences& preferences() const override {
+            return inner.preferences();
+        }
+        VELSimulatedPlatform inner;
+    };
+    const auto runner =
+        VELPlatformRunnerFactory::macPostureCheckRunner(nullptr, std::make_shared<SlowPlatform>());
+    EXPECT_EQ(resultOf(*runner, R"({"identity_params": ["device_serial_number"]})")["metrics"],
+              VELValue({{"total_ms", 0.0025 * 1000.0}}));
+}
+
+TEST_F(IdentityRequest, ADirectCallWithoutTheKey) {
+    const auto runner = macRunner();
+    EXPECT_EQ(runner->runGetIdentityParametersFromDictionary(json(R"({"mac": []})")).dump(), "{}");
+    expectLogged(logger->take(),
+                 {identityInput(R"({"mac":[]})"),
+                  {3, "Input JSON is empty",
+                   "-[VELPostureCheckRunner runGetIdentityParametersFromDictionary:]",
+                   "Classes/Mac/VELPostureCheckRunner+Mac.cpp", "Input JSON is empty"}});
+}
+
+TEST_F(IdentityRequest, ADirectCall) {
+    const auto runner = macRunner();
+    EXPECT_EQ(
+        runner
+            ->runGetIdentityParametersFromDictionary(json(R"({"identity_params": ["DEVICE_ID"]})"))
+            .dump(),
+        R"({"identity_params":{"device_id":"device"},"metrics":{"total_ms":0.0}})");
+}
+
+TEST_F(IdentityRequest, ADirectCallWithAMalformedRequest) {
+    const auto runner = macRunner();
+    struct Row {
+        const char* request;
+        const char* error;
+    };
+    for (const Row& row :
+         {Row{"[]", "the request is not an object"},
+          Row{R"({"identity_params": null})", "identity_params is not an array"},
+          Row{R"({"identity_params": ["device_id", 5]})", "identity_params[1] is not a string"}}) {
+        try {
+            static_cast<void>(runner->runGetIdentityParametersFromDictionary(json(row.request)));
+            ADD_FAILURE() << "nothing was thrown for " << row.request;
+        } catch (const std::invalid_argument& exception) {
+            EXPECT_STREQ(exception.what(), row.error);
+        }
+    }
+    expectLogged(logger->take(), {});
+    EXPECT_EQ(platform->preferenceStore.copyValueCalls, 0U);
+}
+
+using MacRunner = EngineTest;
+
+TEST_F(MacRunner, ListsItsChecksUnderMac) {
+    platform->productVersionRecord = "14.5";
+    const char* const entries = R"([{"type": "minimumOSVersion", "version": "14"}])";
+    EXPECT_EQ(resultOf(*macRunner(), std::string(R"({"mac": )") + entries + "}")["checks"].size(),
+              1U);
+    EXPECT_EQ(resultOf(*macRunner(), std::string(R"({"Mac": )") + entries + "}")["checks"].size(),
+              0U);
+}
+
+TEST_F(MacRunner, EachCatalogueIsNew) {
+    const auto first = macPostureCheckCatalogue(platform);
+    const auto second = macPostureCheckCatalogue(platform);
+    ASSERT_TRUE(first.contains("minimumOSVersion"));
+    EXPECT_NE(first.at("minimumOSVersion"), nullptr);
+    EXPECT_NE(first.at("minimumOSVersion"), second.at("minimumOSVersion"));
+}
+
+TEST(HostRunner, AnswersFromThisMachine) {
+    const auto runner = VELPostureCheckRunner::macPostureCheckRunner(nullptr);
+    const VELValue result = resultOf(*runner, R"({"identity_params": ["device_id"]})");
+    EXPECT_TRUE(result["identity_params"].contains("device_id"));
+    EXPECT_GE(result["metrics"]["total_ms"].get<double>(), 0.0);
+    const double before = runner->getTimestamp();
+    const double after = runner->getTimestamp();
+    EXPECT_GT(before, 0.0);
+    EXPECT_GE(after, before);
+}
+
+} // namespace
