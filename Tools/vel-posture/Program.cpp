@@ -14,8 +14,12 @@
 
 #include <unistd.h>
 
+#include <chrono>
 #include <memory>
+#include <string>
+#include <string_view>
 #include <utility>
+#include <vector>
 
 namespace {
 
@@ -91,7 +95,7 @@ int runRequestCommand(const CommandLine& commandLine) {
     const VELValue result = VELValue::parse(document);
     int status = exitStatus(result);
     if (ranNoCheck(result) && isTerminal(STDERR_FILENO)) {
-        diagnose("no checks under \"" + std::string(platformIdentifier) + "\"");
+        diagnose(std::string("no checks under \"") + platformIdentifier + "\"");
     }
     if (const std::string failure = log ? log->failure() : ""; !failure.empty()) {
         diagnose(failure);

@@ -149,9 +149,11 @@ void addWrapped(std::string& report, std::string_view text, std::size_t indent,
         return;
     }
     std::string_view separator;
-    std::string lineBreak = "\n" + std::string(indent, ' ');
+    std::string lineBreak = "\n";
+    lineBreak.append(indent, ' ');
     if (indent + narrowestText > *style.columns) {
-        lineBreak = "\n" + std::string(gap);
+        lineBreak = "\n";
+        lineBreak += gap;
         separator = lineBreak;
         trimLine(report);
     }

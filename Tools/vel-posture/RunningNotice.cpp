@@ -113,7 +113,10 @@ void RunningNotice::show() {
 void RunningNotice::erase() {
     if (_shownColumns != 0) {
         // Spaces, because every terminal knows them.
-        _write("\r" + std::string(_shownColumns, ' ') + "\r");
+        std::string blank = "\r";
+        blank.append(_shownColumns, ' ');
+        blank += '\r';
+        _write(blank);
         _shownColumns = 0;
     }
 }
