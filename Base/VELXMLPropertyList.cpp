@@ -46,10 +46,10 @@ std::optional<Element> elementNamed(std::string_view name) {
 /// A part of the document as a message quotes it: not at any length.
 std::string inQuotes(std::string_view text) {
     constexpr std::size_t maximumLength = 64;
-    if (text.size() <= maximumLength) {
-        return "\"" + validUTF8(text) + "\"";
-    }
-    return "\"" + validUTF8(text.substr(0, maximumLength)) + "…\"";
+    std::string quotation = "\"";
+    quotation += validUTF8(text.substr(0, maximumLength));
+    quotation += text.size() > maximumLength ? "…\"" : "\"";
+    return quotation;
 }
 
 std::string_view withoutSurroundingSpace(std::string_view text) {
