@@ -20,6 +20,7 @@
 #include <dirent.h>
 #include <string>
 #include <string_view>
+#include <sys/prctl.h>
 #include <thread>
 #include <unistd.h>
 #include <vector>
@@ -187,6 +188,7 @@ int main(int count, char** words) {
     }
     sleepFor(behaviour.seconds);
     if (behaviour.signal != 0) {
+        ::prctl(PR_SET_DUMPABLE, 0); // no core file
         ::kill(::getpid(), behaviour.signal);
     }
     return behaviour.status;
