@@ -9,9 +9,11 @@
 #include <atomic>
 #include <chrono>
 #include <csignal>
+#include <filesystem>
 #include <gtest/gtest.h>
 #include <limits>
 #include <thread>
+#include <unistd.h>
 
 namespace {
 
@@ -34,6 +36,9 @@ public:
     }
 
     virtual void passTime(std::chrono::nanoseconds duration) const = 0;
+
+    /// Passes time until the tool launched last is ready to be asked to end.
+    virtual void awaitTool() const = 0;
 };
 
 class SimulatedMachine final : public Machine {
@@ -51,6 +56,8 @@ public:
         _platform.advanceTime(static_cast<std::uint64_t>(duration.count()));
     }
 
+    void awaitTool() const override {}
+
 private:
     VELSimulatedPlatform _platform;
 };
@@ -64,6 +71,7 @@ public:
     std::shared_ptr<VELTask> task(VELSimulatedRun run) override {
         std::vector<std::string> arguments = taskToolCommand(run);
         arguments.erase(arguments.begin());
+        arguments.insert(arguments.end(), {"--ready-file", _readyFile});
         if (_usesProcessHandle) {
             return _platform.task(VEL_TASK_TOOL, arguments);
         }
@@ -76,8 +84,18 @@ public:
         std::this_thread::sleep_for(duration);
     }
 
+    void awaitTool() const override {
+        for (int step = 0; step < 1000 && !std::filesystem::exists(_readyFile); ++step) {
+            passTime(10ms);
+        }
+    }
+
+    ~LinuxMachine() override { std::filesystem::remove(_readyFile); }
+
 private:
     VELLinuxPlatform _platform;
+    const std::string _readyFile =
+        std::filesystem::temp_directory_path() / ("vel-task-ready-" + std::to_string(::getpid()));
     const bool _usesProcessHandle;
 };
 
@@ -145,7 +163,8 @@ TEST_P(TaskContract, ABytePastThePipeBlocksTheChildUntilItIsEnded) {
     const std::string full(VELSimulatedTask::pipeCapacity, 'x');
     const auto task = machine().task({.output = full + "x", .statusOnTermination = 0});
     task->launch();
-    machine().passTime(300ms);
+    machine().awaitTool();
+    machine().passTime(500ms);
     EXPECT_TRUE(task->isRunning());
     task->terminate();
     task->waitUntilExit();
@@ -165,7 +184,9 @@ TEST_P(TaskContract, RunsFromLaunchToExit) {
 TEST_P(TaskContract, IsNotRunningOnceItHasExitedThoughNobodyWaited) {
     const auto task = machine().task({.status = 4});
     task->launch();
-    machine().passTime(500ms);
+    for (int step = 0; step < 1000 && task->isRunning(); ++step) {
+        machine().passTime(10ms);
+    }
     EXPECT_FALSE(task->isRunning());
     task->terminate();
     task->waitUntilExit();
@@ -194,17 +215,17 @@ TEST_P(TaskContract, EndsWhenAnotherThreadAsks) {
 TEST_P(TaskContract, MayAnswerTheRequestWithAStatus) {
     const auto task = machine().task({.seconds = 30, .statusOnTermination = 7});
     task->launch();
-    machine().passTime(300ms);
+    machine().awaitTool();
     task->terminate();
     task->waitUntilExit();
     EXPECT_EQ(task->terminationStatus(), 7);
 }
 
 TEST_P(TaskContract, MayIgnoreTheRequest) {
-    const auto task = machine().task({.status = 3, .seconds = 0.6, .ignoresTermination = true});
-    const std::uint64_t end = after(500ms);
+    const auto task = machine().task({.status = 3, .seconds = 1, .ignoresTermination = true});
+    const std::uint64_t end = after(1s);
     task->launch();
-    machine().passTime(300ms);
+    machine().awaitTool();
     task->terminate();
     EXPECT_TRUE(task->isRunning());
     task->waitUntilExit();
@@ -295,11 +316,11 @@ TEST_P(WorkQueueContract, RunsBlocksOnceInTheOrderOfTheirMoments) {
             ++count;
         };
     };
-    const std::uint64_t due = after(300ms);
-    EXPECT_TRUE(queue().after(300ms, block('c')));
+    const std::uint64_t due = after(500ms);
+    EXPECT_TRUE(queue().after(500ms, block('c')));
     EXPECT_TRUE(queue().after(100ms, block('a')));
-    EXPECT_TRUE(queue().after(200ms, block('b')));
-    EXPECT_TRUE(queue().after(300ms, block('d')));
+    EXPECT_TRUE(queue().after(300ms, block('b')));
+    EXPECT_TRUE(queue().after(500ms, block('d')));
     passTimeUntil(count, 4);
     EXPECT_GE(machine().platform().ticks(), due);
     machine().passTime(50ms);
@@ -338,10 +359,12 @@ TEST_P(WorkQueueContract, KeepsWhatABlockHoldsUntilItHasRun) {
     std::atomic<int> count = 0;
     auto held = std::make_shared<int>();
     const std::weak_ptr<int> seen = held;
-    EXPECT_TRUE(queue().after(200ms, [held = std::move(held), &count] { ++count; }));
+    EXPECT_TRUE(queue().after(500ms, [held = std::move(held), &count] { ++count; }));
     EXPECT_FALSE(seen.expired());
     passTimeUntil(count, 1);
-    machine().passTime(100ms);
+    for (int step = 0; step < 1000 && !seen.expired(); ++step) {
+        machine().passTime(10ms);
+    }
     EXPECT_TRUE(seen.expired());
 }
 

@@ -9,6 +9,7 @@
 //   --seconds-output-is-held N                leaves a process behind that holds its output
 //   --close-output                            closes its standard output once it has printed
 //   --report                                  prints what it inherited, one line each
+//   --ready-file PATH                         makes this file once it is ready to be asked to end
 
 #include <algorithm>
 #include <cerrno>
@@ -18,6 +19,7 @@
 #include <cstdlib>
 #include <cstring>
 #include <dirent.h>
+#include <fcntl.h>
 #include <string>
 #include <string_view>
 #include <sys/prctl.h>
@@ -37,6 +39,7 @@ struct Behaviour {
     double secondsOutputIsHeld = 0;
     bool closesOutput = false;
     bool reports = false;
+    std::string readyFile;
 };
 
 std::string bytesOf(std::string_view hexadecimal) {
@@ -72,6 +75,8 @@ Behaviour parse(const std::vector<std::string>& words) {
             behaviour.closesOutput = true;
         } else if (option == "--report") {
             behaviour.reports = true;
+        } else if (option == "--ready-file") {
+            behaviour.readyFile = value();
         } else {
             std::abort();
         }
@@ -181,6 +186,9 @@ int main(int count, char** words) {
     handleTermination(behaviour);
     if (behaviour.secondsOutputIsHeld > 0) {
         leaveProcessBehind(behaviour.secondsOutputIsHeld);
+    }
+    if (!behaviour.readyFile.empty()) {
+        ::close(::open(behaviour.readyFile.c_str(), O_WRONLY | O_CREAT, 0600));
     }
     print(behaviour.output + found);
     if (behaviour.closesOutput) {

@@ -103,9 +103,9 @@ TEST_P(VELPOSIXTaskTest, AToolThatOverstaysIsEndedAtTheTimeout) {
 }
 
 TEST_P(VELPOSIXTaskTest, AToolThatIgnoresTheRequestKeepsTheCaller) {
-    EXPECT_EQ(run({.output = "at last", .seconds = 0.6, .ignoresTermination = true}, shortTimeout),
+    EXPECT_EQ(run({.output = "at last", .seconds = 1.5, .ignoresTermination = true}, 1),
               "output at last");
-    EXPECT_GE(elapsed, 600ms);
+    EXPECT_GE(elapsed, 1500ms);
 }
 
 TEST_P(VELPOSIXTaskTest, AToolThatFinishesAtOnceReturnsAtOnce) {
@@ -145,9 +145,7 @@ TEST_P(VELPOSIXTaskTest, OutputHeldByALeftProcessIsReadNoLongerThanToTheDeadline
 }
 
 TEST_P(VELPOSIXTaskTest, ALeftProcessThatGoesOnPrintingIsReadNoLongerThanToTheDeadline) {
-    EXPECT_EQ(
-        run({"/bin/sh", "-c", "(trap 'exit 0' PIPE; while echo x; do :; done) & exit 0"}, 0.4),
-        "nothing");
+    EXPECT_EQ(run({"/bin/sh", "-c", "(while echo x; do :; done) & exit 0"}, 0.4), "nothing");
     EXPECT_GE(elapsed, 400ms);
     EXPECT_LT(elapsed, 5s);
 }
