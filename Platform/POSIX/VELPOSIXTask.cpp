@@ -64,8 +64,9 @@ bool isExecutableFile(const std::string& path) {
 }
 
 /// A host whose standard streams are closed goes on writing to them: it must not hit the pipe.
+/// False when there is no descriptor afterwards.
 bool moveAboveStandardStreams(VELDescriptor& descriptor) {
-    if (descriptor.get() <= STDERR_FILENO) {
+    if (descriptor && descriptor.get() <= STDERR_FILENO) {
         descriptor = VELDescriptor(::fcntl(descriptor.get(), F_DUPFD_CLOEXEC, STDERR_FILENO + 1));
     }
     return static_cast<bool>(descriptor);
@@ -190,6 +191,7 @@ void VELPOSIXTask::launch() {
     _output = std::move(pipe[0]);
     if (_options.usesProcessHandle) {
         _handle = vel::child::openHandle(_process);
+        moveAboveStandardStreams(_handle);
     }
 }
 

@@ -153,6 +153,17 @@ void closedStreams() {
         const std::string start = "output descriptors" + inherited + "\n";
         expect({report.text.substr(0, start.size())}, start, where);
         expect(run({"--seconds", "30"}, 0.2), std::string("error 3 ") + terminated, where);
+
+        VELPOSIXTask task(VEL_TASK_TOOL, {"--seconds", "30"});
+        task.launch();
+        for (int stream = 0; stream < 3; ++stream) {
+            expectEqual(::fcntl(stream, F_GETFD) < 0,
+                        (closed >> static_cast<unsigned>(stream) & 1U) != 0,
+                        where + ", stays so while a tool runs: " + std::to_string(stream));
+        }
+        task.terminate();
+        task.waitUntilExit();
+        task.close();
         expectNothingLeft(before, where);
     }
 }
