@@ -2,11 +2,15 @@
 #pragma once
 
 #include "Platform/VELPreferences.h"
+#include "Platform/VELTask.h"
+#include "Platform/VELWorkQueue.h"
 
 #include <cstdint>
 #include <memory>
 #include <optional>
 #include <string>
+#include <string_view>
+#include <vector>
 
 /// The seam: everything that the library asks the operating system. One small class per service,
 /// bundled here. A platform answers questions; it never decides whether a device passes, and it
@@ -29,4 +33,15 @@ public:
     [[nodiscard]] virtual std::optional<std::string> serialNumber() const = 0;
 
     [[nodiscard]] virtual const VELPreferences& preferences() const = 0;
+
+    /// The executable that stands for a tool of macOS, which is named by its path there
+    /// ("/bin/ps"). A tool that nothing stands for is answered with its own path.
+    [[nodiscard]] virtual std::string toolPath(std::string_view tool) const = 0;
+
+    /// A task, not yet launched, for the executable at `launchPath` with `arguments`.
+    [[nodiscard]] virtual std::shared_ptr<VELTask>
+    task(std::string launchPath, std::vector<std::string> arguments) const = 0;
+
+    /// The platform's default-priority queue.
+    [[nodiscard]] virtual const VELWorkQueue& workQueue() const = 0;
 };

@@ -1,0 +1,17 @@
+// SPDX-License-Identifier: Apache-2.0
+#pragma once
+
+#include <chrono>
+#include <functional>
+
+/// Runs blocks on a worker thread, later.
+class VELWorkQueue {
+public:
+    virtual ~VELWorkQueue() = default;
+
+    /// Runs `block` once, on a worker thread, when `delay` has passed (at once when it is not
+    /// positive). Keeps what the block holds until then; it can not be cancelled. Never keeps the
+    /// process from exiting: a block that is not due by then is not run. `block` must not throw.
+    /// False: no worker can be had (the machine refuses a thread); the block is not run.
+    virtual bool after(std::chrono::nanoseconds delay, std::function<void()> block) const = 0;
+};
