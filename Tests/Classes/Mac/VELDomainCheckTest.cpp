@@ -2,6 +2,7 @@
 #include "Classes/Mac/VELDomainCheck.h"
 #include "Tests/Support/ToolCheckTest.h"
 
+#include <functional>
 #include <stdexcept>
 #include <string_view>
 
@@ -92,8 +93,8 @@ TEST_F(VELDomainCheckTest, MatchesAnywhereWhateverTheLetterCase) {
 }
 
 TEST_F(VELDomainCheckTest, SkipsAPatternWithAnotherCharacterSilently) {
-    for (const char* pattern : {"corp?sample.test", "corp sample", "[c]orp", "corp,sample", "(corp)",
-                                "corp\\.sample", "corp\n", "c+", "^corp", "corp$"}) {
+    for (const char* pattern : {"corp?sample.test", "corp sample", "[c]orp", "corp,sample",
+                                "(corp)", "corp\\.sample", "corp\n", "c+", "^corp", "corp$"}) {
         mac->tools.clear();
         print(output);
         EXPECT_FALSE(run({pattern})) << pattern;
@@ -129,13 +130,12 @@ TEST_F(VELDomainCheckTest, FailsWhenNotBound) {
 }
 
 TEST_F(VELDomainCheckTest, FailsWhenThePropertyListHasNoDomain) {
-    for (const char* body :
-         {"<dict/>", "<array/>", "<string>corp</string>",
-          "<dict><key>General Info</key><dict/></dict>",
-          "<dict><key>General Info</key><string>corp</string></dict>",
-          "<dict><key>Active Directory Domain</key><string>corp</string></dict>",
-          "<dict><key>General Info</key><dict><key>Active Directory Domain</key>"
-          "<integer>1</integer></dict></dict>"}) {
+    for (const char* body : {"<dict/>", "<array/>", "<string>corp</string>",
+                             "<dict><key>General Info</key><dict/></dict>",
+                             "<dict><key>General Info</key><string>corp</string></dict>",
+                             "<dict><key>Active Directory Domain</key><string>corp</string></dict>",
+                             "<dict><key>General Info</key><dict><key>Active Directory Domain</key>"
+                             "<integer>1</integer></dict></dict>"}) {
         mac->tools.clear();
         const std::string printed = propertyList(body);
         print(printed);
@@ -237,8 +237,8 @@ TEST_F(VELDomainCheckTest, FailsWithoutNamesWhenCalledDirectly) {
     print(output);
     EXPECT_FALSE(VELDomainCheck(mac).runCheckWithParameters(VELValue::object(), &error));
     EXPECT_FALSE(error);
-    EXPECT_EQ(logger->take(), (Lines{outputLine(output), domainLine("corp.sample.test"),
-                                     namesLine("(null)")}));
+    EXPECT_EQ(logger->take(),
+              (Lines{outputLine(output), domainLine("corp.sample.test"), namesLine("(null)")}));
 }
 
 TEST_F(VELDomainCheckTest, LogsFromItsOwnFile) {

@@ -197,8 +197,8 @@ public:
     [[nodiscard]] std::string toolPath(std::string_view name) const override {
         return "/opt/tools" + std::string(name);
     }
-    [[nodiscard]] std::shared_ptr<VELTask>
-    task(std::string launchPath, std::vector<std::string> arguments) const override {
+    [[nodiscard]] std::shared_ptr<VELTask> task(std::string launchPath,
+                                                std::vector<std::string> arguments) const override {
         return mac.task(std::move(launchPath), std::move(arguments));
     }
     [[nodiscard]] const VELWorkQueue& workQueue() const override { return mac.workQueue(); }
@@ -224,9 +224,8 @@ TEST_F(VELFirewallCheckTest, LaunchesWhatStandsForTheTool) {
     EXPECT_FALSE(VELFirewallCheck(platform).isMacFirewallEnabledError(&error));
     EXPECT_EQ(platform->mac.taskRecord.launchedCommands(),
               (Commands{{std::string("/opt/tools") + tool, "--getglobalstate"}}));
-    EXPECT_EQ(logger->take().front(),
-              errorLine(2, std::string("Error launching task /opt/tools") + tool +
-                               ": no such tool on this machine"));
+    EXPECT_EQ(logger->take().front(), errorLine(2, std::string("Error launching task /opt/tools") +
+                                                       tool + ": no such tool on this machine"));
 }
 
 TEST_F(VELFirewallCheckTest, LogsFromItsOwnFile) {
@@ -266,9 +265,9 @@ TEST(VELFirewallState, IsTheFirstNumberAfterItsLabel) {
 }
 
 TEST(VELFirewallState, IsAbsentWithoutSuchANumber) {
-    for (const char* output : {"", "State", "State = ", "State =1", "State  = 1", "state = 1",
-                               "State = -1", "State = +1", "State =  1", "State = ²",
-                               "State = \xD9"}) {
+    for (const char* output :
+         {"", "State", "State = ", "State =1", "State  = 1", "state = 1", "State = -1",
+          "State = +1", "State =  1", "State = ²", "State = \xD9"}) {
         EXPECT_EQ(stateIn(output), std::nullopt) << output;
     }
 }
