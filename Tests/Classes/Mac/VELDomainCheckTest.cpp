@@ -59,7 +59,7 @@ protected:
     }
 
     const Command command = {tool, "-show", "-xml"};
-    const std::string output = bound("corp.sample.test");
+    const std::string boundOutput = bound("corp.sample.test");
 };
 
 TEST_F(VELDomainCheckTest, RequiresNames) {
@@ -67,12 +67,12 @@ TEST_F(VELDomainCheckTest, RequiresNames) {
 }
 
 TEST_F(VELDomainCheckTest, PassesAndLogsEachStep) {
-    print(output);
+    print(boundOutput);
     EXPECT_TRUE(run({"other.test", "*.sample.test", "never.reached"}));
     EXPECT_FALSE(error);
     EXPECT_EQ(launched(), Commands{command});
     EXPECT_EQ(logger->take(),
-              (Lines{outputLine(output), domainLine("corp.sample.test"),
+              (Lines{outputLine(boundOutput), domainLine("corp.sample.test"),
                      namesLine(R"(["other.test","*.sample.test","never.reached"])"),
                      expressionLine(R"(other\.test)"), expressionLine(R"(.*\.sample\.test)")}));
 }
@@ -96,30 +96,30 @@ TEST_F(VELDomainCheckTest, SkipsAPatternWithAnotherCharacterSilently) {
     for (const char* pattern : {"corp?sample.test", "corp sample", "[c]orp", "corp,sample",
                                 "(corp)", "corp\\.sample", "corp\n", "c+", "^corp", "corp$"}) {
         mac->tools.clear();
-        print(output);
+        print(boundOutput);
         EXPECT_FALSE(run({pattern})) << pattern;
         EXPECT_FALSE(error) << pattern;
         EXPECT_EQ(logger->take().size(), 3U) << pattern;
     }
-    print(output);
+    print(boundOutput);
     EXPECT_TRUE(run({"corp?", "corp"}));
     EXPECT_EQ(logger->take().back(), expressionLine("corp"));
 }
 
 TEST_F(VELDomainCheckTest, MatchesNothingWithTheEmptyPatternButLogsIt) {
-    print(output);
+    print(boundOutput);
     EXPECT_FALSE(run({""}));
     EXPECT_FALSE(error);
-    EXPECT_EQ(logger->take(), (Lines{outputLine(output), domainLine("corp.sample.test"),
+    EXPECT_EQ(logger->take(), (Lines{outputLine(boundOutput), domainLine("corp.sample.test"),
                                      namesLine(R"([""])"), expressionLine("")}));
 }
 
 TEST_F(VELDomainCheckTest, FailsForNoPatternAtAll) {
-    print(output);
+    print(boundOutput);
     EXPECT_FALSE(run(VELValue::array()));
     EXPECT_FALSE(error);
     EXPECT_EQ(logger->take(),
-              (Lines{outputLine(output), domainLine("corp.sample.test"), namesLine("[]")}));
+              (Lines{outputLine(boundOutput), domainLine("corp.sample.test"), namesLine("[]")}));
 }
 
 TEST_F(VELDomainCheckTest, FailsWhenNotBound) {
@@ -167,7 +167,7 @@ TEST_F(VELDomainCheckTest, HandsOnTheErrorOfOutputThatIsNoPropertyList) {
 }
 
 TEST_F(VELDomainCheckTest, FailsWithoutAnErrorWhenTheOutputIsNotText) {
-    print(output + "\xFF");
+    print(boundOutput + "\xFF");
     EXPECT_FALSE(run({"*"}));
     EXPECT_FALSE(error);
     EXPECT_EQ(logger->take(), (Lines{outputLine("(null)"), domainLine("(null)")}));
@@ -190,7 +190,7 @@ TEST_F(VELDomainCheckTest, LeavesTheErrorOfTheTool) {
 }
 
 TEST_F(VELDomainCheckTest, EndsTheToolAfterTenSeconds) {
-    print(output);
+    print(boundOutput);
     mac->tools.back().seconds = 11;
     EXPECT_FALSE(run({"*"}));
     expectError(error, 3, "Task /usr/sbin/dsconfigad exited with status code 15.");
@@ -207,17 +207,17 @@ void expectRaised(const std::function<void()>& work, const std::string& text) {
 }
 
 TEST_F(VELDomainCheckTest, RaisesWhenItComesToAPatternThatIsNoString) {
-    print(output);
+    print(boundOutput);
     expectRaised([&] { run({"other", 5, "corp"}); }, "names[1] is not a string");
     EXPECT_FALSE(error);
-    EXPECT_EQ(logger->take(), (Lines{outputLine(output), domainLine("corp.sample.test"),
+    EXPECT_EQ(logger->take(), (Lines{outputLine(boundOutput), domainLine("corp.sample.test"),
                                      namesLine(R"(["other",5,"corp"])"), expressionLine("other")}));
     expectRaised([&] { run({nullptr}); }, "names[0] is not a string");
     EXPECT_TRUE(run({"corp", 5}));
 }
 
 TEST_F(VELDomainCheckTest, RaisesForNamesThatAreNoArray) {
-    print(output);
+    print(boundOutput);
     for (const VELValue& names : {VELValue("corp"), VELValue(), VELValue::object(), VELValue(1)}) {
         expectRaised([&] { run(names); }, "names is not an array");
         const Lines lines = logger->take();
@@ -234,15 +234,15 @@ TEST_F(VELDomainCheckTest, LooksAtNoPatternWithoutADomain) {
 }
 
 TEST_F(VELDomainCheckTest, FailsWithoutNamesWhenCalledDirectly) {
-    print(output);
+    print(boundOutput);
     EXPECT_FALSE(VELDomainCheck(mac).runCheckWithParameters(VELValue::object(), &error));
     EXPECT_FALSE(error);
-    EXPECT_EQ(logger->take(),
-              (Lines{outputLine(output), domainLine("corp.sample.test"), namesLine("(null)")}));
+    EXPECT_EQ(logger->take(), (Lines{outputLine(boundOutput), domainLine("corp.sample.test"),
+                                     namesLine("(null)")}));
 }
 
 TEST_F(VELDomainCheckTest, LogsFromItsOwnFile) {
-    print(output);
+    print(boundOutput);
     EXPECT_TRUE(run({"corp"}));
     for (const LogLine& line : logger->take()) {
         EXPECT_EQ(line.file, "Classes/Mac/VELDomainCheck.cpp") << line;
@@ -250,7 +250,7 @@ TEST_F(VELDomainCheckTest, LogsFromItsOwnFile) {
 }
 
 TEST_F(VELDomainCheckTest, ShowsItsAnswersInTheResult) {
-    print(output);
+    print(boundOutput);
     const VELValue entries = VELValue::parse(R"([
         {"type": "joinedToDomain", "names": ["corp.*"]},
         {"type": "joinedToDomain", "names": ["other"]},
