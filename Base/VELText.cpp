@@ -41,6 +41,15 @@ bool isDigit(char character) {
     return character >= '0' && character <= '9';
 }
 
+bool isASCII(char character) {
+    return static_cast<unsigned char>(character) < 0x80;
+}
+
+char lowercaseOfASCII(char character) {
+    return character >= 'A' && character <= 'Z' ? static_cast<char>(character - 'A' + 'a')
+                                                : character;
+}
+
 /// Takes the run of digits at the front of `text`; returns it without leading zeros.
 std::string_view takeNumber(std::string_view& text) {
     const auto end = std::find_if_not(text.begin(), text.end(), isDigit);
@@ -116,6 +125,11 @@ std::string lowercase(std::string_view text) {
     std::string lower;
     lower.reserve(text.size());
     while (!text.empty()) {
+        if (isASCII(text.front())) {
+            lower += lowercaseOfASCII(text.front());
+            text.remove_prefix(1);
+            continue;
+        }
         const CodePoint first = firstCodePoint(text);
         if (first.value < 0) {
             append(lower, replacementCharacter);

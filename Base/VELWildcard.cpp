@@ -24,6 +24,11 @@ struct FoldedLine {
         isBoundary.resize(characters.size(), false);
         isBoundary.push_back(true);
     }
+
+    void clear() {
+        characters.clear();
+        isBoundary.assign(1, true);
+    }
 };
 
 /// What stands between two stars of a pattern, folded and never empty: found by the method of
@@ -76,7 +81,8 @@ std::vector<Piece> piecesOf(std::string_view pattern) {
     std::u32string piece;
     const auto finishPiece = [&] {
         if (!piece.empty()) {
-            pieces.emplace_back(std::exchange(piece, {}));
+            pieces.emplace_back(piece);
+            piece.clear();
         }
     };
     for (const char32_t character : characters(pattern)) {
@@ -118,7 +124,7 @@ bool matchesWildcard(std::string_view pattern, std::string_view text) {
         if (standInOrder(pieces, line)) {
             return true;
         }
-        line = {};
+        line.clear();
     }
     return standInOrder(pieces, line);
 }
