@@ -11,7 +11,7 @@
 #include <vector>
 
 /// Speed as a ratio: what is measured (the subject) against work that it cannot do without (the
-/// floor), both timed in turns by the same run, so that a slow or busy machine slows both down.
+/// floor), both timed in turns by the same run, so that a slow machine slows both down.
 namespace vel::benchmarks {
 
 /// A limit that no ratio exceeds: the ratio is for information.
@@ -35,17 +35,19 @@ inline constexpr benchmark::IterationCount rounds = 31;
 
 using Nanoseconds = std::chrono::duration<double, std::nano>;
 
+/// Processor time of this thread so far: what other programs take does not count.
+Nanoseconds threadTime();
+
 /// Mean time of one call of `work` over `calls` calls.
 template <typename Work> Nanoseconds timeOf(const Work& work, std::size_t calls) {
-    const auto start = std::chrono::steady_clock::now();
+    const Nanoseconds start = threadTime();
     for (std::size_t call = 0; call < calls; ++call) {
         work();
     }
-    return Nanoseconds(std::chrono::steady_clock::now() - start) / static_cast<double>(calls);
+    return (threadTime() - start) / static_cast<double>(calls);
 }
 
-/// How many calls of `work` take long enough for the clock, and for an interruption to show as a
-/// single bad round.
+/// How many calls of `work` take long enough for the clock.
 template <typename Work> std::size_t callsPerRound(const Work& work) {
     constexpr Nanoseconds enough = std::chrono::microseconds(500);
     std::size_t calls = 1;

@@ -2,6 +2,7 @@
 #include "Benchmarks/RatioBenchmark.h"
 
 #include <cstdio>
+#include <ctime>
 #include <exception>
 
 namespace vel::benchmarks {
@@ -9,6 +10,12 @@ namespace vel::benchmarks {
 std::vector<Ratio>& measuredRatios() {
     static std::vector<Ratio> ratios;
     return ratios;
+}
+
+Nanoseconds threadTime() {
+    timespec time{};
+    clock_gettime(CLOCK_THREAD_CPUTIME_ID, &time);
+    return std::chrono::seconds(time.tv_sec) + std::chrono::nanoseconds(time.tv_nsec);
 }
 
 namespace {
