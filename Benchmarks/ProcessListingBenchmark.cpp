@@ -20,7 +20,7 @@ namespace {
 
 using namespace vel::benchmarks;
 
-constexpr double listingLimit = 3.0;
+constexpr double listingLimit = 2.0;
 constexpr std::size_t listingSize = 65'536;
 constexpr std::size_t nameCount = 50;
 
