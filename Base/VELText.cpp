@@ -6,6 +6,7 @@
 #include <algorithm>
 #include <array>
 #include <cstddef>
+#include <limits>
 
 namespace vel {
 namespace {
@@ -40,6 +41,15 @@ bool isDigit(char character) {
     return character >= '0' && character <= '9';
 }
 
+bool isASCII(char character) {
+    return static_cast<unsigned char>(character) < 0x80;
+}
+
+char lowercaseOfASCII(char character) {
+    return character >= 'A' && character <= 'Z' ? static_cast<char>(character - 'A' + 'a')
+                                                : character;
+}
+
 /// Takes the run of digits at the front of `text`; returns it without leading zeros.
 std::string_view takeNumber(std::string_view& text) {
     const auto end = std::find_if_not(text.begin(), text.end(), isDigit);
@@ -61,6 +71,26 @@ std::weak_ordering compareUnits(char left, char right) {
         return byte == 0xEE || byte == 0xEF ? byte + 0x100 : int{byte};
     };
     return rank(left) <=> rank(right);
+}
+
+utf8proc_category_t categoryOf(char32_t character) {
+    return utf8proc_category(static_cast<utf8proc_int32_t>(character));
+}
+
+bool isWhiteSpace(char32_t character) {
+    return character == U'\t' || isLineTerminator(character) ||
+           categoryOf(character) == UTF8PROC_CATEGORY_ZS;
+}
+
+std::string_view withoutLeadingWhiteSpace(std::string_view text) {
+    while (!text.empty()) {
+        const CodePoint first = firstCodePoint(text);
+        if (first.value < 0 || !isWhiteSpace(static_cast<char32_t>(first.value))) {
+            break;
+        }
+        text.remove_prefix(first.length);
+    }
+    return text;
 }
 
 } // namespace
@@ -95,6 +125,11 @@ std::string lowercase(std::string_view text) {
     std::string lower;
     lower.reserve(text.size());
     while (!text.empty()) {
+        if (isASCII(text.front())) {
+            lower += lowercaseOfASCII(text.front());
+            text.remove_prefix(1);
+            continue;
+        }
         const CodePoint first = firstCodePoint(text);
         if (first.value < 0) {
             append(lower, replacementCharacter);
@@ -107,6 +142,67 @@ std::string lowercase(std::string_view text) {
         text.remove_prefix(first.length);
     }
     return lower;
+}
+
+std::u32string characters(std::string_view text) {
+    std::u32string all;
+    all.reserve(text.size());
+    while (!text.empty()) {
+        const CodePoint first = firstCodePoint(text);
+        all += static_cast<char32_t>(first.value < 0 ? replacementCharacter : first.value);
+        text.remove_prefix(first.length);
+    }
+    return all;
+}
+
+std::u32string foldCase(char32_t character) {
+    std::array<utf8proc_int32_t, 8> folded{};
+    const utf8proc_ssize_t length =
+        utf8proc_decompose_char(static_cast<utf8proc_int32_t>(character), folded.data(),
+                                folded.size(), UTF8PROC_CASEFOLD, nullptr);
+    if (length <= 0) {
+        return {character};
+    }
+    return {folded.begin(), folded.begin() + length};
+}
+
+bool isAlphanumeric(char32_t character) {
+    const utf8proc_category_t category = categoryOf(character);
+    return category >= UTF8PROC_CATEGORY_LU && category <= UTF8PROC_CATEGORY_NO;
+}
+
+bool isDecimalDigit(char32_t character) {
+    return categoryOf(character) == UTF8PROC_CATEGORY_ND;
+}
+
+bool isLineTerminator(char32_t character) {
+    return (character >= 0x0A && character <= 0x0D) || character == 0x85 || character == 0x2028 ||
+           character == 0x2029;
+}
+
+std::int64_t integerValue(std::string_view text) {
+    using Limits = std::numeric_limits<std::int64_t>;
+    text = withoutLeadingWhiteSpace(text);
+    const bool isNegative = text.starts_with('-');
+    if (isNegative || text.starts_with('+')) {
+        text.remove_prefix(1);
+    }
+    // Counted downwards, because the lower limit is the further one.
+    std::int64_t value = 0;
+    for (const char character : text) {
+        if (!isDigit(character)) {
+            break;
+        }
+        const std::int64_t digit = character - '0';
+        if (value < (Limits::min() + digit) / 10) {
+            return isNegative ? Limits::min() : Limits::max();
+        }
+        value = value * 10 - digit;
+    }
+    if (isNegative) {
+        return value;
+    }
+    return value == Limits::min() ? Limits::max() : -value;
 }
 
 std::weak_ordering compareNumerically(std::string_view left, std::string_view right) {

@@ -2,6 +2,7 @@
 #pragma once
 
 #include <compare>
+#include <cstdint>
 #include <string>
 #include <string_view>
 
@@ -17,6 +18,26 @@ std::string validUTF8(std::string_view text);
 /// `text` in lower case by the full Unicode mapping, without the rule for a sigma at the end of a
 /// word. Bytes that are not UTF-8 are replaced as by `validUTF8`.
 std::string lowercase(std::string_view text);
+
+/// The characters of `text`, each byte that is not UTF-8 as U+FFFD.
+std::u32string characters(std::string_view text);
+
+/// A character by the full Unicode case folding, which may be several ("ß" folds to "ss").
+std::u32string foldCase(char32_t character);
+
+/// Whether a character is a letter, a mark or a number (the categories L*, M* and N*).
+bool isAlphanumeric(char32_t character);
+
+/// Whether a character is a decimal digit of whatever script (the category Nd).
+bool isDecimalDigit(char32_t character);
+
+/// Whether a character ends a line: U+000A to U+000D, U+0085, U+2028 and U+2029.
+bool isLineTerminator(char32_t character);
+
+/// The integer at the front of `text`: white space (line terminators included) is skipped, then a
+/// sign may stand, then the ASCII digits up to the first other character count. 0 when there is no
+/// digit, or white space between it and the sign; saturates at the limits of 64 bits.
+std::int64_t integerValue(std::string_view text);
 
 /// Compares two texts from the left: where both are at an ASCII digit, the whole runs of digits by
 /// their numeric value, of any length and leading zeros aside; everything else by UTF-16 code unit.

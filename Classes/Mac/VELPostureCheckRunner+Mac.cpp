@@ -3,6 +3,9 @@
 
 #include "Base/VELText.h"
 #include "Classes/Mac/VELDeviceIDsInterface.h"
+#include "Classes/Mac/VELDomainCheck.h"
+#include "Classes/Mac/VELFirewallCheck.h"
+#include "Classes/Mac/VELProcessRunningCheck.h"
 #include "Classes/Shared/VELDTLogger.h"
 #include "Classes/Shared/VELOSVersionCheck.h"
 
@@ -12,7 +15,12 @@
 
 VELPostureCheckCatalogue
 macPostureCheckCatalogue(const std::shared_ptr<const VELPlatform>& platform) {
-    return {{"minimumOSVersion", std::make_shared<const VELOSVersionCheck>(platform)}};
+    return {
+        {"localFirewall", std::make_shared<const VELFirewallCheck>(platform)},
+        {"minimumOSVersion", std::make_shared<const VELOSVersionCheck>(platform)},
+        {"joinedToDomain", std::make_shared<const VELDomainCheck>(platform)},
+        {"anyProcessRunning", std::make_shared<const VELProcessRunningCheck>(platform)},
+    };
 }
 
 std::unique_ptr<VELPostureCheckRunner> VELPlatformRunnerFactory::runner(
