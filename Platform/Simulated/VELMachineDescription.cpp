@@ -1,13 +1,18 @@
 // SPDX-License-Identifier: Apache-2.0
 #include "Platform/Simulated/VELMachineDescription.h"
 
+#include "Base/VELBase64.h"
 #include "Base/VELJSON.h"
 
+#include <cstddef>
+#include <cstdint>
+#include <limits>
 #include <nlohmann/json.hpp>
 #include <optional>
 #include <span>
 #include <stdexcept>
 #include <utility>
+#include <vector>
 
 namespace vel {
 namespace {
@@ -34,6 +39,11 @@ public:
         return {value, _place + "[" + compactText(name) + "]"};
     }
 
+    /// The element at `index`, from 0.
+    [[nodiscard]] Described element(std::size_t index, const VELValue& value) const {
+        return {value, _place + "[" + std::to_string(index) + "]"};
+    }
+
     [[nodiscard]] const VELDictionary& object() const {
         require(_value.is_object(), "is not an object");
         return _value;
@@ -44,10 +54,48 @@ public:
         return _value.get_ref<const std::string&>();
     }
 
+    [[nodiscard]] const VELArray& list() const {
+        require(_value.is_array(), "is not a list");
+        return _value;
+    }
+
+    [[nodiscard]] bool boolean() const {
+        require(_value.is_boolean(), "is not a boolean");
+        return _value.get<bool>();
+    }
+
+    [[nodiscard]] std::int32_t integer() const {
+        using Limits = std::numeric_limits<std::int32_t>;
+        require(_value.is_number_integer(), "is not an integer");
+        require(_value >= Limits::min() && _value <= Limits::max(), "is not an integer of 32 bits");
+        return _value.get<std::int32_t>();
+    }
+
+    /// A length of time, in seconds.
+    [[nodiscard]] double seconds() const {
+        require(_value.is_number(), "is not a number");
+        require(_value >= 0, "is negative");
+        return _value.get<double>();
+    }
+
+    /// The bytes that a text in base64 stands for.
+    [[nodiscard]] std::string bytes() const {
+        std::optional<std::string> decoded = bytesOfBase64(text());
+        require(decoded.has_value(), "is not base64");
+        return std::move(*decoded);
+    }
+
     /// Any value but null, which no store holds.
     [[nodiscard]] const VELValue& stored() const {
         require(!_value.is_null(), "is null");
         return _value;
+    }
+
+    /// Refuses the description unless `condition` holds of this value.
+    void require(bool condition, const char* otherwise) const {
+        if (!condition) {
+            throw DescriptionError((_place.empty() ? "the description" : _place) + " " + otherwise);
+        }
     }
 
     [[noreturn]] void refuseKey(const std::string& key) const {
@@ -57,12 +105,6 @@ public:
 
 private:
     Described(const VELValue& value, std::string place) : _value(value), _place(std::move(place)) {}
-
-    void require(bool condition, const char* otherwise) const {
-        if (!condition) {
-            throw DescriptionError((_place.empty() ? "the description" : _place) + " " + otherwise);
-        }
-    }
 
     const VELValue& _value;
     std::string _place;
@@ -114,6 +156,44 @@ constexpr Key<VELSimulatedPreferences> preferenceKeys[] = {
      }},
 };
 
+std::vector<std::string> commandOf(const Described& value) {
+    std::vector<std::string> command;
+    for (const VELValue& word : value.list()) {
+        command.push_back(value.element(command.size(), word).text());
+    }
+    value.require(!command.empty(), "is empty");
+    return command;
+}
+
+constexpr Key<VELSimulatedRun> runKeys[] = {
+    {"command",
+     [](const Described& value, VELSimulatedRun& run) { run.command = commandOf(value); }},
+    {"output", [](const Described& value, VELSimulatedRun& run) { run.output = value.text(); }},
+    {"outputBase64",
+     [](const Described& value, VELSimulatedRun& run) { run.output = value.bytes(); }},
+    {"status", [](const Described& value, VELSimulatedRun& run) { run.status = value.integer(); }},
+    {"signal", [](const Described& value, VELSimulatedRun& run) { run.signal = value.integer(); }},
+    {"launchFailure",
+     [](const Described& value, VELSimulatedRun& run) { run.launchFailure = value.text(); }},
+    {"seconds",
+     [](const Described& value, VELSimulatedRun& run) { run.seconds = value.seconds(); }},
+    {"statusOnTermination",
+     [](const Described& value, VELSimulatedRun& run) {
+         run.statusOnTermination = value.integer();
+     }},
+    {"ignoresTermination", [](const Described& value,
+                              VELSimulatedRun& run) { run.ignoresTermination = value.boolean(); }},
+};
+
+VELSimulatedRun runOf(const Described& value) {
+    VELSimulatedRun run;
+    readKeys<VELSimulatedRun>(value, runKeys, run);
+    value.require(!run.command.empty(), "has no command");
+    value.require(!value.value().contains("output") || !value.value().contains("outputBase64"),
+                  "has both output and outputBase64");
+    return run;
+}
+
 /// A name is for people: it must be one, and says nothing of the machine.
 void readName(const Described& value, VELSimulatedPlatform&) {
     static_cast<void>(value.text());
@@ -131,11 +211,18 @@ void readPreferences(const Described& value, VELSimulatedPlatform& machine) {
     readKeys<VELSimulatedPreferences>(value, preferenceKeys, machine.preferenceStore);
 }
 
+void readTools(const Described& value, VELSimulatedPlatform& machine) {
+    for (const VELValue& run : value.list()) {
+        machine.tools.push_back(runOf(value.element(machine.tools.size(), run)));
+    }
+}
+
 constexpr Key<VELSimulatedPlatform> machineKeys[] = {
     {"name", readName},
     {"productVersion", readProductVersion},
     {"serialNumber", readSerialNumber},
     {"preferences", readPreferences},
+    {"tools", readTools},
 };
 
 std::shared_ptr<VELSimulatedPlatform> machineFromValue(const VELValue& description) {
