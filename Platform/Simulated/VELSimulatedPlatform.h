@@ -43,6 +43,8 @@ public:
     /// Absent: the platform's "absent".
     std::optional<std::string> productVersionRecord;
     std::optional<std::string> hardwareSerialNumber;
+    /// How long reading the serial number takes, in virtual nanoseconds.
+    std::uint64_t serialNumberDuration = 0;
     VELSimulatedPreferences preferenceStore;
 
     mutable std::atomic<unsigned> ticksCalls = 0;
