@@ -54,6 +54,7 @@ std::optional<std::string> VELSimulatedPlatform::productVersion() const {
 
 std::optional<std::string> VELSimulatedPlatform::serialNumber() const {
     ++serialNumberCalls;
+    advanceTime(serialNumberDuration);
     return hardwareSerialNumber;
 }
 

@@ -44,6 +44,8 @@ public:
     /// Absent: the platform's "absent".
     std::optional<std::string> productVersionRecord;
     std::optional<std::string> hardwareSerialNumber;
+    /// How long reading the serial number takes, in virtual nanoseconds.
+    std::uint64_t serialNumberDuration = 0;
     VELSimulatedPreferences preferenceStore;
 
     /// The runs of tools. Those with the same command are used up in order; the last one serves

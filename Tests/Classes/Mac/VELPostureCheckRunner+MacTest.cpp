@@ -114,24 +114,12 @@ TEST_F(IdentityRequest, TheChecksAreNotRun) {
 }
 
 TEST_F(IdentityRequest, ItsTimeIsMeasured) {
-    /// Takes its time over the serial number alone.
-    class SlowPlatform final : public VELPlatform {
-    public:
-        [[nodiscard]] std::uint64_t ticks() const override { return inner.ticks(); }
-        [[nodiscard]] std::optional<std::string> productVersion() const override { return {}; }
-        [[nodiscard]] std::optional<std::string> serialNumber() const override {
-            inner.advanceTime(2'500'000);
-            return "slow";
-        }
-        [[nodiscard]] const VELPreferences& preferences() const override {
-            return inner.preferences();
-        }
-        VELSimulatedPlatform inner;
-    };
-    const auto runner =
-        VELPlatformRunnerFactory::macPostureCheckRunner(nullptr, std::make_shared<SlowPlatform>());
-    EXPECT_EQ(resultOf(*runner, R"({"identity_params": ["device_serial_number"]})")["metrics"],
-              VELValue({{"total_ms", 0.0025 * 1000.0}}));
+    platform->serialNumberDuration = 2'500'000;
+    EXPECT_EQ(run(R"({"identity_params": ["device_id"]})"),
+              R"({"identity_params":{"device_id":"device"},"metrics":{"total_ms":0.0}})");
+    EXPECT_EQ(run(R"({"identity_params": ["device_serial_number"]})"),
+              R"({"identity_params":{"device_serial_number":"C02EXAMPLE"},)"
+              R"("metrics":{"total_ms":2.5}})");
 }
 
 TEST_F(IdentityRequest, ADirectCallWithoutTheKey) {

@@ -256,7 +256,7 @@ TEST_F(VELDTLoggerTest, SwitchedOffAndOnWhileThreadsLog) {
             }
         });
     }
-    for (int round = 0; round < 500; ++round) {
+    for (int round = 0; round < 100; ++round) {
         VELDTLogger::setLogger(std::make_shared<CountingLogger>(count));
         std::this_thread::yield();
         VELDTLogger::setLogger(nullptr);
