@@ -163,6 +163,67 @@ TEST(MachineDescription, APreferenceIsAnyValueButNull) {
               R"(preferences.user["a"]["b"] is null)");
 }
 
+TEST(MachineDescription, ToolsAreRunsInOrder) {
+    const auto machine = machineFrom(R"({"tools": [
+        {"command": ["/bin/ps", "-axc"], "output": "1 launchd\n"},
+        {"command": ["/a"], "outputBase64": "/wA=", "status": 3, "seconds": 2.5,
+         "statusOnTermination": 7, "ignoresTermination": true},
+        {"command": ["/b"], "signal": 9},
+        {"command": ["/c"], "launchFailure": "no"}]})");
+    ASSERT_EQ(machine->tools.size(), 4U);
+    EXPECT_EQ(machine->tools[0].command, (std::vector<std::string>{"/bin/ps", "-axc"}));
+    EXPECT_EQ(machine->tools[0].output, "1 launchd\n");
+    EXPECT_EQ(machine->tools[0].status, 0);
+    EXPECT_EQ(machine->tools[0].signal, std::nullopt);
+    EXPECT_EQ(machine->tools[0].launchFailure, std::nullopt);
+    EXPECT_EQ(machine->tools[0].seconds, 0.0);
+    EXPECT_EQ(machine->tools[0].statusOnTermination, std::nullopt);
+    EXPECT_FALSE(machine->tools[0].ignoresTermination);
+    EXPECT_EQ(machine->tools[1].output, std::string("\xff\0", 2));
+    EXPECT_EQ(machine->tools[1].status, 3);
+    EXPECT_EQ(machine->tools[1].seconds, 2.5);
+    EXPECT_EQ(machine->tools[1].statusOnTermination, 7);
+    EXPECT_TRUE(machine->tools[1].ignoresTermination);
+    EXPECT_EQ(machine->tools[2].signal, 9);
+    EXPECT_EQ(machine->tools[3].launchFailure, "no");
+}
+
+TEST(MachineDescription, AWrongToolIsNamedWithItsPlace) {
+    const WrongDescription wrong[] = {
+        {R"({"tools": {}})", "tools is not a list"},
+        {R"({"tools": [null]})", "tools[0] is not an object"},
+        {R"({"tools": [{"command": ["/a"]}, {}]})", "tools[1] has no command"},
+        {R"({"tools": [{"command": []}]})", "tools[0].command is empty"},
+        {R"({"tools": [{"command": "/a"}]})", "tools[0].command is not a list"},
+        {R"({"tools": [{"command": ["/a", 1]}]})", "tools[0].command[1] is not a string"},
+        {R"({"tools": [{"command": ["/a"], "stdout": ""}]})",
+         R"(unknown key "stdout" in tools[0])"},
+        {R"({"tools": [{"command": ["/a"], "output": 1}]})", "tools[0].output is not a string"},
+        {R"({"tools": [{"command": ["/a"], "outputBase64": "?"}]})",
+         "tools[0].outputBase64 is not base64"},
+        {R"({"tools": [{"command": ["/a"], "output": "", "outputBase64": ""}]})",
+         "tools[0] has both output and outputBase64"},
+        {R"({"tools": [{"command": ["/a"], "status": 1.0}]})", "tools[0].status is not an integer"},
+        {R"({"tools": [{"command": ["/a"], "status": 2147483648}]})",
+         "tools[0].status is not an integer of 32 bits"},
+        {R"({"tools": [{"command": ["/a"], "status": -2147483649}]})",
+         "tools[0].status is not an integer of 32 bits"},
+        {R"({"tools": [{"command": ["/a"], "signal": null}]})",
+         "tools[0].signal is not an integer"},
+        {R"({"tools": [{"command": ["/a"], "launchFailure": null}]})",
+         "tools[0].launchFailure is not a string"},
+        {R"({"tools": [{"command": ["/a"], "seconds": "1"}]})", "tools[0].seconds is not a number"},
+        {R"({"tools": [{"command": ["/a"], "seconds": -0.5}]})", "tools[0].seconds is negative"},
+        {R"({"tools": [{"command": ["/a"], "statusOnTermination": true}]})",
+         "tools[0].statusOnTermination is not an integer"},
+        {R"({"tools": [{"command": ["/a"], "ignoresTermination": 1}]})",
+         "tools[0].ignoresTermination is not a boolean"},
+    };
+    for (const auto& [text, error] : wrong) {
+        EXPECT_EQ(errorOf(text), error) << text;
+    }
+}
+
 TEST(MachineDescription, TextThatIsNoJSONHasTheReadersError) {
     for (const std::string_view text :
          {std::string_view(), std::string_view("{"), std::string_view("{} {}"),
