@@ -4,6 +4,7 @@
 #include <algorithm>
 #include <array>
 #include <cerrno>
+#include <csignal>
 #include <exception>
 #include <unistd.h>
 
@@ -86,6 +87,8 @@ ToolRequest readCommandLine(const ToolUsage& usage,
 
 int runTool(const ToolUsage& usage, int argumentCount, char** arguments,
             const std::function<int(const ToolValues&)>& work) {
+    // A host that ignores its children passes that on: the status of ours would be lost.
+    ::signal(SIGCHLD, SIG_DFL);
     try {
         const std::vector<std::string_view> given(arguments + std::min(argumentCount, 1),
                                                   arguments + argumentCount);
@@ -102,6 +105,15 @@ int runTool(const ToolUsage& usage, int argumentCount, char** arguments,
         }
         return usage.failureStatus;
     }
+}
+
+void endQuietlyAfter(unsigned seconds) {
+    sigset_t alarms;
+    ::sigemptyset(&alarms);
+    ::sigaddset(&alarms, SIGALRM);
+    ::sigprocmask(SIG_UNBLOCK, &alarms, nullptr);
+    ::signal(SIGALRM, [](int) { ::_exit(0); });
+    ::alarm(seconds);
 }
 
 bool writeAll(int descriptor, std::string_view text) {

@@ -64,7 +64,9 @@ TEST_P(EveryTool, HasHelpAndVersionAndRefusesWrongUse) {
                                                   " " + form + " [OPTIONS]\n"}));
 }
 
-INSTANTIATE_TEST_SUITE_P(Tools, EveryTool, testing::Values(std::pair("process-listing", "-axc")),
+INSTANTIATE_TEST_SUITE_P(Tools, EveryTool,
+                         testing::Values(std::pair("process-listing", "-axc"),
+                                         std::pair("firewall-state", "--getglobalstate")),
                          [](const auto& tool) {
                              std::string name = tool.param.first;
                              std::erase(name, '-');
