@@ -1,8 +1,11 @@
 // SPDX-License-Identifier: Apache-2.0
 #include "Platform/Linux/VELLinuxPlatform.h"
 
+#include "Platform/POSIX/VELPOSIXTask.h"
+
 #include <chrono>
 #include <nlohmann/json.hpp>
+#include <utility>
 
 std::uint64_t VELLinuxPlatform::ticks() const {
     return static_cast<std::uint64_t>(std::chrono::steady_clock::now().time_since_epoch() /
@@ -35,4 +38,17 @@ public:
 const VELPreferences& VELLinuxPlatform::preferences() const {
     static const NoPreferences none;
     return none;
+}
+
+std::string VELLinuxPlatform::toolPath(std::string_view tool) const {
+    return std::string(tool);
+}
+
+std::shared_ptr<VELTask> VELLinuxPlatform::task(std::string launchPath,
+                                                std::vector<std::string> arguments) const {
+    return std::make_shared<VELPOSIXTask>(std::move(launchPath), std::move(arguments));
+}
+
+const VELWorkQueue& VELLinuxPlatform::workQueue() const {
+    return _workQueue;
 }

@@ -1,6 +1,7 @@
 // SPDX-License-Identifier: Apache-2.0
 #pragma once
 
+#include "Platform/POSIX/VELPOSIXWorkQueue.h"
 #include "Platform/VELPlatform.h"
 
 /// The real state of a Linux machine.
@@ -10,4 +11,11 @@ public:
     [[nodiscard]] std::optional<std::string> productVersion() const override;
     [[nodiscard]] std::optional<std::string> serialNumber() const override;
     [[nodiscard]] const VELPreferences& preferences() const override;
+    [[nodiscard]] std::string toolPath(std::string_view tool) const override;
+    [[nodiscard]] std::shared_ptr<VELTask> task(std::string launchPath,
+                                                std::vector<std::string> arguments) const override;
+    [[nodiscard]] const VELWorkQueue& workQueue() const override;
+
+private:
+    VELPOSIXWorkQueue _workQueue;
 };
