@@ -29,6 +29,21 @@ struct Ruleset {
     std::map<Place, const JSON*> verdictMaps; // their elements
 };
 
+/// Nothing when `text` is no JSON, or nests deeper than any ruleset does: reading stops there.
+std::optional<JSON> readDocument(std::string_view text) {
+    constexpr int maximumDepth = 128;
+    struct TooDeep {};
+    const auto checkDepth = [](int depth, JSON::parse_event_t, const JSON&) {
+        return depth <= maximumDepth ? true : throw TooDeep();
+    };
+    try {
+        JSON document = JSON::parse(text, checkDepth, false);
+        return document.is_discarded() ? std::nullopt : std::optional(std::move(document));
+    } catch (const TooDeep&) {
+        return std::nullopt;
+    }
+}
+
 const JSON* member(const JSON& object, std::string_view name) {
     const auto found = object.is_object() ? object.find(name) : object.end();
     return found == object.end() ? nullptr : &*found;
@@ -295,8 +310,8 @@ private:
 } // namespace
 
 std::optional<InboundDenial> inboundDenial(std::string_view ruleset) {
-    const JSON document = JSON::parse(ruleset, nullptr, false);
-    const JSON* objects = member(document, "nftables");
+    const std::optional<JSON> document = readDocument(ruleset);
+    const JSON* objects = document ? member(*document, "nftables") : nullptr;
     if (objects == nullptr || !objects->is_array()) {
         return std::nullopt;
     }

@@ -222,7 +222,9 @@ TEST(FirewallRuleset, DepthAndBreadthAreBounded) {
     EXPECT_EQ(vel::inboundDenial(document(objects)), none);
     const std::string deep(1'000'000, '[');
     EXPECT_FALSE(vel::inboundDenial(deep));
-    EXPECT_EQ(ofRules({deep + std::string(deep.size(), ']')}), none);
+    EXPECT_FALSE(vel::inboundDenial(document({deep + std::string(deep.size(), ']')})));
+    const std::string nested(100, '[');
+    EXPECT_EQ(ofRules({nested + std::string(nested.size(), ']') + ", " + drop}), none);
 }
 
 } // namespace

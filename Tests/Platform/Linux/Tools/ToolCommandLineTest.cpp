@@ -57,20 +57,23 @@ TEST_P(EveryTool, HasHelpAndVersionAndRefusesWrongUse) {
     const auto help = runProgram({program, "--help"});
     EXPECT_EQ(help.status, 0);
     EXPECT_EQ(help.diagnostics, "");
-    EXPECT_EQ(help.output.substr(0, help.output.find('\n')),
-              "Usage: " + name + " " + form + " [OPTIONS]");
-    EXPECT_EQ(runProgram({program}), (ToolRun{2, "",
-                                              name + ": arguments are missing\nUsage: " + name +
-                                                  " " + form + " [OPTIONS]\n"}));
+    EXPECT_EQ(help.output.substr(0, help.output.find('\n')), "Usage: " + name + " " + form);
+    EXPECT_EQ(
+        runProgram({program}),
+        (ToolRun{2, "", name + ": arguments are missing\nUsage: " + name + " " + form + "\n"}));
 }
 
-INSTANTIATE_TEST_SUITE_P(Tools, EveryTool,
-                         testing::Values(std::pair("process-listing", "-axc"),
-                                         std::pair("firewall-state", "--getglobalstate")),
-                         [](const auto& tool) {
-                             std::string name = tool.param.first;
-                             std::erase(name, '-');
-                             return name;
-                         });
+INSTANTIATE_TEST_SUITE_P(
+    Tools, EveryTool,
+    testing::Values(std::pair("process-listing", "-axc [OPTIONS]"),
+                    std::pair("firewall-state", "--getglobalstate [OPTIONS]"),
+                    std::pair("domain-binding", "-show -xml [OPTIONS]"),
+                    std::pair("code-signature", "--display --extract-certificates PID [OPTIONS]"),
+                    std::pair("certificate-subject", "x509 -inform DER -in FILE -subject -noout")),
+    [](const auto& tool) {
+        std::string name = tool.param.first;
+        std::erase(name, '-');
+        return name;
+    });
 
 } // namespace
