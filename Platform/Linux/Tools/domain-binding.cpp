@@ -16,7 +16,7 @@ int main(int argumentCount, char** arguments) {
         .failureStatus = 0,
     };
     return vel::runTool(usage, argumentCount, arguments, [](const vel::ToolValues& values) {
-        vel::endQuietlyAfter(8);
+        vel::endQuietlyAfter(6);
         const auto domain = vel::joinedDomain(vel::valueOr(values, "--bus", vel::systemBusAddress));
         const auto list = domain ? vel::domainPropertyList(*domain) : std::nullopt;
         if (list) {

@@ -16,7 +16,7 @@ int main(int argumentCount, char** arguments) {
         .failureStatus = 0,
     };
     return vel::runTool(usage, argumentCount, arguments, [](const vel::ToolValues& values) {
-        vel::endQuietlyAfter(8);
+        vel::endQuietlyAfter(6);
         vel::FirewallSources sources;
         if (const auto program = values.find("--nft"); program != values.end()) {
             sources.filterPrograms = {program->second};
