@@ -58,8 +58,7 @@ void appendValue(std::string& line, const ASN1_STRING* value) {
 } // namespace
 
 std::optional<std::string> certificateSubject(std::string_view der) {
-    const LibraryContext context = privateLibraryContext();
-    const Certificate certificate = readCertificate(context.get(), der);
+    const Certificate certificate = readCertificate(der);
     if (!certificate) {
         return std::nullopt;
     }

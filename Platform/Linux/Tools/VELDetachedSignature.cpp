@@ -22,11 +22,11 @@ SignatureRefusal refusal(std::string reason) {
     return {std::move(reason)};
 }
 
-SignedMessage readMessage(OSSL_LIB_CTX* context, std::string_view der) {
+SignedMessage readMessage(std::string_view der) {
     if (der.size() > std::numeric_limits<int>::max()) {
         return nullptr;
     }
-    CMS_ContentInfo* message = CMS_ContentInfo_new_ex(context, nullptr);
+    CMS_ContentInfo* message = CMS_ContentInfo_new_ex(libraryContext(), nullptr);
     if (message == nullptr) {
         return nullptr;
     }
@@ -95,15 +95,15 @@ SignerCertificates chainFrom(X509* signer, STACK_OF(X509) * pool) {
 }
 
 /// Nothing when one of the anchors is, or leads to, the signer; else why not.
-std::optional<std::string> chainProblem(OSSL_LIB_CTX* library, X509* signer, STACK_OF(X509) * pool,
+std::optional<std::string> chainProblem(X509* signer, STACK_OF(X509) * pool,
                                         const std::vector<std::string>& anchors) {
     const CertificateStore store(X509_STORE_new());
-    const StoreContext context(X509_STORE_CTX_new_ex(library, nullptr));
+    const StoreContext context(X509_STORE_CTX_new_ex(libraryContext(), nullptr));
     if (!store || !context) {
         return "there is no memory";
     }
     for (const auto& der : anchors) {
-        const Certificate anchor = readCertificate(library, der);
+        const Certificate anchor = readCertificate(der);
         if (!anchor || X509_STORE_add_cert(store.get(), anchor.get()) != 1) {
             return "an anchor is no certificate";
         }
@@ -126,8 +126,7 @@ std::optional<std::string> chainProblem(OSSL_LIB_CTX* library, X509* signer, STA
 std::variant<SignerCertificates, SignatureRefusal>
 verifyDetachedSignature(std::string_view signature, int content,
                         const std::vector<std::string>* anchors) {
-    const LibraryContext library = privateLibraryContext();
-    const SignedMessage message = readMessage(library.get(), signature);
+    const SignedMessage message = readMessage(signature);
     if (!message || !isDetachedSignature(message.get())) {
         return refusal("the signature is no detached CMS signature in DER");
     }
@@ -159,7 +158,7 @@ verifyDetachedSignature(std::string_view signature, int content,
         return refusal("the signature carries no certificate of its signer");
     }
     if (anchors != nullptr) {
-        const auto problem = chainProblem(library.get(), certificate, pool.get(), *anchors);
+        const auto problem = chainProblem(certificate, pool.get(), *anchors);
         if (problem) {
             return refusal("the signer is not trusted: " + *problem);
         }
@@ -168,8 +167,7 @@ verifyDetachedSignature(std::string_view signature, int content,
 }
 
 std::vector<std::string> certificatesInFile(std::string_view file) {
-    const LibraryContext library = privateLibraryContext();
-    if (readCertificate(library.get(), file)) {
+    if (readCertificate(file)) {
         return {std::string(file)};
     }
     if (file.size() > std::numeric_limits<int>::max()) {
@@ -190,7 +188,7 @@ std::vector<std::string> certificatesInFile(std::string_view file) {
         OPENSSL_free(name);
         OPENSSL_free(header);
         OPENSSL_free(data);
-        if (!isCertificate || !readCertificate(library.get(), der)) {
+        if (!isCertificate || !readCertificate(der)) {
             return {};
         }
         certificates.push_back(std::move(der));

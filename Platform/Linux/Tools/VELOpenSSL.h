@@ -15,7 +15,6 @@ template <auto release> struct Release {
     template <typename Object> void operator()(Object* object) const { release(object); }
 };
 
-using LibraryContext = std::unique_ptr<OSSL_LIB_CTX, Release<&OSSL_LIB_CTX_free>>;
 using Certificate = std::unique_ptr<X509, Release<&X509_free>>;
 using CertificateStack =
     std::unique_ptr<STACK_OF(X509),
@@ -25,11 +24,12 @@ using StoreContext = std::unique_ptr<X509_STORE_CTX, Release<&X509_STORE_CTX_fre
 using SignedMessage = std::unique_ptr<CMS_ContentInfo, Release<&CMS_ContentInfo_free>>;
 using ByteStream = std::unique_ptr<BIO, Release<&BIO_free_all>>;
 
-/// A context of OpenSSL with its built-in algorithms alone: neither a configuration file nor a
-/// variable that names one has a say. Null when there is no memory.
-LibraryContext privateLibraryContext();
+/// The context of OpenSSL that everything here uses: its built-in algorithms alone, neither a
+/// configuration file nor a variable that names one has a say. Made on first use, and kept to the
+/// program's end. Throws when there is no memory.
+OSSL_LIB_CTX* libraryContext();
 
 /// The certificate that `der` is, and nothing beside it; null when it is none.
-Certificate readCertificate(OSSL_LIB_CTX* context, std::string_view der);
+Certificate readCertificate(std::string_view der);
 
 } // namespace vel

@@ -29,8 +29,8 @@ protected:
     }
     [[nodiscard]] bool isNothingLeft() const { return fs::is_empty(_places.path()); }
 
-    const TestFolder _places;
-    const VELLinuxPlatform _platform;
+    TestFolder _places;
+    VELLinuxPlatform _platform;
 };
 
 const std::string readsFirst = "cat codesign0";
