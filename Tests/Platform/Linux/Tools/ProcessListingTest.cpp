@@ -160,37 +160,48 @@ std::map<pid_t, std::string> namesByID(const std::string& listing, std::size_t c
     return names;
 }
 
-/// The machine's own ps is the oracle: the same processes but for zombies and those that came or
-/// went, and the names that it knows, cut at 15 characters, where no executable tells another.
+/// What ps calls each process, and the executable it runs (empty where none is told).
+using Snapshot = std::map<pid_t, std::pair<std::string, std::string>>;
+Snapshot takeSnapshot() {
+    Snapshot snapshot;
+    for (const auto& [processID, name] : namesByID(runProgram({"/bin/ps", "-axc"}).output, 5)) {
+        const std::string folder = "/proc/" + std::to_string(processID);
+        std::error_code unreadable;
+        const auto executable = std::filesystem::read_symlink(folder + "/exe", unreadable);
+        if (std::filesystem::exists(folder)) {
+            snapshot[processID] = {name, executable.filename()};
+        }
+    }
+    return snapshot;
+}
+
+/// The machine's own ps is the oracle, for the processes that it shows alike before and after: the
+/// same ones but for zombies, and its names, cut at 15 characters, where no executable tells
+/// another.
 TEST(ProcessListing, AgreesWithPs) {
-    const auto before = namesByID(runProgram({"/bin/ps", "-axc"}).output, 5);
+    const Snapshot before = takeSnapshot();
     const auto run = runProgram({toolProgram("process-listing"), "-axc"});
-    const auto after = namesByID(runProgram({"/bin/ps", "-axc"}).output, 5);
+    const Snapshot after = takeSnapshot();
     EXPECT_EQ(run.status, 0);
     EXPECT_EQ(run.diagnostics, "");
     const auto ours = namesByID(run.output, 4);
     std::size_t compared = 0;
-    for (const auto& [processID, name] : before) {
+    for (const auto& [processID, shown] : before) {
         const auto later = after.find(processID);
-        if (later == after.end() || later->second != name) {
+        if (later == after.end() || later->second != shown) {
             continue;
         }
+        auto [name, executable] = shown;
         if (name.find("<defunct>") != std::string::npos) {
             EXPECT_FALSE(ours.contains(processID)) << processID << name;
             continue;
         }
         ASSERT_TRUE(ours.contains(processID)) << processID << " " << name;
-        std::error_code unreadable;
-        const auto executable = std::filesystem::read_symlink(
-            "/proc/" + std::to_string(processID) + "/exe", unreadable);
-        if (unreadable) {
+        if (executable.empty()) {
             EXPECT_EQ(ours.at(processID).substr(0, name.size()), name);
         } else {
-            std::string expected = executable.filename();
-            if (expected.ends_with(" (deleted)")) {
-                expected.resize(expected.size() - 10);
-            }
-            EXPECT_EQ(ours.at(processID), expected);
+            const std::size_t mark = executable.rfind(" (deleted)");
+            EXPECT_EQ(ours.at(processID), executable.substr(0, mark));
         }
         ++compared;
     }
