@@ -26,8 +26,8 @@ struct LogLine {
     }
 
     friend std::ostream& operator<<(std::ostream& stream, const LogLine& logged) {
-        return stream << "{" << logged.level << ", \"" << logged.message << "\", \"" << logged.function
-                      << "\", " << logged.file << ":" << logged.line << "}";
+        return stream << "{" << logged.level << ", \"" << logged.message << "\", \""
+                      << logged.function << "\", " << logged.file << ":" << logged.line << "}";
     }
 };
 
