@@ -3,6 +3,7 @@
 
 #include "Base/VELText.h"
 #include "Classes/Mac/VELDeviceIDsInterface.h"
+#include "Classes/Mac/VELDiskEncryptionCheck.h"
 #include "Classes/Shared/VELDTLogger.h"
 #include "Classes/Shared/VELOSVersionCheck.h"
 
@@ -12,7 +13,8 @@
 
 VELPostureCheckCatalogue
 macPostureCheckCatalogue(const std::shared_ptr<const VELPlatform>& platform) {
-    return {{"minimumOSVersion", std::make_shared<const VELOSVersionCheck>(platform)}};
+    return {{"fullDiskEncryption", std::make_shared<const VELDiskEncryptionCheck>(platform)},
+            {"minimumOSVersion", std::make_shared<const VELOSVersionCheck>(platform)}};
 }
 
 std::unique_ptr<VELPostureCheckRunner> VELPlatformRunnerFactory::runner(

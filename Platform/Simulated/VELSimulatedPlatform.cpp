@@ -60,3 +60,11 @@ std::optional<std::string> VELSimulatedPlatform::serialNumber() const {
 const VELPreferences& VELSimulatedPlatform::preferences() const {
     return preferenceStore;
 }
+
+const VELFiles& VELSimulatedPlatform::files() const {
+    return fileStore;
+}
+
+const VELDiskArbitration& VELSimulatedPlatform::diskArbitration() const {
+    return disks;
+}

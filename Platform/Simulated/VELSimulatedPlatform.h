@@ -1,6 +1,7 @@
 // SPDX-License-Identifier: Apache-2.0
 #pragma once
 
+#include "Platform/Simulated/VELSimulatedDisks.h"
 #include "Platform/VELPlatform.h"
 
 #include <atomic>
@@ -44,6 +45,8 @@ public:
     std::optional<std::string> productVersionRecord;
     std::optional<std::string> hardwareSerialNumber;
     VELSimulatedPreferences preferenceStore;
+    VELSimulatedFiles fileStore;
+    VELSimulatedDisks disks;
 
     mutable std::atomic<unsigned> ticksCalls = 0;
     mutable std::atomic<unsigned> productVersionCalls = 0;
@@ -56,6 +59,8 @@ public:
     [[nodiscard]] std::optional<std::string> productVersion() const override;
     [[nodiscard]] std::optional<std::string> serialNumber() const override;
     [[nodiscard]] const VELPreferences& preferences() const override;
+    [[nodiscard]] const VELFiles& files() const override;
+    [[nodiscard]] const VELDiskArbitration& diskArbitration() const override;
 
 private:
     mutable std::mutex _timeMutex;
