@@ -1,14 +1,18 @@
 // SPDX-License-Identifier: Apache-2.0
 #include "Platform/Linux/VELLinuxPlatform.h"
 
+#include "Platform/POSIX/VELPOSIXTask.h"
+
 #include <chrono>
+#include <nlohmann/json.hpp>
 #include <utility>
 
 VELLinuxPlatform::VELLinuxPlatform(VELLinuxProductVersion productVersion,
                                    VELLinuxSerialNumber serialNumber,
-                                   VELLinuxPreferences preferences)
+                                   VELLinuxPreferences preferences, VELPOSIXFiles files,
+                                   VELLinuxDisks disks)
     : _productVersion(std::move(productVersion)), _serialNumber(std::move(serialNumber)),
-      _preferences(std::move(preferences)) {}
+      _preferences(std::move(preferences)), _files(std::move(files)), _disks(std::move(disks)) {}
 
 std::uint64_t VELLinuxPlatform::ticks() const {
     return static_cast<std::uint64_t>(std::chrono::steady_clock::now().time_since_epoch() /
@@ -25,4 +29,25 @@ std::optional<std::string> VELLinuxPlatform::serialNumber() const {
 
 const VELPreferences& VELLinuxPlatform::preferences() const {
     return _preferences;
+}
+
+const VELFiles& VELLinuxPlatform::files() const {
+    return _files;
+}
+
+const VELDiskArbitration& VELLinuxPlatform::diskArbitration() const {
+    return _disks;
+}
+
+std::string VELLinuxPlatform::toolPath(std::string_view tool) const {
+    return std::string(tool);
+}
+
+std::shared_ptr<VELTask> VELLinuxPlatform::task(std::string launchPath,
+                                                std::vector<std::string> arguments) const {
+    return std::make_shared<VELPOSIXTask>(std::move(launchPath), std::move(arguments));
+}
+
+const VELWorkQueue& VELLinuxPlatform::workQueue() const {
+    return _workQueue;
 }
