@@ -1,8 +1,13 @@
 // SPDX-License-Identifier: Apache-2.0
 #include "Platform/Simulated/VELMachineDescription.h"
 
+#include "Base/VELBase64.h"
 #include "Base/VELJSON.h"
 
+#include <algorithm>
+#include <array>
+#include <cstddef>
+#include <map>
 #include <nlohmann/json.hpp>
 #include <optional>
 #include <span>
@@ -34,6 +39,11 @@ public:
         return {value, _place + "[" + compactText(name) + "]"};
     }
 
+    /// The element at `index`, from 0.
+    [[nodiscard]] Described element(std::size_t index, const VELValue& value) const {
+        return {value, _place + "[" + std::to_string(index) + "]"};
+    }
+
     [[nodiscard]] const VELDictionary& object() const {
         require(_value.is_object(), "is not an object");
         return _value;
@@ -44,10 +54,34 @@ public:
         return _value.get_ref<const std::string&>();
     }
 
+    [[nodiscard]] const VELArray& list() const {
+        require(_value.is_array(), "is not a list");
+        return _value;
+    }
+
+    [[nodiscard]] bool boolean() const {
+        require(_value.is_boolean(), "is not a boolean");
+        return _value.get<bool>();
+    }
+
+    /// The bytes that a text in base64 stands for.
+    [[nodiscard]] std::string bytes() const {
+        std::optional<std::string> decoded = bytesOfBase64(text());
+        require(decoded.has_value(), "is not base64");
+        return std::move(*decoded);
+    }
+
     /// Any value but null, which no store holds.
     [[nodiscard]] const VELValue& stored() const {
         require(!_value.is_null(), "is null");
         return _value;
+    }
+
+    /// Refuses the description unless `condition` holds of this value.
+    void require(bool condition, const char* otherwise) const {
+        if (!condition) {
+            throw DescriptionError((_place.empty() ? "the description" : _place) + " " + otherwise);
+        }
     }
 
     [[noreturn]] void refuseKey(const std::string& key) const {
@@ -57,12 +91,6 @@ public:
 
 private:
     Described(const VELValue& value, std::string place) : _value(value), _place(std::move(place)) {}
-
-    void require(bool condition, const char* otherwise) const {
-        if (!condition) {
-            throw DescriptionError((_place.empty() ? "the description" : _place) + " " + otherwise);
-        }
-    }
 
     const VELValue& _value;
     std::string _place;
@@ -114,6 +142,81 @@ constexpr Key<VELSimulatedPreferences> preferenceKeys[] = {
      }},
 };
 
+struct DescribedFile {
+    std::optional<std::string> bytes;
+    bool unreadable = false;
+};
+
+constexpr Key<DescribedFile> fileKeys[] = {
+    {"base64", [](const Described& value, DescribedFile& file) { file.bytes = value.bytes(); }},
+    {"unreadable",
+     [](const Described& value, DescribedFile& file) { file.unreadable = value.boolean(); }},
+};
+
+/// Nothing for a file that is there but cannot be read.
+std::optional<std::string> fileContents(const Described& value) {
+    if (value.value().is_string()) {
+        return value.text();
+    }
+    value.require(value.value().is_object(), "is neither a string nor an object");
+    DescribedFile file;
+    readKeys<DescribedFile>(value, fileKeys, file);
+    value.require(file.bytes.has_value() != file.unreadable,
+                  "has to have either base64 or an unreadable that is true");
+    return file.bytes;
+}
+
+constexpr Key<VELDiskDescription> diskDescriptionKeys[] = {
+    {"internal",
+     [](const Described& value, VELDiskDescription& description) {
+         description.deviceInternal = std::make_shared<const VELValue>(value.value());
+     }},
+    {"protocol",
+     [](const Described& value, VELDiskDescription& description) {
+         description.deviceProtocol = std::make_shared<const VELValue>(value.value());
+     }},
+    {"kind",
+     [](const Described& value, VELDiskDescription& description) {
+         description.volumeKind = std::make_shared<const VELValue>(value.value());
+     }},
+};
+
+using MediaProperties = std::map<std::string, VELValue, std::less<>>;
+
+MediaProperties mediaProperties(const Described& value) {
+    constexpr std::array names = {"Sealed", "Role", "Encrypted", "CoreStorage Encrypted"};
+    MediaProperties properties;
+    for (const auto& [name, property] : value.object().items()) {
+        if (std::ranges::find(names, std::string_view(name)) == names.end()) {
+            value.refuseKey(name);
+        }
+        properties[name] = property;
+    }
+    return properties;
+}
+
+constexpr Key<VELSimulatedDisk> diskKeys[] = {
+    {"description",
+     [](const Described& value, VELSimulatedDisk& disk) {
+         disk.description.emplace();
+         readKeys<VELDiskDescription>(value, diskDescriptionKeys, *disk.description);
+     }},
+    {"media",
+     [](const Described& value, VELSimulatedDisk& disk) { disk.media = mediaProperties(value); }},
+};
+
+constexpr Key<VELSimulatedMount> mountKeys[] = {
+    {"type",
+     [](const Described& value, VELSimulatedMount& mount) { mount.fileSystemType = value.text(); }},
+    {"path",
+     [](const Described& value, VELSimulatedMount& mount) { mount.mountPoint = value.text(); }},
+    {"disk",
+     [](const Described& value, VELSimulatedMount& mount) {
+         mount.disk.emplace();
+         readKeys<VELSimulatedDisk>(value, diskKeys, *mount.disk);
+     }},
+};
+
 /// A name is for people: it must be one, and says nothing of the machine.
 void readName(const Described& value, VELSimulatedPlatform&) {
     static_cast<void>(value.text());
@@ -131,11 +234,37 @@ void readPreferences(const Described& value, VELSimulatedPlatform& machine) {
     readKeys<VELSimulatedPreferences>(value, preferenceKeys, machine.preferenceStore);
 }
 
+void readFiles(const Described& value, VELSimulatedPlatform& machine) {
+    for (const auto& [path, contents] : value.object().items()) {
+        machine.fileStore.contents[path] = fileContents(value.entry(path, contents));
+    }
+}
+
+void readDiskSession(const Described& value, VELSimulatedPlatform& machine) {
+    machine.disks.sessionAvailable = value.boolean();
+}
+
+/// Null is a mount table that cannot be read.
+void readMounts(const Described& value, VELSimulatedPlatform& machine) {
+    if (value.value().is_null()) {
+        machine.disks.mounts.reset();
+        return;
+    }
+    machine.disks.mounts.emplace();
+    for (const VELValue& mount : value.list()) {
+        const Described described = value.element(machine.disks.mounts->size(), mount);
+        readKeys<VELSimulatedMount>(described, mountKeys, machine.disks.mounts->emplace_back());
+    }
+}
+
 constexpr Key<VELSimulatedPlatform> machineKeys[] = {
     {"name", readName},
     {"productVersion", readProductVersion},
     {"serialNumber", readSerialNumber},
     {"preferences", readPreferences},
+    {"files", readFiles},
+    {"diskSession", readDiskSession},
+    {"mounts", readMounts},
 };
 
 std::shared_ptr<VELSimulatedPlatform> machineFromValue(const VELValue& description) {
