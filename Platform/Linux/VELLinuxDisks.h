@@ -36,7 +36,7 @@ class VELLinuxDisks final : public VELDiskArbitration {
 public:
     explicit VELLinuxDisks(VELLinuxDiskSources sources = {});
 
-    /// Never null.
+    /// Never null. A session serves one thread at a time.
     [[nodiscard]] std::unique_ptr<VELDiskSession> createSession() const override;
     [[nodiscard]] std::optional<std::vector<VELMount>> mountTable() const override;
 
