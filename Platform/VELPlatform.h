@@ -1,6 +1,8 @@
 // SPDX-License-Identifier: Apache-2.0
 #pragma once
 
+#include "Platform/VELDiskArbitration.h"
+#include "Platform/VELFiles.h"
 #include "Platform/VELPreferences.h"
 #include "Platform/VELTask.h"
 #include "Platform/VELWorkQueue.h"
@@ -33,6 +35,10 @@ public:
     [[nodiscard]] virtual std::optional<std::string> serialNumber() const = 0;
 
     [[nodiscard]] virtual const VELPreferences& preferences() const = 0;
+
+    [[nodiscard]] virtual const VELFiles& files() const = 0;
+
+    [[nodiscard]] virtual const VELDiskArbitration& diskArbitration() const = 0;
 
     /// The executable that stands for a tool of macOS, which is named by its path there
     /// ("/bin/ps"). A tool that nothing stands for is answered with its own path.

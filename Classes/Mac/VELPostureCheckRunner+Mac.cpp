@@ -3,6 +3,7 @@
 
 #include "Base/VELText.h"
 #include "Classes/Mac/VELDeviceIDsInterface.h"
+#include "Classes/Mac/VELDiskEncryptionCheck.h"
 #include "Classes/Mac/VELDomainCheck.h"
 #include "Classes/Mac/VELFirewallCheck.h"
 #include "Classes/Mac/VELProcessRunningCheck.h"
@@ -17,6 +18,7 @@ VELPostureCheckCatalogue
 macPostureCheckCatalogue(const std::shared_ptr<const VELPlatform>& platform) {
     return {
         {"localFirewall", std::make_shared<const VELFirewallCheck>(platform)},
+        {"fullDiskEncryption", std::make_shared<const VELDiskEncryptionCheck>(platform)},
         {"minimumOSVersion", std::make_shared<const VELOSVersionCheck>(platform)},
         {"joinedToDomain", std::make_shared<const VELDomainCheck>(platform)},
         {"anyProcessRunning", std::make_shared<const VELProcessRunningCheck>(platform)},

@@ -62,6 +62,14 @@ const VELPreferences& VELSimulatedPlatform::preferences() const {
     return preferenceStore;
 }
 
+const VELFiles& VELSimulatedPlatform::files() const {
+    return fileStore;
+}
+
+const VELDiskArbitration& VELSimulatedPlatform::diskArbitration() const {
+    return disks;
+}
+
 std::string VELSimulatedPlatform::toolPath(std::string_view tool) const {
     return std::string(tool);
 }

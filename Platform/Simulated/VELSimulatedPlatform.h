@@ -1,6 +1,7 @@
 // SPDX-License-Identifier: Apache-2.0
 #pragma once
 
+#include "Platform/Simulated/VELSimulatedDisks.h"
 #include "Platform/Simulated/VELSimulatedTask.h"
 #include "Platform/Simulated/VELSimulatedTime.h"
 #include "Platform/VELPlatform.h"
@@ -47,6 +48,8 @@ public:
     /// How long reading the serial number takes, in virtual nanoseconds.
     std::uint64_t serialNumberDuration = 0;
     VELSimulatedPreferences preferenceStore;
+    VELSimulatedFiles fileStore;
+    VELSimulatedDisks disks;
 
     /// The runs of tools. Those with the same command are used up in order; the last one serves
     /// every further run. A command without a run can not be launched.
@@ -68,6 +71,8 @@ public:
     [[nodiscard]] std::optional<std::string> productVersion() const override;
     [[nodiscard]] std::optional<std::string> serialNumber() const override;
     [[nodiscard]] const VELPreferences& preferences() const override;
+    [[nodiscard]] const VELFiles& files() const override;
+    [[nodiscard]] const VELDiskArbitration& diskArbitration() const override;
 
     /// The tool's own path.
     [[nodiscard]] std::string toolPath(std::string_view tool) const override;

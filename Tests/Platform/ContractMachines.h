@@ -3,6 +3,7 @@
 
 #include "Platform/Linux/VELLinuxPlatform.h"
 #include "Platform/Simulated/VELSimulatedPlatform.h"
+#include "Tests/Support/MadeMachine.h"
 #include "Tests/Support/PropertyListText.h"
 #include "Tests/Support/TemporaryFolder.h"
 
@@ -31,12 +32,37 @@ public:
         }
     }
 
+    void setFile(const std::string& path, const std::string& bytes) {
+        _platform.fileStore.contents[path] = bytes;
+    }
+    void setUnreadableFile(const std::string& path) {
+        _platform.fileStore.contents[path] = std::nullopt;
+    }
+    /// Mounts a volume on an internal SATA disk, unencrypted.
+    void mountPlain(const std::string& mountPoint, const std::string& type) {
+        const auto shared = [](VELValue value) {
+            return std::make_shared<const VELValue>(std::move(value));
+        };
+        VELSimulatedDisk disk;
+        disk.description = {shared(true), shared("SATA"), shared(type)};
+        disk.media = {{"Sealed", "No"}, {"Role", VELValue::array({"Data"})}, {"Encrypted", false}};
+        _platform.disks.mounts->push_back({type, mountPoint, disk});
+    }
+    void mountWithoutDisk(const std::string& mountPoint, const std::string& type) {
+        _platform.disks.mounts->push_back({type, mountPoint, std::nullopt});
+    }
+    void loseMountTable() { _platform.disks.mounts.reset(); }
+
 private:
     VELSimulatedPlatform _platform;
 };
 
 class LinuxMachine {
 public:
+    LinuxMachine() {
+        _volumes.disk("8:0", "pci0000:00/0000:00:1f.2/ata1/host0/target0:0:0/0:0:0:0/block/sda");
+    }
+
     [[nodiscard]] const VELPlatform& platform() const { return _platform; }
 
     void setProductVersion(const std::string& version) {
@@ -52,13 +78,39 @@ public:
                     propertyListXML(values));
     }
 
+    void setFile(const std::string& path, const std::string& bytes) {
+        _root.write(path.substr(1), bytes);
+    }
+    void setUnreadableFile(const std::string& path) {
+        std::filesystem::create_directories(_root.path() + path);
+    }
+    /// Mounts a volume on an internal SATA disk, unencrypted.
+    void mountPlain(const std::string& mountPoint, const std::string& type) {
+        _volumes.mount("8:0", escaped(mountPoint), type);
+    }
+    void mountWithoutDisk(const std::string& mountPoint, const std::string& type) {
+        _volumes.mount("0:40", escaped(mountPoint), type);
+    }
+    void loseMountTable() { _volumes.writeMountInfo("lost\n"); }
+
 private:
+    static std::string escaped(std::string mountPoint) {
+        for (std::size_t space = 0; (space = mountPoint.find(' ')) != std::string::npos;) {
+            mountPoint.replace(space, 1, "\\040");
+        }
+        return mountPoint;
+    }
+
+    MadeMachine _volumes;
     TemporaryFolder _root;
     VELLinuxPlatform _platform{
         VELLinuxProductVersion(_root.path()),
         VELLinuxSerialNumber(_root.path(), [] { return std::optional<std::string>(); }),
-        VELLinuxPreferences(_root.path(),
-                            [this] { return std::optional(_root.path() + "/user"); })};
+        VELLinuxPreferences(_root.path(), [this] { return std::optional(_root.path() + "/user"); }),
+        VELPOSIXFiles(_root.path()),
+        VELLinuxDisks(
+            {.root = _volumes.root(),
+             .udevProperty = [](unsigned, unsigned, const char*) { return std::nullopt; }})};
 };
 
 using ContractMachines = ::testing::Types<SimulatedMachine, LinuxMachine>;

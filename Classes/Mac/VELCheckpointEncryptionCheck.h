@@ -1,0 +1,30 @@
+// SPDX-License-Identifier: Apache-2.0
+#pragma once
+
+#include "Platform/VELPlatform.h"
+#include "vel_device_trust/VELPostureCheckItem.h"
+
+#include <memory>
+
+/// A separate full-disk-encryption product, judged by the status file that it keeps: passes when
+/// the file says of every disk that it is encrypted.
+class VELCheckpointEncryptionCheck final : public VELPostureCheckItem {
+public:
+    explicit VELCheckpointEncryptionCheck(
+        std::shared_ptr<const VELPlatform> platform = VELPlatform::host());
+
+    bool runCheckWithParameters(const VELDictionary& parameters,
+                                std::optional<VELError>* error) const override;
+
+    /// Without the file the answer is a plain no. A file that is no property list with the text
+    /// "encryptionState" is error code 11.
+    [[nodiscard]] bool isCheckpointEncryptionEnabled(std::optional<VELError>* error) const;
+
+    /// The index of the first piece of `encryptionState`, states separated by commas, that is not
+    /// 1; nothing when all are.
+    [[nodiscard]] static std::optional<std::size_t>
+    indexOfFailingState(std::string_view encryptionState);
+
+private:
+    std::shared_ptr<const VELPlatform> _platform;
+};

@@ -1,0 +1,71 @@
+// SPDX-License-Identifier: Apache-2.0
+#pragma once
+
+#include "vel_device_trust/VELValue.h"
+
+#include <memory>
+#include <optional>
+#include <string>
+#include <string_view>
+#include <vector>
+
+/// What a disk's description says of it. A value may be of any type; it is nothing when absent.
+struct VELDiskDescription {
+    /// Whether the device is internal: a boolean.
+    std::shared_ptr<const VELValue> deviceInternal;
+    /// The protocol that the device sits on, such as "PCI" or "USB": a string.
+    std::shared_ptr<const VELValue> deviceProtocol;
+    /// The volume's file system, such as "apfs" or "ntfs": a string.
+    std::shared_ptr<const VELValue> volumeKind;
+};
+
+/// A disk's media object in the registry of devices.
+class VELDiskMedia {
+public:
+    virtual ~VELDiskMedia() = default;
+
+    /// The property of this object itself, whatever its type. Absent: it has none of that name; the
+    /// objects above and below it are not asked.
+    [[nodiscard]] virtual std::optional<VELValue> property(std::string_view name) const = 0;
+};
+
+/// A mounted volume's disk.
+class VELDisk {
+public:
+    virtual ~VELDisk() = default;
+
+    /// Absent: the service does not know the disk (any more).
+    [[nodiscard]] virtual std::optional<VELDiskDescription> copyDescription() const = 0;
+
+    /// Null: the disk has no media object, as a network volume has none.
+    [[nodiscard]] virtual std::unique_ptr<VELDiskMedia> copyMedia() const = 0;
+};
+
+/// A session of the disk-arbitration service.
+class VELDiskSession {
+public:
+    virtual ~VELDiskSession() = default;
+
+    /// The disk of the volume mounted at `mountPoint`. Null: none can be made.
+    [[nodiscard]] virtual std::unique_ptr<VELDisk>
+    diskAtMountPoint(const std::string& mountPoint) const = 0;
+};
+
+/// One mounted file system. Both texts are bytes as the system gives them, without NUL.
+struct VELMount {
+    std::string fileSystemType;
+    std::string mountPoint;
+};
+
+/// Disks and the mount table. What an operation hands out is released when it leaves scope.
+class VELDiskArbitration {
+public:
+    virtual ~VELDiskArbitration() = default;
+
+    /// Null: the service cannot be reached.
+    [[nodiscard]] virtual std::unique_ptr<VELDiskSession> createSession() const = 0;
+
+    /// The mounted file systems, in the order of the system's mount table. Absent: the table cannot
+    /// be read. Empty: nothing is mounted, or the platform reports a failure as an empty table.
+    [[nodiscard]] virtual std::optional<std::vector<VELMount>> mountTable() const = 0;
+};
