@@ -14,8 +14,8 @@ namespace {
 constexpr const char* localizedDescriptionKey = "NSLocalizedDescription";
 
 const std::string* textUnder(const VELDictionary& userInfo, const char* key) {
-    const auto entry = userInfo.find(key);
-    return entry == userInfo.end() ? nullptr : entry->get_ptr<const std::string*>();
+    const VELValue* value = vel::valueUnder(key, userInfo);
+    return value != nullptr ? value->get_ptr<const std::string*>() : nullptr;
 }
 
 } // namespace

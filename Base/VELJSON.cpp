@@ -199,6 +199,11 @@ std::optional<std::string> writeJSON(const VELValue& value, std::optional<VELErr
     }
 }
 
+const VELValue* valueUnder(std::string_view key, const VELValue& value) {
+    const auto entry = value.find(key); // the end where `value` is no object
+    return entry == value.end() ? nullptr : &*entry;
+}
+
 std::string compactText(const VELValue& value) {
     return value.dump(-1, ' ', false, VELValue::error_handler_t::replace);
 }

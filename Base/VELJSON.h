@@ -26,6 +26,9 @@ std::optional<VELValue> readJSON(std::string_view text, std::optional<VELError>*
 /// is not UTF-8, a number that is not finite), with an error of "NSCocoaErrorDomain" 3851.
 std::optional<std::string> writeJSON(const VELValue& value, std::optional<VELError>* error);
 
+/// The value under `key`; null when `value` has none, or is no dictionary.
+const VELValue* valueUnder(std::string_view key, const VELValue& value);
+
 /// A value as compact JSON for people to read: never fails, what JSON cannot hold is replaced.
 std::string compactText(const VELValue& value);
 

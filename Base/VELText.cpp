@@ -37,13 +37,6 @@ void append(std::string& text, utf8proc_int32_t codePoint) {
     text.append(reinterpret_cast<const char*>(bytes.data()), static_cast<std::size_t>(length));
 }
 
-/// Zs, tab, and what separates lines.
-bool isWhiteSpace(utf8proc_int32_t codePoint) {
-    return codePoint == ' ' || (codePoint >= '\t' && codePoint <= '\r') || codePoint == 0x85 ||
-           codePoint == 0x2028 || codePoint == 0x2029 ||
-           utf8proc_category(codePoint) == UTF8PROC_CATEGORY_ZS;
-}
-
 bool isDigit(char character) {
     return character >= '0' && character <= '9';
 }
@@ -230,34 +223,6 @@ std::weak_ordering compareNumerically(std::string_view left, std::string_view ri
         right.remove_prefix(1);
     }
     return left.size() <=> right.size();
-}
-
-std::int64_t integerValue(std::string_view text) {
-    while (!text.empty()) {
-        const CodePoint first = firstCodePoint(text);
-        if (!isWhiteSpace(first.value)) {
-            break;
-        }
-        text.remove_prefix(first.length);
-    }
-    const bool negative = text.starts_with('-');
-    if (negative || text.starts_with('+')) {
-        text.remove_prefix(1);
-    }
-    constexpr std::int64_t maximum = std::numeric_limits<std::int64_t>::max();
-    constexpr std::int64_t minimum = std::numeric_limits<std::int64_t>::min();
-    std::int64_t value = 0;
-    for (const char character : text) {
-        if (!isDigit(character)) {
-            break;
-        }
-        const std::int64_t digit = negative ? '0' - character : character - '0';
-        if (__builtin_mul_overflow(value, 10, &value) ||
-            __builtin_add_overflow(value, digit, &value)) {
-            return negative ? minimum : maximum;
-        }
-    }
-    return value;
 }
 
 std::vector<std::string_view> split(std::string_view text, char separator) {

@@ -46,10 +46,6 @@ std::int64_t integerValue(std::string_view text);
 /// "10.15" < "10.15.0".)
 std::weak_ordering compareNumerically(std::string_view left, std::string_view right);
 
-/// The decimal integer at the start of `text`: white space skipped, an optional sign, then ASCII
-/// digits up to the first other character. 0 without digits; saturates at the limits of 64 bits.
-std::int64_t integerValue(std::string_view text);
-
 /// The pieces of `text` between the separators, in order; empty pieces are kept, and a text without
 /// one is one piece.
 std::vector<std::string_view> split(std::string_view text, char separator);

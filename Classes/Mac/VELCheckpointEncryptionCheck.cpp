@@ -1,6 +1,7 @@
 // SPDX-License-Identifier: Apache-2.0
 #include "Classes/Mac/VELCheckpointEncryptionCheck.h"
 
+#include "Base/VELJSON.h"
 #include "Base/VELPropertyList.h"
 #include "Base/VELText.h"
 #include "Classes/Shared/VELDTLogger.h"
@@ -21,11 +22,8 @@ std::optional<VELDictionary> readDictionary(const VELFiles& files, const std::st
 }
 
 const std::string* encryptionStateIn(const std::optional<VELDictionary>& status) {
-    if (!status) {
-        return nullptr;
-    }
-    const auto state = status->find("encryptionState");
-    return state == status->end() ? nullptr : state->get_ptr<const std::string*>();
+    const VELValue* state = status ? vel::valueUnder("encryptionState", *status) : nullptr;
+    return state != nullptr ? state->get_ptr<const std::string*>() : nullptr;
 }
 
 } // namespace

@@ -1,6 +1,7 @@
 // SPDX-License-Identifier: Apache-2.0
 #include "Classes/Mac/VELDomainCheck.h"
 
+#include "Base/VELJSON.h"
 #include "Base/VELPropertyList.h"
 #include "Base/VELText.h"
 #include "Base/VELWildcard.h"
@@ -18,15 +19,6 @@ namespace {
 constexpr const char* directoryTool = "/usr/sbin/dsconfigad";
 constexpr const char* namesParameter = "names";
 constexpr std::u32string_view extraPatternCharacters = U".*-_";
-
-/// The value under `key`; a null pointer when there is none, or no dictionary to look in.
-const VELValue* valueUnder(const char* key, const VELValue* dictionary) {
-    if (dictionary == nullptr || !dictionary->is_object()) {
-        return nullptr;
-    }
-    const auto entry = dictionary->find(key);
-    return entry == dictionary->end() ? nullptr : &*entry;
-}
 
 } // namespace
 
@@ -46,7 +38,7 @@ bool VELDomainCheck::runCheckWithParameters(const VELDictionary& parameters,
     if (!domain) {
         return false;
     }
-    const VELValue* names = valueUnder(namesParameter, &parameters);
+    const VELValue* names = vel::valueUnder(namesParameter, parameters);
     VELDTLogger::logMessageWithLevel(VELLogLevel::information, function,
                                      "Domain wildcard names: %@", names);
     if (names == nullptr) {
@@ -86,8 +78,9 @@ std::optional<std::string> VELDomainCheck::domainInPropertyList(std::string_view
     if (!propertyList) {
         return std::nullopt;
     }
+    const VELValue* information = vel::valueUnder("General Info", *propertyList);
     const VELValue* domain =
-        valueUnder("Active Directory Domain", valueUnder("General Info", &*propertyList));
+        information != nullptr ? vel::valueUnder("Active Directory Domain", *information) : nullptr;
     if (domain == nullptr || !domain->is_string()) {
         return std::nullopt;
     }

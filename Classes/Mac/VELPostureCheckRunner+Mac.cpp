@@ -1,6 +1,7 @@
 // SPDX-License-Identifier: Apache-2.0
 #include "Classes/Mac/VELPostureCheckRunner+Mac.h"
 
+#include "Base/VELJSON.h"
 #include "Base/VELText.h"
 #include "Classes/Mac/VELDeviceIDsInterface.h"
 #include "Classes/Mac/VELDiskEncryptionCheck.h"
@@ -50,8 +51,8 @@ VELDictionary VELPostureCheckRunner::collectIdentity(const VELDictionary& reques
         "-[VELPostureCheckRunner runGetIdentityParametersFromDictionary:]";
     VELDTLogger::logMessageWithLevel(VELLogLevel::information, function,
                                      "Input JSON with parameters: %@", request);
-    const auto names = request.find(kIDParams);
-    if (names == request.end()) {
+    const VELValue* names = vel::valueUnder(kIDParams, request);
+    if (names == nullptr) {
         VELDTLogger::logMessageWithLevel(VELLogLevel::error, function, "Input JSON is empty");
         return VELValue::object();
     }

@@ -1,6 +1,7 @@
 // SPDX-License-Identifier: Apache-2.0
 #include "Classes/Mac/VELProcessRunningCheck.h"
 
+#include "Base/VELJSON.h"
 #include "Classes/Mac/NSTask+Timeout.h"
 #include "Classes/Shared/VELDTLogger.h"
 #include "vel_device_trust/VELPostureCheckErrors.h"
@@ -18,11 +19,6 @@ constexpr const char* certificateTool = "/usr/bin/openssl";
 constexpr const char* processesParameter = "processes";
 constexpr const char* nameParameter = "name";
 constexpr const char* subjectOUParameter = "signingCertificateSubjectOU";
-
-const VELValue* valueUnder(const char* key, const VELDictionary& dictionary) {
-    const auto entry = dictionary.find(key);
-    return entry == dictionary.end() ? nullptr : &*entry;
-}
 
 const std::string& requireString(const VELValue& value, const std::string& parameter) {
     const auto* text = value.get_ptr<const std::string*>();
@@ -66,7 +62,7 @@ std::optional<std::vector<std::string>> VELProcessRunningCheck::requiredParamete
 
 bool VELProcessRunningCheck::runCheckWithParameters(const VELDictionary& parameters,
                                                     std::optional<VELError>* error) const {
-    const VELValue* processes = valueUnder(processesParameter, parameters);
+    const VELValue* processes = vel::valueUnder(processesParameter, parameters);
     return isAnyValidProcessRunning(processes != nullptr ? *processes : VELValue::array(), error);
 }
 
@@ -89,7 +85,7 @@ bool VELProcessRunningCheck::isAnyValidProcessRunning(const VELArray& processes,
         if (!process.is_object()) {
             throw std::invalid_argument(path + " is not an object");
         }
-        const VELValue* name = valueUnder(nameParameter, process);
+        const VELValue* name = vel::valueUnder(nameParameter, process);
         if (name == nullptr) {
             SetPostureCheckError(error, VELPostureCheckErrorMissingParameter,
                                  "Process name missing from process running check.");
@@ -98,7 +94,7 @@ bool VELProcessRunningCheck::isAnyValidProcessRunning(const VELArray& processes,
         VELDTLogger::logMessageWithLevel(VELLogLevel::information, function,
                                          "Name of process being checked: %@", name);
         const Entry entry{requireString(*name, path + "." + nameParameter),
-                          valueUnder(subjectOUParameter, process), path + "."};
+                          vel::valueUnder(subjectOUParameter, process), path + "."};
         if (isRunning(entry, listing, error)) {
             clear(error);
             return true;

@@ -1,6 +1,7 @@
 // SPDX-License-Identifier: Apache-2.0
 #include "Classes/Shared/VELOSVersionCheck.h"
 
+#include "Base/VELJSON.h"
 #include "Base/VELText.h"
 #include "Classes/Shared/VELDTLogger.h"
 #include "vel_device_trust/VELPostureCheckErrors.h"
@@ -18,8 +19,8 @@ std::optional<std::vector<std::string>> VELOSVersionCheck::requiredParameters() 
 
 bool VELOSVersionCheck::runCheckWithParameters(const VELDictionary& parameters,
                                                std::optional<VELError>* error) const {
-    const auto version = parameters.find("version");
-    if (version == parameters.end() || !version->is_string()) {
+    const VELValue* version = vel::valueUnder("version", parameters);
+    if (version == nullptr || !version->is_string()) {
         SetPostureCheckError(error, VELPostureCheckErrorInvalidParameter,
                              "Invalid version type in OS version check.");
         return false;

@@ -43,8 +43,8 @@ std::optional<std::string> defectOfIdentityRequest(const VELValue& request) {
     if (!request.is_object()) {
         return notAnObject;
     }
-    const auto names = request.find(kIDParams);
-    if (names == request.end()) {
+    const VELValue* names = vel::valueUnder(kIDParams, request);
+    if (names == nullptr) {
         return std::nullopt;
     }
     return defectOfList(*names, kIDParams, &VELValue::is_string, "a string");
@@ -55,8 +55,8 @@ std::optional<std::string> defectOfDeviceTrustRequest(const VELValue& request,
     if (!request.is_object()) {
         return notAnObject;
     }
-    const auto entries = request.find(platformIdentifier);
-    if (entries == request.end()) {
+    const VELValue* entries = vel::valueUnder(platformIdentifier, request);
+    if (entries == nullptr) {
         return std::nullopt;
     }
     return defectOfList(*entries, platformIdentifier, &VELValue::is_object, "an object");
@@ -70,11 +70,6 @@ void throwIfDefective(const std::optional<std::string>& defect) {
     if (defect) {
         throw std::invalid_argument(*defect);
     }
-}
-
-const VELValue* valueUnder(std::string_view key, const VELDictionary& dictionary) {
-    const auto entry = dictionary.find(key);
-    return entry == dictionary.end() ? nullptr : &*entry;
 }
 
 std::vector<std::uint8_t> bytesOf(std::string_view text) {
@@ -159,7 +154,7 @@ VELDictionary VELPostureCheckRunner::runChecks(VELDictionary request) const {
 
     for (VELDictionary& entry : request[_platformIdentifier]) {
         const double start = getTimestamp();
-        const VELValue* type = valueUnder("type", entry);
+        const VELValue* type = vel::valueUnder("type", entry);
         std::optional<std::string> errorText;
         bool answer = false;
         try {
