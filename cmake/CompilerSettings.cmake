@@ -32,3 +32,11 @@ if(VEL_BUILD_FUZZERS)
     target_compile_options(vel_settings INTERFACE -fsanitize=fuzzer-no-link)
     target_link_options(vel_settings INTERFACE -fsanitize=fuzzer-no-link)
 endif()
+
+# Compiles the headers, named as they are included, once for all sources of the target. It hides
+# includes that are missing, so the builds for release do without.
+function(vel_precompile_headers target)
+    if(VEL_PRECOMPILE_HEADERS)
+        target_precompile_headers(${target} PRIVATE ${ARGN})
+    endif()
+endfunction()
