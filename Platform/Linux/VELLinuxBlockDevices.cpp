@@ -5,9 +5,10 @@
 #include "Platform/POSIX/VELFileReader.h"
 
 #include <algorithm>
-#include <array>
+#include <cstdlib>
 #include <filesystem>
 #include <map>
+#include <memory>
 #include <set>
 #include <utility>
 
@@ -30,9 +31,9 @@ std::string attribute(const Path& file) {
 }
 
 std::optional<Path> resolved(const Path& path) {
-    std::error_code error;
-    Path found = std::filesystem::canonical(path, error);
-    return error ? std::nullopt : std::optional(std::move(found));
+    const std::unique_ptr<char, decltype(&std::free)> found(::realpath(path.c_str(), nullptr),
+                                                            &std::free);
+    return found != nullptr ? std::optional<Path>(found.get()) : std::nullopt;
 }
 
 /// The folders that the entries of `folder` lead to, in the order of their names. Absent: the
@@ -65,13 +66,7 @@ Path wholeDevice(const Path& device) {
     return isThere(device / "partition") ? device.parent_path() : device;
 }
 
-/// The block devices below `device`; none below a disk. Absent: they cannot be found out.
-std::optional<std::vector<Path>> devicesBelow(const Path& device) {
-    const Path slaves = wholeDevice(device) / "slaves";
-    return isThere(slaves) ? targets(slaves) : std::vector<Path>();
-}
-
-/// Walks down from volumes to the disks that they are on. Each device is looked at once.
+/// Walks down from volumes to the disks that they are on. What is below a device is looked up once.
 class Stack {
 public:
     explicit Stack(Path allDevices) : _allDevices(std::move(allDevices)) {}
@@ -92,15 +87,24 @@ private:
     using IsMapping = bool (*)(std::string_view uuid);
     using Known = std::map<Path, bool>;
 
-    static bool everyWayCrosses(const std::vector<Path>& devices, IsMapping isMapping) {
+    /// The block devices below `device`; none below a disk. Absent: they cannot be found out.
+    const std::optional<std::vector<Path>>& devicesBelow(const Path& device) {
+        const auto [entry, isNew] = _below.try_emplace(device);
+        if (isNew) {
+            const Path slaves = wholeDevice(device) / "slaves";
+            entry->second = isThere(slaves) ? targets(slaves) : std::vector<Path>();
+        }
+        return entry->second;
+    }
+
+    bool everyWayCrosses(const std::vector<Path>& devices, IsMapping isMapping) {
         Known known;
         return !devices.empty() && std::ranges::all_of(devices, [&](const Path& device) {
             return everyWayCrosses(device, isMapping, known, 0);
         });
     }
 
-    static bool everyWayCrosses(const Path& device, IsMapping isMapping, Known& known,
-                                std::size_t depth) {
+    bool everyWayCrosses(const Path& device, IsMapping isMapping, Known& known, std::size_t depth) {
         // A device that is met again on its own way down leads to no disk: nothing is crossed.
         const auto [entry, isNew] = known.emplace(device, false);
         if (isNew && depth < greatestDepth) {
@@ -109,18 +113,18 @@ private:
         return entry->second;
     }
 
-    static bool crosses(const Path& device, IsMapping isMapping, Known& known, std::size_t depth) {
+    bool crosses(const Path& device, IsMapping isMapping, Known& known, std::size_t depth) {
         if (isMapping(attribute(wholeDevice(device) / "dm" / "uuid"))) {
             return true;
         }
-        const std::optional<std::vector<Path>> below = devicesBelow(device);
+        const std::optional<std::vector<Path>>& below = devicesBelow(device);
         return below && !below->empty() && std::ranges::all_of(*below, [&](const Path& next) {
                    return everyWayCrosses(next, isMapping, known, depth + 1);
                });
     }
 
     /// The bus of the first internal disk below, else of the first disk. Without any: internal.
-    [[nodiscard]] VELLinuxBus busBelow(const std::vector<Path>& devices) const {
+    [[nodiscard]] VELLinuxBus busBelow(const std::vector<Path>& devices) {
         std::optional<VELLinuxBus> first;
         std::set<Path> seen;
         std::vector<Path> open(devices.rbegin(), devices.rend());
@@ -130,7 +134,7 @@ private:
             if (!seen.insert(device).second) {
                 continue;
             }
-            const std::optional<std::vector<Path>> below = devicesBelow(device);
+            const std::optional<std::vector<Path>>& below = devicesBelow(device);
             if (below && !below->empty()) {
                 open.insert(open.end(), below->rbegin(), below->rend());
                 continue;
@@ -173,6 +177,7 @@ private:
     }
 
     Path _allDevices;
+    std::map<Path, std::optional<std::vector<Path>>> _below;
 };
 
 bool startsWithAny(std::string_view text, std::initializer_list<std::string_view> openings) {

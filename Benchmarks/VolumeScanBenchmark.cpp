@@ -1,0 +1,78 @@
+// SPDX-License-Identifier: Apache-2.0
+#include "Benchmarks/RatioBenchmark.h"
+#include "Classes/Mac/VELFileVaultEncryptionCheck.h"
+#include "Platform/Linux/VELLinuxPlatform.h"
+#include "Tests/Support/MadeMachine.h"
+
+#include <benchmark/benchmark.h>
+
+#include <memory>
+#include <nlohmann/json.hpp>
+#include <stdexcept>
+#include <string>
+
+// What the scan of the mounted volumes costs as they grow in number. Every mount is of a device of
+// its own: an encrypted one over one disk. The floor is ten scans of a machine with a tenth of the
+// mounts: 1 when the cost is linear, 10 when it is quadratic.
+
+namespace {
+
+using namespace vel::benchmarks;
+
+constexpr double growthLimit = 2.0;
+
+class ScannedMachine {
+public:
+    explicit ScannedMachine(std::size_t mounts) {
+        const std::string disk = "pci0000:00/0000:00:1f.2/ata1/host0/target0:0:0/block/sda";
+        _machine.disk("8:0", disk);
+        for (std::size_t index = 0; index < mounts; ++index) {
+            const std::string number = std::to_string(index);
+            _machine.stacked("254:" + number, "dm-" + number, "CRYPT-LUKS2-a-b", {disk});
+            _machine.addMount("2 1 254:" + number + " / /" + (index == 0 ? "" : "m" + number) +
+                              " rw,relatime shared:1 - ext4 /dev/mapper/m rw\n");
+        }
+        _machine.writeMountInfo();
+    }
+
+    void scan() const {
+        if (!VELFileVaultEncryptionCheck(_platform).allInternalOrBootVolumesEncrypted()) {
+            throw std::runtime_error("the scan of encrypted volumes failed");
+        }
+    }
+
+private:
+    MadeMachine _machine;
+    std::shared_ptr<const VELPlatform> _platform = std::make_shared<VELLinuxPlatform>(
+        VELLinuxProductVersion(_machine.root()),
+        VELLinuxSerialNumber(_machine.root(), [] { return std::optional<std::string>(); }),
+        VELLinuxPreferences(_machine.root(), [] { return std::optional<std::string>(); }),
+        VELPOSIXFiles(_machine.root()),
+        VELLinuxDisks(
+            {.root = _machine.root(),
+             .btrfsInformation = [](const std::string&) { return std::nullopt; },
+             .udevProperty = [](unsigned, unsigned, const char*) { return std::nullopt; }}));
+};
+
+void volumeScanGrowth(benchmark::State& state) {
+    const auto mounts = static_cast<std::size_t>(state.range(0));
+    const ScannedMachine machine(mounts);
+    const ScannedMachine tenth(mounts / 10);
+    measureRatio(
+        state, "volume scan growth / ten of a tenth, " + std::to_string(mounts) + " mounts",
+        growthLimit, [&] { machine.scan(); },
+        [&] {
+            for (int part = 0; part < 10; ++part) {
+                tenth.scan();
+            }
+        });
+    state.counters["mounts"] = static_cast<double>(mounts);
+}
+
+} // namespace
+
+BENCHMARK(volumeScanGrowth)
+    ->RangeMultiplier(10)
+    ->Range(10, 10'000)
+    ->UseManualTime()
+    ->Iterations(rounds);
