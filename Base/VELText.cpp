@@ -37,10 +37,14 @@ void append(std::string& text, utf8proc_int32_t codePoint) {
     text.append(reinterpret_cast<const char*>(bytes.data()), static_cast<std::size_t>(length));
 }
 
-/// Zs, tab, and what separates lines.
+bool isLineBreak(utf8proc_int32_t codePoint) {
+    return (codePoint >= '\n' && codePoint <= '\r') || codePoint == 0x85 || codePoint == 0x2028 ||
+           codePoint == 0x2029;
+}
+
+/// Space separators, tab, and line breaks.
 bool isWhiteSpace(utf8proc_int32_t codePoint) {
-    return codePoint == ' ' || (codePoint >= '\t' && codePoint <= '\r') || codePoint == 0x85 ||
-           codePoint == 0x2028 || codePoint == 0x2029 ||
+    return codePoint == '\t' || isLineBreak(codePoint) ||
            utf8proc_category(codePoint) == UTF8PROC_CATEGORY_ZS;
 }
 
@@ -174,6 +178,19 @@ std::vector<std::string_view> split(std::string_view text, char separator) {
     }
     pieces.push_back(text);
     return pieces;
+}
+
+std::string withoutLineBreaks(std::string_view text) {
+    std::string rest;
+    rest.reserve(text.size());
+    while (!text.empty()) {
+        const CodePoint first = firstCodePoint(text);
+        if (!isLineBreak(first.value)) {
+            rest.append(text.substr(0, first.length));
+        }
+        text.remove_prefix(first.length);
+    }
+    return rest;
 }
 
 } // namespace vel

@@ -34,4 +34,7 @@ std::int64_t integerValue(std::string_view text);
 /// one is one piece.
 std::vector<std::string_view> split(std::string_view text, char separator);
 
+/// `text` without its line-break characters: U+000A to U+000D, U+0085, U+2028 and U+2029.
+std::string withoutLineBreaks(std::string_view text);
+
 } // namespace vel

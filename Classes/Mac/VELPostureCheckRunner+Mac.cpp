@@ -2,8 +2,10 @@
 #include "Classes/Mac/VELPostureCheckRunner+Mac.h"
 
 #include "Base/VELText.h"
+#include "Classes/Mac/VELCertificateCheck.h"
 #include "Classes/Mac/VELDeviceIDsInterface.h"
 #include "Classes/Mac/VELDiskEncryptionCheck.h"
+#include "Classes/Mac/VELPerDeviceCertificatePresentCheck.h"
 #include "Classes/Shared/VELDTLogger.h"
 #include "Classes/Shared/VELOSVersionCheck.h"
 
@@ -13,8 +15,11 @@
 
 VELPostureCheckCatalogue
 macPostureCheckCatalogue(const std::shared_ptr<const VELPlatform>& platform) {
-    return {{"fullDiskEncryption", std::make_shared<const VELDiskEncryptionCheck>(platform)},
-            {"minimumOSVersion", std::make_shared<const VELOSVersionCheck>(platform)}};
+    return {{"certificatePresent", std::make_shared<const VELCertificateCheck>(platform)},
+            {"fullDiskEncryption", std::make_shared<const VELDiskEncryptionCheck>(platform)},
+            {"minimumOSVersion", std::make_shared<const VELOSVersionCheck>(platform)},
+            {"perDeviceCertificatePresent",
+             std::make_shared<const VELPerDeviceCertificatePresentCheck>(platform)}};
 }
 
 std::unique_ptr<VELPostureCheckRunner> VELPlatformRunnerFactory::runner(
