@@ -36,7 +36,7 @@ bool VELCertificateCheck::certificateInstalledWithSHA1(const VELValue& wanted,
     VELDTLogger::logMessageWithLevel(VELLogLevel::information, searchFunction,
                                      "SHA1 we are looking for: %@", wanted);
     if (!wanted.is_string()) {
-        throw std::invalid_argument("\"sha1\" is not a string");
+        throw std::invalid_argument("sha1 is not a string");
     }
     const std::string normalized = normalizeSHA1(wanted.get_ref<const std::string&>());
     VELDTLogger::logMessageWithLevel(VELLogLevel::information, searchFunction,

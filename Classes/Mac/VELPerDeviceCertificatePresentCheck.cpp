@@ -45,7 +45,7 @@ bool VELPerDeviceCertificatePresentCheck::perDeviceCertificateCheck(
         error->reset();
     }
     if (!adminCertificate.is_string()) {
-        throw std::invalid_argument("\"cert\" is not a string");
+        throw std::invalid_argument("cert is not a string");
     }
     const auto& adminBase64 = adminCertificate.get_ref<const std::string&>();
     const VELKeychain& keychain = _platform->keychain();
