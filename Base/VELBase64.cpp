@@ -1,7 +1,6 @@
 // SPDX-License-Identifier: Apache-2.0
 #include "Base/VELBase64.h"
 
-#include <algorithm>
 #include <array>
 #include <cstddef>
 #include <cstdint>
@@ -11,75 +10,90 @@ namespace {
 
 constexpr std::string_view alphabet =
     "ABCDEFGHIJKLMNOPQRSTUVWXYZabcdefghijklmnopqrstuvwxyz0123456789+/";
-constexpr std::int8_t unknown = -1;
+constexpr std::size_t groupLength = 4;
 
-constexpr std::array<std::int8_t, 256> values = [] {
-    std::array<std::int8_t, 256> table{};
-    table.fill(unknown);
+constexpr auto valuesOfCharacters = [] {
+    std::array<std::int8_t, 256> values{};
+    values.fill(-1);
     for (std::size_t value = 0; value < alphabet.size(); ++value) {
-        table[static_cast<unsigned char>(alphabet[value])] = static_cast<std::int8_t>(value);
+        values[static_cast<unsigned char>(alphabet[value])] = static_cast<std::int8_t>(value);
     }
-    return table;
+    return values;
 }();
+
+bool isWhiteSpace(char character) {
+    return character == ' ' || (character >= '\t' && character <= '\r');
+}
 
 } // namespace
 
-std::string encodeBase64(std::string_view bytes) {
+std::string base64Text(std::string_view bytes) {
     std::string text;
-    text.reserve((bytes.size() + 2) / 3 * 4);
-    for (std::size_t at = 0; at < bytes.size(); at += 3) {
-        const std::size_t count = std::min<std::size_t>(3, bytes.size() - at);
-        std::uint32_t group = 0;
+    text.reserve((bytes.size() + 2) / 3 * groupLength);
+    for (std::size_t start = 0; start < bytes.size(); start += 3) {
+        const std::string_view taken = bytes.substr(start, 3);
+        std::uint32_t bits = 0;
         for (std::size_t index = 0; index < 3; ++index) {
-            const unsigned char byte =
-                index < count ? static_cast<unsigned char>(bytes[at + index]) : std::uint8_t{0};
-            group = group << 8U | byte;
+            const char byte = index < taken.size() ? taken[index] : '\0';
+            bits = bits << 8U | static_cast<unsigned char>(byte);
         }
-        for (std::size_t index = 0; index < 4; ++index) {
-            text += index <= count ? alphabet[group >> (18U - 6U * index) & 0x3FU] : '=';
+        for (std::size_t index = 0; index < groupLength; ++index) {
+            const std::size_t value = bits >> (6 * (3 - index)) & 0x3FU;
+            text += index <= taken.size() ? alphabet[value] : '=';
         }
     }
     return text;
 }
 
-std::optional<std::string> decodeBase64IgnoringUnknown(std::string_view text) {
+std::optional<std::string> bytesOfBase64(std::string_view text) {
     std::string bytes;
-    std::uint32_t group = 0;
-    std::size_t digits = 0;
+    bytes.reserve(text.size() / groupLength * 3);
+    std::uint32_t bits = 0;
+    std::size_t length = 0;
+    std::size_t padding = 0;
+    for (const char character : text) {
+        if (isWhiteSpace(character)) {
+            continue;
+        }
+        const std::int8_t value = valuesOfCharacters[static_cast<unsigned char>(character)];
+        if (character == '=') {
+            ++padding;
+        } else if (value < 0 || padding > 0) {
+            return std::nullopt;
+        }
+        bits = bits << 6U | static_cast<std::uint32_t>(value < 0 ? 0 : value);
+        if (++length % groupLength == 0) {
+            bytes += {static_cast<char>(bits >> 16U & 0xFFU), static_cast<char>(bits >> 8U & 0xFFU),
+                      static_cast<char>(bits & 0xFFU)};
+        }
+    }
+    if (length % groupLength != 0 || padding > 2) {
+        return std::nullopt;
+    }
+    bytes.resize(bytes.size() - padding);
+    return bytes;
+}
+
+std::optional<std::string> bytesOfBase64IgnoringUnknown(std::string_view text) {
+    std::string known;
+    known.reserve(text.size() + groupLength);
     std::size_t padding = 0;
     for (const char character : text) {
         if (character == '=') {
             ++padding;
-            continue;
-        }
-        const std::int8_t value = values[static_cast<unsigned char>(character)];
-        if (value == unknown) {
-            continue;
-        }
-        if (padding > 0) {
-            return std::nullopt;
-        }
-        group = group << 6U | static_cast<std::uint32_t>(value);
-        ++digits;
-        if (digits % 4 == 0) {
-            bytes += static_cast<char>(group >> 16U & 0xFFU);
-            bytes += static_cast<char>(group >> 8U & 0xFFU);
-            bytes += static_cast<char>(group & 0xFFU);
+        } else if (valuesOfCharacters[static_cast<unsigned char>(character)] >= 0) {
+            if (padding > 0) {
+                return std::nullopt;
+            }
+            known += character;
         }
     }
-    const std::size_t left = digits % 4;
-    const bool onlyPadding = digits == 0 && padding > 0;
-    if (onlyPadding || left == 1 || (left > 0 && left + padding < 4)) {
+    const std::size_t wanted = (groupLength - known.size() % groupLength) % groupLength;
+    if (padding < wanted || (known.empty() && padding > 0)) {
         return std::nullopt;
     }
-    if (left >= 2) {
-        group <<= 6U * (4 - left);
-        bytes += static_cast<char>(group >> 16U & 0xFFU);
-    }
-    if (left == 3) {
-        bytes += static_cast<char>(group >> 8U & 0xFFU);
-    }
-    return bytes;
+    known.append(wanted, '=');
+    return bytesOfBase64(known);
 }
 
 } // namespace vel

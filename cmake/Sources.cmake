@@ -4,7 +4,7 @@ file(GLOB VEL_LIBRARY_SOURCES CONFIGURE_DEPENDS
 file(GLOB VEL_PROGRAM_SOURCES CONFIGURE_DEPENDS Tools/vel-posture/*.cpp)
 
 if(CMAKE_SYSTEM_NAME STREQUAL "Linux")
-    file(GLOB VEL_PLATFORM_SOURCES CONFIGURE_DEPENDS Platform/Linux/*.cpp)
+    file(GLOB VEL_PLATFORM_SOURCES CONFIGURE_DEPENDS Platform/Linux/*.cpp Platform/POSIX/*.cpp)
 else()
     message(FATAL_ERROR "No platform folder answers for ${CMAKE_SYSTEM_NAME}.")
 endif()

@@ -49,7 +49,7 @@ bool VELPerDeviceCertificatePresentCheck::perDeviceCertificateCheck(
     }
     const auto& adminBase64 = adminCertificate.get_ref<const std::string&>();
     const VELKeychain& keychain = _platform->keychain();
-    const std::optional<std::string> der = vel::decodeBase64IgnoringUnknown(adminBase64);
+    const std::optional<std::string> der = vel::bytesOfBase64IgnoringUnknown(adminBase64);
     const auto adminRoot = der ? keychain.parseCertificate(*der) : nullptr;
     if (adminRoot == nullptr) {
         VELDTLogger::logMessageWithLevel(VELLogLevel::error, checkFunction,
@@ -98,7 +98,7 @@ bool VELPerDeviceCertificatePresentCheck::isTrustedIdentity(
     VELDTLogger::logMessageWithLevel(VELLogLevel::information, checkFunction,
                                      "Processing certificate with summary: %@",
                                      copied.certificate->subjectSummary());
-    if (vel::encodeBase64(copied.certificate->der()) == adminText) {
+    if (vel::base64Text(copied.certificate->der()) == adminText) {
         VELDTLogger::logMessageWithLevel(
             VELLogLevel::information, checkFunction,
             "Skipping certificate validation for admin root certificate");

@@ -121,7 +121,7 @@ VELPostureCheckRunner::runPostureCheckFromDocument(std::span<const std::uint8_t>
 
 std::string VELPostureCheckRunner::runDocument(std::string_view document) const {
     std::optional<VELError> error;
-    const std::optional<VELValue> request = vel::readJSON(document, &error);
+    std::optional<VELValue> request = vel::readJSON(document, &error);
     if (!request) {
         return errorDocument(error->message());
     }
@@ -131,7 +131,8 @@ std::string VELPostureCheckRunner::runDocument(std::string_view document) const 
                                 : defectOfDeviceTrustRequest(*request, _platformIdentifier)) {
         return errorDocument(*defect);
     }
-    const VELDictionary result = asksForIdentity ? collectIdentity(*request) : runChecks(*request);
+    const VELDictionary result =
+        asksForIdentity ? collectIdentity(*request) : runChecks(*std::move(request));
     std::optional<std::string> text = vel::writeJSON(result, &error);
     return text ? *std::move(text) : errorDocument(error->message());
 }
@@ -148,7 +149,7 @@ VELPostureCheckRunner::runGetIdentityParametersFromDictionary(const VELDictionar
     return collectIdentity(request);
 }
 
-VELDictionary VELPostureCheckRunner::runChecks(const VELDictionary& request) const {
+VELDictionary VELPostureCheckRunner::runChecks(VELDictionary request) const {
     VELDTLogger::logMessageWithLevel(VELLogLevel::information, deviceTrustFunction, "Input JSON %@",
                                      request);
     VELArray checks = VELValue::array();
@@ -156,10 +157,7 @@ VELDictionary VELPostureCheckRunner::runChecks(const VELDictionary& request) con
     bool overall = true;
     double total = 0.0;
 
-    static const VELArray noEntries = VELValue::array();
-    const VELValue* listed = valueUnder(_platformIdentifier.c_str(), request);
-    for (const VELDictionary& entry : listed != nullptr ? *listed : noEntries) {
-        VELDictionary resultEntry = entry;
+    for (VELDictionary& entry : request[_platformIdentifier]) {
         const double start = getTimestamp();
         const VELValue* type = valueUnder("type", entry);
         std::optional<std::string> errorText;
@@ -179,9 +177,9 @@ VELDictionary VELPostureCheckRunner::runChecks(const VELDictionary& request) con
 
         overall = overall && answer && !errorText;
         if (errorText) {
-            resultEntry["error"] = *std::move(errorText);
+            entry["error"] = *std::move(errorText);
         } else {
-            resultEntry["pass"] = answer;
+            entry["pass"] = answer;
         }
         VELDictionary checkMetrics = VELValue::object();
         if (type != nullptr) {
@@ -191,7 +189,7 @@ VELDictionary VELPostureCheckRunner::runChecks(const VELDictionary& request) con
         VELDictionary detail = VELValue::object();
         detail["check"] = std::move(checkMetrics);
         details.push_back(std::move(detail));
-        checks.push_back(std::move(resultEntry));
+        checks.push_back(std::move(entry));
         total += duration;
     }
 

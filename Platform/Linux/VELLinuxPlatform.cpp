@@ -2,7 +2,13 @@
 #include "Platform/Linux/VELLinuxPlatform.h"
 
 #include <chrono>
-#include <nlohmann/json.hpp>
+#include <utility>
+
+VELLinuxPlatform::VELLinuxPlatform(VELLinuxProductVersion productVersion,
+                                   VELLinuxSerialNumber serialNumber,
+                                   VELLinuxPreferences preferences)
+    : _productVersion(std::move(productVersion)), _serialNumber(std::move(serialNumber)),
+      _preferences(std::move(preferences)) {}
 
 std::uint64_t VELLinuxPlatform::ticks() const {
     return static_cast<std::uint64_t>(std::chrono::steady_clock::now().time_since_epoch() /
@@ -10,29 +16,13 @@ std::uint64_t VELLinuxPlatform::ticks() const {
 }
 
 std::optional<std::string> VELLinuxPlatform::productVersion() const {
-    return std::nullopt;
+    return _productVersion.read();
 }
 
 std::optional<std::string> VELLinuxPlatform::serialNumber() const {
-    return std::nullopt;
+    return _serialNumber.read();
 }
 
-namespace {
-
-class NoPreferences final : public VELPreferences {
-public:
-    std::optional<VELValue> copyValue(std::string_view, std::string_view,
-                                      VELPreferencesScope) const override {
-        return std::nullopt;
-    }
-    IntegerValue appIntegerValue(std::string_view, std::string_view) const override {
-        return {0, false};
-    }
-};
-
-} // namespace
-
 const VELPreferences& VELLinuxPlatform::preferences() const {
-    static const NoPreferences none;
-    return none;
+    return _preferences;
 }

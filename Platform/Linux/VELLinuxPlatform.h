@@ -1,13 +1,28 @@
 // SPDX-License-Identifier: Apache-2.0
 #pragma once
 
+#include "Platform/Linux/VELLinuxPreferences.h"
+#include "Platform/Linux/VELLinuxProductVersion.h"
+#include "Platform/Linux/VELLinuxSerialNumber.h"
 #include "Platform/VELPlatform.h"
 
 /// The real state of a Linux machine.
 class VELLinuxPlatform final : public VELPlatform {
 public:
+    /// The machine that runs this process.
+    VELLinuxPlatform() = default;
+
+    /// A machine put together from the services given.
+    VELLinuxPlatform(VELLinuxProductVersion productVersion, VELLinuxSerialNumber serialNumber,
+                     VELLinuxPreferences preferences);
+
     [[nodiscard]] std::uint64_t ticks() const override;
     [[nodiscard]] std::optional<std::string> productVersion() const override;
     [[nodiscard]] std::optional<std::string> serialNumber() const override;
     [[nodiscard]] const VELPreferences& preferences() const override;
+
+private:
+    VELLinuxProductVersion _productVersion;
+    VELLinuxSerialNumber _serialNumber;
+    VELLinuxPreferences _preferences;
 };

@@ -98,7 +98,7 @@ private:
 
     [[nodiscard]] std::string runDocument(std::string_view document) const;
     [[nodiscard]] std::string errorDocument(std::string_view message) const;
-    [[nodiscard]] VELDictionary runChecks(const VELDictionary& request) const;
+    [[nodiscard]] VELDictionary runChecks(VELDictionary request) const;
     [[nodiscard]] VELDictionary collectIdentity(const VELDictionary& request) const;
 
     std::string _platformIdentifier;

@@ -1,0 +1,27 @@
+// SPDX-License-Identifier: Apache-2.0
+#pragma once
+
+#include "Platform/Simulated/VELSimulatedPlatform.h"
+
+#include <memory>
+#include <string>
+#include <string_view>
+
+namespace vel {
+
+/// Reads a described Mac, a JSON object, into a platform that answers what it says:
+///
+///     {"name": "a laptop", "productVersion": "14.5", "serialNumber": "C02EXAMPLE",
+///      "preferences": {"machine": {"com.vel.deviceId": {"deviceId": "machine-7"}}, "user": {}}}
+///
+/// Every key is optional; what is not described is absent. Of equal keys the last one counts.
+///
+/// Nothing on failure, with a text in `error` (which may be null) that says what is wrong and
+/// where: of the JSON reader; an unknown key ('unknown key "x"', 'unknown key "x" in preferences');
+/// a value of a wrong type, null included ('preferences.machine["com.vel.deviceId"] is not an
+/// object'). A place is written with the description's own keys after dots, names that its author
+/// chose in brackets and quotes, and positions in lists in brackets, from 0.
+std::shared_ptr<VELSimulatedPlatform> machineFromDescription(std::string_view text,
+                                                             std::string* error);
+
+} // namespace vel
