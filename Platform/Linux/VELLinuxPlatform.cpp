@@ -1,6 +1,8 @@
 // SPDX-License-Identifier: Apache-2.0
 #include "Platform/Linux/VELLinuxPlatform.h"
 
+#include "Platform/POSIX/VELPOSIXTask.h"
+
 #include <chrono>
 #include <utility>
 
@@ -25,4 +27,17 @@ std::optional<std::string> VELLinuxPlatform::serialNumber() const {
 
 const VELPreferences& VELLinuxPlatform::preferences() const {
     return _preferences;
+}
+
+std::string VELLinuxPlatform::toolPath(std::string_view tool) const {
+    return std::string(tool);
+}
+
+std::shared_ptr<VELTask> VELLinuxPlatform::task(std::string launchPath,
+                                                std::vector<std::string> arguments) const {
+    return std::make_shared<VELPOSIXTask>(std::move(launchPath), std::move(arguments));
+}
+
+const VELWorkQueue& VELLinuxPlatform::workQueue() const {
+    return _workQueue;
 }

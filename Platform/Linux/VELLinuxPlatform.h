@@ -4,6 +4,7 @@
 #include "Platform/Linux/VELLinuxPreferences.h"
 #include "Platform/Linux/VELLinuxProductVersion.h"
 #include "Platform/Linux/VELLinuxSerialNumber.h"
+#include "Platform/POSIX/VELPOSIXWorkQueue.h"
 #include "Platform/VELPlatform.h"
 
 /// The real state of a Linux machine.
@@ -20,9 +21,14 @@ public:
     [[nodiscard]] std::optional<std::string> productVersion() const override;
     [[nodiscard]] std::optional<std::string> serialNumber() const override;
     [[nodiscard]] const VELPreferences& preferences() const override;
+    [[nodiscard]] std::string toolPath(std::string_view tool) const override;
+    [[nodiscard]] std::shared_ptr<VELTask> task(std::string launchPath,
+                                                std::vector<std::string> arguments) const override;
+    [[nodiscard]] const VELWorkQueue& workQueue() const override;
 
 private:
     VELLinuxProductVersion _productVersion;
     VELLinuxSerialNumber _serialNumber;
     VELLinuxPreferences _preferences;
+    VELPOSIXWorkQueue _workQueue;
 };

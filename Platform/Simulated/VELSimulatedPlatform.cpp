@@ -1,6 +1,8 @@
 // SPDX-License-Identifier: Apache-2.0
 #include "Platform/Simulated/VELSimulatedPlatform.h"
 
+#include <utility>
+
 namespace {
 
 const VELValue* find(const VELSimulatedPreferences::Store& store, std::string_view key,
@@ -37,14 +39,12 @@ VELSimulatedPreferences::appIntegerValue(std::string_view key,
 }
 
 void VELSimulatedPlatform::advanceTime(std::uint64_t nanoseconds) const {
-    const std::scoped_lock lock(_timeMutex);
-    _time[std::this_thread::get_id()] += nanoseconds;
+    time.advanceTo(time.now() + nanoseconds);
 }
 
 std::uint64_t VELSimulatedPlatform::ticks() const {
     ++ticksCalls;
-    const std::scoped_lock lock(_timeMutex);
-    return _time[std::this_thread::get_id()];
+    return time.now();
 }
 
 std::optional<std::string> VELSimulatedPlatform::productVersion() const {
@@ -67,4 +67,18 @@ const VELFiles& VELSimulatedPlatform::files() const {
 
 const VELDiskArbitration& VELSimulatedPlatform::diskArbitration() const {
     return disks;
+}
+
+std::string VELSimulatedPlatform::toolPath(std::string_view tool) const {
+    return std::string(tool);
+}
+
+std::shared_ptr<VELTask> VELSimulatedPlatform::task(std::string launchPath,
+                                                    std::vector<std::string> arguments) const {
+    arguments.insert(arguments.begin(), std::move(launchPath));
+    return std::make_shared<VELSimulatedTask>(std::move(arguments), tools, time, taskRecord);
+}
+
+const VELWorkQueue& VELSimulatedPlatform::workQueue() const {
+    return time;
 }

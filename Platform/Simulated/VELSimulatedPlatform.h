@@ -2,18 +2,19 @@
 #pragma once
 
 #include "Platform/Simulated/VELSimulatedDisks.h"
+#include "Platform/Simulated/VELSimulatedTask.h"
+#include "Platform/Simulated/VELSimulatedTime.h"
 #include "Platform/VELPlatform.h"
 
 #include <atomic>
 #include <cstdint>
 #include <functional>
 #include <map>
-#include <mutex>
 #include <nlohmann/json.hpp>
 #include <optional>
 #include <string>
 #include <string_view>
-#include <thread>
+#include <vector>
 
 /// Preferences in plain data, and how often they were asked.
 class VELSimulatedPreferences final : public VELPreferences {
@@ -48,11 +49,20 @@ public:
     VELSimulatedFiles fileStore;
     VELSimulatedDisks disks;
 
+    /// The runs of tools. Those with the same command are used up in order; the last one serves
+    /// every further run. A command without a run can not be launched.
+    std::vector<VELSimulatedRun> tools;
+
+    /// Time is virtual and each thread has its own.
+    VELSimulatedTime time;
+
+    mutable VELSimulatedTaskRecord taskRecord;
+
     mutable std::atomic<unsigned> ticksCalls = 0;
     mutable std::atomic<unsigned> productVersionCalls = 0;
     mutable std::atomic<unsigned> serialNumberCalls = 0;
 
-    /// Time is virtual and each thread has its own: it starts at 0 and only this moves it on.
+    /// Moves the calling thread's time on, and runs the blocks that become due on the way.
     void advanceTime(std::uint64_t nanoseconds) const;
 
     [[nodiscard]] std::uint64_t ticks() const override;
@@ -62,7 +72,9 @@ public:
     [[nodiscard]] const VELFiles& files() const override;
     [[nodiscard]] const VELDiskArbitration& diskArbitration() const override;
 
-private:
-    mutable std::mutex _timeMutex;
-    mutable std::map<std::thread::id, std::uint64_t> _time;
+    /// The tool's own path.
+    [[nodiscard]] std::string toolPath(std::string_view tool) const override;
+    [[nodiscard]] std::shared_ptr<VELTask> task(std::string launchPath,
+                                                std::vector<std::string> arguments) const override;
+    [[nodiscard]] const VELWorkQueue& workQueue() const override;
 };

@@ -1,0 +1,66 @@
+// SPDX-License-Identifier: Apache-2.0
+#pragma once
+
+#include "Platform/POSIX/VELDescriptor.h"
+#include "Platform/VELTask.h"
+
+#include <csignal>
+#include <mutex>
+#include <sys/types.h>
+#include <vector>
+
+/// A child process of this one. It is spawned, never forked, so that a host of any size starts it
+/// as fast; it gets the host's environment, standard input and standard error and no other
+/// descriptor, and every signal at its default and unblocked, whatever the host does with them. It
+/// alone is waited for.
+///
+/// What a launch failure says: "launch path not accessible" when there is no executable file at the
+/// launch path, otherwise "Couldn't posix_spawn: error N" or "Couldn't create a pipe: error N",
+/// where N is the error number.
+class VELPOSIXTask final : public VELTask {
+public:
+    struct Options {
+        /// Where the child starts; empty: in the host's current directory.
+        std::string workingDirectory = {};
+
+        /// Off: the child is signalled and waited for by its number, as on a machine that has no
+        /// handles for processes.
+        bool usesProcessHandle = true;
+    };
+
+    VELPOSIXTask(std::string launchPath, std::vector<std::string> arguments);
+    VELPOSIXTask(std::string launchPath, std::vector<std::string> arguments, Options options);
+
+    /// A child that was never waited for is left to run, and reaped if it has exited.
+    ~VELPOSIXTask() override;
+
+    [[nodiscard]] const std::string& launchPath() const override;
+    void launch() override;
+    [[nodiscard]] bool isRunning() const override;
+    void terminate() override;
+    void waitUntilExit() override;
+    [[nodiscard]] std::int32_t terminationStatus() const override;
+
+    /// Moments are those of `std::chrono::steady_clock`. What was written before the deadline and
+    /// ended is read even when the deadline has passed.
+    std::optional<std::string> readOutputToEnd(std::uint64_t deadline) override;
+    void close() override;
+
+private:
+    [[nodiscard]] pid_t spawn(int output) const;
+    [[nodiscard]] bool runsNow() const;
+    int wait(siginfo_t& information, int options) const;
+    void reap(int options);
+
+    const std::string _launchPath;
+    const std::vector<std::string> _arguments;
+    const Options _options;
+    VELDescriptor _output;
+
+    // While a lock on this is held and _process is not 0, the child has not been reaped here, so
+    // that neither its number nor its handle can be another's.
+    mutable std::mutex _mutex;
+    pid_t _process = 0;
+    VELDescriptor _handle;
+    std::int32_t _status = -1;
+};

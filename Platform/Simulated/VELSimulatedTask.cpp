@@ -1,0 +1,167 @@
+// SPDX-License-Identifier: Apache-2.0
+#include "Platform/Simulated/VELSimulatedTask.h"
+
+#include "Base/VELDuration.h"
+
+#include <array>
+#include <csignal>
+#include <stdexcept>
+#include <utility>
+
+using Kind = VELSimulatedTaskEvent::Kind;
+
+std::ostream& operator<<(std::ostream& stream, const VELSimulatedTaskEvent& event) {
+    constexpr std::array names = {"launch", "wait",       "isRunning", "terminate",
+                                  "status", "readOutput", "close"};
+    stream << names.at(static_cast<std::size_t>(event.kind)) << " at " << event.moment << " ns:";
+    for (const std::string& word : event.command) {
+        stream << ' ' << word;
+    }
+    return stream;
+}
+
+std::vector<VELSimulatedTaskEvent> VELSimulatedTaskRecord::events() const {
+    const std::scoped_lock lock(_mutex);
+    return _events;
+}
+
+std::vector<std::vector<std::string>> VELSimulatedTaskRecord::launchedCommands() const {
+    const std::scoped_lock lock(_mutex);
+    std::vector<std::vector<std::string>> commands;
+    for (const VELSimulatedTaskEvent& event : _events) {
+        if (event.kind == Kind::launch) {
+            commands.push_back(event.command);
+        }
+    }
+    return commands;
+}
+
+void VELSimulatedTaskRecord::add(VELSimulatedTaskEvent event) {
+    const std::scoped_lock lock(_mutex);
+    _events.push_back(std::move(event));
+}
+
+const VELSimulatedRun* VELSimulatedTaskRecord::nextRun(const std::vector<VELSimulatedRun>& runs,
+                                                       const std::vector<std::string>& command) {
+    const std::scoped_lock lock(_mutex);
+    std::size_t& used = _usedRuns[command];
+    const VELSimulatedRun* last = nullptr;
+    std::size_t position = 0;
+    for (const VELSimulatedRun& run : runs) {
+        if (run.command != command) {
+            continue;
+        }
+        last = &run;
+        if (position++ == used) {
+            ++used;
+            break;
+        }
+    }
+    return last;
+}
+
+VELSimulatedTask::VELSimulatedTask(std::vector<std::string> command,
+                                   const std::vector<VELSimulatedRun>& runs,
+                                   const VELSimulatedTime& time, VELSimulatedTaskRecord& record)
+    : _command(std::move(command)), _runs(runs), _time(time), _record(record) {}
+
+const std::string& VELSimulatedTask::launchPath() const {
+    return _command.front();
+}
+
+void VELSimulatedTask::note(Kind kind) const {
+    _record.add({kind, _time.now(_thread), _command});
+}
+
+bool VELSimulatedTask::runsNow() const {
+    return _run && (!_exitMoment || _time.now(_thread) < *_exitMoment);
+}
+
+std::optional<std::uint64_t> VELSimulatedTask::exitMoment() const {
+    const std::scoped_lock lock(_mutex);
+    return _exitMoment;
+}
+
+void VELSimulatedTask::launch() {
+    const std::scoped_lock lock(_mutex);
+    _thread = VELSimulatedTime::currentThread();
+    ++_record.launches;
+    note(Kind::launch);
+    const VELSimulatedRun* run = _record.nextRun(_runs, _command);
+    if (run == nullptr) {
+        throw VELTaskLaunchFailure("no such tool on this machine");
+    }
+    if (run->launchFailure) {
+        throw VELTaskLaunchFailure(*run->launchFailure);
+    }
+    _run = *run;
+    _status = run->signal.value_or(run->status);
+    if (run->output.size() <= pipeCapacity) {
+        _exitMoment = vel::momentAfter(_time.now(), vel::nanoseconds(run->seconds));
+    }
+}
+
+bool VELSimulatedTask::isRunning() const {
+    const std::scoped_lock lock(_mutex);
+    note(Kind::isRunning);
+    return runsNow();
+}
+
+void VELSimulatedTask::terminate() {
+    const std::scoped_lock lock(_mutex);
+    note(Kind::terminate);
+    if (!runsNow()) {
+        return;
+    }
+    ++_record.terminations;
+    if (!_run->ignoresTermination) {
+        _exitMoment = _time.now(_thread);
+        _status = _run->statusOnTermination.value_or(SIGTERM);
+    }
+}
+
+void VELSimulatedTask::waitUntilExit() {
+    note(Kind::wait);
+    _time.advanceTo(_time.now());
+    while (true) {
+        const std::optional<std::uint64_t> exit = exitMoment();
+        const std::optional<std::uint64_t> due = _time.nextDue();
+        if (exit && (!due || *exit <= *due)) {
+            _time.advanceTo(*exit);
+            return;
+        }
+        if (!due) {
+            throw std::runtime_error("the simulated tool " + launchPath() + " never ends");
+        }
+        _time.advanceTo(*due);
+    }
+}
+
+std::int32_t VELSimulatedTask::terminationStatus() const {
+    const std::scoped_lock lock(_mutex);
+    note(Kind::status);
+    return _run && _run->statusIsLost ? -1 : _status;
+}
+
+std::optional<std::string> VELSimulatedTask::readOutputToEnd(std::uint64_t deadline) {
+    note(Kind::readOutput);
+    if (!_run || _closed || _run->outputReadFails) {
+        return std::nullopt;
+    }
+    const std::uint64_t end = vel::momentAfter(exitMoment().value_or(_time.now()),
+                                               vel::nanoseconds(_run->secondsOutputIsHeld));
+    if (end > _time.now() && end >= deadline) {
+        _time.advanceTo(deadline);
+        return std::nullopt;
+    }
+    _time.advanceTo(end);
+    return _run->output.substr(0, pipeCapacity);
+}
+
+void VELSimulatedTask::close() {
+    const std::scoped_lock lock(_mutex);
+    note(Kind::close);
+    if (_run && !std::exchange(_closed, true)) {
+        ++_record.closes;
+    }
+}
