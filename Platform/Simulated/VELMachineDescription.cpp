@@ -1,8 +1,13 @@
 // SPDX-License-Identifier: Apache-2.0
 #include "Platform/Simulated/VELMachineDescription.h"
 
+#include "Base/VELBase64.h"
 #include "Base/VELJSON.h"
+#include "Base/VELMoment.h"
 
+#include <cstddef>
+#include <cstdint>
+#include <limits>
 #include <nlohmann/json.hpp>
 #include <optional>
 #include <span>
@@ -34,6 +39,11 @@ public:
         return {value, _place + "[" + compactText(name) + "]"};
     }
 
+    /// The element at `index`, from 0.
+    [[nodiscard]] Described element(std::size_t index, const VELValue& value) const {
+        return {value, _place + "[" + std::to_string(index) + "]"};
+    }
+
     [[nodiscard]] const VELDictionary& object() const {
         require(_value.is_object(), "is not an object");
         return _value;
@@ -44,10 +54,46 @@ public:
         return _value.get_ref<const std::string&>();
     }
 
+    [[nodiscard]] const VELArray& list() const {
+        require(_value.is_array(), "is not a list");
+        return _value;
+    }
+
+    /// The bytes that a text in base64 stands for.
+    [[nodiscard]] std::string bytes() const {
+        std::optional<std::string> decoded = bytesOfBase64(text());
+        require(decoded.has_value(), "is not base64");
+        return std::move(*decoded);
+    }
+
+    /// An integer of 32 bits.
+    [[nodiscard]] std::int32_t status() const {
+        using Limits = std::numeric_limits<std::int32_t>;
+        const bool isSmall =
+            _value.is_number_unsigned()
+                ? _value.get<std::uint64_t>() <= Limits::max()
+                : _value.is_number_integer() && _value.get<std::int64_t>() >= Limits::min();
+        require(isSmall, "is not an integer of 32 bits");
+        return _value.get<std::int32_t>();
+    }
+
+    [[nodiscard]] VELMoment moment() const {
+        const std::optional<VELMoment> moment = momentOfText(text());
+        require(moment.has_value(), "is not an RFC 3339 time");
+        return *moment;
+    }
+
     /// Any value but null, which no store holds.
     [[nodiscard]] const VELValue& stored() const {
         require(!_value.is_null(), "is null");
         return _value;
+    }
+
+    /// Refuses the description unless `condition` holds of this value.
+    void require(bool condition, const char* otherwise) const {
+        if (!condition) {
+            throw DescriptionError((_place.empty() ? "the description" : _place) + " " + otherwise);
+        }
     }
 
     [[noreturn]] void refuseKey(const std::string& key) const {
@@ -57,12 +103,6 @@ public:
 
 private:
     Described(const VELValue& value, std::string place) : _value(value), _place(std::move(place)) {}
-
-    void require(bool condition, const char* otherwise) const {
-        if (!condition) {
-            throw DescriptionError((_place.empty() ? "the description" : _place) + " " + otherwise);
-        }
-    }
 
     const VELValue& _value;
     std::string _place;
@@ -131,11 +171,63 @@ void readPreferences(const Described& value, VELSimulatedPlatform& machine) {
     readKeys<VELSimulatedPreferences>(value, preferenceKeys, machine.preferenceStore);
 }
 
+constexpr Key<VELSimulatedIdentity> identityKeys[] = {
+    {"certificate", [](const Described& value,
+                       VELSimulatedIdentity& identity) { identity.certificate = value.bytes(); }},
+    {"certificateStatus",
+     [](const Described& value, VELSimulatedIdentity& identity) {
+         identity.certificateStatus = value.status();
+     }},
+    {"trustStatus", [](const Described& value,
+                       VELSimulatedIdentity& identity) { identity.trustStatus = value.status(); }},
+    {"anchorsStatus",
+     [](const Described& value, VELSimulatedIdentity& identity) {
+         identity.anchorsStatus = value.status();
+     }},
+};
+
+constexpr Key<VELSimulatedKeychain> keychainKeys[] = {
+    {"certificates",
+     [](const Described& value, VELSimulatedKeychain& keychain) {
+         for (const VELValue& certificate : value.list()) {
+             const std::size_t index = keychain.certificateList.size();
+             keychain.certificateList.push_back(value.element(index, certificate).bytes());
+         }
+     }},
+    {"certificatesStatus",
+     [](const Described& value, VELSimulatedKeychain& keychain) {
+         keychain.certificatesStatus = value.status();
+     }},
+    {"identities",
+     [](const Described& value, VELSimulatedKeychain& keychain) {
+         for (const VELValue& identity : value.list()) {
+             const Described described = value.element(keychain.identityList.size(), identity);
+             readKeys<VELSimulatedIdentity>(described, identityKeys,
+                                            keychain.identityList.emplace_back());
+             described.require(identity.contains("certificate"), "has no certificate");
+         }
+     }},
+    {"identitiesStatus",
+     [](const Described& value, VELSimulatedKeychain& keychain) {
+         keychain.identitiesStatus = value.status();
+     }},
+};
+
+void readKeychain(const Described& value, VELSimulatedPlatform& machine) {
+    readKeys<VELSimulatedKeychain>(value, keychainKeys, machine.keychainStore);
+}
+
+void readDate(const Described& value, VELSimulatedPlatform& machine) {
+    machine.keychainStore.date = value.moment();
+}
+
 constexpr Key<VELSimulatedPlatform> machineKeys[] = {
     {"name", readName},
     {"productVersion", readProductVersion},
     {"serialNumber", readSerialNumber},
     {"preferences", readPreferences},
+    {"date", readDate},
+    {"keychain", readKeychain},
 };
 
 std::shared_ptr<VELSimulatedPlatform> machineFromValue(const VELValue& description) {
