@@ -8,9 +8,10 @@
 
 VELLinuxPlatform::VELLinuxPlatform(VELLinuxProductVersion productVersion,
                                    VELLinuxSerialNumber serialNumber,
-                                   VELLinuxPreferences preferences)
+                                   VELLinuxPreferences preferences, VELPOSIXFiles files,
+                                   VELLinuxDisks disks)
     : _productVersion(std::move(productVersion)), _serialNumber(std::move(serialNumber)),
-      _preferences(std::move(preferences)) {}
+      _preferences(std::move(preferences)), _files(std::move(files)), _disks(std::move(disks)) {}
 
 std::uint64_t VELLinuxPlatform::ticks() const {
     return static_cast<std::uint64_t>(std::chrono::steady_clock::now().time_since_epoch() /
@@ -27,6 +28,14 @@ std::optional<std::string> VELLinuxPlatform::serialNumber() const {
 
 const VELPreferences& VELLinuxPlatform::preferences() const {
     return _preferences;
+}
+
+const VELFiles& VELLinuxPlatform::files() const {
+    return _files;
+}
+
+const VELDiskArbitration& VELLinuxPlatform::diskArbitration() const {
+    return _disks;
 }
 
 std::string VELLinuxPlatform::toolPath(std::string_view tool) const {

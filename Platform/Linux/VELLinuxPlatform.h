@@ -1,9 +1,11 @@
 // SPDX-License-Identifier: Apache-2.0
 #pragma once
 
+#include "Platform/Linux/VELLinuxDisks.h"
 #include "Platform/Linux/VELLinuxPreferences.h"
 #include "Platform/Linux/VELLinuxProductVersion.h"
 #include "Platform/Linux/VELLinuxSerialNumber.h"
+#include "Platform/POSIX/VELPOSIXFiles.h"
 #include "Platform/POSIX/VELPOSIXWorkQueue.h"
 #include "Platform/VELPlatform.h"
 
@@ -15,12 +17,14 @@ public:
 
     /// A machine put together from the services given.
     VELLinuxPlatform(VELLinuxProductVersion productVersion, VELLinuxSerialNumber serialNumber,
-                     VELLinuxPreferences preferences);
+                     VELLinuxPreferences preferences, VELPOSIXFiles files, VELLinuxDisks disks);
 
     [[nodiscard]] std::uint64_t ticks() const override;
     [[nodiscard]] std::optional<std::string> productVersion() const override;
     [[nodiscard]] std::optional<std::string> serialNumber() const override;
     [[nodiscard]] const VELPreferences& preferences() const override;
+    [[nodiscard]] const VELFiles& files() const override;
+    [[nodiscard]] const VELDiskArbitration& diskArbitration() const override;
     [[nodiscard]] std::string toolPath(std::string_view tool) const override;
     [[nodiscard]] std::shared_ptr<VELTask> task(std::string launchPath,
                                                 std::vector<std::string> arguments) const override;
@@ -30,5 +34,7 @@ private:
     VELLinuxProductVersion _productVersion;
     VELLinuxSerialNumber _serialNumber;
     VELLinuxPreferences _preferences;
+    VELPOSIXFiles _files;
+    VELLinuxDisks _disks;
     VELPOSIXWorkQueue _workQueue;
 };

@@ -5,9 +5,12 @@
 #include "Base/VELJSON.h"
 #include "Base/VELMoment.h"
 
+#include <algorithm>
+#include <array>
 #include <cstddef>
 #include <cstdint>
 #include <limits>
+#include <map>
 #include <nlohmann/json.hpp>
 #include <optional>
 #include <span>
@@ -57,6 +60,11 @@ public:
     [[nodiscard]] const VELArray& list() const {
         require(_value.is_array(), "is not a list");
         return _value;
+    }
+
+    [[nodiscard]] bool boolean() const {
+        require(_value.is_boolean(), "is not a boolean");
+        return _value.get<bool>();
     }
 
     /// The bytes that a text in base64 stands for.
@@ -154,6 +162,81 @@ constexpr Key<VELSimulatedPreferences> preferenceKeys[] = {
      }},
 };
 
+struct DescribedFile {
+    std::optional<std::string> bytes;
+    bool unreadable = false;
+};
+
+constexpr Key<DescribedFile> fileKeys[] = {
+    {"base64", [](const Described& value, DescribedFile& file) { file.bytes = value.bytes(); }},
+    {"unreadable",
+     [](const Described& value, DescribedFile& file) { file.unreadable = value.boolean(); }},
+};
+
+/// Nothing for a file that is there but cannot be read.
+std::optional<std::string> fileContents(const Described& value) {
+    if (value.value().is_string()) {
+        return value.text();
+    }
+    value.require(value.value().is_object(), "is neither a string nor an object");
+    DescribedFile file;
+    readKeys<DescribedFile>(value, fileKeys, file);
+    value.require(file.bytes.has_value() != file.unreadable,
+                  "has to have either base64 or an unreadable that is true");
+    return file.bytes;
+}
+
+constexpr Key<VELDiskDescription> diskDescriptionKeys[] = {
+    {"internal",
+     [](const Described& value, VELDiskDescription& description) {
+         description.deviceInternal = std::make_shared<const VELValue>(value.value());
+     }},
+    {"protocol",
+     [](const Described& value, VELDiskDescription& description) {
+         description.deviceProtocol = std::make_shared<const VELValue>(value.value());
+     }},
+    {"kind",
+     [](const Described& value, VELDiskDescription& description) {
+         description.volumeKind = std::make_shared<const VELValue>(value.value());
+     }},
+};
+
+using MediaProperties = std::map<std::string, VELValue, std::less<>>;
+
+MediaProperties mediaProperties(const Described& value) {
+    constexpr std::array names = {"Sealed", "Role", "Encrypted", "CoreStorage Encrypted"};
+    MediaProperties properties;
+    for (const auto& [name, property] : value.object().items()) {
+        if (std::ranges::find(names, std::string_view(name)) == names.end()) {
+            value.refuseKey(name);
+        }
+        properties[name] = property;
+    }
+    return properties;
+}
+
+constexpr Key<VELSimulatedDisk> diskKeys[] = {
+    {"description",
+     [](const Described& value, VELSimulatedDisk& disk) {
+         disk.description.emplace();
+         readKeys<VELDiskDescription>(value, diskDescriptionKeys, *disk.description);
+     }},
+    {"media",
+     [](const Described& value, VELSimulatedDisk& disk) { disk.media = mediaProperties(value); }},
+};
+
+constexpr Key<VELSimulatedMount> mountKeys[] = {
+    {"type",
+     [](const Described& value, VELSimulatedMount& mount) { mount.fileSystemType = value.text(); }},
+    {"path",
+     [](const Described& value, VELSimulatedMount& mount) { mount.mountPoint = value.text(); }},
+    {"disk",
+     [](const Described& value, VELSimulatedMount& mount) {
+         mount.disk.emplace();
+         readKeys<VELSimulatedDisk>(value, diskKeys, *mount.disk);
+     }},
+};
+
 /// A name is for people: it must be one, and says nothing of the machine.
 void readName(const Described& value, VELSimulatedPlatform&) {
     static_cast<void>(value.text());
@@ -169,6 +252,29 @@ void readSerialNumber(const Described& value, VELSimulatedPlatform& machine) {
 
 void readPreferences(const Described& value, VELSimulatedPlatform& machine) {
     readKeys<VELSimulatedPreferences>(value, preferenceKeys, machine.preferenceStore);
+}
+
+void readFiles(const Described& value, VELSimulatedPlatform& machine) {
+    for (const auto& [path, contents] : value.object().items()) {
+        machine.fileStore.contents[path] = fileContents(value.entry(path, contents));
+    }
+}
+
+void readDiskSession(const Described& value, VELSimulatedPlatform& machine) {
+    machine.disks.sessionAvailable = value.boolean();
+}
+
+/// Null is a mount table that cannot be read.
+void readMounts(const Described& value, VELSimulatedPlatform& machine) {
+    if (value.value().is_null()) {
+        machine.disks.mounts.reset();
+        return;
+    }
+    machine.disks.mounts.emplace();
+    for (const VELValue& mount : value.list()) {
+        const Described described = value.element(machine.disks.mounts->size(), mount);
+        readKeys<VELSimulatedMount>(described, mountKeys, machine.disks.mounts->emplace_back());
+    }
 }
 
 constexpr Key<VELSimulatedIdentity> identityKeys[] = {
@@ -226,6 +332,9 @@ constexpr Key<VELSimulatedPlatform> machineKeys[] = {
     {"productVersion", readProductVersion},
     {"serialNumber", readSerialNumber},
     {"preferences", readPreferences},
+    {"files", readFiles},
+    {"diskSession", readDiskSession},
+    {"mounts", readMounts},
     {"date", readDate},
     {"keychain", readKeychain},
 };

@@ -12,7 +12,17 @@ namespace vel {
 /// Reads a described Mac, a JSON object, into a platform that answers what it says:
 ///
 ///     {"name": "a laptop", "productVersion": "14.5", "serialNumber": "C02EXAMPLE",
-///      "preferences": {"machine": {"com.vel.deviceId": {"deviceId": "machine-7"}}, "user": {}}}
+///      "preferences": {"machine": {"com.vel.deviceId": {"deviceId": "machine-7"}}, "user": {}},
+///      "files": {"/etc/a": "text", "/etc/b": {"base64": "AAEC"}, "/etc/c": {"unreadable": true}},
+///      "diskSession": true,
+///      "mounts": [{"type": "apfs", "path": "/",
+///                  "disk": {"description": {"internal": true, "protocol": "PCI", "kind": "apfs"},
+///                           "media": {"Sealed": "No", "Role": ["Data"], "Encrypted": true,
+///                                     "CoreStorage Encrypted": false}}}]}
+///
+/// A file is its text or its bytes, or is there but cannot be read. "mounts" of null are a mount
+/// table that cannot be read; a mount without "disk" yields no disk object; what a description and
+/// a media object hold may be of any JSON type, as a wrongly typed property of a Mac may be.
 ///
 /// Every key is optional; what is not described is absent. Of equal keys the last one counts.
 ///

@@ -57,8 +57,8 @@ private:
     VELLinuxPlatform _platform{
         VELLinuxProductVersion(_root.path()),
         VELLinuxSerialNumber(_root.path(), [] { return std::optional<std::string>(); }),
-        VELLinuxPreferences(_root.path(),
-                            [this] { return std::optional(_root.path() + "/user"); })};
+        VELLinuxPreferences(_root.path(), [this] { return std::optional(_root.path() + "/user"); }),
+        VELPOSIXFiles(_root.path()), VELLinuxDisks({.root = _root.path()})};
 };
 
 using ContractMachines = ::testing::Types<SimulatedMachine, LinuxMachine>;

@@ -119,6 +119,14 @@ TEST(MachineDescription, AnUnknownKeyIsNamed) {
         {R"({"na\"me": 1})", R"(unknown key "na\"me")"},
         {R"({"a": 1, "b": 2})", R"(unknown key "a")"},
         {R"({"preferences": {"machine": {}, "root": {}}})", R"(unknown key "root" in preferences)"},
+        {R"({"mounts": [{}, {"kind": ""}]})", R"(unknown key "kind" in mounts[1])"},
+        {R"({"mounts": [{"disk": {"name": ""}}]})", R"(unknown key "name" in mounts[0].disk)"},
+        {R"({"mounts": [{"disk": {"description": {"Internal": true}}}]})",
+         R"(unknown key "Internal" in mounts[0].disk.description)"},
+        {R"({"mounts": [{"disk": {"media": {"Sealed": "No", "encrypted": true}}}]})",
+         R"(unknown key "encrypted" in mounts[0].disk.media)"},
+        {R"({"files": {"/a": {"base64": "", "text": ""}}})",
+         R"(unknown key "text" in files["/a"])"},
         {R"({"preferences": {"Machine": {}}})", R"(unknown key "Machine" in preferences)"},
     };
     for (const auto& [text, error] : wrong) {
@@ -150,6 +158,118 @@ TEST(MachineDescription, AWrongTypeIsNamedWithItsPlace) {
                R"(preferences.machine["com.vel.deviceId"] is not an object)");
     expectOnly(R"({"preferences": {"user": {"a \"b\"]": )", "}}}", "{}",
                R"(preferences.user["a \"b\"]"] is not an object)");
+    expectOnly(R"({"files": )", "}", "{}", "files is not an object");
+    expectOnly(R"({"files": {"/a": {"base64": )", "}}}", "\"text\"",
+               R"(files["/a"].base64 is not a string)");
+    expectOnly(R"({"files": {"/a": {"unreadable": )", "}}}", "true",
+               R"(files["/a"].unreadable is not a boolean)");
+    expectOnly(R"({"diskSession": )", "}", "true", "diskSession is not a boolean");
+    for (const char* value : {"true", "1", "1.5", "\"text\"", "{}"}) {
+        EXPECT_EQ(errorOf(R"({"mounts": )" + std::string(value) + "}"), "mounts is not a list");
+    }
+    expectOnly(R"({"mounts": [{}, )", "]}", "{}", "mounts[1] is not an object");
+    expectOnly(R"({"mounts": [{"type": )", "}]}", "\"text\"", "mounts[0].type is not a string");
+    expectOnly(R"({"mounts": [{"path": )", "}]}", "\"text\"", "mounts[0].path is not a string");
+    expectOnly(R"({"mounts": [{"disk": )", "}]}", "{}", "mounts[0].disk is not an object");
+    expectOnly(R"({"mounts": [{"disk": {"description": )", "}}]}", "{}",
+               "mounts[0].disk.description is not an object");
+    expectOnly(R"({"mounts": [{"disk": {"media": )", "}}]}", "{}",
+               "mounts[0].disk.media is not an object");
+}
+
+TEST(MachineDescription, AFileIsTextBytesOrUnreadable) {
+    const auto machine = machineFrom(R"({"files": {"/text": "Gr\u00fc\u00dfe", "/empty": "",
+        "/bytes": {"base64": "AP8="}, "/secret": {"unreadable": true},
+        "/none": {"base64": "", "unreadable": false}}})");
+    const VELFiles& files = machine->files();
+    EXPECT_EQ(files.read("/text"), "Grüße");
+    EXPECT_EQ(files.read("/empty"), "");
+    EXPECT_EQ(files.read("/bytes"), std::string("\0\xFF", 2));
+    EXPECT_EQ(files.read("/none"), "");
+    EXPECT_TRUE(files.exists("/secret"));
+    EXPECT_EQ(files.read("/secret"), std::nullopt);
+    EXPECT_FALSE(files.exists("/"));
+    EXPECT_EQ(files.read("/other"), std::nullopt);
+}
+
+TEST(MachineDescription, AFileThatIsNeitherIsRefused) {
+    for (const char* value : {"null", "true", "1", "1.5", "[]"}) {
+        EXPECT_EQ(errorOf(R"({"files": {"/a": )" + std::string(value) + "}}"),
+                  R"(files["/a"] is neither a string nor an object)");
+    }
+    for (const char* value :
+         {"{}", R"({"unreadable": false})", R"({"base64": "AA==", "unreadable": true})"}) {
+        EXPECT_EQ(errorOf(R"({"files": {"/a": )" + std::string(value) + "}}"),
+                  R"(files["/a"] has to have either base64 or an unreadable that is true)");
+    }
+    EXPECT_EQ(errorOf(R"({"files": {"/a": {"base64": "A"}}})"),
+              R"(files["/a"].base64 is not base64)");
+}
+
+TEST(MachineDescription, TheDiskSessionIsThereUnlessItIsDenied) {
+    EXPECT_NE(machineFrom("{}")->diskArbitration().createSession(), nullptr);
+    EXPECT_NE(machineFrom(R"({"diskSession": true})")->diskArbitration().createSession(), nullptr);
+    EXPECT_EQ(machineFrom(R"({"diskSession": false})")->diskArbitration().createSession(), nullptr);
+}
+
+TEST(MachineDescription, TheMountTableIsEmptyUnlessItIsDescribed) {
+    EXPECT_TRUE(machineFrom("{}")->diskArbitration().mountTable().value().empty());
+    EXPECT_TRUE(machineFrom(R"({"mounts": []})")->diskArbitration().mountTable().value().empty());
+    EXPECT_FALSE(machineFrom(R"({"mounts": null})")->diskArbitration().mountTable());
+}
+
+TEST(MachineDescription, AMountIsWhatItsDiskSays) {
+    const auto machine = machineFrom(R"({"mounts": [
+        {"type": "apfs", "path": "/", "disk": {
+            "description": {"internal": true, "protocol": "PCI", "kind": "apfs"},
+            "media": {"Sealed": "No", "Role": ["Data"], "Encrypted": true,
+                      "CoreStorage Encrypted": false}}},
+        {"type": "devfs", "path": "/dev"}, {"path": "/bare", "disk": {}},
+        {"disk": {"description": {}, "media": {}}}]})");
+    const auto table = machine->diskArbitration().mountTable().value();
+    ASSERT_EQ(table.size(), 4U);
+    EXPECT_EQ(table[0].fileSystemType, "apfs");
+    EXPECT_EQ(table[1].mountPoint, "/dev");
+    EXPECT_EQ(table[2].fileSystemType, "");
+    EXPECT_EQ(table[3].mountPoint, "");
+
+    const auto session = machine->diskArbitration().createSession();
+    const auto disk = session->diskAtMountPoint("/");
+    const auto description = disk->copyDescription().value();
+    EXPECT_EQ(*description.deviceInternal, VELValue(true));
+    EXPECT_EQ(*description.deviceProtocol, VELValue("PCI"));
+    EXPECT_EQ(*description.volumeKind, VELValue("apfs"));
+    const auto media = disk->copyMedia();
+    EXPECT_EQ(media->property("Sealed"), Found("No"));
+    EXPECT_EQ(media->property("Role"), Found(VELValue::array({"Data"})));
+    EXPECT_EQ(media->property("Encrypted"), Found(true));
+    EXPECT_EQ(media->property("CoreStorage Encrypted"), Found(false));
+
+    EXPECT_EQ(session->diskAtMountPoint("/dev"), nullptr);
+    const auto bare = session->diskAtMountPoint("/bare");
+    EXPECT_FALSE(bare->copyDescription());
+    EXPECT_EQ(bare->copyMedia(), nullptr);
+    const auto blank = session->diskAtMountPoint("");
+    EXPECT_EQ(blank->copyDescription().value().deviceInternal, nullptr);
+    EXPECT_EQ(blank->copyMedia()->property("Encrypted"), std::nullopt);
+}
+
+TEST(MachineDescription, AValueOfADiskIsOfAnyType) {
+    for (const char* value : {"null", "false", "1", "1.5", "\"text\"", "[null]", "{\"a\": 1}"}) {
+        const std::string text(value);
+        const auto machine = machineFrom(
+            R"({"mounts": [{"disk": {"description": {"internal": )" + text + R"(, "protocol": )" +
+            text + R"(, "kind": )" + text + R"(}, "media": {"Sealed": )" + text + R"(, "Role": )" +
+            text + R"(, "Encrypted": )" + text + R"(, "CoreStorage Encrypted": )" + text + "}}}]}");
+        const VELSimulatedDisk& disk = machine->disks.mounts->front().disk.value();
+        const VELValue expected = VELValue::parse(text);
+        EXPECT_EQ(*disk.description->deviceInternal, expected);
+        EXPECT_EQ(*disk.description->deviceProtocol, expected);
+        EXPECT_EQ(*disk.description->volumeKind, expected);
+        for (const char* name : {"Sealed", "Role", "Encrypted", "CoreStorage Encrypted"}) {
+            EXPECT_EQ(disk.media->at(name), expected) << name;
+        }
+    }
 }
 
 TEST(MachineDescription, APreferenceIsAnyValueButNull) {
