@@ -1,6 +1,8 @@
 // SPDX-License-Identifier: Apache-2.0
 #include "Platform/Linux/VELLinuxPlatform.h"
 
+#include "Platform/Linux/VELLinuxSigningFolder.h"
+#include "Platform/Linux/VELLinuxToolPaths.h"
 #include "Platform/POSIX/VELPOSIXTask.h"
 
 #include <chrono>
@@ -39,11 +41,15 @@ const VELDiskArbitration& VELLinuxPlatform::diskArbitration() const {
 }
 
 std::string VELLinuxPlatform::toolPath(std::string_view tool) const {
-    return std::string(tool);
+    return vel::linuxToolPath(tool);
 }
 
 std::shared_ptr<VELTask> VELLinuxPlatform::task(std::string launchPath,
                                                 std::vector<std::string> arguments) const {
+    if (const auto step = vel::signingStep(launchPath)) {
+        return vel::signingTask(*step, std::move(launchPath), std::move(arguments),
+                                vel::privateFolderPlaces());
+    }
     return std::make_shared<VELPOSIXTask>(std::move(launchPath), std::move(arguments));
 }
 

@@ -1,0 +1,65 @@
+// SPDX-License-Identifier: Apache-2.0
+#pragma once
+
+#include <functional>
+#include <map>
+#include <optional>
+#include <string>
+#include <string_view>
+#include <vector>
+
+/// What the small programs beside the library share: their command line and their way out.
+namespace vel {
+
+/// A helper program that stands for a tool of macOS and is called as that one is.
+struct ToolUsage {
+    struct Option {
+        std::string_view name; ///< such as "--proc"; takes one value
+        std::string_view meaning;
+    };
+
+    std::string_view name;
+    std::string_view purpose;
+    /// The arguments it takes, in order. One in capital letters stands for any text that is not
+    /// empty: "PID".
+    std::vector<std::string_view> arguments;
+    /// What may stand after them, each once.
+    std::vector<Option> options;
+    /// The exit status when the program could not do its work for lack of memory and the like.
+    int failureStatus = 1;
+};
+
+/// The values of the arguments in capital letters and of the options, by name.
+using ToolValues = std::map<std::string_view, std::string, std::less<>>;
+
+/// What a command line asks for: to work with `values`, or, when there is a `status`, to print
+/// `output` and `diagnostics` and exit with it ("--help", "--version", wrong use: 2).
+struct ToolRequest {
+    std::optional<int> status;
+    std::string output;
+    std::string diagnostics;
+    ToolValues values;
+};
+
+ToolRequest readCommandLine(const ToolUsage& usage, const std::vector<std::string_view>& arguments);
+
+/// The body of a helper's `main`: reads the command line and does `work`, whose result is the exit
+/// status. Whatever `work` throws ends in the usage's failure status, with nothing printed there
+/// when that is 0 (a helper that does not know its answer says nothing).
+int runTool(const ToolUsage& usage, int argumentCount, char** arguments,
+            const std::function<int(const ToolValues&)>& work);
+
+/// Lets the program end with status 0 and without a word when it is still at work after `seconds`:
+/// for a helper that then does not know its answer, before its host loses patience.
+void endQuietlyAfter(unsigned seconds);
+
+/// Writes all of `text` to a descriptor. False when that fails.
+bool writeAll(int descriptor, std::string_view text);
+
+/// Reads a descriptor to its end. Nothing when reading fails or there is more than `limit` bytes.
+std::optional<std::string> readAll(int descriptor, std::size_t limit);
+
+/// The value of a name, or `fallback`.
+std::string valueOr(const ToolValues& values, std::string_view name, std::string_view fallback);
+
+} // namespace vel
