@@ -56,14 +56,12 @@ public:
         } else {
             _loaded.push_back(nullptr);
         }
-        // A registered module that is missing is left out of the list, and only said.
-        if (_loaded.size() == 1 && _loaded.front() == nullptr) {
-            _loaded.clear();
-            fail();
-        }
-        if (p11_kit_message() != nullptr) {
+        // A registered module that is missing is left out of the list, and only spoken of.
+        const char* message = p11_kit_message();
+        const std::string reason = message != nullptr ? message : "a module cannot be loaded";
+        if (std::erase(_loaded, nullptr) > 0 || message != nullptr) {
             release();
-            fail();
+            throw std::runtime_error(reason);
         }
     }
     ~Modules() {
@@ -90,11 +88,6 @@ public:
     }
 
 private:
-    [[noreturn]] static void fail() {
-        const char* message = p11_kit_message();
-        throw std::runtime_error(message != nullptr ? message : "a module cannot be loaded");
-    }
-
     void release() {
         for (CK_FUNCTION_LIST* module : _loaded) {
             p11_kit_module_release(module);

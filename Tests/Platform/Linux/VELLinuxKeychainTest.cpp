@@ -5,6 +5,7 @@
 #include "Tests/Support/CertificateWorkshop.h"
 #include "Tests/Support/Oracle.h"
 #include "Tests/Support/ProcessResources.h"
+#include "Tests/Support/UnprivilegedUser.h"
 
 #include <gtest/gtest.h>
 
@@ -169,6 +170,50 @@ TEST_F(Tokens, TrustAnIdentityThroughTheirIntermediates) {
     EXPECT_EQ(created.trust->setOnlyAnchor(anchor), 0);
     std::optional<VELError> error;
     EXPECT_TRUE(created.trust->evaluate(&error)) << error->message();
+}
+
+/// The registered modules as a user without root's rights has them: root has no settings of its own
+/// beside the machine's.
+class RegisteredModules : public Tokens {
+protected:
+    RegisteredModules() {
+        make("token one\n" + certificateLine("a", "some"));
+        folder.write("settings/pkcs11/pkcs11.conf", "user-config: only\n");
+        registerModule("softhsm", std::string("module: ") + softHSM + "\n");
+        ::setenv("XDG_CONFIG_HOME", (folder.path() + "/settings").c_str(), 1);
+        askOracle("chmod -R a+rwX " + folder.path() + " " + store.path());
+    }
+    ~RegisteredModules() override { ::unsetenv("XDG_CONFIG_HOME"); }
+
+    void registerModule(const std::string& name, const std::string& lines) const {
+        folder.write("settings/pkcs11/modules/" + name + ".module", lines);
+    }
+
+    static std::string answer() {
+        return askedWithoutPrivileges([] {
+            const auto found = VELLinuxKeychain({.path = helperPath}).certificates(10);
+            return std::to_string(found.status) +
+                   (found.status == 0 ? " " + found.certificates.front() : "");
+        });
+    }
+};
+
+TEST_F(RegisteredModules, AreAsked) {
+    EXPECT_EQ(answer(), "0 some");
+}
+
+TEST_F(RegisteredModules, ThatAreMissingOrFailAreAFailingStatus) {
+    registerModule("missing", "module: /nonexistent/module.so\n");
+    EXPECT_EQ(answer(), "-2070");
+    registerModule("missing", std::string("module: ") + VEL_FAULTY_MODULE + "\n");
+    EXPECT_EQ(answer(), "-2070");
+}
+
+TEST_F(RegisteredModules, ThatAreTrustPolicyAreLeftOut) {
+    registerModule("policy", std::string("module: ") + VEL_FAULTY_MODULE + "\ntrust-policy: yes\n");
+    EXPECT_EQ(answer(), "0 some");
+    registerModule("softhsm", std::string("module: ") + softHSM + "\ntrust-policy: yes\n");
+    EXPECT_EQ(answer(), "-25300");
 }
 
 /// The status of both queries, and that nothing is left behind.
