@@ -74,4 +74,26 @@ std::optional<std::string> bytesOfBase64(std::string_view text) {
     return bytes;
 }
 
+std::optional<std::string> bytesOfBase64IgnoringUnknown(std::string_view text) {
+    std::string known;
+    known.reserve(text.size() + groupLength);
+    std::size_t padding = 0;
+    for (const char character : text) {
+        if (character == '=') {
+            ++padding;
+        } else if (valuesOfCharacters[static_cast<unsigned char>(character)] >= 0) {
+            if (padding > 0) {
+                return std::nullopt;
+            }
+            known += character;
+        }
+    }
+    const std::size_t wanted = (groupLength - known.size() % groupLength) % groupLength;
+    if (padding < wanted || (known.empty() && padding > 0)) {
+        return std::nullopt;
+    }
+    known.append(wanted, '=');
+    return bytesOfBase64(known);
+}
+
 } // namespace vel

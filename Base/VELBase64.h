@@ -16,4 +16,10 @@ std::string base64Text(std::string_view bytes);
 /// than at its end. Unused bits of the last group may be anything.
 std::optional<std::string> bytesOfBase64(std::string_view text);
 
+/// The bytes that a base64 text stands for, however it is written: every character outside the
+/// alphabet is skipped, also between padding; padding beyond what is needed and unused bits of the
+/// last group are ignored. The empty text is no bytes. Nothing when padding is missing, when there
+/// is nothing but padding, or when more follows the padding.
+std::optional<std::string> bytesOfBase64IgnoringUnknown(std::string_view text);
+
 } // namespace vel

@@ -236,4 +236,17 @@ std::vector<std::string_view> split(std::string_view text, char separator) {
     return pieces;
 }
 
+std::string withoutLineBreaks(std::string_view text) {
+    std::string rest;
+    rest.reserve(text.size());
+    while (!text.empty()) {
+        const CodePoint first = firstCodePoint(text);
+        if (first.value < 0 || !isLineTerminator(static_cast<char32_t>(first.value))) {
+            rest.append(text.substr(0, first.length));
+        }
+        text.remove_prefix(first.length);
+    }
+    return rest;
+}
+
 } // namespace vel

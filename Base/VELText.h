@@ -50,4 +50,7 @@ std::weak_ordering compareNumerically(std::string_view left, std::string_view ri
 /// one is one piece.
 std::vector<std::string_view> split(std::string_view text, char separator);
 
+/// `text` without its line-break characters: U+000A to U+000D, U+0085, U+2028 and U+2029.
+std::string withoutLineBreaks(std::string_view text);
+
 } // namespace vel

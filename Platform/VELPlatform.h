@@ -3,6 +3,7 @@
 
 #include "Platform/VELDiskArbitration.h"
 #include "Platform/VELFiles.h"
+#include "Platform/VELKeychain.h"
 #include "Platform/VELPreferences.h"
 #include "Platform/VELTask.h"
 #include "Platform/VELWorkQueue.h"
@@ -39,6 +40,8 @@ public:
     [[nodiscard]] virtual const VELFiles& files() const = 0;
 
     [[nodiscard]] virtual const VELDiskArbitration& diskArbitration() const = 0;
+
+    [[nodiscard]] virtual const VELKeychain& keychain() const = 0;
 
     /// The executable that stands for a tool of macOS, which is named by its path there
     /// ("/bin/ps"). A tool that nothing stands for is answered with its own path.

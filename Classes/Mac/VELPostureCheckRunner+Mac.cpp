@@ -3,10 +3,12 @@
 
 #include "Base/VELJSON.h"
 #include "Base/VELText.h"
+#include "Classes/Mac/VELCertificateCheck.h"
 #include "Classes/Mac/VELDeviceIDsInterface.h"
 #include "Classes/Mac/VELDiskEncryptionCheck.h"
 #include "Classes/Mac/VELDomainCheck.h"
 #include "Classes/Mac/VELFirewallCheck.h"
+#include "Classes/Mac/VELPerDeviceCertificatePresentCheck.h"
 #include "Classes/Mac/VELProcessRunningCheck.h"
 #include "Classes/Shared/VELDTLogger.h"
 #include "Classes/Shared/VELOSVersionCheck.h"
@@ -20,9 +22,12 @@ macPostureCheckCatalogue(const std::shared_ptr<const VELPlatform>& platform) {
     return {
         {"localFirewall", std::make_shared<const VELFirewallCheck>(platform)},
         {"fullDiskEncryption", std::make_shared<const VELDiskEncryptionCheck>(platform)},
+        {"certificatePresent", std::make_shared<const VELCertificateCheck>(platform)},
         {"minimumOSVersion", std::make_shared<const VELOSVersionCheck>(platform)},
-        {"joinedToDomain", std::make_shared<const VELDomainCheck>(platform)},
         {"anyProcessRunning", std::make_shared<const VELProcessRunningCheck>(platform)},
+        {"joinedToDomain", std::make_shared<const VELDomainCheck>(platform)},
+        {"perDeviceCertificatePresent",
+         std::make_shared<const VELPerDeviceCertificatePresentCheck>(platform)},
     };
 }
 

@@ -202,6 +202,9 @@ public:
     /// is under way to it.
     static void setLogger(std::shared_ptr<VELHostLogger> logger);
 
+    /// Whether there is a logger: for work that is done for the log alone.
+    static bool isLogging() { return currentLogger() != nullptr; }
+
     /// Formats a message and hands it to the host's logger. Without one it returns at once:
     /// nothing is formatted. `function` is the caller's printable name; file and line are those of
     /// `format`.

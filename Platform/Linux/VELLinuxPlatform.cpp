@@ -11,9 +11,10 @@
 VELLinuxPlatform::VELLinuxPlatform(VELLinuxProductVersion productVersion,
                                    VELLinuxSerialNumber serialNumber,
                                    VELLinuxPreferences preferences, VELPOSIXFiles files,
-                                   VELLinuxDisks disks)
+                                   VELLinuxDisks disks, VELLinuxKeychain keychain)
     : _productVersion(std::move(productVersion)), _serialNumber(std::move(serialNumber)),
-      _preferences(std::move(preferences)), _files(std::move(files)), _disks(std::move(disks)) {}
+      _preferences(std::move(preferences)), _files(std::move(files)), _disks(std::move(disks)),
+      _keychain(std::move(keychain)) {}
 
 std::uint64_t VELLinuxPlatform::ticks() const {
     return static_cast<std::uint64_t>(std::chrono::steady_clock::now().time_since_epoch() /
@@ -38,6 +39,10 @@ const VELFiles& VELLinuxPlatform::files() const {
 
 const VELDiskArbitration& VELLinuxPlatform::diskArbitration() const {
     return _disks;
+}
+
+const VELKeychain& VELLinuxPlatform::keychain() const {
+    return _keychain;
 }
 
 std::string VELLinuxPlatform::toolPath(std::string_view tool) const {

@@ -2,6 +2,7 @@
 #pragma once
 
 #include "Platform/Linux/VELLinuxDisks.h"
+#include "Platform/Linux/VELLinuxKeychain.h"
 #include "Platform/Linux/VELLinuxPreferences.h"
 #include "Platform/Linux/VELLinuxProductVersion.h"
 #include "Platform/Linux/VELLinuxSerialNumber.h"
@@ -17,7 +18,8 @@ public:
 
     /// A machine put together from the services given.
     VELLinuxPlatform(VELLinuxProductVersion productVersion, VELLinuxSerialNumber serialNumber,
-                     VELLinuxPreferences preferences, VELPOSIXFiles files, VELLinuxDisks disks);
+                     VELLinuxPreferences preferences, VELPOSIXFiles files, VELLinuxDisks disks,
+                     VELLinuxKeychain keychain = VELLinuxKeychain());
 
     [[nodiscard]] std::uint64_t ticks() const override;
     [[nodiscard]] std::optional<std::string> productVersion() const override;
@@ -25,6 +27,7 @@ public:
     [[nodiscard]] const VELPreferences& preferences() const override;
     [[nodiscard]] const VELFiles& files() const override;
     [[nodiscard]] const VELDiskArbitration& diskArbitration() const override;
+    [[nodiscard]] const VELKeychain& keychain() const override;
     [[nodiscard]] std::string toolPath(std::string_view tool) const override;
     [[nodiscard]] std::shared_ptr<VELTask> task(std::string launchPath,
                                                 std::vector<std::string> arguments) const override;
@@ -36,5 +39,6 @@ private:
     VELLinuxPreferences _preferences;
     VELPOSIXFiles _files;
     VELLinuxDisks _disks;
+    VELLinuxKeychain _keychain;
     VELPOSIXWorkQueue _workQueue;
 };

@@ -23,6 +23,7 @@ constexpr std::array standIns = {
     StandIn{"/bin/ps", "process-listing"},
     StandIn{"/usr/bin/codesign", "code-signature"},
     StandIn{"/usr/bin/openssl", "certificate-subject"},
+    StandIn{"/usr/bin/security", "keychain-contents"},
 };
 
 bool isClosedToOthers(const std::string& path, mode_t kind) {

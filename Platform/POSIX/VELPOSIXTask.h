@@ -42,7 +42,8 @@ public:
     [[nodiscard]] std::int32_t terminationStatus() const override;
 
     /// Moments are those of `std::chrono::steady_clock`. What was written before the deadline and
-    /// ended is read even when the deadline has passed.
+    /// ended is read even when the deadline has passed. It may also be called before
+    /// `waitUntilExit`, for a child that writes more than a pipe holds.
     std::optional<std::string> readOutputToEnd(std::uint64_t deadline) override;
     void close() override;
 

@@ -3,6 +3,7 @@
 
 #include "Base/VELBase64.h"
 #include "Base/VELJSON.h"
+#include "Base/VELMoment.h"
 
 #include <algorithm>
 #include <array>
@@ -86,6 +87,23 @@ public:
         std::optional<std::string> decoded = bytesOfBase64(text());
         require(decoded.has_value(), "is not base64");
         return std::move(*decoded);
+    }
+
+    /// An integer of 32 bits.
+    [[nodiscard]] std::int32_t status() const {
+        using Limits = std::numeric_limits<std::int32_t>;
+        const bool isSmall =
+            _value.is_number_unsigned()
+                ? _value.get<std::uint64_t>() <= Limits::max()
+                : _value.is_number_integer() && _value.get<std::int64_t>() >= Limits::min();
+        require(isSmall, "is not an integer of 32 bits");
+        return _value.get<std::int32_t>();
+    }
+
+    [[nodiscard]] VELMoment moment() const {
+        const std::optional<VELMoment> moment = momentOfText(text());
+        require(moment.has_value(), "is not an RFC 3339 time");
+        return *moment;
     }
 
     /// Any value but null, which no store holds.
@@ -318,6 +336,56 @@ void readMounts(const Described& value, VELSimulatedPlatform& machine) {
     }
 }
 
+constexpr Key<VELSimulatedIdentity> identityKeys[] = {
+    {"certificate", [](const Described& value,
+                       VELSimulatedIdentity& identity) { identity.certificate = value.bytes(); }},
+    {"certificateStatus",
+     [](const Described& value, VELSimulatedIdentity& identity) {
+         identity.certificateStatus = value.status();
+     }},
+    {"trustStatus", [](const Described& value,
+                       VELSimulatedIdentity& identity) { identity.trustStatus = value.status(); }},
+    {"anchorsStatus",
+     [](const Described& value, VELSimulatedIdentity& identity) {
+         identity.anchorsStatus = value.status();
+     }},
+};
+
+constexpr Key<VELSimulatedKeychain> keychainKeys[] = {
+    {"certificates",
+     [](const Described& value, VELSimulatedKeychain& keychain) {
+         for (const VELValue& certificate : value.list()) {
+             const std::size_t index = keychain.certificateList.size();
+             keychain.certificateList.push_back(value.element(index, certificate).bytes());
+         }
+     }},
+    {"certificatesStatus",
+     [](const Described& value, VELSimulatedKeychain& keychain) {
+         keychain.certificatesStatus = value.status();
+     }},
+    {"identities",
+     [](const Described& value, VELSimulatedKeychain& keychain) {
+         for (const VELValue& identity : value.list()) {
+             const Described described = value.element(keychain.identityList.size(), identity);
+             readKeys<VELSimulatedIdentity>(described, identityKeys,
+                                            keychain.identityList.emplace_back());
+             described.require(identity.contains("certificate"), "has no certificate");
+         }
+     }},
+    {"identitiesStatus",
+     [](const Described& value, VELSimulatedKeychain& keychain) {
+         keychain.identitiesStatus = value.status();
+     }},
+};
+
+void readKeychain(const Described& value, VELSimulatedPlatform& machine) {
+    readKeys<VELSimulatedKeychain>(value, keychainKeys, machine.keychainStore);
+}
+
+void readDate(const Described& value, VELSimulatedPlatform& machine) {
+    machine.keychainStore.date = value.moment();
+}
+
 constexpr Key<VELSimulatedPlatform> machineKeys[] = {
     {"name", readName},
     {"productVersion", readProductVersion},
@@ -327,6 +395,8 @@ constexpr Key<VELSimulatedPlatform> machineKeys[] = {
     {"files", readFiles},
     {"diskSession", readDiskSession},
     {"mounts", readMounts},
+    {"date", readDate},
+    {"keychain", readKeychain},
 };
 
 std::shared_ptr<VELSimulatedPlatform> machineFromValue(const VELValue& description) {

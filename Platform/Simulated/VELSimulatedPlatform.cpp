@@ -70,6 +70,10 @@ const VELDiskArbitration& VELSimulatedPlatform::diskArbitration() const {
     return disks;
 }
 
+const VELKeychain& VELSimulatedPlatform::keychain() const {
+    return keychainStore;
+}
+
 std::string VELSimulatedPlatform::toolPath(std::string_view tool) const {
     return std::string(tool);
 }

@@ -2,6 +2,7 @@
 #pragma once
 
 #include "Platform/Simulated/VELSimulatedDisks.h"
+#include "Platform/Simulated/VELSimulatedKeychain.h"
 #include "Platform/Simulated/VELSimulatedTask.h"
 #include "Platform/Simulated/VELSimulatedTime.h"
 #include "Platform/VELPlatform.h"
@@ -50,6 +51,7 @@ public:
     VELSimulatedPreferences preferenceStore;
     VELSimulatedFiles fileStore;
     VELSimulatedDisks disks;
+    VELSimulatedKeychain keychainStore;
 
     /// The runs of tools. Those with the same command are used up in order; the last one serves
     /// every further run. A command without a run can not be launched.
@@ -73,6 +75,7 @@ public:
     [[nodiscard]] const VELPreferences& preferences() const override;
     [[nodiscard]] const VELFiles& files() const override;
     [[nodiscard]] const VELDiskArbitration& diskArbitration() const override;
+    [[nodiscard]] const VELKeychain& keychain() const override;
 
     /// The tool's own path.
     [[nodiscard]] std::string toolPath(std::string_view tool) const override;

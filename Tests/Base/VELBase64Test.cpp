@@ -60,4 +60,26 @@ TEST(Base64, RefusesWhatItIsNot) {
     EXPECT_EQ(bytesOfBase64(std::string_view("Zm\0v", 4)), std::nullopt);
 }
 
+TEST(Base64IgnoringUnknown, SkipsWhatIsOutsideTheAlphabet) {
+    for (const auto& [bytes, text] : vectors) {
+        EXPECT_EQ(vel::bytesOfBase64IgnoringUnknown(text), bytes);
+    }
+    for (const std::string_view text :
+         {"Zm9vYg==", "Zm9v\nYg==\n", " Z m 9 v Y g = = ", "-Zm9v_Yg=!=", "Zm9v\xFF\x80Yg==",
+          "Zm9vYg====", "Zm9vYh==", "Z\u00E4m9vYg=\u20AC="}) {
+        EXPECT_EQ(vel::bytesOfBase64IgnoringUnknown(text), "foob") << text;
+    }
+    EXPECT_EQ(vel::bytesOfBase64IgnoringUnknown("Zm9v="), "foo");
+    EXPECT_EQ(vel::bytesOfBase64IgnoringUnknown("Zm9v===="), "foo");
+    EXPECT_EQ(vel::bytesOfBase64IgnoringUnknown(""), "");
+    EXPECT_EQ(vel::bytesOfBase64IgnoringUnknown("-_ \n"), "");
+}
+
+TEST(Base64IgnoringUnknown, RefusesWhatIsCutShort) {
+    for (const std::string_view text : {"AQIDBA", "AQIDBAU", "AAAAA", "AA=", "A", "A===", "=",
+                                        "====", "-=", "AA==AAAA", "AAA=A"}) {
+        EXPECT_EQ(vel::bytesOfBase64IgnoringUnknown(text), std::nullopt) << text;
+    }
+}
+
 } // namespace

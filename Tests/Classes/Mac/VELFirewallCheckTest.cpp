@@ -194,6 +194,11 @@ public:
     [[nodiscard]] std::optional<std::string> productVersion() const override { return {}; }
     [[nodiscard]] std::optional<std::string> serialNumber() const override { return {}; }
     [[nodiscard]] const VELPreferences& preferences() const override { return store; }
+    [[nodiscard]] const VELFiles& files() const override { return mac.files(); }
+    [[nodiscard]] const VELDiskArbitration& diskArbitration() const override {
+        return mac.diskArbitration();
+    }
+    [[nodiscard]] const VELKeychain& keychain() const override { return mac.keychain(); }
     [[nodiscard]] std::string toolPath(std::string_view name) const override {
         return "/opt/tools" + std::string(name);
     }

@@ -1,0 +1,114 @@
+// SPDX-License-Identifier: Apache-2.0
+#include "Classes/Mac/VELCertificateCheck.h"
+
+#include "Base/VELText.h"
+#include "Classes/Shared/VELDTLogger.h"
+#include "vel_device_trust/VELPostureCheckErrors.h"
+
+#include <nlohmann/json.hpp>
+
+#include <algorithm>
+#include <stdexcept>
+#include <utility>
+
+namespace {
+
+constexpr std::size_t maximumCertificates = 1000;
+constexpr const char* searchFunction = "-[VELCertificateCheck certificateInstalledWithSHA1:error:]";
+
+} // namespace
+
+VELCertificateCheck::VELCertificateCheck(std::shared_ptr<const VELPlatform> platform)
+    : _platform(std::move(platform)) {}
+
+std::optional<std::vector<std::string>> VELCertificateCheck::requiredParameters() const {
+    return {{"sha1"}};
+}
+
+bool VELCertificateCheck::runCheckWithParameters(const VELDictionary& parameters,
+                                                 std::optional<VELError>* error) const {
+    const auto sha1 = parameters.find("sha1");
+    return certificateInstalledWithSHA1(sha1 == parameters.end() ? VELValue() : *sha1, error);
+}
+
+bool VELCertificateCheck::certificateInstalledWithSHA1(const VELValue& wanted,
+                                                       std::optional<VELError>* error) const {
+    VELDTLogger::logMessageWithLevel(VELLogLevel::information, searchFunction,
+                                     "SHA1 we are looking for: %@", wanted);
+    if (!wanted.is_string()) {
+        throw std::invalid_argument("sha1 is not a string");
+    }
+    const std::string normalized = normalizeSHA1(wanted.get_ref<const std::string&>());
+    VELDTLogger::logMessageWithLevel(VELLogLevel::information, searchFunction,
+                                     "Normalized SHA1: %@", normalized);
+    if (error != nullptr) {
+        error->reset();
+    }
+    std::optional<VELError> keychainError;
+    const auto certificates = allCertificateData(&keychainError);
+    if (!certificates) {
+        if (error != nullptr) {
+            *error = keychainError;
+        }
+        return false;
+    }
+    VELDTLogger::logMessageWithLevel(VELLogLevel::information, searchFunction,
+                                     "Amount of certificates loaded: %lu", certificates->size());
+    for (const std::string& certificate : *certificates) {
+        if (normalizeSHA1(sha1(certificate)) == normalized) {
+            return true;
+        }
+        logMismatch(certificate);
+    }
+    return false;
+}
+
+void VELCertificateCheck::logMismatch(std::string_view certificate) const {
+    // Reading a name costs more than the fingerprint, and the log alone shows it.
+    if (!VELDTLogger::isLogging()) {
+        return;
+    }
+    std::optional<VELValue> commonName;
+    const char* typeName = nullptr;
+    if (auto names = _platform->keychain().commonNames(certificate)) {
+        const bool isSingle = names->size() == 1;
+        commonName = isSingle ? VELValue(std::move(names->front())) : VELValue(*std::move(names));
+        typeName = isSingle ? "VELString" : "VELArray";
+    }
+    const auto typeText =
+        typeName != nullptr ? std::optional<std::string_view>(typeName) : std::nullopt;
+    VELDTLogger::logMessageWithLevel(VELLogLevel::trace, searchFunction,
+                                     "SHA1 mismatch for %@ (%@)", commonName, typeText);
+}
+
+std::string VELCertificateCheck::normalizeSHA1(std::string_view sha1) {
+    std::string text(sha1);
+    std::erase(text, ' ');
+    return vel::lowercase(text);
+}
+
+std::optional<std::vector<std::string>>
+VELCertificateCheck::allCertificateData(std::optional<VELError>* error) const {
+    VELKeychain::CertificatesResult result =
+        _platform->keychain().certificates(maximumCertificates);
+    if (result.status != 0) {
+        SetPostureCheckError(error, VELPostureCheckErrorKeychain,
+                             "Error loading certificates from keychain.");
+        return std::nullopt;
+    }
+    return std::move(result.certificates);
+}
+
+std::string VELCertificateCheck::sha1(std::string_view bytes) const {
+    constexpr std::string_view digits = "0123456789abcdef";
+    std::string text;
+    for (const char character : _platform->keychain().sha1(bytes)) {
+        const auto byte = static_cast<unsigned char>(character);
+        if (!text.empty()) {
+            text += ' ';
+        }
+        text += digits[byte >> 4U];
+        text += digits[byte & 0xFU];
+    }
+    return text;
+}

@@ -1,0 +1,32 @@
+// SPDX-License-Identifier: Apache-2.0
+#pragma once
+
+#include <string>
+
+/// What the PKCS#11 tokens of this machine hold.
+namespace vel {
+
+/// The certificates of all tokens that are present and initialised, as text, one a line:
+///
+///     certificate <base64 of the DER>
+///     identity <base64 of the DER>
+///     end <number of lines before>
+///
+/// An identity is a certificate whose private key is on the same token with the same CKA_ID, or
+/// whose public key is where private keys show after login alone. Nobody is ever asked for a PIN.
+/// The order is that of the tokens' serial numbers, CKA_ID and DER, whatever order the modules
+/// answer in.
+///
+/// The modules are those that the machine registers for p11-kit, but for those that are a store of
+/// trust policy (the public roots are not the user's); or, when `module` is not empty, the one at
+/// that path alone. Throws `std::runtime_error` when a module or token fails: what is known in part
+/// is not known.
+std::string tokenContents(const std::string& module);
+
+/// Runs `work` in a child process for `seconds` at most, and answers its status: what `work`
+/// answered, 1 when it threw or a signal ended it, 3 when it had to be killed. Whatever foreign
+/// code does to the child, this process goes on; when this process ends, so does the child.
+int runConfined(unsigned seconds, int (*work)(const std::string& argument),
+                const std::string& argument);
+
+} // namespace vel

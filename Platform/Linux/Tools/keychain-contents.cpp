@@ -1,0 +1,30 @@
+// SPDX-License-Identifier: Apache-2.0
+#include "Platform/Linux/Tools/VELTokenContents.h"
+#include "Platform/Linux/Tools/VELToolCommandLine.h"
+
+#include <cstdlib>
+#include <unistd.h>
+
+namespace {
+
+int printContents(const std::string& module) {
+    return vel::writeAll(STDOUT_FILENO, vel::tokenContents(module)) ? 0 : 1;
+}
+
+} // namespace
+
+int main(int argumentCount, char** arguments) {
+    const vel::ToolUsage usage = {
+        .name = "keychain-contents",
+        .purpose = "Prints the certificates on the PKCS#11 tokens of this machine, in base64, and\n"
+                   "which of them have their private key beside. Asks for no PIN.",
+        .arguments = {},
+        .options = {{"--module", "The path of the one module to ask"},
+                    {"--seconds", "How long the modules may take; 8 when it is not given"}},
+    };
+    return vel::runTool(usage, argumentCount, arguments, [](const vel::ToolValues& values) {
+        const int seconds = std::atoi(vel::valueOr(values, "--seconds", "8").c_str());
+        return vel::runConfined(seconds > 0 ? static_cast<unsigned>(seconds) : 1, printContents,
+                                vel::valueOr(values, "--module", ""));
+    });
+}

@@ -1,0 +1,53 @@
+// SPDX-License-Identifier: Apache-2.0
+#pragma once
+
+#include <memory>
+#include <new>
+#include <openssl/asn1.h>
+#include <openssl/crypto.h>
+#include <openssl/err.h>
+#include <openssl/evp.h>
+#include <openssl/x509.h>
+#include <openssl/x509v3.h>
+
+/// OpenSSL's objects, released when they leave scope, and manners towards a host that uses OpenSSL
+/// as well.
+namespace vel::x509 {
+
+template <auto release> struct Release {
+    template <typename Object> void operator()(Object* object) const { release(object); }
+};
+
+using ContextHandle = std::unique_ptr<OSSL_LIB_CTX, Release<&OSSL_LIB_CTX_free>>;
+using DigestHandle = std::unique_ptr<EVP_MD, Release<&EVP_MD_free>>;
+using CertificateHandle = std::unique_ptr<X509, Release<&X509_free>>;
+using StoreHandle = std::unique_ptr<X509_STORE, Release<&X509_STORE_free>>;
+using StoreContextHandle = std::unique_ptr<X509_STORE_CTX, Release<&X509_STORE_CTX_free>>;
+using GeneralNamesHandle = std::unique_ptr<GENERAL_NAMES, Release<&GENERAL_NAMES_free>>;
+/// A list that does not own what is in it.
+using CertificateListHandle =
+    std::unique_ptr<STACK_OF(X509), decltype([](STACK_OF(X509) * list) { sk_X509_free(list); })>;
+
+/// A context with the built-in algorithms alone: neither a configuration file nor a variable that
+/// names one has a say. Made on first use, kept as long as the process. Throws `std::bad_alloc`.
+OSSL_LIB_CTX* privateContext();
+
+/// While it is in scope, what OpenSSL adds to the thread's queue of errors is removed again; what
+/// the host left there stays.
+class ErrorQueueScope {
+public:
+    ErrorQueueScope() { ERR_set_mark(); }
+    ~ErrorQueueScope() { ERR_pop_to_mark(); }
+    ErrorQueueScope(const ErrorQueueScope&) = delete;
+    ErrorQueueScope& operator=(const ErrorQueueScope&) = delete;
+};
+
+/// Throws `std::bad_alloc` when OpenSSL made nothing.
+template <typename Handle> Handle made(Handle handle) {
+    if (handle == nullptr) {
+        throw std::bad_alloc();
+    }
+    return handle;
+}
+
+} // namespace vel::x509

@@ -1,0 +1,197 @@
+// SPDX-License-Identifier: Apache-2.0
+#include "Platform/X509/VELX509Certificate.h"
+
+#include "Platform/X509/VELDERReader.h"
+#include "Platform/X509/VELX509Name.h"
+
+#include <ctime>
+#include <limits>
+#include <set>
+#include <utility>
+
+namespace {
+
+using namespace vel::x509;
+
+constexpr unsigned furtherIssuers = 10;
+
+vel::x509::CertificateHandle decode(std::string_view der) {
+    const ErrorQueueScope errors;
+    if (der.size() > static_cast<std::size_t>(std::numeric_limits<long>::max())) {
+        return nullptr;
+    }
+    // On failure, d2i frees what it was given and clears the pointer.
+    X509* certificate = made(CertificateHandle(X509_new_ex(privateContext(), nullptr))).release();
+    const auto* const start = reinterpret_cast<const unsigned char*>(der.data());
+    const unsigned char* position = start;
+    const bool isRead = d2i_X509(&certificate, &position, static_cast<long>(der.size())) != nullptr;
+    CertificateHandle decoded(certificate);
+    return isRead && position == start + der.size() ? std::move(decoded) : nullptr;
+}
+
+std::optional<VELMoment> momentOf(const ASN1_TIME* time) {
+    std::tm parts = {};
+    if (time == nullptr || ASN1_TIME_to_tm(time, &parts) != 1) {
+        return std::nullopt;
+    }
+    using namespace std::chrono;
+    const year_month_day date(year(parts.tm_year + 1900),
+                              month(static_cast<unsigned>(parts.tm_mon + 1)),
+                              day(static_cast<unsigned>(parts.tm_mday)));
+    return sys_days(date) + hours(parts.tm_hour) + minutes(parts.tm_min) + seconds(parts.tm_sec);
+}
+
+} // namespace
+
+OSSL_LIB_CTX* vel::x509::privateContext() {
+    // Never freed: certificates that the host still holds at exit use it.
+    static OSSL_LIB_CTX* const context = made(ContextHandle(OSSL_LIB_CTX_new())).release();
+    return context;
+}
+
+std::shared_ptr<const VELX509Certificate>
+VELX509Certificate::parse(std::string_view der, std::shared_ptr<const VELCertificatePool> pool) {
+    const auto parts = certificateParts(der);
+    auto decoded = parts ? decode(parts->whole) : nullptr;
+    if (decoded == nullptr) {
+        return nullptr;
+    }
+    const ErrorQueueScope errors;
+    std::shared_ptr<VELX509Certificate> certificate(new VELX509Certificate);
+    certificate->_der = parts->whole;
+    certificate->_subject = normalizedName(parts->subject);
+    certificate->_issuer = normalizedName(parts->issuer);
+    const ExtensionList extensions = extensionList(parts->extensions);
+    certificate->_hasDuplicateExtension = extensions == ExtensionList::duplicate;
+    certificate->_hasUnreadableExtension =
+        extensions == ExtensionList::malformed ||
+        (X509_get_extension_flags(decoded.get()) & EXFLAG_INVALID) != 0;
+    certificate->_pool = std::move(pool);
+    certificate->_x509 = std::move(decoded);
+    return certificate;
+}
+
+std::optional<std::vector<std::string>> VELX509Certificate::commonNames() const {
+    return commonNamesOfCertificate(_der);
+}
+
+std::optional<std::string> VELX509Certificate::firstAlternativeName(int type) const {
+    const ErrorQueueScope errors;
+    const GeneralNamesHandle names(static_cast<GENERAL_NAMES*>(
+        X509_get_ext_d2i(_x509.get(), NID_subject_alt_name, nullptr, nullptr)));
+    for (int index = 0; index < sk_GENERAL_NAME_num(names.get()); ++index) {
+        const GENERAL_NAME* name = sk_GENERAL_NAME_value(names.get(), index);
+        if (name->type != type) {
+            continue;
+        }
+        const auto* bytes = reinterpret_cast<const char*>(ASN1_STRING_get0_data(name->d.ia5));
+        const auto length = static_cast<std::size_t>(ASN1_STRING_length(name->d.ia5));
+        if (auto text = textOfValue(vel::der::ia5String, {bytes, length})) {
+            return text;
+        }
+    }
+    return std::nullopt;
+}
+
+std::optional<std::string> VELX509Certificate::subjectSummary() const {
+    const auto parts = certificateParts(_der);
+    NameSummary summary = nameSummary(parts->subject);
+    if (summary.isCommonName) {
+        return summary.text;
+    }
+    if (auto address = firstAlternativeName(GEN_EMAIL)) {
+        return address;
+    }
+    if (summary.emailAddress) {
+        return summary.emailAddress;
+    }
+    if (auto host = firstAlternativeName(GEN_DNS)) {
+        return host;
+    }
+    return summary.text;
+}
+
+bool VELX509Certificate::isValidAt(VELMoment moment) const {
+    const ErrorQueueScope errors;
+    const auto first = momentOf(X509_get0_notBefore(_x509.get()));
+    const auto last = momentOf(X509_get0_notAfter(_x509.get()));
+    return first && last && *first <= moment && moment <= *last;
+}
+
+VELCertificatePool::VELCertificatePool(const std::vector<std::string>& certificates) {
+    std::set<std::string_view> known;
+    for (const std::string& bytes : certificates) {
+        const auto parts = certificateParts(bytes);
+        if (!parts || !known.insert(parts->whole).second) {
+            continue;
+        }
+        if (auto subject = normalizedName(parts->subject)) {
+            auto entry = std::make_unique<Entry>();
+            entry->der = parts->whole;
+            entry->issuer = normalizedName(parts->issuer);
+            _bySubject.emplace(*std::move(subject), std::move(entry));
+        }
+    }
+}
+
+std::vector<std::shared_ptr<const VELX509Certificate>>
+VELCertificatePool::certificatesOf(const std::string& subject) const {
+    std::vector<std::shared_ptr<const VELX509Certificate>> certificates;
+    const auto [first, last] = _bySubject.equal_range(subject);
+    for (auto found = first; found != last; ++found) {
+        Entry& entry = *found->second;
+        std::call_once(entry.decodeOnce,
+                       [&] { entry.certificate = VELX509Certificate::parse(entry.der); });
+        if (entry.certificate != nullptr) {
+            certificates.push_back(entry.certificate);
+        }
+    }
+    return certificates;
+}
+
+std::vector<std::string> VELCertificatePool::issuersOf(const std::string& subject) const {
+    std::vector<std::string> issuers;
+    const auto [first, last] = _bySubject.equal_range(subject);
+    for (auto found = first; found != last; ++found) {
+        if (found->second->issuer) {
+            issuers.push_back(*found->second->issuer);
+        }
+    }
+    return issuers;
+}
+
+bool vel::x509::issuerChainHolds(const std::string& wanted, const std::string& issuer,
+                                 const VELCertificatePool* pool) {
+    std::set<std::string> seen = {issuer};
+    std::vector<std::string> level = {issuer};
+    for (unsigned depth = 0; depth <= furtherIssuers && !level.empty(); ++depth) {
+        std::vector<std::string> next;
+        for (const std::string& name : level) {
+            if (name == wanted) {
+                return true;
+            }
+            for (std::string& above :
+                 pool != nullptr ? pool->issuersOf(name) : std::vector<std::string>()) {
+                // A name seen before is that of a self-issued certificate, or closes a circle.
+                if (seen.insert(above).second) {
+                    next.push_back(std::move(above));
+                }
+            }
+        }
+        level = std::move(next);
+    }
+    return false;
+}
+
+std::string vel::x509::sha1(std::string_view bytes) {
+    // Never freed, as the context it belongs to.
+    static EVP_MD* const algorithm =
+        made(DigestHandle(EVP_MD_fetch(privateContext(), "SHA1", nullptr))).release();
+    const ErrorQueueScope errors;
+    std::string digest(static_cast<std::size_t>(EVP_MD_get_size(algorithm)), '\0');
+    if (EVP_Digest(bytes.data(), bytes.size(), reinterpret_cast<unsigned char*>(digest.data()),
+                   nullptr, algorithm, nullptr) != 1) {
+        throw std::bad_alloc();
+    }
+    return digest;
+}

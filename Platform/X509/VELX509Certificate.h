@@ -1,0 +1,101 @@
+// SPDX-License-Identifier: Apache-2.0
+#pragma once
+
+#include "Base/VELMoment.h"
+#include "Platform/VELCertificate.h"
+#include "Platform/X509/VELOpenSSLHandles.h"
+
+#include <cstddef>
+#include <map>
+#include <memory>
+#include <mutex>
+#include <optional>
+#include <string>
+#include <string_view>
+#include <vector>
+
+class VELCertificatePool;
+
+/// A certificate over OpenSSL. Immutable.
+class VELX509Certificate final : public VELCertificate {
+public:
+    /// The certificate at the start of `der`. Null: the bytes are no certificate. `pool`, which may
+    /// be null, is where its issuers are looked for.
+    static std::shared_ptr<const VELX509Certificate>
+    parse(std::string_view der, std::shared_ptr<const VELCertificatePool> pool = nullptr);
+
+    [[nodiscard]] const std::string& der() const override { return _der; }
+    [[nodiscard]] std::optional<std::vector<std::string>> commonNames() const override;
+    [[nodiscard]] std::optional<std::string> normalizedSubject() const override { return _subject; }
+    [[nodiscard]] std::optional<std::string> subjectSummary() const override;
+
+    /// As `normalizedSubject` and `normalizedIssuer`, without a copy.
+    [[nodiscard]] const std::optional<std::string>& subject() const { return _subject; }
+    [[nodiscard]] const std::optional<std::string>& issuer() const { return _issuer; }
+
+    [[nodiscard]] bool isSelfIssued() const { return _subject && _subject == _issuer; }
+
+    /// Whether `moment` is within the validity, both ends included. Never, when the dates cannot be
+    /// read.
+    [[nodiscard]] bool isValidAt(VELMoment moment) const;
+
+    /// Whether an extension is there twice; whether one cannot be read.
+    [[nodiscard]] bool hasDuplicateExtension() const { return _hasDuplicateExtension; }
+    [[nodiscard]] bool hasUnreadableExtension() const { return _hasUnreadableExtension; }
+
+    [[nodiscard]] const std::shared_ptr<const VELCertificatePool>& pool() const { return _pool; }
+
+    /// OpenSSL's own object; it guards what it caches, so it may be used on several threads.
+    [[nodiscard]] X509* x509() const { return _x509.get(); }
+
+private:
+    VELX509Certificate() = default;
+
+    [[nodiscard]] std::optional<std::string> firstAlternativeName(int type) const;
+
+    std::string _der;
+    std::optional<std::string> _subject;
+    std::optional<std::string> _issuer;
+    bool _hasDuplicateExtension = false;
+    bool _hasUnreadableExtension = false;
+    std::shared_ptr<const VELCertificatePool> _pool;
+    vel::x509::CertificateHandle _x509;
+};
+
+/// The certificates of a keychain, found by their subject. One is decoded when it is first needed.
+/// Immutable; safe on several threads.
+class VELCertificatePool {
+public:
+    /// Bytes that are no certificate, and equal bytes, do not count.
+    explicit VELCertificatePool(const std::vector<std::string>& certificates);
+
+    /// The certificates with the normalised subject `subject`, in order.
+    [[nodiscard]] std::vector<std::shared_ptr<const VELX509Certificate>>
+    certificatesOf(const std::string& subject) const;
+
+    /// The normalised issuers of the certificates with the normalised subject `subject`.
+    [[nodiscard]] std::vector<std::string> issuersOf(const std::string& subject) const;
+
+private:
+    struct Entry {
+        std::string der;
+        std::optional<std::string> issuer;
+        std::once_flag decodeOnce;
+        std::shared_ptr<const VELX509Certificate> certificate;
+    };
+
+    std::multimap<std::string, std::unique_ptr<Entry>, std::less<>> _bySubject;
+};
+
+namespace vel::x509 {
+
+/// Whether a chain of names leads from a certificate with the normalised issuer `issuer` to the
+/// name `wanted`, through at most ten more issuers in the pool (which may be null). Names alone
+/// count: nothing is verified.
+bool issuerChainHolds(const std::string& wanted, const std::string& issuer,
+                      const VELCertificatePool* pool);
+
+/// The SHA-1 digest of `bytes`: 20 bytes.
+std::string sha1(std::string_view bytes);
+
+} // namespace vel::x509

@@ -1,0 +1,373 @@
+// SPDX-License-Identifier: Apache-2.0
+#include "Platform/X509/VELX509Name.h"
+
+#include "Base/VELText.h"
+#include "Platform/X509/VELDERReader.h"
+
+#include <cstddef>
+#include <functional>
+#include <set>
+#include <utility>
+
+namespace vel::x509 {
+namespace {
+
+using namespace std::string_view_literals;
+
+constexpr std::string_view commonNameType = "\x55\x04\x03"sv;
+constexpr std::string_view organizationType = "\x55\x04\x0A"sv;
+constexpr std::string_view organizationalUnitType = "\x55\x04\x0B"sv;
+constexpr std::string_view descriptionType = "\x55\x04\x0D"sv;
+constexpr std::string_view emailAddressType = "\x2A\x86\x48\x86\xF7\x0D\x01\x09\x01"sv;
+
+struct Attribute {
+    std::string_view type; ///< content of its object identifier
+    std::string_view wholeType;
+    der::Element value;
+};
+
+std::optional<Attribute> readAttribute(der::Reader& relativeName) {
+    const auto pair = relativeName.next(der::sequence);
+    if (!pair) {
+        return std::nullopt;
+    }
+    der::Reader reader(pair->content);
+    const auto type = reader.next(der::objectIdentifier);
+    const auto value = type && !type->content.empty() ? reader.next() : std::nullopt;
+    if (!value || !reader.atEnd()) {
+        return std::nullopt;
+    }
+    return Attribute{type->content, type->whole, *value};
+}
+
+/// The attributes of each relative name, in order. Nothing: malformed.
+std::optional<std::vector<std::vector<Attribute>>> readName(std::string_view name) {
+    der::Reader whole(name);
+    const auto sequence = whole.next(der::sequence);
+    if (!sequence || !whole.atEnd()) {
+        return std::nullopt;
+    }
+    std::vector<std::vector<Attribute>> relativeNames;
+    der::Reader reader(sequence->content);
+    while (!reader.atEnd()) {
+        const auto relativeName = reader.next(der::set);
+        if (!relativeName || relativeName->content.empty()) {
+            return std::nullopt;
+        }
+        der::Reader attributes(relativeName->content);
+        auto& read = relativeNames.emplace_back();
+        while (!attributes.atEnd()) {
+            const auto attribute = readAttribute(attributes);
+            if (!attribute) {
+                return std::nullopt;
+            }
+            read.push_back(*attribute);
+        }
+    }
+    return relativeNames;
+}
+
+std::vector<Attribute> attributesOf(std::string_view name) {
+    std::vector<Attribute> attributes;
+    for (const auto& relativeName :
+         readName(name).value_or(decltype(readName(name))::value_type())) {
+        attributes.insert(attributes.end(), relativeName.begin(), relativeName.end());
+    }
+    return attributes;
+}
+
+std::string normalizedPrintable(std::string_view text) {
+    std::string normalized;
+    bool isGapPending = false;
+    for (const char character : text) {
+        if (character == ' ' || character == '\t') {
+            isGapPending = !normalized.empty();
+            continue;
+        }
+        if (std::exchange(isGapPending, false)) {
+            normalized += ' ';
+        }
+        const bool isLower = character >= 'a' && character <= 'z';
+        normalized += isLower ? static_cast<char>(character - 'a' + 'A') : character;
+    }
+    return normalized;
+}
+
+void appendUTF8(char32_t character, std::string& text) {
+    const auto append = [&text](char32_t bits) { text += static_cast<char>(bits); };
+    const auto appendLast = [&](unsigned shift) { append(0x80U | (character >> shift & 0x3FU)); };
+    if (character < 0x80) {
+        append(character);
+    } else if (character < 0x800) {
+        append(0xC0U | character >> 6U);
+        appendLast(0);
+    } else if (character < 0x10000) {
+        append(0xE0U | character >> 12U);
+        appendLast(6);
+        appendLast(0);
+    } else {
+        append(0xF0U | character >> 18U);
+        appendLast(12);
+        appendLast(6);
+        appendLast(0);
+    }
+}
+
+bool isSurrogate(char32_t unit) {
+    return unit >= 0xD800 && unit < 0xE000;
+}
+
+/// The big-endian code units of `unitLength` bytes; nothing when bytes are left over.
+std::optional<std::u32string> codeUnits(std::string_view content, std::size_t unitLength) {
+    if (content.size() % unitLength != 0) {
+        return std::nullopt;
+    }
+    std::u32string units(content.size() / unitLength, U'\0');
+    for (std::size_t index = 0; index < content.size(); ++index) {
+        char32_t& unit = units[index / unitLength];
+        unit = unit << 8U | static_cast<unsigned char>(content[index]);
+    }
+    return units;
+}
+
+std::optional<std::string> textOfUTF16(std::string_view content) {
+    const auto units = codeUnits(content, 2);
+    std::string text;
+    for (std::size_t index = 0; units && index < units->size(); ++index) {
+        char32_t character = (*units)[index];
+        if (isSurrogate(character)) {
+            const char32_t low = index + 1 < units->size() ? (*units)[++index] : U'\0';
+            if (character >= 0xDC00 || low < 0xDC00 || low >= 0xE000) {
+                return std::nullopt;
+            }
+            character = 0x10000 + ((character - 0xD800) << 10U) + (low - 0xDC00);
+        }
+        appendUTF8(character, text);
+    }
+    return units ? std::optional(text) : std::nullopt;
+}
+
+std::optional<std::string> textOfUTF32(std::string_view content) {
+    const auto units = codeUnits(content, 4);
+    std::string text;
+    for (const char32_t character : units.value_or(U"")) {
+        if (character > 0x10FFFF || isSurrogate(character)) {
+            return std::nullopt;
+        }
+        appendUTF8(character, text);
+    }
+    return units ? std::optional(text) : std::nullopt;
+}
+
+std::optional<std::string> textOfASCII(std::string_view content) {
+    for (const char character : content) {
+        if (static_cast<unsigned char>(character) >= 0x80) {
+            return std::nullopt;
+        }
+    }
+    return std::string(content);
+}
+
+std::string textOfLatin1(std::string_view content) {
+    std::string text;
+    for (const char character : content) {
+        appendUTF8(static_cast<unsigned char>(character), text);
+    }
+    return text;
+}
+
+std::string_view withoutFinalNUL(std::string_view content) {
+    if (content.ends_with('\0')) {
+        content.remove_suffix(1);
+    }
+    return content;
+}
+
+std::optional<std::string> decodedText(std::uint8_t tag, std::string_view content) {
+    switch (tag) {
+    case der::utf8String: {
+        const std::string_view text = withoutFinalNUL(content);
+        return isValidUTF8(text) ? std::optional(std::string(text)) : std::nullopt;
+    }
+    case der::numericString:
+    case der::printableString:
+    case der::ia5String:
+        return textOfASCII(withoutFinalNUL(content));
+    case der::teletexString:
+    case der::videotexString:
+    case der::visibleString:
+        return textOfLatin1(withoutFinalNUL(content));
+    case der::bmpString:
+        return textOfUTF16(content);
+    case der::universalString:
+        return textOfUTF32(content);
+    default:
+        return std::nullopt;
+    }
+}
+
+/// How much a type of attribute counts for a summary.
+int rankOf(std::string_view type) {
+    return type == commonNameType           ? 4
+           : type == organizationalUnitType ? 3
+           : type == organizationType       ? 2
+                                            : 1;
+}
+
+void prepend(const std::string& text, std::optional<std::string>& list) {
+    list = list ? text + ", " + *list : text;
+}
+
+/// The optional parts behind the public key: two unique identifiers, then the extensions.
+std::optional<std::string_view> readExtensions(der::Reader& reader) {
+    static_cast<void>(reader.next(0x81));
+    static_cast<void>(reader.next(0x82));
+    const auto wrapper = reader.next(der::context(3));
+    if (!reader.atEnd()) {
+        return std::nullopt;
+    }
+    if (!wrapper) {
+        return std::string_view();
+    }
+    der::Reader content(wrapper->content);
+    const auto extensions = content.next(der::sequence);
+    return extensions && content.atEnd() ? std::optional(extensions->content) : std::nullopt;
+}
+
+std::optional<std::string_view> typeOfExtension(std::string_view extension) {
+    der::Reader reader(extension);
+    const auto type = reader.next(der::objectIdentifier);
+    static_cast<void>(reader.next(der::boolean));
+    const auto value = reader.next(der::octetString);
+    return type && value && reader.atEnd() ? std::optional(type->content) : std::nullopt;
+}
+
+} // namespace
+
+std::optional<CertificateParts> certificateParts(std::string_view bytes) {
+    const auto certificate = der::Reader(bytes).next(der::sequence);
+    if (!certificate) {
+        return std::nullopt;
+    }
+    der::Reader outer(certificate->content);
+    const auto signedPart = outer.next(der::sequence);
+    const bool isSigned = signedPart && outer.next(der::sequence) && outer.next(der::bitString);
+    if (!isSigned || !outer.atEnd()) {
+        return std::nullopt;
+    }
+    der::Reader reader(signedPart->content);
+    static_cast<void>(reader.next(der::context(0)));
+    if (!reader.next(der::integer) || !reader.next(der::sequence)) {
+        return std::nullopt;
+    }
+    const auto issuer = reader.next(der::sequence);
+    const bool hasValidity = reader.next(der::sequence).has_value();
+    const auto subject = reader.next(der::sequence);
+    const bool hasKey = reader.next(der::sequence).has_value();
+    if (!issuer || !hasValidity || !subject || !hasKey) {
+        return std::nullopt;
+    }
+    const auto extensions = readExtensions(reader);
+    if (!extensions) {
+        return std::nullopt;
+    }
+    return CertificateParts{certificate->whole, issuer->whole, subject->whole, *extensions};
+}
+
+std::optional<std::string> normalizedName(std::string_view name) {
+    const auto relativeNames = readName(name);
+    if (!relativeNames) {
+        return std::nullopt;
+    }
+    std::string content;
+    for (const auto& relativeName : *relativeNames) {
+        std::string attributes;
+        for (const Attribute& attribute : relativeName) {
+            std::string pair(attribute.wholeType);
+            if (attribute.value.tag == der::printableString) {
+                pair += der::element(der::printableString,
+                                     normalizedPrintable(attribute.value.content));
+            } else {
+                pair += attribute.value.whole;
+            }
+            attributes += der::element(der::sequence, pair);
+        }
+        content += der::element(der::set, attributes);
+    }
+    return der::element(der::sequence, content);
+}
+
+std::optional<std::string> textOfValue(std::uint8_t tag, std::string_view content) {
+    auto text = decodedText(tag, content);
+    return text && !text->empty() ? std::move(text) : std::nullopt;
+}
+
+std::optional<std::vector<std::string>> commonNamesOfName(std::string_view name) {
+    std::vector<std::string> names;
+    for (const Attribute& attribute : attributesOf(name)) {
+        if (attribute.type != commonNameType) {
+            continue;
+        }
+        auto text = textOfValue(attribute.value.tag, attribute.value.content);
+        if (!text) {
+            return std::nullopt;
+        }
+        names.push_back(*std::move(text));
+    }
+    return names.empty() ? std::nullopt : std::optional(std::move(names));
+}
+
+std::optional<std::vector<std::string>> commonNamesOfCertificate(std::string_view bytes) {
+    const auto parts = certificateParts(bytes);
+    return parts ? commonNamesOfName(parts->subject) : std::nullopt;
+}
+
+NameSummary nameSummary(std::string_view name) {
+    NameSummary summary;
+    std::optional<std::string> description;
+    int rank = 0;
+    for (const Attribute& attribute : attributesOf(name)) {
+        const auto text = textOfValue(attribute.value.tag, attribute.value.content);
+        if (!text) {
+            continue;
+        }
+        if (attribute.type == emailAddressType && !summary.emailAddress) {
+            summary.emailAddress = text;
+        }
+        if (attribute.type == descriptionType) {
+            prepend(*text, description);
+            continue;
+        }
+        const int candidate = rankOf(attribute.type);
+        if (candidate > rank) {
+            summary.text.reset();
+            rank = candidate;
+        }
+        if (candidate == rank) {
+            prepend(*text, summary.text);
+        }
+    }
+    summary.isCommonName = rank == rankOf(commonNameType);
+    if (summary.isCommonName && description) {
+        *summary.text += " (" + *description + ")";
+    }
+    return summary;
+}
+
+ExtensionList extensionList(std::string_view extensions) {
+    std::set<std::string_view> types;
+    der::Reader reader(extensions);
+    while (!reader.atEnd()) {
+        const auto extension = reader.next(der::sequence);
+        const auto type = extension ? typeOfExtension(extension->content) : std::nullopt;
+        if (!type) {
+            return ExtensionList::malformed;
+        }
+        if (!types.insert(*type).second) {
+            return ExtensionList::duplicate;
+        }
+    }
+    return ExtensionList::wellFormed;
+}
+
+} // namespace vel::x509

@@ -1,0 +1,227 @@
+// SPDX-License-Identifier: Apache-2.0
+#include "Platform/Simulated/VELSimulatedKeychain.h"
+
+#include "Platform/Simulated/VELMachineDescription.h"
+#include "Tests/Support/CertificateWorkshop.h"
+
+#include <gtest/gtest.h>
+#include <nlohmann/json.hpp>
+
+#include <string>
+#include <utility>
+#include <vector>
+
+namespace {
+
+using Certificates = std::vector<std::string>;
+
+TEST(SimulatedKeychain, AnswersItsCertificatesInOrderUpToTheLimit) {
+    VELSimulatedKeychain keychain;
+    keychain.certificateList = {"a", "b", "c"};
+    EXPECT_EQ(keychain.certificates(2).certificates, Certificates({"a", "b"}));
+    EXPECT_EQ(keychain.certificates(9).certificates, Certificates({"a", "b", "c"}));
+    EXPECT_EQ(keychain.certificates(9).status, 0);
+    EXPECT_EQ(keychain.counts.certificates, 3U);
+}
+
+TEST(SimulatedKeychain, NoCertificateIsNotFoundUnlessAStatusIsGiven) {
+    VELSimulatedKeychain keychain;
+    EXPECT_EQ(keychain.certificates(9).status, -25300);
+    keychain.certificatesStatus = 0;
+    EXPECT_EQ(keychain.certificates(9).status, 0);
+    keychain.certificateList = {"a"};
+    keychain.certificatesStatus = -25291;
+    EXPECT_EQ(keychain.certificates(9).status, -25291);
+    EXPECT_TRUE(keychain.certificates(9).certificates.empty());
+}
+
+class SimulatedIdentities : public testing::Test {
+protected:
+    SimulatedIdentities() {
+        keychain.date = vel::momentOfText("2030-01-01T00:00:00Z");
+        keychain.identityList = {
+            {.certificate = leaf}, {.certificate = "garbage"}, {.certificate = root}};
+        anchor = keychain.parseCertificate(root);
+        issuer = anchor->normalizedSubject().value();
+    }
+
+    CertificateWorkshop workshop;
+    std::string root = workshop.makeAuthority("Root");
+    std::string leaf = workshop.makeLeaf("Leaf", "Root");
+    VELSimulatedKeychain keychain;
+    std::shared_ptr<const VELCertificate> anchor;
+    std::string issuer;
+};
+
+TEST_F(SimulatedIdentities, AreFoundByIssuerAndDate) {
+    const auto found = keychain.identities(issuer);
+    EXPECT_EQ(found.status, 0);
+    ASSERT_EQ(found.identities.size(), 2U);
+    EXPECT_EQ(found.identities[0]->copyCertificate().certificate->der(), leaf);
+    EXPECT_EQ(found.identities[1]->copyCertificate().certificate->der(), root);
+    EXPECT_EQ(keychain.identities("no name").status, -25300);
+    keychain.date = vel::momentOfText("2035-01-01T00:00:00Z");
+    EXPECT_EQ(keychain.identities(issuer).status, -25300);
+    keychain.date.reset();
+    EXPECT_EQ(keychain.identities(issuer).status, 0) << "they are valid today, whenever that is";
+    keychain.identitiesStatus = -25291;
+    EXPECT_EQ(keychain.identities(issuer).status, -25291);
+    EXPECT_EQ(keychain.counts.identities, 5U);
+}
+
+TEST_F(SimulatedIdentities, AnAbsentDateIsNow) {
+    const std::string future = workshop.make({.name = "Future",
+                                              .issuer = "Root",
+                                              .extensions = leafExtensions,
+                                              .notBefore = "20400101000000Z",
+                                              .notAfter = "20410101000000Z"});
+    keychain.identityList = {{.certificate = future}};
+    keychain.date.reset();
+    EXPECT_EQ(keychain.identities(issuer).status, -25300);
+    keychain.identityList = {{.certificate = leaf}};
+    EXPECT_EQ(keychain.identities(issuer).status, 0);
+}
+
+TEST_F(SimulatedIdentities, FailWhereTheirKnobsSay) {
+    keychain.identityList = {{.certificate = leaf, .certificateStatus = -1},
+                             {.certificate = leaf, .trustStatus = -2},
+                             {.certificate = leaf, .anchorsStatus = -3}};
+    const auto found = keychain.identities(issuer);
+    ASSERT_EQ(found.identities.size(), 3U);
+    EXPECT_EQ(found.identities[0]->copyCertificate().status, -1);
+    EXPECT_EQ(found.identities[0]->copyCertificate().certificate, nullptr);
+    EXPECT_EQ(keychain.createTrust(found.identities[1]->copyCertificate().certificate).status, -2);
+    const auto trust = keychain.createTrust(found.identities[2]->copyCertificate().certificate);
+    EXPECT_EQ(trust.status, 0);
+    EXPECT_EQ(trust.trust->setOnlyAnchor(anchor), -3);
+}
+
+TEST_F(SimulatedIdentities, AreCountedUntilTheyAreGivenBack) {
+    {
+        const auto found = keychain.identities(issuer);
+        EXPECT_EQ(keychain.counts.handedOut, 2);
+        const auto copied = found.identities.front()->copyCertificate();
+        EXPECT_EQ(keychain.counts.handedOut, 3);
+        const auto created = keychain.createTrust(copied.certificate);
+        EXPECT_EQ(keychain.counts.handedOut, 4);
+        EXPECT_EQ(created.trust->setOnlyAnchor(anchor), 0);
+        std::optional<VELError> error;
+        EXPECT_TRUE(created.trust->evaluate(&error));
+        EXPECT_FALSE(error);
+    }
+    EXPECT_EQ(keychain.counts.handedOut, 0);
+    EXPECT_EQ(keychain.counts.identityCertificates, 1U);
+    EXPECT_EQ(keychain.counts.trusts, 1U);
+    EXPECT_EQ(keychain.counts.anchors, 1U);
+    EXPECT_EQ(keychain.counts.evaluations, 1U);
+}
+
+TEST_F(SimulatedIdentities, AnAnchorMayBeAnIdentitysCertificate) {
+    const auto found = keychain.identities(issuer);
+    const auto trust = keychain.createTrust(found.identities[0]->copyCertificate().certificate);
+    EXPECT_EQ(trust.trust->setOnlyAnchor(found.identities[1]->copyCertificate().certificate), 0);
+    std::optional<VELError> error;
+    EXPECT_TRUE(trust.trust->evaluate(&error));
+}
+
+class ForeignCertificate final : public VELCertificate {
+public:
+    [[nodiscard]] const std::string& der() const override { return _der; }
+    [[nodiscard]] std::optional<std::vector<std::string>> commonNames() const override {
+        return std::nullopt;
+    }
+    [[nodiscard]] std::optional<std::string> normalizedSubject() const override {
+        return std::nullopt;
+    }
+    [[nodiscard]] std::optional<std::string> subjectSummary() const override {
+        return std::nullopt;
+    }
+
+private:
+    std::string _der;
+};
+
+TEST_F(SimulatedIdentities, ACertificateOfAnotherPlatformIsAWrongParameter) {
+    const auto foreign = std::make_shared<const ForeignCertificate>();
+    EXPECT_EQ(keychain.createTrust(foreign).status, -50);
+    EXPECT_EQ(keychain.createTrust(anchor).trust->setOnlyAnchor(foreign), -50);
+}
+
+std::string errorOf(std::string_view text) {
+    std::string error;
+    EXPECT_EQ(vel::machineFromDescription(text, &error), nullptr) << text;
+    return error;
+}
+
+TEST(DescribedKeychain, IsWhatTheMachineAnswers) {
+    const auto machine = vel::machineFromDescription(R"({
+        "date": "2030-01-01T00:00:00Z",
+        "keychain": {
+            "certificates": ["YQ==", "", "Yg=="], "certificatesStatus": -7,
+            "identities": [{"certificate": "Yw=="},
+                           {"certificate": "ZA==", "certificateStatus": -1, "trustStatus": 2147483647,
+                            "anchorsStatus": -2147483648}],
+            "identitiesStatus": 5}})",
+                                                     nullptr);
+    ASSERT_NE(machine, nullptr);
+    const VELSimulatedKeychain& keychain = machine->keychainStore;
+    EXPECT_EQ(keychain.date, vel::momentOfText("2030-01-01T00:00:00Z"));
+    EXPECT_EQ(keychain.certificateList, Certificates({"a", "", "b"}));
+    EXPECT_EQ(keychain.certificatesStatus, -7);
+    EXPECT_EQ(keychain.identitiesStatus, 5);
+    ASSERT_EQ(keychain.identityList.size(), 2U);
+    EXPECT_EQ(keychain.identityList[0].certificate, "c");
+    EXPECT_EQ(keychain.identityList[0].certificateStatus, 0);
+    EXPECT_EQ(keychain.identityList[0].trustStatus, 0);
+    EXPECT_EQ(keychain.identityList[0].anchorsStatus, 0);
+    EXPECT_EQ(keychain.identityList[1].certificate, "d");
+    EXPECT_EQ(keychain.identityList[1].certificateStatus, -1);
+    EXPECT_EQ(keychain.identityList[1].trustStatus, 2147483647);
+    EXPECT_EQ(keychain.identityList[1].anchorsStatus, -2147483647 - 1);
+    EXPECT_EQ(&machine->keychain(), &keychain);
+}
+
+TEST(DescribedKeychain, IsEmptyWhenItIsNotDescribed) {
+    for (const char* text :
+         {"{}", R"({"keychain": {}})", R"({"keychain": {"certificates": [], "identities": []}})"}) {
+        const auto machine = vel::machineFromDescription(text, nullptr);
+        ASSERT_NE(machine, nullptr);
+        EXPECT_EQ(machine->keychainStore.date, std::nullopt);
+        EXPECT_EQ(machine->keychain().certificates(9).status, -25300);
+        EXPECT_EQ(machine->keychain().identities("\x30").status, -25300);
+    }
+}
+
+TEST(DescribedKeychain, WhatIsWrongIsNamed) {
+    const std::pair<const char*, const char*> wrong[] = {
+        {R"({"date": null})", "date is not a string"},
+        {R"({"date": "yesterday"})", "date is not an RFC 3339 time"},
+        {R"({"keychain": []})", "keychain is not an object"},
+        {R"({"keychain": {"x": 1}})", "unknown key \"x\" in keychain"},
+        {R"({"keychain": {"certificates": {}}})", "keychain.certificates is not a list"},
+        {R"({"keychain": {"certificates": ["", 1]}})", "keychain.certificates[1] is not a string"},
+        {R"({"keychain": {"certificates": ["!"]}})", "keychain.certificates[0] is not base64"},
+        {R"({"keychain": {"certificatesStatus": 1.0}})",
+         "keychain.certificatesStatus is not an integer of 32 bits"},
+        {R"({"keychain": {"identitiesStatus": 2147483648}})",
+         "keychain.identitiesStatus is not an integer of 32 bits"},
+        {R"({"keychain": {"identitiesStatus": -2147483649}})",
+         "keychain.identitiesStatus is not an integer of 32 bits"},
+        {R"({"keychain": {"identitiesStatus": 18446744073709551615}})",
+         "keychain.identitiesStatus is not an integer of 32 bits"},
+        {R"({"keychain": {"identities": null}})", "keychain.identities is not a list"},
+        {R"({"keychain": {"identities": ["YQ=="]}})", "keychain.identities[0] is not an object"},
+        {R"({"keychain": {"identities": [{}]}})", "keychain.identities[0] has no certificate"},
+        {R"({"keychain": {"identities": [{"certificate": "YQ==", "key": 1}]}})",
+         "unknown key \"key\" in keychain.identities[0]"},
+        {R"({"keychain": {"identities": [{"certificate": "YQ"}]}})",
+         "keychain.identities[0].certificate is not base64"},
+        {R"({"keychain": {"identities": [{"certificate": "YQ==", "trustStatus": "0"}]}})",
+         "keychain.identities[0].trustStatus is not an integer of 32 bits"},
+    };
+    for (const auto& [text, error] : wrong) {
+        EXPECT_EQ(errorOf(text), error);
+    }
+}
+
+} // namespace
