@@ -154,7 +154,9 @@ private:
         texts.path = disk.lexically_relative(_allDevices);
         texts.removable = attribute(disk / "removable");
         texts.cardType = attribute(disk / "device" / "type");
-        texts.transports = transportsOfDisk(disk);
+        if (disk.filename().string().starts_with("nvme")) {
+            texts.transports = transportsOfDisk(disk);
+        }
         return texts;
     }
 
