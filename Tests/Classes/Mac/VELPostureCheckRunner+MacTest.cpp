@@ -9,6 +9,7 @@
 #include <nlohmann/json.hpp>
 
 #include <limits>
+#include <map>
 #include <stdexcept>
 
 namespace {
@@ -176,9 +177,39 @@ TEST_F(MacRunner, ListsItsChecksUnderMac) {
 TEST_F(MacRunner, EachCatalogueIsNew) {
     const auto first = macPostureCheckCatalogue(platform);
     const auto second = macPostureCheckCatalogue(platform);
-    ASSERT_TRUE(first.contains("minimumOSVersion"));
-    EXPECT_NE(first.at("minimumOSVersion"), nullptr);
-    EXPECT_NE(first.at("minimumOSVersion"), second.at("minimumOSVersion"));
+    for (const auto& [type, check] : first) {
+        EXPECT_NE(check, nullptr) << type;
+        EXPECT_NE(check, second.at(type)) << type;
+    }
+}
+
+TEST_F(MacRunner, KnowsExactlySevenTypes) {
+    using Names = std::optional<std::vector<std::string>>;
+    const std::map<std::string, Names> expected = {
+        {"localFirewall", std::nullopt},
+        {"fullDiskEncryption", std::nullopt},
+        {"certificatePresent", Names{{"sha1"}}},
+        {"minimumOSVersion", Names{{"version"}}},
+        {"anyProcessRunning", Names{{"processes"}}},
+        {"joinedToDomain", Names{{"names"}}},
+        {"perDeviceCertificatePresent", Names{{"cert"}}},
+    };
+    std::map<std::string, Names> found;
+    for (const auto& [type, check] : macPostureCheckCatalogue(platform)) {
+        found.emplace(type, check->requiredParameters());
+    }
+    EXPECT_EQ(found, expected);
+}
+
+TEST_F(MacRunner, TakesNoTypeInAnotherCaseAndNoEncryptionMethod) {
+    for (const std::string type : {"LocalFirewall", "localfirewall", "LOCALFIREWALL", "fileVault",
+                                   "VELFileVaultEncryptionCheck", "VELFirewallCheck"}) {
+        const VELValue result = resultOf(*macRunner(), R"({"mac": [{"type": ")" + type + R"("}]})");
+        EXPECT_EQ(result["checks"],
+                  VELValue::array(
+                      {{{"type", type}, {"error", "Unknown posture check type: " + type + "."}}}));
+        EXPECT_EQ(result["pass"], false);
+    }
 }
 
 TEST(HostRunner, AnswersFromThisMachine) {
