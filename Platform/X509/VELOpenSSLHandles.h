@@ -29,7 +29,9 @@ using CertificateListHandle =
     std::unique_ptr<STACK_OF(X509), decltype([](STACK_OF(X509) * list) { sk_X509_free(list); })>;
 
 /// A context with the built-in algorithms alone: neither a configuration file nor a variable that
-/// names one has a say. Made on first use, kept as long as the process. Throws `std::bad_alloc`.
+/// names one has a say. (OpenSSL's own first use in a process reads its configuration all the same,
+/// for the default context. To forbid that would change OpenSSL for the host as well.) Made on
+/// first use, kept as long as the process. Throws `std::bad_alloc`.
 OSSL_LIB_CTX* privateContext();
 
 /// While it is in scope, what OpenSSL adds to the thread's queue of errors is removed again; what

@@ -37,7 +37,7 @@ constexpr StatusText texts[] = {
     {certificateDuplicateExtension, "The certificate has an extension twice."},
 };
 
-constexpr std::int32_t lastErrorNumber = 4095;
+constexpr int lastErrorNumber = 4095;
 
 } // namespace
 
@@ -47,8 +47,8 @@ std::string textOfStatus(std::int32_t status) {
             return known.text;
         }
     }
-    const std::int32_t errorNumber = status - statusOfErrorNumber(0);
-    if (status > statusOfErrorNumber(0) && errorNumber <= lastErrorNumber) {
+    if (status > statusOfErrorNumber(0) && status <= statusOfErrorNumber(lastErrorNumber)) {
+        const int errorNumber = status - statusOfErrorNumber(0);
         return "UNIX[" + std::generic_category().message(errorNumber) + "]";
     }
     return "OSStatus " + std::to_string(status);

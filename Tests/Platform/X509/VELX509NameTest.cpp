@@ -47,7 +47,8 @@ std::string nameOf(std::uint8_t tag, const std::string& value) {
 using Names = std::optional<std::vector<std::string>>;
 
 TEST(DERReader, ReadsElementsOneAfterAnother) {
-    der::Reader reader("\x02\x01\x05\x04\x00"s);
+    const std::string bytes = "\x02\x01\x05\x04\x00"s;
+    der::Reader reader(bytes);
     EXPECT_EQ(reader.next(der::octetString), std::nullopt) << "the tag is another one";
     const auto integer = reader.next(der::integer);
     ASSERT_TRUE(integer);
