@@ -1,6 +1,8 @@
 // SPDX-License-Identifier: Apache-2.0
 #include "Platform/POSIX/VELFileReader.h"
 
+#include "Platform/POSIX/VELDescriptor.h"
+
 #include <algorithm>
 #include <cerrno>
 #include <fcntl.h>
@@ -9,24 +11,6 @@
 
 namespace vel {
 namespace {
-
-/// Owns a descriptor; negative: none, `errno` then says why.
-class FileDescriptor {
-public:
-    explicit FileDescriptor(int descriptor) : _descriptor(descriptor) {}
-    ~FileDescriptor() {
-        if (_descriptor >= 0) {
-            ::close(_descriptor);
-        }
-    }
-    FileDescriptor(const FileDescriptor&) = delete;
-    FileDescriptor& operator=(const FileDescriptor&) = delete;
-
-    [[nodiscard]] int get() const { return _descriptor; }
-
-private:
-    int _descriptor;
-};
 
 int openForReading(const std::string& path) {
     int descriptor = -1;
@@ -81,7 +65,7 @@ VELFileContents readFile(const std::string& path, std::size_t maximumBytes) {
     if (path.find('\0') != std::string::npos) {
         return {VELFileStatus::missing, {}};
     }
-    const FileDescriptor file(openForReading(path));
+    const VELDescriptor file(openForReading(path));
     if (file.get() < 0) {
         const bool missing = errno == ENOENT || errno == ENOTDIR || errno == ENAMETOOLONG;
         return {missing ? VELFileStatus::missing : VELFileStatus::unreadable, {}};

@@ -1,6 +1,7 @@
 // SPDX-License-Identifier: Apache-2.0
 #include "Tools/vel-posture/StandardStreams.h"
 
+#include "Platform/POSIX/VELDescriptor.h"
 #include "Tools/vel-posture/DisplayText.h"
 #include "Tools/vel-posture/ProgramFailure.h"
 
@@ -20,23 +21,6 @@ namespace {
 
 constexpr std::size_t readSize = std::size_t{64} * 1024;
 constexpr std::size_t widestTerminal = 10'000;
-
-class Descriptor {
-public:
-    explicit Descriptor(int number) : _number(number) {}
-    Descriptor(const Descriptor&) = delete;
-    Descriptor& operator=(const Descriptor&) = delete;
-    ~Descriptor() {
-        if (_number >= 0) {
-            ::close(_number);
-        }
-    }
-
-    [[nodiscard]] int number() const { return _number; }
-
-private:
-    int _number;
-};
 
 void ignorePipeSignal(int /*signal*/) {}
 
@@ -108,9 +92,9 @@ void prepareStandardStreams() {
 }
 
 std::string readFile(const std::string& path) {
-    const Descriptor file(::open(path.c_str(), O_RDONLY | O_CLOEXEC | O_NOCTTY));
+    const VELDescriptor file(::open(path.c_str(), O_RDONLY | O_CLOEXEC | O_NOCTTY));
     std::string content;
-    const int errorNumber = file.number() < 0 ? errno : readAll(file.number(), content);
+    const int errorNumber = !file ? errno : readAll(file.get(), content);
     if (errorNumber != 0) {
         failReading("\"" + path + "\"", errorNumber);
     }

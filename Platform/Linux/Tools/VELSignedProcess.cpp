@@ -1,6 +1,8 @@
 // SPDX-License-Identifier: Apache-2.0
 #include "Platform/Linux/Tools/VELSignedProcess.h"
 #include "Platform/Linux/Tools/VELToolCommandLine.h"
+#include "Platform/POSIX/VELDescriptor.h"
+#include "Platform/POSIX/VELFileReader.h"
 
 #include <algorithm>
 #include <array>
@@ -11,6 +13,7 @@
 #include <optional>
 #include <sys/stat.h>
 #include <unistd.h>
+#include <utility>
 
 namespace vel {
 namespace {
@@ -18,30 +21,9 @@ namespace {
 constexpr std::size_t maximumSignatureBytes = std::size_t{1} << 20U;
 constexpr std::string_view certificateFilePrefix = "codesign";
 
-class Descriptor {
-public:
-    explicit Descriptor(int number) : _number(number) {}
-    Descriptor(const Descriptor&) = delete;
-    Descriptor& operator=(const Descriptor&) = delete;
-    ~Descriptor() {
-        if (_number >= 0) {
-            ::close(_number);
-        }
-    }
-    [[nodiscard]] int number() const { return _number; }
-    explicit operator bool() const { return _number >= 0; }
-
-private:
-    int _number;
-};
-
 std::optional<std::string> readRegularFile(const std::string& path) {
-    const Descriptor file(::open(path.c_str(), O_RDONLY | O_CLOEXEC | O_NONBLOCK | O_NOCTTY));
-    struct stat status {};
-    if (!file || ::fstat(file.number(), &status) != 0 || !S_ISREG(status.st_mode)) {
-        return std::nullopt;
-    }
-    return readAll(file.number(), maximumSignatureBytes);
+    VELFileContents file = readFile(path, maximumSignatureBytes);
+    return file.status == VELFileStatus::read ? std::optional(std::move(file.bytes)) : std::nullopt;
 }
 
 std::string executablePath(int process) {
@@ -94,15 +76,15 @@ std::variant<SignerCertificates, SignatureRefusal>
 signerOfProcess(const std::string& processID, const SignedProcessSources& sources) {
     // Held, the folder is that of this process alone, whoever gets its number later.
     const std::string folder = sources.processFolder + "/" + processID;
-    const Descriptor process(::open(folder.c_str(), O_RDONLY | O_DIRECTORY | O_CLOEXEC));
+    const VELDescriptor process(::open(folder.c_str(), O_RDONLY | O_DIRECTORY | O_CLOEXEC));
     if (!process) {
         return SignatureRefusal{"there is no such process"};
     }
-    const Descriptor image(::openat(process.number(), "exe", O_RDONLY | O_CLOEXEC));
-    const std::string path = executablePath(process.number());
+    const VELDescriptor image(::openat(process.get(), "exe", O_RDONLY | O_CLOEXEC));
+    const std::string path = executablePath(process.get());
     struct stat running {};
     struct stat present {};
-    if (!image || ::fstat(image.number(), &running) != 0 || !path.starts_with('/')) {
+    if (!image || ::fstat(image.get(), &running) != 0 || !path.starts_with('/')) {
         return SignatureRefusal{"its executable cannot be read"};
     }
     if (::stat(path.c_str(), &present) != 0 || !isSameFile(running, present)) {
@@ -119,9 +101,8 @@ signerOfProcess(const std::string& processID, const SignedProcessSources& source
     if (problem || (hasAnchors && !anchors)) {
         return SignatureRefusal{"the anchors in " + sources.anchorFolder + " cannot be read"};
     }
-    auto result =
-        verifyDetachedSignature(*signature, image.number(), anchors ? &*anchors : nullptr);
-    if (!stillRuns(process.number(), running)) {
+    auto result = verifyDetachedSignature(*signature, image.get(), anchors ? &*anchors : nullptr);
+    if (!stillRuns(process.get(), running)) {
         return SignatureRefusal{"it has ended or runs another executable"};
     }
     return result;
@@ -144,9 +125,9 @@ bool removeCertificateFiles() {
 bool writeCertificateFiles(const SignerCertificates& certificates) {
     for (std::size_t i = 0; i < certificates.size(); ++i) {
         const std::string name = std::string(certificateFilePrefix) + std::to_string(i);
-        const Descriptor file(
+        const VELDescriptor file(
             ::open(name.c_str(), O_WRONLY | O_CREAT | O_EXCL | O_NOFOLLOW | O_CLOEXEC, 0600));
-        if (!file || !writeAll(file.number(), certificates[i])) {
+        if (!file || !writeAll(file.get(), certificates[i])) {
             removeCertificateFiles();
             return false;
         }
