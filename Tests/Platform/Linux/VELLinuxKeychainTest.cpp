@@ -181,6 +181,9 @@ protected:
         folder.write("settings/pkcs11/pkcs11.conf", "user-config: only\n");
         registerModule("softhsm", std::string("module: ") + softHSM + "\n");
         ::setenv("XDG_CONFIG_HOME", (folder.path() + "/settings").c_str(), 1);
+        // Where they were built, another user may not get at them.
+        askOracle("cp " + std::string(helperPath) + " " + ownHelper() + " && cp " +
+                  VEL_FAULTY_MODULE + " " + faultyModule());
         askOracle("chmod -R a+rwX " + folder.path() + " " + store.path());
     }
     ~RegisteredModules() override { ::unsetenv("XDG_CONFIG_HOME"); }
@@ -189,9 +192,12 @@ protected:
         folder.write("settings/pkcs11/modules/" + name + ".module", lines);
     }
 
-    static std::string answer() {
-        return askedWithoutPrivileges([] {
-            const auto found = VELLinuxKeychain({.path = helperPath}).certificates(10);
+    [[nodiscard]] std::string ownHelper() const { return folder.path() + "/keychain-contents"; }
+    [[nodiscard]] std::string faultyModule() const { return folder.path() + "/faulty-module.so"; }
+
+    [[nodiscard]] std::string answer() const {
+        return askedWithoutPrivileges([this] {
+            const auto found = VELLinuxKeychain({.path = ownHelper()}).certificates(10);
             return std::to_string(found.status) +
                    (found.status == 0 ? " " + found.certificates.front() : "");
         });
@@ -205,12 +211,12 @@ TEST_F(RegisteredModules, AreAsked) {
 TEST_F(RegisteredModules, ThatAreMissingOrFailAreAFailingStatus) {
     registerModule("missing", "module: /nonexistent/module.so\n");
     EXPECT_EQ(answer(), "-2070");
-    registerModule("missing", std::string("module: ") + VEL_FAULTY_MODULE + "\n");
+    registerModule("missing", "module: " + faultyModule() + "\n");
     EXPECT_EQ(answer(), "-2070");
 }
 
 TEST_F(RegisteredModules, ThatAreTrustPolicyAreLeftOut) {
-    registerModule("policy", std::string("module: ") + VEL_FAULTY_MODULE + "\ntrust-policy: yes\n");
+    registerModule("policy", "module: " + faultyModule() + "\ntrust-policy: yes\n");
     EXPECT_EQ(answer(), "0 some");
     registerModule("softhsm", std::string("module: ") + softHSM + "\ntrust-policy: yes\n");
     EXPECT_EQ(answer(), "-25300");
