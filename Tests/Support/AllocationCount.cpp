@@ -3,6 +3,7 @@
 
 #include <cstdlib>
 #include <new>
+#include <optional>
 
 #if defined(__SANITIZE_ADDRESS__) || defined(__SANITIZE_THREAD__)
 #define VEL_COUNTS_ALLOCATIONS 0
@@ -18,6 +19,7 @@
 namespace {
 
 thread_local std::size_t count = 0;
+thread_local std::optional<std::size_t> lastCount;
 
 } // namespace
 
@@ -29,10 +31,21 @@ std::size_t allocationCount() {
     return count;
 }
 
+AllocationFailure::AllocationFailure(std::size_t successes) {
+    lastCount = count + successes;
+}
+
+AllocationFailure::~AllocationFailure() {
+    lastCount.reset();
+}
+
 #if VEL_COUNTS_ALLOCATIONS
 
 void* operator new(std::size_t size) {
     ++count;
+    if (lastCount && count > *lastCount) {
+        throw std::bad_alloc();
+    }
     if (void* memory = std::malloc(size == 0 ? 1 : size)) {
         return memory;
     }
