@@ -5,9 +5,9 @@
 /*
  * The library for hosts in C, and in languages that call C (Swift, Python and others). C99.
  *
- *     vel_runner *runner = vel_runner_create(NULL, NULL, NULL);
- *     const char *request = "{\"mac\": [{\"type\": \"localFirewall\"}]}";
- *     char *result = vel_runner_run(runner, request, strlen(request), NULL);
+ *     vel_runner* runner = vel_runner_create(NULL, NULL, NULL);
+ *     const char* request = "{\"mac\": [{\"type\": \"localFirewall\"}]}";
+ *     char* result = vel_runner_run(runner, request, strlen(request), NULL);
  *     puts(result);
  *     vel_result_free(result);
  *     vel_runner_free(runner);
@@ -59,19 +59,19 @@ enum {
  * @param function the calling operation's printable name; for display only
  * @param line the calling source line, from 1; for display only
  */
-typedef void (*vel_log_function)(void *VEL_NULLABLE context, const char *message,
-                                 size_t message_length, int64_t level, const char *file,
-                                 const char *function, int32_t line);
+typedef void (*vel_log_function)(void* VEL_NULLABLE context, const char* message,
+                                 size_t message_length, int64_t level, const char* file,
+                                 const char* function, int32_t line);
 
 /** Tells the host that `context` is no longer used. On any thread; once. */
-typedef void (*vel_release_function)(void *VEL_NULLABLE context);
+typedef void (*vel_release_function)(void* VEL_NULLABLE context);
 
 /** Runs requests on this machine, with all check types of the library. */
 typedef struct vel_runner vel_runner;
 
 /**
- * Makes a runner, and `log` the logger of the whole process, for the runners made before too; a null
- * `log` switches logging off.
+ * Makes a runner, and `log` the logger of the whole process, for the runners made before too; a
+ * null `log` switches logging off.
  *
  * Thread-safe.
  *
@@ -81,8 +81,8 @@ typedef struct vel_runner vel_runner;
  *        at once if `log` is null or no runner could be made; may be null
  * @return the runner, to be given to vel_runner_free(); null when memory runs out
  */
-VEL_EXPORT vel_runner *VEL_NULLABLE vel_runner_create(vel_log_function VEL_NULLABLE log,
-                                                      void *VEL_NULLABLE context,
+VEL_EXPORT vel_runner* VEL_NULLABLE vel_runner_create(vel_log_function VEL_NULLABLE log,
+                                                      void* VEL_NULLABLE context,
                                                       vel_release_function VEL_NULLABLE release);
 
 /**
@@ -90,14 +90,14 @@ VEL_EXPORT vel_runner *VEL_NULLABLE vel_runner_create(vel_log_function VEL_NULLA
  *
  * Thread-safe, but for a runner that still runs a request.
  */
-VEL_EXPORT void vel_runner_free(vel_runner *VEL_NULLABLE runner);
+VEL_EXPORT void vel_runner_free(vel_runner* VEL_NULLABLE runner);
 
 /**
  * Runs a request and returns its result, both JSON documents in UTF-8. It runs on the caller's
  * thread and returns when every check has finished.
  *
- * Whatever goes wrong is in the result: a request that is not valid, a null argument, or no more
- * memory yields the error result, an object with the single key "error".
+ * Whatever goes wrong is in the result: a request that is not valid, a null argument, or no memory
+ * for a document yields the error result, an object with the single key "error".
  *
  * Thread-safe, with the same runner too.
  *
@@ -105,17 +105,17 @@ VEL_EXPORT void vel_runner_free(vel_runner *VEL_NULLABLE runner);
  * @param result_length receives the number of bytes before the result's NUL; may be null
  * @return the result, NUL-terminated, to be given to vel_result_free(); never null
  */
-VEL_EXPORT char *vel_runner_run(const vel_runner *VEL_NULLABLE runner,
-                                const char *VEL_NULLABLE request, size_t request_length,
-                                size_t *VEL_NULLABLE result_length);
+VEL_EXPORT char* vel_runner_run(const vel_runner* VEL_NULLABLE runner,
+                                const char* VEL_NULLABLE request, size_t request_length,
+                                size_t* VEL_NULLABLE result_length);
 
 /** Frees a result of vel_runner_run(); does nothing with null. Thread-safe. */
-VEL_EXPORT void vel_result_free(char *VEL_NULLABLE result);
+VEL_EXPORT void vel_result_free(char* VEL_NULLABLE result);
 
 /**
  * The version of the library that is loaded, such as "1.0.0". Static; thread-safe.
  */
-VEL_EXPORT const char *vel_version(void);
+VEL_EXPORT const char* vel_version(void);
 
 #if defined(__clang__)
 #pragma clang assume_nonnull end
