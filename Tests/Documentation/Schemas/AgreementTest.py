@@ -5,7 +5,6 @@ Usage: AgreementTest.py DOCUMENT_VERDICTS
 """
 
 import copy
-import itertools
 import json
 import pathlib
 import re
@@ -98,7 +97,7 @@ def mutations(document):
                 yield changed(lambda part: part.append(value))
         # Each object with the keys of the next one in addition, which may exclude each other.
         objects = [key for key in keys if isinstance(container[key], dict)]
-        for key, other in itertools.pairwise(objects):
+        for key, other in zip(objects, objects[1:]):
             union = {**container[other], **container[key]}
             yield changed(lambda part: part.__setitem__(key, union))
 
