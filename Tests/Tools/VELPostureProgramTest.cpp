@@ -1,5 +1,6 @@
 // SPDX-License-Identifier: Apache-2.0
 #include "Tests/Support/ChildProgram.h"
+#include "Tests/Support/Sanitized.h"
 #include "Tests/Support/TemporaryFolder.h"
 
 #include <gtest/gtest.h>
@@ -178,7 +179,7 @@ TEST(VELPostureProgram, AnErrorResultIsStatusTwo) {
 }
 
 TEST(VELPostureProgram, TakesLongAndDeepRequests) {
-    const std::string comment(10'000'000, 'x');
+    const std::string comment(largeInput, 'x');
     const Result large =
         checkOfCompliantMac(R"({"mac": [{"type": "y", "comment": ")" + comment + "\"}]}").run();
     EXPECT_EQ(large.status, 1);
