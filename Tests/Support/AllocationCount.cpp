@@ -3,6 +3,7 @@
 
 #include <cstdlib>
 #include <new>
+#include <optional>
 
 #if defined(__SANITIZE_ADDRESS__) || defined(__SANITIZE_THREAD__)
 #define VEL_COUNTS_ALLOCATIONS 0
@@ -19,6 +20,23 @@ namespace {
 
 thread_local std::size_t count = 0;
 
+struct Limit {
+    std::size_t size;
+    std::size_t successes;
+};
+thread_local std::optional<Limit> limit;
+
+[[maybe_unused]] bool isRefused(std::size_t size) {
+    if (!limit || size < limit->size) {
+        return false;
+    }
+    if (limit->successes == 0) {
+        return true;
+    }
+    --limit->successes;
+    return false;
+}
+
 } // namespace
 
 bool allocationsAreCounted() {
@@ -29,11 +47,19 @@ std::size_t allocationCount() {
     return count;
 }
 
+AllocationFailure::AllocationFailure(std::size_t successes, std::size_t size) {
+    limit = {size, successes};
+}
+
+AllocationFailure::~AllocationFailure() {
+    limit.reset();
+}
+
 #if VEL_COUNTS_ALLOCATIONS
 
 void* operator new(std::size_t size) {
     ++count;
-    if (void* memory = std::malloc(size == 0 ? 1 : size)) {
+    if (void* memory = isRefused(size) ? nullptr : std::malloc(size == 0 ? 1 : size)) {
         return memory;
     }
     throw std::bad_alloc();

@@ -9,3 +9,13 @@ bool allocationsAreCounted();
 
 /// How often the calling thread has called the allocating `operator new` so far.
 std::size_t allocationCount();
+
+/// While it lives, the calling thread gets memory of at least `size` bytes `successes` times and
+/// then no more; smaller pieces it gets as ever.
+class AllocationFailure {
+public:
+    explicit AllocationFailure(std::size_t successes, std::size_t size = 0);
+    AllocationFailure(const AllocationFailure&) = delete;
+    AllocationFailure& operator=(const AllocationFailure&) = delete;
+    ~AllocationFailure();
+};

@@ -1,8 +1,7 @@
-// SPDX-License-Identifier: Apache-2.0
-#pragma once
+/* SPDX-License-Identifier: Apache-2.0 */
+#ifndef VEL_EXPORT
 
-/// @file
-/// What the shared library exports.
-
-/// Marks what the shared library exports; everything else stays hidden.
+/** Marks what the shared library exports; everything else stays hidden. */
 #define VEL_EXPORT __attribute__((visibility("default")))
+
+#endif
