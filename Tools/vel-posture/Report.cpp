@@ -287,7 +287,7 @@ std::string checkList(const std::vector<CheckLine>& lines, std::size_t columns,
                       const ReportStyle& style) {
     const std::size_t indent = resultColumns + gap.size();
     std::string report;
-    const auto addBelow = [&report, indent, &style](std::string_view text) {
+    const auto addBelow = [&](std::string_view text) {
         report.append(indent, ' ');
         addWrapped(report, text, indent, style);
         endLine(report);
