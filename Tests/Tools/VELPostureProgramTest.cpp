@@ -469,13 +469,13 @@ TEST(VELPostureProgram, WrapsToTheWidthOfTheTerminal) {
                              "                                 \"minimumOSVersion\".\n"
                              "\n"
                              "NOT PASSED  0 of 1 check passed, 1 error, 0.000 ms\n";
-    const std::string at40 = "error   minimumOSVersion\n"
-                             "        0.000 ms  Required parameter\n"
-                             "        \"version\" missing from check\n"
-                             "        type \"minimumOSVersion\".\n"
+    const std::string at40 = "error   minimumOSVersion  0.000 ms\n"
+                             "        Required parameter \"version\"\n"
+                             "        missing from check type\n"
+                             "        \"minimumOSVersion\".\n"
                              "\n"
-                             "NOT PASSED  0 of 1 check passed, 1\n"
-                             "            error, 0.000 ms\n";
+                             "NOT PASSED  0 of 1 check passed,\n"
+                             "            1 error, 0.000 ms\n";
     EXPECT_EQ(child.run().output, at61);
     child.environment["COLUMNS"] = "40";
     EXPECT_EQ(child.run().output, at40);

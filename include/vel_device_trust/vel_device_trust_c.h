@@ -2,7 +2,7 @@
 #ifndef VEL_DEVICE_TRUST_C_H
 #define VEL_DEVICE_TRUST_C_H
 
-/*
+/** @file
  * The library for hosts in C, and in languages that call C (Swift, Python and others). C99.
  *
  *     vel_runner* runner = vel_runner_create(NULL, NULL, NULL);
