@@ -103,12 +103,13 @@ void lintDomainPatterns(const ParameterLint& names) {
         const Place place = names.place.element(index);
         const auto* pattern = element.get_ptr<const std::string*>();
         if (pattern == nullptr) {
-            names.findings.add(place,
-                               finding::wrongKind(element, "a string") +
-                                   ": on a machine that is bound to a domain, and that no pattern "
-                                   "before it matches, the entry is an error (\"names[" +
-                                   std::to_string(index) + "] is not a string\")",
-                               wanted);
+            names.findings.add(
+                place,
+                finding::wrongKind(element, "a string") + ": on a machine that is bound to a " +
+                    (index == 0 ? "domain" : "domain that no pattern before it matches") +
+                    ", the entry is an error (\"names[" + std::to_string(index) +
+                    "] is not a string\")",
+                wanted);
             continue;
         }
         lintPattern(*pattern, place, names.findings);
