@@ -4,7 +4,9 @@
 #include "Base/VELText.h"
 
 #include <algorithm>
+#include <array>
 #include <cstddef>
+#include <utility>
 
 namespace {
 
@@ -18,25 +20,30 @@ std::u32string bare(std::string_view text) {
     return characters;
 }
 
+using DistanceRow = std::array<std::size_t, longestName + 1>;
+
 /// How many characters are to be inserted, removed, replaced, or exchanged with their neighbour.
+/// `right` has at most `longestName` characters.
 std::size_t editDistance(const std::u32string& left, const std::u32string& right) {
-    std::vector<std::vector<std::size_t>> distance(left.size() + 1,
-                                                   std::vector<std::size_t>(right.size() + 1));
+    DistanceRow beforeLast{};
+    DistanceRow last{};
+    DistanceRow row{};
     for (std::size_t i = 0; i <= left.size(); ++i) {
-        for (std::size_t j = 0; j <= right.size(); ++j) {
-            if (i == 0 || j == 0) {
-                distance[i][j] = i + j;
+        row[0] = i;
+        for (std::size_t j = 1; j <= right.size(); ++j) {
+            if (i == 0) {
+                row[j] = j;
                 continue;
             }
             const std::size_t replaced = left[i - 1] == right[j - 1] ? 0 : 1;
-            distance[i][j] = std::min({distance[i - 1][j] + 1, distance[i][j - 1] + 1,
-                                       distance[i - 1][j - 1] + replaced});
+            row[j] = std::min({last[j] + 1, row[j - 1] + 1, last[j - 1] + replaced});
             if (i > 1 && j > 1 && left[i - 1] == right[j - 2] && left[i - 2] == right[j - 1]) {
-                distance[i][j] = std::min(distance[i][j], distance[i - 2][j - 2] + 1);
+                row[j] = std::min(row[j], beforeLast[j - 2] + 1);
             }
         }
+        beforeLast = std::exchange(last, row);
     }
-    return distance[left.size()][right.size()];
+    return last[right.size()];
 }
 
 /// A short part stands in too many words: "mac" is meant by "macOS", not by "machine".
@@ -46,27 +53,30 @@ bool isPart(const std::u32string& part, const std::u32string& whole) {
 }
 
 /// How far two names are apart; nothing: too far to be the same one.
-std::optional<std::size_t> nameDistance(const std::u32string& text, const std::u32string& name) {
-    const std::size_t distance = editDistance(text, name);
+std::optional<std::size_t> nameDistance(const std::u32string& name, const std::u32string& text) {
     const std::size_t slips = std::max<std::size_t>(1, name.size() / 4);
-    if (distance <= slips || isPart(text, name) || isPart(name, text)) {
-        return distance;
+    const bool isAlikeInSize =
+        text.size() <= name.size() + slips && name.size() <= text.size() + slips;
+    const bool isInEither = isPart(text, name) || isPart(name, text);
+    if (!isInEither && !isAlikeInSize) {
+        return std::nullopt;
     }
-    return std::nullopt;
+    const std::size_t distance = editDistance(name, text);
+    return isInEither || distance <= slips ? std::optional(distance) : std::nullopt;
 }
 
 } // namespace
 
 std::optional<std::string> nearestName(std::string_view text,
                                        const std::vector<std::string>& names) {
-    if (text.size() > longestName) {
+    const std::u32string wanted = text.size() <= longestName ? bare(text) : std::u32string();
+    if (wanted.empty() || wanted.size() > longestName) { // lower case may be longer
         return std::nullopt;
     }
-    const std::u32string wanted = bare(text);
     std::optional<std::string> nearest;
     std::size_t least = 0;
     for (const std::string& name : names) {
-        const auto distance = wanted.empty() ? std::nullopt : nameDistance(wanted, bare(name));
+        const auto distance = nameDistance(bare(name), wanted);
         if (distance && (!nearest || *distance < least)) {
             nearest = name;
             least = *distance;

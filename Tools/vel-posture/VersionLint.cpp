@@ -6,10 +6,11 @@
 
 #include <algorithm>
 #include <compare>
+#include <cstddef>
 
 namespace {
 
-constexpr std::size_t mostComponentsOfFirst = 2; // "12.0" is a product version, "12.3.0" is none
+constexpr std::ptrdiff_t mostComponentsOfFirst = 2; // "12.0" is a product version, "12.3.0" is none
 constexpr std::string_view digits = "0123456789";
 constexpr const char* wanted = "write numbers and dots, such as \"14.5\"";
 
@@ -69,7 +70,8 @@ void lintRest(const std::string& text, std::size_t length, const ParameterLint& 
 }
 
 std::string withoutLastZeros(std::string version) {
-    while (version.ends_with(".0") && vel::split(version, '.').size() > mostComponentsOfFirst) {
+    auto dots = std::count(version.begin(), version.end(), '.');
+    for (; dots >= mostComponentsOfFirst && version.ends_with(".0"); --dots) {
         version.erase(version.size() - 2);
     }
     return version;
