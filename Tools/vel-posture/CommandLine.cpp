@@ -63,7 +63,7 @@ void addCommands(CLI::App& program, CommandLine& commandLine) {
     addRunOptions(*identity, commandLine);
 
     CLI::App* lint = program.add_subcommand(
-        "lint", "Say what a request document hardly means, without running it");
+        "lint", "Point out mistakes in a request document, without running it");
     addRequest(*lint, commandLine);
     addFormat(*lint, commandLine);
 
