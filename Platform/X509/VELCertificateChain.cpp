@@ -8,6 +8,7 @@
 
 #include <algorithm>
 #include <tuple>
+#include <utility>
 
 namespace vel::x509 {
 namespace {
@@ -105,13 +106,13 @@ bool hasSubject(const VELX509Certificate& certificate) {
            !isAuthority(certificate.x509());
 }
 
-/// Finds the failures of one chain and keeps the one that is reported.
+/// Finds the failures of one chain.
 class PolicyChecks {
 public:
     PolicyChecks(const CertificateChain& chain, VELMoment moment)
         : _chain(chain), _moment(moment), _last(chain.certificates.size() - 1) {}
 
-    std::optional<ChainFailure> run() {
+    std::vector<ChainFailure> run() {
         for (std::size_t position = 0; position <= _last; ++position) {
             checkCertificate(position);
             if (position > 0) {
@@ -123,16 +124,11 @@ public:
             const bool isRoot = last.isSelfIssued() && isSignedBy(last, last);
             fail(isRoot ? ChainCheck::anchorTrusted : ChainCheck::missingIntermediate, _last);
         }
-        return _failure;
+        return std::move(_failures);
     }
 
 private:
-    void fail(ChainCheck check, std::size_t position) {
-        const ChainFailure failure{check, position};
-        if (!_failure || outweighs(failure, *_failure)) {
-            _failure = failure;
-        }
-    }
+    void fail(ChainCheck check, std::size_t position) { _failures.push_back({check, position}); }
 
     void require(bool isMet, ChainCheck check, std::size_t position) {
         if (!isMet) {
@@ -199,7 +195,7 @@ private:
     const CertificateChain& _chain;
     const VELMoment _moment;
     const std::size_t _last;
-    std::optional<ChainFailure> _failure;
+    std::vector<ChainFailure> _failures;
 };
 
 ChainCheck checkOfError(int error) {
@@ -272,7 +268,21 @@ bool outweighs(const ChainFailure& left, const ChainFailure& right) {
 
 std::optional<ChainFailure> policyFailure(const CertificateChain& chain, VELMoment moment) {
     const ErrorQueueScope errors;
-    return PolicyChecks(chain, moment).run();
+    const std::vector<ChainFailure> failures = PolicyChecks(chain, moment).run();
+    const auto first = std::min_element(failures.begin(), failures.end(), outweighs);
+    return first == failures.end() ? std::nullopt : std::optional(*first);
+}
+
+std::vector<ChainCheck> anchorFailures(const CertificatePointer& anchor, VELMoment moment) {
+    const ErrorQueueScope errors;
+    std::vector<ChainFailure> failures = PolicyChecks({{anchor, anchor}, true}, moment).run();
+    std::erase_if(failures, [](const ChainFailure& failure) { return failure.position == 0; });
+    std::sort(failures.begin(), failures.end(), outweighs);
+    std::vector<ChainCheck> checks;
+    for (const ChainFailure& failure : failures) {
+        checks.push_back(failure.check);
+    }
+    return checks;
 }
 
 std::optional<ChainFailure> verifiedFailure(const CertificateChain& chain) {

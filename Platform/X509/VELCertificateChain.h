@@ -58,6 +58,10 @@ bool outweighs(const ChainFailure& left, const ChainFailure& right);
 /// `verifiedFailure` finds. Signatures are not looked at.
 std::optional<ChainFailure> policyFailure(const CertificateChain& chain, VELMoment moment);
 
+/// What makes every chain fail that ends at `anchor`, the weightiest first; nothing when there is
+/// no such thing.
+std::vector<ChainCheck> anchorFailures(const CertificatePointer& anchor, VELMoment moment);
+
 /// What OpenSSL's verification of an anchored chain finds beside that: signatures, name and policy
 /// constraints. Exactly this chain is verified.
 std::optional<ChainFailure> verifiedFailure(const CertificateChain& chain);

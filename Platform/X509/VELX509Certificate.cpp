@@ -30,6 +30,7 @@ vel::x509::CertificateHandle decode(std::string_view der) {
 }
 
 std::optional<VELMoment> momentOf(const ASN1_TIME* time) {
+    const ErrorQueueScope errors;
     std::tm parts = {};
     if (time == nullptr || ASN1_TIME_to_tm(time, &parts) != 1) {
         return std::nullopt;
@@ -111,10 +112,17 @@ std::optional<std::string> VELX509Certificate::subjectSummary() const {
     return summary.text;
 }
 
+std::optional<VELMoment> VELX509Certificate::notBefore() const {
+    return momentOf(X509_get0_notBefore(_x509.get()));
+}
+
+std::optional<VELMoment> VELX509Certificate::notAfter() const {
+    return momentOf(X509_get0_notAfter(_x509.get()));
+}
+
 bool VELX509Certificate::isValidAt(VELMoment moment) const {
-    const ErrorQueueScope errors;
-    const auto first = momentOf(X509_get0_notBefore(_x509.get()));
-    const auto last = momentOf(X509_get0_notAfter(_x509.get()));
+    const auto first = notBefore();
+    const auto last = notAfter();
     return first && last && *first <= moment && moment <= *last;
 }
 

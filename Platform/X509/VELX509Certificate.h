@@ -35,6 +35,10 @@ public:
 
     [[nodiscard]] bool isSelfIssued() const { return _subject && _subject == _issuer; }
 
+    /// The first and the last moment of the validity. Absent: the date cannot be read.
+    [[nodiscard]] std::optional<VELMoment> notBefore() const;
+    [[nodiscard]] std::optional<VELMoment> notAfter() const;
+
     /// Whether `moment` is within the validity, both ends included. Never, when the dates cannot be
     /// read.
     [[nodiscard]] bool isValidAt(VELMoment moment) const;

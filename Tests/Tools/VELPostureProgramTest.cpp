@@ -239,6 +239,80 @@ TEST(VELPostureProgram, AsksForTheIdentityValuesNamed) {
     EXPECT_EQ(program({"identity", "\xff"}).run(), failure("a NAME is not UTF-8"));
 }
 
+// ---- lint
+
+/// `lint` of a request on standard input.
+ChildProgram lintOf(const std::string& request, const Arguments& options = {}) {
+    ChildProgram child = program({"lint"});
+    child.arguments.insert(child.arguments.end(), options.begin(), options.end());
+    child.input = request;
+    return child;
+}
+
+const std::string misspeltRequest = R"({"mac": [{"type": "localfirewall"}]})";
+const std::string misspeltReport =
+    "mac[0].type\n"
+    "    is \"localfirewall\", which is no check type: the entry is an error\n"
+    "    advice: did you mean \"localFirewall\"?\n"
+    "\n"
+    "1 finding\n";
+
+TEST(VELPostureProgram, LintsARequest) {
+    const std::string finding =
+        R"({"findings":[{"place":"mac[0].type","problem":"is \"localfirewall\", which is no check )"
+        R"(type: the entry is an error","advice":"did you mean \"localFirewall\"?"}]})"
+        "\n";
+    EXPECT_EQ(lintOf(misspeltRequest).run(), (Result{1, finding, ""}));
+    EXPECT_EQ(lintOf(misspeltRequest, {"-", "--format", "json"}).run(), (Result{1, finding, ""}));
+    EXPECT_EQ(lintOf(misspeltRequest, {"--format", "text"}).run(), (Result{1, misspeltReport, ""}));
+    EXPECT_EQ(program({"lint", examples + "/Requests/posture.json"}).run(),
+              (Result{0, "{\"findings\":[]}\n", ""}));
+    EXPECT_EQ(program({"lint", examples + "/Requests/posture.json", "--format", "text"}).run(),
+              (Result{0, "no findings\n", ""}));
+    EXPECT_EQ(program({"lint", examples + "/Requests/minimum-os-version.json"}).run().status, 1);
+}
+
+TEST(VELPostureProgram, LintsForATerminal) {
+    ChildProgram child = lintOf(misspeltRequest);
+    child.outputStream = ChildStream::terminal;
+    const Result inColour = child.run();
+    EXPECT_EQ(inColour.status, 1);
+    EXPECT_TRUE(inColour.output.starts_with("\x1b[1;33mmac[0].type\x1b[0m\n")) << inColour.output;
+    EXPECT_TRUE(inColour.output.ends_with("\x1b[1;31m1 finding\x1b[0m\n")) << inColour.output;
+    child.environment = {{"NO_COLOR", "1"}};
+    EXPECT_EQ(child.run(), (Result{1, misspeltReport, ""}));
+    child.columns = 40;
+    EXPECT_EQ(child.run().output, "mac[0].type\n"
+                                  "    is \"localfirewall\", which is no\n"
+                                  "    check type: the entry is an error\n"
+                                  "    advice: did you mean\n"
+                                  "    \"localFirewall\"?\n"
+                                  "\n"
+                                  "1 finding\n");
+}
+
+TEST(VELPostureProgram, TellsWhyItCannotLint) {
+    const TemporaryFolder folder;
+    const std::string path = folder.write("request.json", "[]");
+    EXPECT_EQ(program({"lint", path}).run(),
+              failure("cannot lint \"" + path + "\": the request is not an object"));
+    EXPECT_EQ(lintOf("{\"mac\": [").run(),
+              failure("cannot lint standard input: parse error at line 1, column 10: syntax error "
+                      "while parsing value - unexpected end of input; expected '[', '{', or a "
+                      "literal"));
+    EXPECT_EQ(lintOf("[]", {"--format", "json"}).run(),
+              failure("cannot lint standard input: the request is not an object"));
+    EXPECT_EQ(
+        program({"lint", folder.path() + "/none.json"}).run(),
+        failure("cannot read \"" + folder.path() + "/none.json\": No such file or directory"));
+    EXPECT_EQ(
+        program({"lint", "--machine", "x"}).run(),
+        wrongUse("The following argument was not expected: --machine", "vel-posture lint --help"));
+    ChildProgram full = lintOf(misspeltRequest);
+    full.outputStream = ChildStream::fullDevice;
+    EXPECT_EQ(full.run(), failure("cannot write to standard output: No space left on device"));
+}
+
 // ---- catalogue, help, version
 
 TEST(VELPostureProgram, ListsTheCatalogue) {
@@ -280,8 +354,12 @@ TEST(VELPostureProgram, HelpsOnStandardOutput) {
     const Result help = program({"--help"}).run();
     EXPECT_EQ(help.status, 0);
     EXPECT_EQ(help.errors, "");
-    for (const char* part : {"Usage: vel-posture [OPTIONS] SUBCOMMAND\n", "check ", "identity ",
-                             "catalogue ", "\nExit status:\n  0  passed"}) {
+    for (const char* part :
+         {"Usage: vel-posture [OPTIONS] SUBCOMMAND\n", "check ", "identity ", "lint ", "catalogue ",
+          "\nExit status:\n"
+          "  0  passed, the identity request was answered, or lint has no findings\n"
+          "  1  did not pass, or lint has findings\n"
+          "  2  wrong use, "}) {
         EXPECT_NE(help.output.find(part), std::string::npos) << help.output;
     }
     const Result checkHelp = program({"check", "--help"}).run();
@@ -289,6 +367,12 @@ TEST(VELPostureProgram, HelpsOnStandardOutput) {
     for (const char* part : {"Usage: vel-posture check [OPTIONS] [REQUEST]\n", "--machine FILE ",
                              "--format json|text ", "--log FILE ", "Exit status:"}) {
         EXPECT_NE(checkHelp.output.find(part), std::string::npos) << checkHelp.output;
+    }
+    const Result lintHelp = program({"lint", "--help"}).run();
+    EXPECT_EQ(lintHelp.status, 0);
+    for (const char* part : {"Usage: vel-posture lint [OPTIONS] [REQUEST]\n", "REQUEST ",
+                             "--format json|text ", "Exit status:"}) {
+        EXPECT_NE(lintHelp.output.find(part), std::string::npos) << lintHelp.output;
     }
     EXPECT_EQ(program({"--version"}).run(),
               (Result{0, "vel-posture (vel_device_trust 1.0.0)\n", ""}));

@@ -12,8 +12,8 @@ constexpr const char* programName = "vel-posture";
 
 constexpr const char* exitStatusHelp =
     "Exit status:\n"
-    "  0  passed, or the identity request was answered\n"
-    "  1  did not pass\n"
+    "  0  passed, the identity request was answered, or lint has no findings\n"
+    "  1  did not pass, or lint has findings\n"
     "  2  wrong use, a file that cannot be read or written, or an error result";
 
 void addFormat(CLI::App& command, CommandLine& commandLine) {
@@ -43,12 +43,16 @@ void addRunOptions(CLI::App& command, CommandLine& commandLine) {
         ->option_text("FILE");
 }
 
+void addRequest(CLI::App& command, CommandLine& commandLine) {
+    command
+        .add_option("REQUEST", commandLine.request,
+                    "File with the request in JSON; -, or none:\nstandard input")
+        ->option_text(" ");
+}
+
 void addCommands(CLI::App& program, CommandLine& commandLine) {
     CLI::App* check = program.add_subcommand("check", "Run a request document");
-    check
-        ->add_option("REQUEST", commandLine.request,
-                     "File with the request in JSON; -, or none:\nstandard input")
-        ->option_text(" ");
+    addRequest(*check, commandLine);
     addRunOptions(*check, commandLine);
 
     CLI::App* identity =
@@ -58,6 +62,11 @@ void addCommands(CLI::App& program, CommandLine& commandLine) {
         ->option_text("...");
     addRunOptions(*identity, commandLine);
 
+    CLI::App* lint = program.add_subcommand(
+        "lint", "Point out mistakes in a request document, without running it");
+    addRequest(*lint, commandLine);
+    addFormat(*lint, commandLine);
+
     CLI::App* catalogue =
         program.add_subcommand("catalogue", "List the check types with their required parameters");
     addFormat(*catalogue, commandLine);
@@ -66,6 +75,9 @@ void addCommands(CLI::App& program, CommandLine& commandLine) {
 CommandLine::Command commandOf(const CLI::App& program) {
     if (program.got_subcommand("check")) {
         return CommandLine::Command::check;
+    }
+    if (program.got_subcommand("lint")) {
+        return CommandLine::Command::lint;
     }
     return program.got_subcommand("identity") ? CommandLine::Command::identity
                                               : CommandLine::Command::catalogue;

@@ -7,7 +7,7 @@
 
 /// What the command line asks for.
 struct CommandLine {
-    enum class Command { printText, check, identity, catalogue };
+    enum class Command { printText, check, identity, lint, catalogue };
     enum class Format { json, text };
 
     Command command = Command::printText;

@@ -4,9 +4,11 @@
 #include "Base/VELJSON.h"
 #include "Classes/Mac/VELPostureCheckRunner+Mac.h"
 #include "Tools/vel-posture/JSONLogFile.h"
+#include "Tools/vel-posture/LintReport.h"
 #include "Tools/vel-posture/MachineFile.h"
 #include "Tools/vel-posture/ProgramFailure.h"
 #include "Tools/vel-posture/Report.h"
+#include "Tools/vel-posture/RequestLint.h"
 #include "Tools/vel-posture/RunningNotice.h"
 #include "Tools/vel-posture/StandardStreams.h"
 
@@ -106,6 +108,25 @@ int runRequestCommand(const CommandLine& commandLine) {
     return status;
 }
 
+std::string nameOfRequest(const CommandLine& commandLine) {
+    return commandLine.request && *commandLine.request != "-" ? "\"" + *commandLine.request + "\""
+                                                              : "standard input";
+}
+
+int runLintCommand(const CommandLine& commandLine) {
+    const LintRules rules = {
+        platformIdentifier, macPostureCheckCatalogue(VELPlatform::host()),
+        std::chrono::floor<std::chrono::microseconds>(std::chrono::system_clock::now())};
+    std::string failure;
+    const auto findings = findingsInDocument(requestDocument(commandLine), rules, &failure);
+    if (!findings) {
+        throw ProgramFailure("cannot lint " + nameOfRequest(commandLine) + ": " + failure);
+    }
+    writeStandardOutput(wantsText(commandLine) ? lintReport(*findings, reportStyle())
+                                               : lintJSON(*findings) + "\n");
+    return findings->empty() ? 0 : 1;
+}
+
 int runCatalogueCommand(const CommandLine& commandLine) {
     const VELPostureCheckCatalogue catalogue = macPostureCheckCatalogue(VELPlatform::host());
     writeStandardOutput(wantsText(commandLine) ? catalogueReport(catalogue, reportStyle())
@@ -120,6 +141,8 @@ int runProgram(const CommandLine& commandLine) {
     case CommandLine::Command::check:
     case CommandLine::Command::identity:
         return runRequestCommand(commandLine);
+    case CommandLine::Command::lint:
+        return runLintCommand(commandLine);
     case CommandLine::Command::catalogue:
         return runCatalogueCommand(commandLine);
     case CommandLine::Command::printText:

@@ -1,6 +1,7 @@
 // SPDX-License-Identifier: Apache-2.0
 #include "Platform/X509/VELX509Certificate.h"
 
+#include "Platform/X509/VELCertificateChain.h"
 #include "Platform/X509/VELDERReader.h"
 #include "Platform/X509/VELSecurityStatus.h"
 #include "Platform/X509/VELX509Name.h"
@@ -90,6 +91,30 @@ TEST_F(X509Certificate, HasASummary) {
     EXPECT_EQ(summary("/O=firm/OU=unit"), "unit");
     EXPECT_EQ(summary("/C=NL"), "NL");
     EXPECT_EQ(summary("/"), std::nullopt);
+}
+
+TEST_F(X509Certificate, HasTheDatesOfItsValidity) {
+    const auto certificate = VELX509Certificate::parse(workshop.make(
+        {.name = "Dated", .notBefore = "20240229123456Z", .notAfter = "99991231235959Z"}));
+    ASSERT_NE(certificate, nullptr);
+    EXPECT_EQ(certificate->notBefore(), vel::momentOfText("2024-02-29T12:34:56Z"));
+    EXPECT_EQ(certificate->notAfter(), vel::momentOfText("9999-12-31T23:59:59Z"));
+}
+
+TEST_F(X509Certificate, TellsWhatMakesEveryChainToItFail) {
+    using vel::x509::ChainCheck;
+    const auto failuresOf = [&](const CertificateOrder& order) {
+        return vel::x509::anchorFailures(VELX509Certificate::parse(workshop.make(order)),
+                                         vel::momentOfText("2030-01-01T00:00:00Z").value());
+    };
+    EXPECT_EQ(failuresOf({.name = "Root", .extensions = authorityExtensions}),
+              std::vector<ChainCheck>());
+    EXPECT_EQ(failuresOf({.name = "Odd",
+                          .extensions = "basicConstraints=CA:false\nkeyUsage=digitalSignature\n",
+                          .notAfter = "20250101000000Z",
+                          .key = "RSA -pkeyopt rsa_keygen_bits:768"}),
+              (std::vector<ChainCheck>{ChainCheck::keySize, ChainCheck::basicConstraintsAuthority,
+                                       ChainCheck::keyUsage, ChainCheck::validity}));
 }
 
 TEST_F(X509Certificate, TellsDuplicateAndUnreadableExtensions) {

@@ -1,0 +1,78 @@
+// SPDX-License-Identifier: Apache-2.0
+#pragma once
+
+#include "vel_device_trust/VELValue.h"
+
+#include <cstddef>
+#include <string>
+#include <string_view>
+#include <vector>
+
+/// Something in a request that hardly does what its author meant. The texts hold nothing that
+/// steers a terminal.
+struct Finding {
+    /// A path into the request, such as "mac[0].sha1".
+    std::string place;
+    /// Goes on from the place: "is empty: no certificate matches".
+    std::string problem;
+    std::string advice;
+
+    friend bool operator==(const Finding&, const Finding&) = default;
+};
+
+/// Where a value stands in a request, written as the library's own error texts write it:
+/// "mac[2].processes[0].name". A key that is no plain name stands in brackets and quotes. What is
+/// very long or very deep is cut short.
+class Place {
+public:
+    Place() = default;
+
+    [[nodiscard]] Place key(std::string_view name) const;
+    [[nodiscard]] Place element(std::size_t index) const;
+    [[nodiscard]] const std::string& text() const { return _text; }
+
+private:
+    [[nodiscard]] Place below(std::string_view text) const;
+
+    std::string _text;
+    std::size_t _depth = 0;
+};
+
+/// Findings in the order in which they were made. Of a great many the first ones are kept, and the
+/// last finding then says how many are not.
+class FindingList {
+public:
+    static constexpr std::size_t maximum = 1000;
+
+    void add(const Place& place, std::string problem, std::string advice);
+
+    [[nodiscard]] std::vector<Finding> take();
+
+private:
+    std::vector<Finding> _findings;
+    std::size_t _dropped = 0;
+};
+
+/// What findings say of a request's own texts and values.
+namespace finding {
+
+/// `text` in quotes, as a terminal can show it, cut short.
+std::string quoted(std::string_view text);
+
+/// What kind of value this is: "a string", "null".
+std::string_view kindOf(const VELValue& value);
+
+/// "is a number, not a string".
+std::string wrongKind(const VELValue& value, std::string_view wanted);
+
+/// The different characters of `characters`, the first three by name or in quotes: `colons and
+/// "g"`.
+std::string charactersIn(std::u32string_view characters);
+
+/// "a, b and c".
+std::string listed(const std::vector<std::string>& names);
+
+/// `did you mean "name"?`
+std::string didYouMean(std::string_view name);
+
+} // namespace finding
