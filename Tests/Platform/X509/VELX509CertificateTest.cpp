@@ -184,6 +184,10 @@ TEST(SecurityStatus, HasATextForEveryStatus) {
               "No keychain is available. You may need to restart your computer.");
     EXPECT_EQ(textOfStatus(-2070), "An internal component failed.");
     EXPECT_EQ(textOfStatus(-50), "One or more parameters passed to a function were not valid.");
+    EXPECT_EQ(textOfStatus(-67689), "The certificate has a name that its issuers do not allow.");
+    EXPECT_EQ(textOfStatus(-67835), "The certificate has a policy that its issuers do not allow.");
+    EXPECT_EQ(textOfStatus(-67903), "The certificate has an extension twice.");
+    EXPECT_EQ(textOfStatus(-67618), "An extension of the certificate cannot be read.");
     EXPECT_EQ(textOfStatus(100'002), "UNIX[No such file or directory]");
     EXPECT_EQ(textOfStatus(100'000), "OSStatus 100000");
     EXPECT_EQ(textOfStatus(104'096), "OSStatus 104096");
