@@ -5,7 +5,6 @@
 #include "Platform/X509/VELX509Name.h"
 
 #include <ctime>
-#include <limits>
 #include <set>
 #include <utility>
 
@@ -14,20 +13,6 @@ namespace {
 using namespace vel::x509;
 
 constexpr unsigned furtherIssuers = 10;
-
-vel::x509::CertificateHandle decode(std::string_view der) {
-    const ErrorQueueScope errors;
-    if (der.size() > static_cast<std::size_t>(std::numeric_limits<long>::max())) {
-        return nullptr;
-    }
-    // On failure, d2i frees what it was given and clears the pointer.
-    X509* certificate = made(CertificateHandle(X509_new_ex(privateContext(), nullptr))).release();
-    const auto* const start = reinterpret_cast<const unsigned char*>(der.data());
-    const unsigned char* position = start;
-    const bool isRead = d2i_X509(&certificate, &position, static_cast<long>(der.size())) != nullptr;
-    CertificateHandle decoded(certificate);
-    return isRead && position == start + der.size() ? std::move(decoded) : nullptr;
-}
 
 std::optional<VELMoment> momentOf(const ASN1_TIME* time) {
     std::tm parts = {};
@@ -43,16 +28,10 @@ std::optional<VELMoment> momentOf(const ASN1_TIME* time) {
 
 } // namespace
 
-OSSL_LIB_CTX* vel::x509::privateContext() {
-    // Never freed: certificates that the host still holds at exit use it.
-    static OSSL_LIB_CTX* const context = made(ContextHandle(OSSL_LIB_CTX_new())).release();
-    return context;
-}
-
 std::shared_ptr<const VELX509Certificate>
 VELX509Certificate::parse(std::string_view der, std::shared_ptr<const VELCertificatePool> pool) {
     const auto parts = certificateParts(der);
-    auto decoded = parts ? decode(parts->whole) : nullptr;
+    auto decoded = parts ? decodedCertificate(parts->whole) : nullptr;
     if (decoded == nullptr) {
         return nullptr;
     }

@@ -3,7 +3,7 @@
 
 #include "Base/VELMoment.h"
 #include "Platform/VELCertificate.h"
-#include "Platform/X509/VELOpenSSLHandles.h"
+#include "Platform/X509/VELOpenSSL.h"
 
 #include <cstddef>
 #include <map>
