@@ -313,6 +313,19 @@ TEST_F(CertificateZoo, SignaturesOverMD5AreNot) {
     EXPECT_TRUE(openssl) << "openssl has no objection at its lowest level";
 }
 
+TEST_F(CertificateZoo, ProbabilisticSignatures) {
+    workshop.make({.name = "Root",
+                   .extensions = authorityExtensions,
+                   .key = "RSA -pkeyopt rsa_keygen_bits:1024"});
+    workshop.make({.name = "Leaf",
+                   .issuer = "Root",
+                   .extensions = leafExtensions,
+                   .signing = "-sigopt rsa_padding_mode:pss"});
+    EXPECT_EQ(evaluated("Leaf", "Root", {}), "trusted");
+    EXPECT_EQ(found, 0);
+    EXPECT_TRUE(openssl);
+}
+
 TEST_F(CertificateZoo, WeakKeys) {
     workshop.makeAuthority("Root");
     const std::string broken = " certificate is using a broken key size";
@@ -489,6 +502,21 @@ TEST_F(CertificateZoo, UnknownCriticalExtensions) {
               failed(-67603, quoted("Odd") + " certificate is not standards compliant"));
     EXPECT_EQ(found, 0);
     EXPECT_FALSE(openssl);
+}
+
+TEST_F(CertificateZoo, CriticalAddressBlocks) {
+    workshop.makeAuthority("Root");
+    workshop.make({.name = "Addresses",
+                   .issuer = "Root",
+                   .extensions = leafExtensions + "sbgp-ipAddrBlock=critical,IPv4:10.0.0.0/8\n"});
+    workshop.make({.name = "Systems",
+                   .issuer = "Root",
+                   .extensions = leafExtensions + "sbgp-autonomousSysNum=critical,AS:64512\n"});
+    for (const std::string leaf : {"Addresses", "Systems"}) {
+        EXPECT_EQ(evaluated(leaf, "Root", {}),
+                  failed(-67603, quoted(leaf) + " certificate is not standards compliant"));
+        EXPECT_EQ(found, 0);
+    }
 }
 
 TEST_F(CertificateZoo, NameConstraints) {
