@@ -4,6 +4,7 @@
 #include "Base/VELMoment.h"
 #include "Tests/Support/CertificateWorkshop.h"
 #include "Tests/Support/MadeTokens.h"
+#include "Tests/Support/Oracle.h"
 #include "Tests/Support/ProcessResources.h"
 #include "Tests/Support/RegisteredModules.h"
 
@@ -13,6 +14,7 @@
 #include <chrono>
 #include <cstdlib>
 #include <string>
+#include <sys/resource.h>
 #include <vector>
 
 namespace {
@@ -153,6 +155,18 @@ TEST_F(FaultyModule, ThatCrashesIsAFailingStatus) {
     EXPECT_EQ(statusWith("crash"), -2070);
 }
 
+TEST_F(FaultyModule, ThatCrashesLeavesNoMemoryBehind) {
+    rlimit before = {};
+    ::getrlimit(RLIMIT_CORE, &before);
+    const rlimit unlimited = {before.rlim_max, before.rlim_max};
+    ::setrlimit(RLIMIT_CORE, &unlimited);
+    const TemporaryFolder place;
+    const std::string command = "cd " + place.path() + " && VEL_MODULE_FAULT=crash " +
+                                keychainHelperPath() + " --module " + VEL_FAULTY_MODULE + "; ls -A";
+    EXPECT_EQ(askOracle(command).output, "");
+    ::setrlimit(RLIMIT_CORE, &before);
+}
+
 TEST_F(FaultyModule, ThatEndsTheProcessIsAFailingStatus) {
     EXPECT_EQ(statusWith("exit"), -2070) << "there is no output, although the status is 0";
 }
@@ -166,6 +180,22 @@ TEST_F(FaultyModule, ThatHangsIsAFailingStatusInBoundedTime) {
     EXPECT_EQ(statusWith("hang"), 100'110);
     EXPECT_GE(Clock::now() - start, std::chrono::seconds(2));
     EXPECT_LT(Clock::now() - start, std::chrono::seconds(9));
+}
+
+TEST_F(FaultyModule, ThatPrintsIsNoPartOfTheAnswer) {
+    EXPECT_EQ(statusWith("chat"), -25300);
+}
+
+TEST_F(FaultyModule, ThatLeavesAProgramRunningIsNotWaitedFor) {
+    ::setenv("VEL_MODULE_FAULT", "linger", 1);
+    VELLinuxKeychain::Helper helper = {.path = keychainHelperPath(),
+                                       .arguments = {"--module", VEL_FAULTY_MODULE},
+                                       .timeOut = std::chrono::seconds(5)};
+    EXPECT_EQ(VELLinuxKeychain(helper).certificates(10).status, -25300);
+}
+
+TEST_F(FaultyModule, ThatHoldsMoreThanOneWantsToKeepIsAFailingStatus) {
+    EXPECT_EQ(statusWith("large"), -2070);
 }
 
 TEST_F(FaultyModule, ThatCannotBeLoadedIsAFailingStatus) {
