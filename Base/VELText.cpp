@@ -249,4 +249,10 @@ std::string withoutLineBreaks(std::string_view text) {
     return rest;
 }
 
+void appendHexadecimal(std::uint8_t byte, std::string& text) {
+    constexpr std::string_view digits = "0123456789abcdef";
+    text += digits[byte >> 4U];
+    text += digits[byte & 0xFU];
+}
+
 } // namespace vel

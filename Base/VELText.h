@@ -53,4 +53,7 @@ std::vector<std::string_view> split(std::string_view text, char separator);
 /// `text` without its line-break characters: U+000A to U+000D, U+0085, U+2028 and U+2029.
 std::string withoutLineBreaks(std::string_view text);
 
+/// Adds a byte to `text` as two lower-case hexadecimal digits.
+void appendHexadecimal(std::uint8_t byte, std::string& text);
+
 } // namespace vel

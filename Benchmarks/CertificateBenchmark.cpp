@@ -3,7 +3,7 @@
 #include "Classes/Mac/VELCertificateCheck.h"
 #include "Classes/Shared/VELDTLogger.h"
 #include "Platform/Simulated/VELSimulatedPlatform.h"
-#include "Platform/X509/VELOpenSSLHandles.h"
+#include "Platform/X509/VELOpenSSL.h"
 #include "Tests/Support/CertificateWorkshop.h"
 
 #include <benchmark/benchmark.h>

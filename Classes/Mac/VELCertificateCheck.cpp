@@ -1,6 +1,7 @@
 // SPDX-License-Identifier: Apache-2.0
 #include "Classes/Mac/VELCertificateCheck.h"
 
+#include "Base/VELJSON.h"
 #include "Base/VELText.h"
 #include "Classes/Shared/VELDTLogger.h"
 #include "vel_device_trust/VELPostureCheckErrors.h"
@@ -27,8 +28,8 @@ std::optional<std::vector<std::string>> VELCertificateCheck::requiredParameters(
 
 bool VELCertificateCheck::runCheckWithParameters(const VELDictionary& parameters,
                                                  std::optional<VELError>* error) const {
-    const auto sha1 = parameters.find("sha1");
-    return certificateInstalledWithSHA1(sha1 == parameters.end() ? VELValue() : *sha1, error);
+    const VELValue* sha1 = vel::valueUnder("sha1", parameters);
+    return certificateInstalledWithSHA1(sha1 != nullptr ? *sha1 : VELValue(), error);
 }
 
 bool VELCertificateCheck::certificateInstalledWithSHA1(const VELValue& wanted,
@@ -100,15 +101,12 @@ VELCertificateCheck::allCertificateData(std::optional<VELError>* error) const {
 }
 
 std::string VELCertificateCheck::sha1(std::string_view bytes) const {
-    constexpr std::string_view digits = "0123456789abcdef";
     std::string text;
     for (const char character : _platform->keychain().sha1(bytes)) {
-        const auto byte = static_cast<unsigned char>(character);
         if (!text.empty()) {
             text += ' ';
         }
-        text += digits[byte >> 4U];
-        text += digits[byte & 0xFU];
+        vel::appendHexadecimal(static_cast<std::uint8_t>(character), text);
     }
     return text;
 }

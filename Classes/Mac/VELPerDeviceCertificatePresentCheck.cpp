@@ -2,6 +2,7 @@
 #include "Classes/Mac/VELPerDeviceCertificatePresentCheck.h"
 
 #include "Base/VELBase64.h"
+#include "Base/VELJSON.h"
 #include "Base/VELText.h"
 #include "Classes/Shared/VELDTLogger.h"
 
@@ -33,9 +34,8 @@ VELPerDeviceCertificatePresentCheck::requiredParameters() const {
 
 bool VELPerDeviceCertificatePresentCheck::runCheckWithParameters(
     const VELDictionary& parameters, std::optional<VELError>* error) const {
-    const auto certificate = parameters.find("cert");
-    return perDeviceCertificateCheck(certificate == parameters.end() ? VELValue() : *certificate,
-                                     error);
+    const VELValue* certificate = vel::valueUnder("cert", parameters);
+    return perDeviceCertificateCheck(certificate != nullptr ? *certificate : VELValue(), error);
 }
 
 bool VELPerDeviceCertificatePresentCheck::perDeviceCertificateCheck(

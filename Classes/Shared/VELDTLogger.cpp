@@ -67,10 +67,8 @@ void vel::log::printObject(std::string_view text, std::string& message) {
 }
 
 void vel::log::printObject(std::span<const std::uint8_t> bytes, std::string& message) {
-    constexpr std::string_view digits = "0123456789abcdef";
     for (const std::uint8_t byte : bytes) {
-        message += digits[byte >> 4U];
-        message += digits[byte & 0xFU];
+        vel::appendHexadecimal(byte, message);
     }
 }
 

@@ -87,14 +87,16 @@ VELKeychain::IdentitiesResult VELLinuxKeychain::identities(const std::string& is
     if (const std::int32_t status = read(contents); status != success) {
         return {status, {}};
     }
-    const auto& certificates = contents.certificates;
-    const auto pool = std::make_shared<const VELCertificatePool>(certificates);
-    std::vector<std::unique_ptr<VELIdentity>> found;
-    for (std::size_t index = 0; index < certificates.size(); ++index) {
-        if (!contents.isIdentity[index]) {
-            continue;
+    std::vector<std::string_view> candidates;
+    for (std::size_t index = 0; index < contents.certificates.size(); ++index) {
+        if (contents.isIdentity[index]) {
+            candidates.push_back(contents.certificates[index]);
         }
-        if (auto certificate = matchingCertificate(certificates[index], issuer, pool)) {
+    }
+    const auto pool = std::make_shared<const VELCertificatePool>(contents.certificates);
+    std::vector<std::unique_ptr<VELIdentity>> found;
+    for (auto& certificate : matchingCertificates(candidates, issuer, pool)) {
+        if (certificate != nullptr) {
             found.push_back(std::make_unique<Identity>(std::move(certificate)));
         }
     }

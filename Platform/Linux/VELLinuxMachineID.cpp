@@ -1,9 +1,10 @@
 // SPDX-License-Identifier: Apache-2.0
 #include "Platform/Linux/VELLinuxMachineID.h"
 
+#include "Base/VELText.h"
+
 #include <cstdint>
 #include <dlfcn.h>
-#include <string_view>
 #include <systemd/sd-id128.h>
 
 namespace vel {
@@ -25,11 +26,9 @@ DeriveID deriveIDOfLibrary() {
 }
 
 std::string hexadecimal(const sd_id128_t& id) {
-    constexpr std::string_view digits = "0123456789abcdef";
     std::string text;
     for (const std::uint8_t byte : id.bytes) {
-        text += digits[byte >> 4U];
-        text += digits[byte & 0xFU];
+        appendHexadecimal(byte, text);
     }
     return text;
 }

@@ -1,6 +1,7 @@
 // SPDX-License-Identifier: Apache-2.0
 #include "Platform/Linux/VELLinuxVolumeSources.h"
 
+#include "Base/VELText.h"
 #include "Platform/POSIX/VELDescriptor.h"
 
 #include <dlfcn.h>
@@ -9,7 +10,7 @@
 #include <linux/btrfs.h>
 #include <memory>
 #include <span>
-#include <string_view>
+#include <string>
 #include <sys/ioctl.h>
 #include <sys/sysmacros.h>
 
@@ -17,14 +18,12 @@ namespace vel {
 namespace {
 
 std::string uuidText(std::span<const __u8> bytes) {
-    constexpr std::string_view digits = "0123456789abcdef";
     std::string text;
     for (const __u8 byte : bytes) {
         if (text.size() == 8 || text.size() == 13 || text.size() == 18 || text.size() == 23) {
             text += '-';
         }
-        text += digits[byte >> 4U];
-        text += digits[byte & 0xFU];
+        appendHexadecimal(byte, text);
     }
     return text;
 }

@@ -129,11 +129,16 @@ VELKeychain::IdentitiesResult VELSimulatedKeychain::identities(const std::string
     if (identitiesStatus != 0) {
         return {identitiesStatus, {}};
     }
-    const auto issuers = pool();
-    std::vector<std::unique_ptr<VELIdentity>> found;
+    std::vector<std::string_view> candidates;
     for (const VELSimulatedIdentity& identity : identityList) {
-        if (auto certificate = matchingCertificate(identity.certificate, issuer, issuers)) {
-            found.push_back(std::make_unique<Identity>(std::move(certificate), identity, counts));
+        candidates.push_back(identity.certificate);
+    }
+    auto matching = matchingCertificates(candidates, issuer, pool());
+    std::vector<std::unique_ptr<VELIdentity>> found;
+    for (std::size_t index = 0; index < matching.size(); ++index) {
+        if (matching[index] != nullptr) {
+            found.push_back(std::make_unique<Identity>(std::move(matching[index]),
+                                                       identityList[index], counts));
         }
     }
     const std::int32_t status = found.empty() ? vel::security::itemNotFound : 0;

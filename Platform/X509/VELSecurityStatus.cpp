@@ -19,21 +19,21 @@ constexpr StatusText texts[] = {
     {itemNotFound, "The specified item could not be found in the keychain."},
     {createChainFailed, "One or more certificates required to validate this certificate cannot be "
                         "found."},
-    {missingCriticalExtensionSupport, "The certificate has a critical extension that is not "
-                                      "supported."},
+    {unknownCriticalExtension, "The certificate has a critical extension that is not "
+                               "supported."},
     {noBasicConstraints, "No basic constraints were found."},
     {noBasicConstraintsAuthority, "The certificate of an issuer is not that of an authority."},
     {invalidKeyUsageForPolicy, "The key usage is not valid for the specified policy."},
     {invalidIdentifierLinkage, "The key identifiers of a certificate and its issuer differ."},
     {pathLengthExceeded, "The path length constraint was exceeded."},
     {unknownCertificateExtension, "An extension of the certificate cannot be read."},
-    {subjectNameEmpty, "The subject of the certificate is empty."},
+    {invalidSubjectName, "The subject of the certificate is empty."},
     {unsupportedKeySize, "The key size is not supported."},
     {invalidDigestAlgorithm, "The digest algorithm of a signature is not valid."},
     {certificateExpired, "An expired certificate was detected."},
     {notTrusted, "The trust policy was not trusted."},
-    {certificateNameNotAllowed, "The certificate has a name that its issuers do not allow."},
-    {certificatePolicyNotAllowed, "The certificate has a policy that its issuers do not allow."},
+    {invalidName, "The certificate has a name that its issuers do not allow."},
+    {invalidPolicyIdentifiers, "The certificate has a policy that its issuers do not allow."},
     {certificateDuplicateExtension, "The certificate has an extension twice."},
 };
 

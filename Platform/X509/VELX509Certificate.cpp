@@ -4,8 +4,9 @@
 #include "Platform/X509/VELDERReader.h"
 #include "Platform/X509/VELX509Name.h"
 
+#include <algorithm>
 #include <ctime>
-#include <limits>
+#include <iterator>
 #include <set>
 #include <utility>
 
@@ -14,20 +15,6 @@ namespace {
 using namespace vel::x509;
 
 constexpr unsigned furtherIssuers = 10;
-
-vel::x509::CertificateHandle decode(std::string_view der) {
-    const ErrorQueueScope errors;
-    if (der.size() > static_cast<std::size_t>(std::numeric_limits<long>::max())) {
-        return nullptr;
-    }
-    // On failure, d2i frees what it was given and clears the pointer.
-    X509* certificate = made(CertificateHandle(X509_new_ex(privateContext(), nullptr))).release();
-    const auto* const start = reinterpret_cast<const unsigned char*>(der.data());
-    const unsigned char* position = start;
-    const bool isRead = d2i_X509(&certificate, &position, static_cast<long>(der.size())) != nullptr;
-    CertificateHandle decoded(certificate);
-    return isRead && position == start + der.size() ? std::move(decoded) : nullptr;
-}
 
 std::optional<VELMoment> momentOf(const ASN1_TIME* time) {
     const ErrorQueueScope errors;
@@ -44,16 +31,10 @@ std::optional<VELMoment> momentOf(const ASN1_TIME* time) {
 
 } // namespace
 
-OSSL_LIB_CTX* vel::x509::privateContext() {
-    // Never freed: certificates that the host still holds at exit use it.
-    static OSSL_LIB_CTX* const context = made(ContextHandle(OSSL_LIB_CTX_new())).release();
-    return context;
-}
-
 std::shared_ptr<const VELX509Certificate>
 VELX509Certificate::parse(std::string_view der, std::shared_ptr<const VELCertificatePool> pool) {
     const auto parts = certificateParts(der);
-    auto decoded = parts ? decode(parts->whole) : nullptr;
+    auto decoded = parts ? decodedCertificate(parts->whole) : nullptr;
     if (decoded == nullptr) {
         return nullptr;
     }
@@ -136,17 +117,19 @@ VELCertificatePool::VELCertificatePool(const std::vector<std::string>& certifica
         if (auto subject = normalizedName(parts->subject)) {
             auto entry = std::make_unique<Entry>();
             entry->der = parts->whole;
-            entry->issuer = normalizedName(parts->issuer);
-            _bySubject.emplace(*std::move(subject), std::move(entry));
+            const auto placed = _bySubject.emplace(*std::move(subject), std::move(entry));
+            if (auto issuer = normalizedName(parts->issuer)) {
+                _subjectsByIssuer.emplace(*std::move(issuer), placed->first);
+            }
         }
     }
 }
 
 std::vector<std::shared_ptr<const VELX509Certificate>>
-VELCertificatePool::certificatesOf(const std::string& subject) const {
+VELCertificatePool::certificatesOf(const std::string& subject, std::size_t limit) const {
     std::vector<std::shared_ptr<const VELX509Certificate>> certificates;
     const auto [first, last] = _bySubject.equal_range(subject);
-    for (auto found = first; found != last; ++found) {
+    for (auto found = first; found != last && limit > 0; ++found, --limit) {
         Entry& entry = *found->second;
         std::call_once(entry.decodeOnce,
                        [&] { entry.certificate = VELX509Certificate::parse(entry.der); });
@@ -157,38 +140,31 @@ VELCertificatePool::certificatesOf(const std::string& subject) const {
     return certificates;
 }
 
-std::vector<std::string> VELCertificatePool::issuersOf(const std::string& subject) const {
-    std::vector<std::string> issuers;
-    const auto [first, last] = _bySubject.equal_range(subject);
-    for (auto found = first; found != last; ++found) {
-        if (found->second->issuer) {
-            issuers.push_back(*found->second->issuer);
-        }
-    }
-    return issuers;
+std::vector<std::string_view> VELCertificatePool::subjectsOf(std::string_view issuer) const {
+    std::vector<std::string_view> subjects;
+    const auto [first, last] = _subjectsByIssuer.equal_range(issuer);
+    std::transform(first, last, std::back_inserter(subjects),
+                   [](const auto& entry) { return entry.second; });
+    return subjects;
 }
 
-bool vel::x509::issuerChainHolds(const std::string& wanted, const std::string& issuer,
-                                 const VELCertificatePool* pool) {
-    std::set<std::string> seen = {issuer};
-    std::vector<std::string> level = {issuer};
-    for (unsigned depth = 0; depth <= furtherIssuers && !level.empty(); ++depth) {
-        std::vector<std::string> next;
-        for (const std::string& name : level) {
-            if (name == wanted) {
-                return true;
-            }
-            for (std::string& above :
-                 pool != nullptr ? pool->issuersOf(name) : std::vector<std::string>()) {
-                // A name seen before is that of a self-issued certificate, or closes a circle.
-                if (seen.insert(above).second) {
-                    next.push_back(std::move(above));
+std::set<std::string, std::less<>> vel::x509::issuersLeadingTo(const std::string& wanted,
+                                                               const VELCertificatePool* pool) {
+    // From the wanted name downwards, so that every name is looked at once, whoever asks for it.
+    std::set<std::string, std::less<>> names = {wanted};
+    std::vector<std::string_view> level = {*names.begin()};
+    for (unsigned depth = 0; depth < furtherIssuers && pool != nullptr; ++depth) {
+        std::vector<std::string_view> below;
+        for (const std::string_view name : level) {
+            for (const std::string_view subject : pool->subjectsOf(name)) {
+                if (const auto [added, isNew] = names.emplace(subject); isNew) {
+                    below.push_back(*added);
                 }
             }
         }
-        level = std::move(next);
+        level = std::move(below);
     }
-    return false;
+    return names;
 }
 
 std::string vel::x509::sha1(std::string_view bytes) {

@@ -3,13 +3,14 @@
 
 #include "Base/VELMoment.h"
 #include "Platform/VELCertificate.h"
-#include "Platform/X509/VELOpenSSLHandles.h"
+#include "Platform/X509/VELOpenSSL.h"
 
 #include <cstddef>
 #include <map>
 #include <memory>
 #include <mutex>
 #include <optional>
+#include <set>
 #include <string>
 #include <string_view>
 #include <vector>
@@ -73,31 +74,34 @@ public:
     /// Bytes that are no certificate, and equal bytes, do not count.
     explicit VELCertificatePool(const std::vector<std::string>& certificates);
 
-    /// The certificates with the normalised subject `subject`, in order.
+    /// The first certificates with the normalised subject `subject`, in order: what is behind them
+    /// costs nothing.
     [[nodiscard]] std::vector<std::shared_ptr<const VELX509Certificate>>
-    certificatesOf(const std::string& subject) const;
+    certificatesOf(const std::string& subject, std::size_t limit) const;
 
-    /// The normalised issuers of the certificates with the normalised subject `subject`.
-    [[nodiscard]] std::vector<std::string> issuersOf(const std::string& subject) const;
+    /// The normalised subjects of the certificates with the normalised issuer `issuer`. They are
+    /// valid as long as the pool.
+    [[nodiscard]] std::vector<std::string_view> subjectsOf(std::string_view issuer) const;
 
 private:
     struct Entry {
         std::string der;
-        std::optional<std::string> issuer;
         std::once_flag decodeOnce;
         std::shared_ptr<const VELX509Certificate> certificate;
     };
 
     std::multimap<std::string, std::unique_ptr<Entry>, std::less<>> _bySubject;
+    /// The keys of the former by the issuers of what is under them.
+    std::multimap<std::string, std::string_view, std::less<>> _subjectsByIssuer;
 };
 
 namespace vel::x509 {
 
-/// Whether a chain of names leads from a certificate with the normalised issuer `issuer` to the
-/// name `wanted`, through at most ten more issuers in the pool (which may be null). Names alone
+/// The normalised names of issuers from which a chain of names leads to the name `wanted`: itself,
+/// and those that are at most ten issuers in the pool (which may be null) below it. Names alone
 /// count: nothing is verified.
-bool issuerChainHolds(const std::string& wanted, const std::string& issuer,
-                      const VELCertificatePool* pool);
+std::set<std::string, std::less<>> issuersLeadingTo(const std::string& wanted,
+                                                    const VELCertificatePool* pool);
 
 /// The SHA-1 digest of `bytes`: 20 bytes.
 std::string sha1(std::string_view bytes);

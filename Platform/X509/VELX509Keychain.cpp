@@ -34,16 +34,28 @@ std::string VELX509Keychain::sha1(std::string_view bytes) const {
     return vel::x509::sha1(bytes);
 }
 
-std::shared_ptr<const VELX509Certificate>
-VELX509Keychain::matchingCertificate(std::string_view der, const std::string& issuer,
-                                     const std::shared_ptr<const VELCertificatePool>& pool) const {
-    // Names cost less than decoding a key.
-    const auto parts = vel::x509::certificateParts(der);
-    const auto ownIssuer = parts ? vel::x509::normalizedName(parts->issuer) : std::nullopt;
+std::vector<std::shared_ptr<const VELX509Certificate>>
+VELX509Keychain::matchingCertificates(const std::vector<std::string_view>& candidates,
+                                      const std::string& issuer,
+                                      const std::shared_ptr<const VELCertificatePool>& pool) const {
+    std::vector<std::shared_ptr<const VELX509Certificate>> matching(candidates.size());
     const auto wanted = vel::x509::normalizedName(issuer);
-    if (!ownIssuer || !wanted || !vel::x509::issuerChainHolds(*wanted, *ownIssuer, pool.get())) {
-        return nullptr;
+    if (!wanted) {
+        return matching;
     }
-    auto certificate = VELX509Certificate::parse(der, pool);
-    return certificate != nullptr && certificate->isValidAt(_clock()) ? certificate : nullptr;
+    const auto issuers = vel::x509::issuersLeadingTo(*wanted, pool.get());
+    const VELMoment now = _clock();
+    for (std::size_t index = 0; index < candidates.size(); ++index) {
+        // Names cost less than decoding a key.
+        const auto parts = vel::x509::certificateParts(candidates[index]);
+        const auto own = parts ? vel::x509::normalizedName(parts->issuer) : std::nullopt;
+        if (!own || !issuers.contains(*own)) {
+            continue;
+        }
+        auto certificate = VELX509Certificate::parse(candidates[index], pool);
+        if (certificate != nullptr && certificate->isValidAt(now)) {
+            matching[index] = std::move(certificate);
+        }
+    }
+    return matching;
 }

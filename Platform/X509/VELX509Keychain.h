@@ -32,11 +32,11 @@ public:
 protected:
     explicit VELX509Keychain(VELX509Trust::Clock clock);
 
-    /// The identities' certificate `der`, with its issuers in `pool`, if it is valid now and has
-    /// `issuer` in its issuer chain; otherwise null.
-    [[nodiscard]] std::shared_ptr<const VELX509Certificate>
-    matchingCertificate(std::string_view der, const std::string& issuer,
-                        const std::shared_ptr<const VELCertificatePool>& pool) const;
+    /// The certificates of `candidates`, their issuers in `pool`, that are valid now and have
+    /// `issuer` in their issuer chain; null in the place of the others.
+    [[nodiscard]] std::vector<std::shared_ptr<const VELX509Certificate>>
+    matchingCertificates(const std::vector<std::string_view>& candidates, const std::string& issuer,
+                         const std::shared_ptr<const VELCertificatePool>& pool) const;
 
 private:
     VELX509Trust::Clock _clock;

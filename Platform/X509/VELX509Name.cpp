@@ -214,8 +214,13 @@ int rankOf(std::string_view type) {
                                             : 1;
 }
 
-void prepend(const std::string& text, std::optional<std::string>& list) {
-    list = list ? text + ", " + *list : text;
+/// The texts with commas, the last one first.
+std::string listedBackwards(const std::vector<std::string>& texts) {
+    std::string list;
+    for (auto text = texts.rbegin(); text != texts.rend(); ++text) {
+        list += (list.empty() ? "" : ", ") + *text;
+    }
+    return list;
 }
 
 /// The optional parts behind the public key: two unique identifiers, then the extensions.
@@ -324,10 +329,11 @@ std::optional<std::vector<std::string>> commonNamesOfCertificate(std::string_vie
 
 NameSummary nameSummary(std::string_view name) {
     NameSummary summary;
-    std::optional<std::string> description;
+    std::vector<std::string> texts;
+    std::vector<std::string> descriptions;
     int rank = 0;
     for (const Attribute& attribute : attributesOf(name)) {
-        const auto text = textOfValue(attribute.value.tag, attribute.value.content);
+        auto text = textOfValue(attribute.value.tag, attribute.value.content);
         if (!text) {
             continue;
         }
@@ -335,21 +341,24 @@ NameSummary nameSummary(std::string_view name) {
             summary.emailAddress = text;
         }
         if (attribute.type == descriptionType) {
-            prepend(*text, description);
+            descriptions.push_back(*std::move(text));
             continue;
         }
         const int candidate = rankOf(attribute.type);
         if (candidate > rank) {
-            summary.text.reset();
+            texts.clear();
             rank = candidate;
         }
         if (candidate == rank) {
-            prepend(*text, summary.text);
+            texts.push_back(*std::move(text));
         }
     }
     summary.isCommonName = rank == rankOf(commonNameType);
-    if (summary.isCommonName && description) {
-        *summary.text += " (" + *description + ")";
+    if (!texts.empty()) {
+        summary.text = listedBackwards(texts);
+    }
+    if (summary.isCommonName && !descriptions.empty()) {
+        *summary.text += " (" + listedBackwards(descriptions) + ")";
     }
     return summary;
 }

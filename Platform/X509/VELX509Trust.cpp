@@ -81,7 +81,8 @@ private:
             issuers.push_back(_anchor);
         }
         if (_leaf->pool() != nullptr) {
-            for (CertificatePointer& found : _leaf->pool()->certificatesOf(*child.issuer())) {
+            for (CertificatePointer& found :
+                 _leaf->pool()->certificatesOf(*child.issuer(), maximumSignatures)) {
                 if (!isAnchor(*found) && !isInChain(*found)) {
                     issuers.push_back(std::move(found));
                 }

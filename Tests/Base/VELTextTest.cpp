@@ -236,4 +236,12 @@ TEST(Lowercase, FullMappingWithoutLocale) {
     EXPECT_EQ(vel::lowercase(std::string_view("A\0B", 3)), std::string_view("a\0b", 3));
 }
 
+TEST(AppendHexadecimal, AddsTwoDigitsOfEveryByte) {
+    std::string text = "=";
+    for (const int byte : {0x00, 0x09, 0x0A, 0x1F, 0x80, 0xFF}) {
+        vel::appendHexadecimal(static_cast<std::uint8_t>(byte), text);
+    }
+    EXPECT_EQ(text, "=00090a1f80ff");
+}
+
 } // namespace

@@ -102,6 +102,10 @@ private:
 struct Implementation {
     const char* name;
     std::unique_ptr<Machine> (*make)();
+
+    friend std::ostream& operator<<(std::ostream& stream, const Implementation& implementation) {
+        return stream << implementation.name;
+    }
 };
 
 class TaskContract : public ::testing::TestWithParam<Implementation> {

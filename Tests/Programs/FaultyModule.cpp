@@ -5,22 +5,42 @@
 #include <cstdlib>
 #include <cstring>
 #include <initializer_list>
+#include <string_view>
 #include <unistd.h>
 
-// A PKCS#11 module that does what VEL_MODULE_FAULT says when it is initialised.
+// A PKCS#11 module that does what VEL_MODULE_FAULT says when it is initialised:
+//
+//     crash, exit, hang    ends, or never comes back
+//     chat                 prints a line to standard output; it has no token
+//     linger               leaves a program running that keeps standard output; it has no token
+//     large                has a token with 100 certificates of a million bytes
+//     anything else        fails
 
 namespace {
 
+constexpr CK_ULONG certificateCount = 100;
+constexpr CK_ULONG certificateSize = 1'000'000;
+bool hasToken = false;
+CK_ULONG searched = 0;
+
+void leaveProgramRunning() {
+    if (::fork() == 0) {
+        ::execl("/bin/sleep", "sleep", "6", nullptr);
+        ::_exit(1);
+    }
+}
+
 CK_RV initialize(void*) {
-    const char* fault = std::getenv("VEL_MODULE_FAULT");
-    if (fault != nullptr && std::strcmp(fault, "crash") == 0) {
+    const char* variable = std::getenv("VEL_MODULE_FAULT");
+    const std::string_view fault = variable != nullptr ? variable : "fail";
+    if (fault == "crash") {
         std::signal(SIGSEGV, SIG_DFL);
         ::raise(SIGSEGV);
     }
-    if (fault != nullptr && std::strcmp(fault, "exit") == 0) {
+    if (fault == "exit") {
         ::_exit(0);
     }
-    if (fault != nullptr && std::strcmp(fault, "hang") == 0) {
+    if (fault == "hang") {
         for (const int signal : {SIGTERM, SIGALRM, SIGINT, SIGHUP}) {
             std::signal(signal, SIG_IGN);
         }
@@ -28,7 +48,69 @@ CK_RV initialize(void*) {
             ::pause();
         }
     }
-    return CKR_DEVICE_ERROR;
+    if (fault == "chat") {
+        constexpr std::string_view line = "module loaded\n";
+        return ::write(STDOUT_FILENO, line.data(), line.size()) > 0 ? CKR_OK : CKR_DEVICE_ERROR;
+    }
+    if (fault == "linger") {
+        leaveProgramRunning();
+        return CKR_OK;
+    }
+    hasToken = fault == "large";
+    return hasToken ? CKR_OK : CKR_DEVICE_ERROR;
+}
+
+CK_RV finalize(void*) {
+    return CKR_OK;
+}
+
+CK_RV getSlotList(CK_BBOOL, CK_SLOT_ID* slots, CK_ULONG* count) {
+    if (slots != nullptr && hasToken) {
+        slots[0] = 0;
+    }
+    *count = hasToken ? 1 : 0;
+    return CKR_OK;
+}
+
+CK_RV getTokenInfo(CK_SLOT_ID, CK_TOKEN_INFO* information) {
+    *information = {};
+    information->flags = CKF_TOKEN_INITIALIZED;
+    return CKR_OK;
+}
+
+CK_RV openSession(CK_SLOT_ID, CK_FLAGS, void*, CK_NOTIFY, CK_SESSION_HANDLE* session) {
+    *session = 1;
+    return CKR_OK;
+}
+
+CK_RV closeSession(CK_SESSION_HANDLE) {
+    return CKR_OK;
+}
+
+CK_RV findObjectsInit(CK_SESSION_HANDLE, CK_ATTRIBUTE* pattern, CK_ULONG) {
+    CK_OBJECT_CLASS objectClass = 0;
+    std::memcpy(&objectClass, pattern->pValue, sizeof objectClass);
+    searched = objectClass == CKO_CERTIFICATE ? 0 : certificateCount;
+    return CKR_OK;
+}
+
+CK_RV findObjects(CK_SESSION_HANDLE, CK_OBJECT_HANDLE* objects, CK_ULONG limit, CK_ULONG* count) {
+    for (*count = 0; *count < limit && searched < certificateCount; ++*count) {
+        objects[*count] = ++searched;
+    }
+    return CKR_OK;
+}
+
+CK_RV findObjectsFinal(CK_SESSION_HANDLE) {
+    return CKR_OK;
+}
+
+CK_RV getAttributeValue(CK_SESSION_HANDLE, CK_OBJECT_HANDLE, CK_ATTRIBUTE* attribute, CK_ULONG) {
+    attribute->ulValueLen = attribute->type == CKA_VALUE ? certificateSize : 1;
+    if (attribute->pValue != nullptr) {
+        std::memset(attribute->pValue, 'x', attribute->ulValueLen);
+    }
+    return CKR_OK;
 }
 
 CK_FUNCTION_LIST functions = {};
@@ -38,7 +120,16 @@ CK_FUNCTION_LIST functions = {};
 extern "C" __attribute__((visibility("default"))) CK_RV C_GetFunctionList(CK_FUNCTION_LIST** list) {
     functions.version = {2, 40};
     functions.C_Initialize = initialize;
+    functions.C_Finalize = finalize;
     functions.C_GetFunctionList = C_GetFunctionList;
+    functions.C_GetSlotList = getSlotList;
+    functions.C_GetTokenInfo = getTokenInfo;
+    functions.C_OpenSession = openSession;
+    functions.C_CloseSession = closeSession;
+    functions.C_FindObjectsInit = findObjectsInit;
+    functions.C_FindObjects = findObjects;
+    functions.C_FindObjectsFinal = findObjectsFinal;
+    functions.C_GetAttributeValue = getAttributeValue;
     *list = &functions;
     return CKR_OK;
 }

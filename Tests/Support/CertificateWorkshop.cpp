@@ -97,7 +97,8 @@ std::string CertificateWorkshop::make(const CertificateOrder& order) {
                                                           " -keyfile " + keyFile(order.issuer);
     script += " && openssl ca -batch -notext -preserveDN -config " + settings + signer + " -in " +
               path(order.name + ".csr") + " -out " + certificateFile(order.name) + " -startdate " +
-              order.notBefore + " -enddate " + order.notAfter + " -md " + order.digest;
+              order.notBefore + " -enddate " + order.notAfter + " -md " + order.digest + " " +
+              order.signing;
     if (!order.extensions.empty()) {
         script += " -extensions wanted -extfile " + extensions;
     }

@@ -17,6 +17,7 @@ struct CertificateOrder {
     std::string key = "EC -pkeyopt ec_paramgen_curve:P-256"; ///< arguments of "openssl genpkey"
     std::string keyOf = {}; ///< the name of an earlier order whose key it shares
     std::string digest = "sha256";
+    std::string signing = {};            ///< further arguments of "openssl ca"
     std::string stringMask = "utf8only"; ///< which types of strings its subject may have
 };
 

@@ -43,11 +43,9 @@ bool steersTerminal(utf8proc_int32_t codePoint) {
 }
 
 void appendUnit(std::string& text, std::uint32_t unit) {
-    constexpr std::string_view digits = "0123456789abcdef";
     text += "\\u";
-    for (const unsigned shift : {12U, 8U, 4U, 0U}) {
-        text += digits[(unit >> shift) & 0xFU];
-    }
+    vel::appendHexadecimal(static_cast<std::uint8_t>(unit >> 8U), text);
+    vel::appendHexadecimal(static_cast<std::uint8_t>(unit & 0xFFU), text);
 }
 
 void appendEscape(std::string& text, utf8proc_int32_t codePoint) {

@@ -1,6 +1,6 @@
 // SPDX-License-Identifier: Apache-2.0
 #include "Platform/Linux/Tools/VELCertificateSubject.h"
-#include "Platform/Linux/Tools/VELOpenSSL.h"
+#include "Platform/X509/VELOpenSSL.h"
 
 #include <array>
 #include <cstddef>
@@ -58,7 +58,8 @@ void appendValue(std::string& line, const ASN1_STRING* value) {
 } // namespace
 
 std::optional<std::string> certificateSubject(std::string_view der) {
-    const Certificate certificate = readCertificate(der);
+    const x509::ErrorQueueScope errors;
+    const auto certificate = x509::decodedCertificate(der);
     if (!certificate) {
         return std::nullopt;
     }

@@ -1,6 +1,6 @@
 // SPDX-License-Identifier: Apache-2.0
 #include "Platform/Linux/Tools/VELDetachedSignature.h"
-#include "Platform/Linux/Tools/VELOpenSSL.h"
+#include "Platform/X509/VELOpenSSL.h"
 
 #include <algorithm>
 #include <array>
@@ -15,6 +15,8 @@
 namespace vel {
 namespace {
 
+using namespace vel::x509;
+
 constexpr int maximumCertificates = 16;
 constexpr int minimumSecurityLevel = 2; // 112 bits: RSA of 2,048 bits, no SHA-1
 
@@ -22,11 +24,11 @@ SignatureRefusal refusal(std::string reason) {
     return {std::move(reason)};
 }
 
-SignedMessage readMessage(std::string_view der) {
+SignedMessageHandle readMessage(std::string_view der) {
     if (der.size() > std::numeric_limits<int>::max()) {
         return nullptr;
     }
-    CMS_ContentInfo* message = CMS_ContentInfo_new_ex(libraryContext(), nullptr);
+    CMS_ContentInfo* message = CMS_ContentInfo_new_ex(privateContext(), nullptr);
     if (message == nullptr) {
         return nullptr;
     }
@@ -34,7 +36,7 @@ SignedMessage readMessage(std::string_view der) {
     const unsigned char* end = position + der.size();
     const bool isRead =
         d2i_CMS_ContentInfo(&message, &position, static_cast<long>(der.size())) != nullptr;
-    SignedMessage result(message);
+    SignedMessageHandle result(message);
     return isRead && position == end ? std::move(result) : nullptr;
 }
 
@@ -55,9 +57,9 @@ bool isStrongDigest(const X509_ALGOR* algorithm) {
     return std::ranges::find(strong, OBJ_obj2nid(type)) != strong.end();
 }
 
-CertificateStack certificatesOf(CMS_ContentInfo* message) {
-    CertificateStack certificates(CMS_get1_certs(message));
-    return certificates ? std::move(certificates) : CertificateStack(sk_X509_new_null());
+OwnedCertificatesHandle certificatesOf(CMS_ContentInfo* message) {
+    OwnedCertificatesHandle certificates(CMS_get1_certs(message));
+    return certificates ? std::move(certificates) : OwnedCertificatesHandle(sk_X509_new_null());
 }
 
 std::string derOf(X509* certificate) {
@@ -97,13 +99,13 @@ SignerCertificates chainFrom(X509* signer, STACK_OF(X509) * pool) {
 /// Nothing when one of the anchors is, or leads to, the signer; else why not.
 std::optional<std::string> chainProblem(X509* signer, STACK_OF(X509) * pool,
                                         const std::vector<std::string>& anchors) {
-    const CertificateStore store(X509_STORE_new());
-    const StoreContext context(X509_STORE_CTX_new_ex(libraryContext(), nullptr));
+    const StoreHandle store(X509_STORE_new());
+    const StoreContextHandle context(X509_STORE_CTX_new_ex(privateContext(), nullptr));
     if (!store || !context) {
         return "there is no memory";
     }
     for (const auto& der : anchors) {
-        const Certificate anchor = readCertificate(der);
+        const CertificateHandle anchor = decodedCertificate(der);
         if (!anchor || X509_STORE_add_cert(store.get(), anchor.get()) != 1) {
             return "an anchor is no certificate";
         }
@@ -126,7 +128,8 @@ std::optional<std::string> chainProblem(X509* signer, STACK_OF(X509) * pool,
 std::variant<SignerCertificates, SignatureRefusal>
 verifyDetachedSignature(std::string_view signature, int content,
                         const std::vector<std::string>* anchors) {
-    const SignedMessage message = readMessage(signature);
+    const ErrorQueueScope errors;
+    const SignedMessageHandle message = readMessage(signature);
     if (!message || !isDetachedSignature(message.get())) {
         return refusal("the signature is no detached CMS signature in DER");
     }
@@ -136,7 +139,7 @@ verifyDetachedSignature(std::string_view signature, int content,
         return refusal("the signature has not exactly one signer");
     }
     CMS_SignerInfo* signer = sk_CMS_SignerInfo_value(signers, 0);
-    const CertificateStack pool = certificatesOf(message.get());
+    const OwnedCertificatesHandle pool = certificatesOf(message.get());
     if (sk_X509_num(pool.get()) > maximumCertificates) {
         return refusal("the signature carries too many certificates");
     }
@@ -145,11 +148,10 @@ verifyDetachedSignature(std::string_view signature, int content,
     if (!isStrongDigest(digest)) {
         return refusal("the signature's digest is too weak");
     }
-    const ByteStream bytes(::lseek(content, 0, SEEK_SET) == 0 ? BIO_new_fd(content, BIO_NOCLOSE)
-                                                              : nullptr);
+    const StreamHandle bytes(::lseek(content, 0, SEEK_SET) == 0 ? BIO_new_fd(content, BIO_NOCLOSE)
+                                                                : nullptr);
     if (!bytes || CMS_verify(message.get(), nullptr, nullptr, bytes.get(), nullptr,
                              CMS_BINARY | CMS_NO_SIGNER_CERT_VERIFY) != 1) {
-        ERR_clear_error();
         return refusal("the signature does not fit the content");
     }
     X509* certificate = nullptr;
@@ -167,13 +169,15 @@ verifyDetachedSignature(std::string_view signature, int content,
 }
 
 std::vector<std::string> certificatesInFile(std::string_view file) {
-    if (readCertificate(file)) {
+    if (decodedCertificate(file)) {
         return {std::string(file)};
     }
     if (file.size() > std::numeric_limits<int>::max()) {
         return {};
     }
-    const ByteStream stream(BIO_new_mem_buf(file.data(), static_cast<int>(file.size())));
+    const ErrorQueueScope errors;
+    const auto stream =
+        made(StreamHandle(BIO_new_mem_buf(file.data(), static_cast<int>(file.size()))));
     std::vector<std::string> certificates;
     while (true) {
         char* name = nullptr;
@@ -188,13 +192,12 @@ std::vector<std::string> certificatesInFile(std::string_view file) {
         OPENSSL_free(name);
         OPENSSL_free(header);
         OPENSSL_free(data);
-        if (!isCertificate || !readCertificate(der)) {
+        if (!isCertificate || !decodedCertificate(der)) {
             return {};
         }
         certificates.push_back(std::move(der));
     }
     const bool isAtEnd = ERR_GET_REASON(ERR_peek_last_error()) == PEM_R_NO_START_LINE;
-    ERR_clear_error();
     return isAtEnd ? certificates : std::vector<std::string>();
 }
 

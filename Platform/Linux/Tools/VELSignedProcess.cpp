@@ -94,11 +94,13 @@ signerOfProcess(const std::string& processID, const SignedProcessSources& source
     if (!signature) {
         return SignatureRefusal{"there is no signature " + path + ".p7s"};
     }
-    std::error_code problem;
-    const bool hasAnchors = std::filesystem::exists(sources.anchorFolder, problem);
-    const auto anchors = hasAnchors && !problem ? readAnchors(sources.anchorFolder)
-                                                : std::optional<std::vector<std::string>>();
-    if (problem || (hasAnchors && !anchors)) {
+    // A link that leads nowhere says as well that there are to be anchors.
+    std::error_code ignored;
+    const bool hasAnchors = std::filesystem::symlink_status(sources.anchorFolder, ignored).type() !=
+                            std::filesystem::file_type::not_found;
+    const auto anchors =
+        hasAnchors ? readAnchors(sources.anchorFolder) : std::optional<std::vector<std::string>>();
+    if (hasAnchors && !anchors) {
         return SignatureRefusal{"the anchors in " + sources.anchorFolder + " cannot be read"};
     }
     auto result = verifyDetachedSignature(*signature, image.get(), anchors ? &*anchors : nullptr);

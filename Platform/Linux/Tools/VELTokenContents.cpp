@@ -16,9 +16,11 @@
 #include <set>
 #include <stdexcept>
 #include <sys/prctl.h>
+#include <sys/resource.h>
 #include <sys/wait.h>
 #include <tuple>
 #include <unistd.h>
+#include <utility>
 #include <vector>
 
 namespace vel {
@@ -26,6 +28,7 @@ namespace {
 
 constexpr std::size_t maximumObjects = 100'000;
 constexpr CK_ULONG maximumAttribute = 1U << 20U;
+constexpr std::size_t maximumContents = std::size_t{64} << 20U; // bytes of all certificates
 constexpr int failed = 1;
 constexpr int killed = 3;
 
@@ -34,6 +37,19 @@ struct TokenCertificate {
     std::string identifier;
     std::string der;
     bool isIdentity;
+};
+
+struct FoundCertificates {
+    std::vector<TokenCertificate> list;
+    std::size_t bytes = 0;
+
+    void add(TokenCertificate certificate) {
+        bytes += certificate.der.size();
+        if (bytes > maximumContents) {
+            throw std::runtime_error("the tokens hold too much");
+        }
+        list.push_back(std::move(certificate));
+    }
 };
 
 void require(CK_RV result, const char* call) {
@@ -165,7 +181,7 @@ std::set<std::string> identifiersOf(const Session& session, CK_OBJECT_CLASS obje
 }
 
 void readToken(CK_FUNCTION_LIST* module, CK_SLOT_ID slot, const CK_TOKEN_INFO& information,
-               std::vector<TokenCertificate>& found) {
+               FoundCertificates& found) {
     const Session session(module, slot);
     std::set<std::string> keys = identifiersOf(session, CKO_PRIVATE_KEY);
     if ((information.flags & CKF_LOGIN_REQUIRED) != 0) {
@@ -183,12 +199,12 @@ void readToken(CK_FUNCTION_LIST* module, CK_SLOT_ID slot, const CK_TOKEN_INFO& i
         if (!der.empty()) {
             std::string identifier = session.attribute(object, CKA_ID);
             const bool isIdentity = keys.contains(identifier);
-            found.push_back({serial, std::move(identifier), std::move(der), isIdentity});
+            found.add({serial, std::move(identifier), std::move(der), isIdentity});
         }
     }
 }
 
-void readModule(CK_FUNCTION_LIST* module, std::vector<TokenCertificate>& found) {
+void readModule(CK_FUNCTION_LIST* module, FoundCertificates& found) {
     CK_ULONG count = 0;
     require(module->C_GetSlotList(CK_TRUE, nullptr, &count), "C_GetSlotList");
     std::vector<CK_SLOT_ID> slots(count);
@@ -230,6 +246,9 @@ bool exitsWithin(unsigned seconds, const sigset_t& childSignal, pid_t child, int
     if (::getppid() != parent) {
         ::_exit(failed);
     }
+    // A crash leaves no file in the folder that the host happens to work in.
+    const rlimit none = {0, 0};
+    ::setrlimit(RLIMIT_CORE, &none);
     int status = failed;
     try {
         status = work(argument);
@@ -244,13 +263,14 @@ bool exitsWithin(unsigned seconds, const sigset_t& childSignal, pid_t child, int
 } // namespace
 
 std::string tokenContents(const std::string& module) {
-    std::vector<TokenCertificate> found;
+    FoundCertificates all;
     {
         Modules modules(module);
         for (CK_FUNCTION_LIST* used : modules.used()) {
-            readModule(used, found);
+            readModule(used, all);
         }
     }
+    std::vector<TokenCertificate>& found = all.list;
     std::sort(found.begin(), found.end(), [](const auto& left, const auto& right) {
         return std::tie(left.tokenSerial, left.identifier, left.der) <
                std::tie(right.tokenSerial, right.identifier, right.der);

@@ -20,7 +20,7 @@ namespace vel {
 /// The modules are those that the machine registers for p11-kit, but for those that are a store of
 /// trust policy (the public roots are not the user's); or, when `module` is not empty, the one at
 /// that path alone. Throws `std::runtime_error` when a module or token fails: what is known in part
-/// is not known.
+/// is not known. More than 64 MiB of certificates are too much.
 std::string tokenContents(const std::string& module);
 
 /// Runs `work` in a child process for `seconds` at most, and answers its status: what `work`

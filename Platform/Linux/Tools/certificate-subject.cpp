@@ -1,6 +1,7 @@
 // SPDX-License-Identifier: Apache-2.0
 #include "Platform/Linux/Tools/VELCertificateSubject.h"
 #include "Platform/Linux/Tools/VELToolCommandLine.h"
+#include "Platform/X509/VELOpenSSL.h"
 
 #include <cstddef>
 #include <fcntl.h>
@@ -46,5 +47,6 @@ int main(int argumentCount, char** arguments) {
         .arguments = {"x509", "-inform", "DER", "-in", "FILE", "-subject", "-noout"},
         .options = {},
     };
+    vel::x509::forgoConfiguration();
     return vel::runTool(usage, argumentCount, arguments, &printSubject);
 }

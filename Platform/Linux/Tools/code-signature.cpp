@@ -1,6 +1,7 @@
 // SPDX-License-Identifier: Apache-2.0
 #include "Platform/Linux/Tools/VELSignedProcess.h"
 #include "Platform/Linux/Tools/VELToolCommandLine.h"
+#include "Platform/X509/VELOpenSSL.h"
 
 #include <algorithm>
 #include <unistd.h>
@@ -52,5 +53,6 @@ int main(int argumentCount, char** arguments) {
                                   "                    instead of /etc/vel_device_trust/signers;\n"
                                   "                    without that folder anybody may sign"}},
     };
+    vel::x509::forgoConfiguration();
     return vel::runTool(usage, argumentCount, arguments, &extractCertificates);
 }

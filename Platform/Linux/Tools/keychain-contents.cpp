@@ -1,14 +1,22 @@
 // SPDX-License-Identifier: Apache-2.0
 #include "Platform/Linux/Tools/VELTokenContents.h"
 #include "Platform/Linux/Tools/VELToolCommandLine.h"
+#include "Platform/POSIX/VELDescriptor.h"
 
 #include <cstdlib>
+#include <fcntl.h>
 #include <unistd.h>
 
 namespace {
 
 int printContents(const std::string& module) {
-    return vel::writeAll(STDOUT_FILENO, vel::tokenContents(module)) ? 0 : 1;
+    // What a module prints is no part of the contents, and what it leaves running must not keep the
+    // reader waiting for their end.
+    const VELDescriptor output(::fcntl(STDOUT_FILENO, F_DUPFD_CLOEXEC, STDERR_FILENO + 1));
+    if (!output || ::dup2(STDERR_FILENO, STDOUT_FILENO) < 0) {
+        return 1;
+    }
+    return vel::writeAll(output.get(), vel::tokenContents(module)) ? 0 : 1;
 }
 
 } // namespace

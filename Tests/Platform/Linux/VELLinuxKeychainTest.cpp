@@ -3,20 +3,18 @@
 
 #include "Base/VELMoment.h"
 #include "Tests/Support/CertificateWorkshop.h"
+#include "Tests/Support/MadeTokens.h"
 #include "Tests/Support/Oracle.h"
 #include "Tests/Support/ProcessResources.h"
-#include "Tests/Support/UnprivilegedUser.h"
+#include "Tests/Support/RegisteredModules.h"
 
 #include <gtest/gtest.h>
 
 #include <algorithm>
 #include <chrono>
 #include <cstdlib>
-#include <filesystem>
-#include <optional>
-#include <stdexcept>
 #include <string>
-#include <utility>
+#include <sys/resource.h>
 #include <vector>
 
 namespace {
@@ -24,89 +22,26 @@ namespace {
 using Certificates = std::vector<std::string>;
 using Clock = std::chrono::steady_clock;
 
-constexpr const char* softHSM = "/usr/lib/softhsm/libsofthsm2.so";
-const std::string helperPath = std::string(VEL_LINUX_TOOLS_DIRECTORY) + "/keychain-contents";
-
 VELMoment testDate() {
     return vel::momentOfText("2030-01-01T00:00:00Z").value();
 }
 
-VELLinuxKeychain keychainOf(const std::string& module, const std::string& seconds = "8") {
-    return {{.path = helperPath, .arguments = {"--module", module, "--seconds", seconds}},
-            testDate};
-}
-
-/// A folder in memory where the machine has such a place, removed with what is in it.
-class MemoryFolder {
-public:
-    MemoryFolder() {
-        const bool hasMemory = std::filesystem::is_directory("/dev/shm");
-        _path = (hasMemory ? std::filesystem::path("/dev/shm")
-                           : std::filesystem::temp_directory_path()) /
-                "vel_tests.XXXXXX";
-        if (::mkdtemp(_path.data()) == nullptr) {
-            throw std::runtime_error("no folder in memory");
-        }
-    }
-    ~MemoryFolder() {
-        std::error_code ignored;
-        std::filesystem::remove_all(_path, ignored);
-    }
-    MemoryFolder(const MemoryFolder&) = delete;
-    MemoryFolder& operator=(const MemoryFolder&) = delete;
-
-    [[nodiscard]] const std::string& path() const { return _path; }
-
-private:
-    std::string _path;
-};
-
-/// Tokens of the test's own.
 class Tokens : public testing::Test {
 protected:
-    Tokens() {
-        if (!std::filesystem::exists(softHSM)) {
-            throw std::runtime_error("this test needs the package softhsm2");
-        }
-        const std::string settings =
-            folder.write("softhsm2.conf", "directories.tokendir = " + store.path() +
-                                              "\nobjectstore.backend = file\nlog.level = ERROR\n");
-        ::setenv("SOFTHSM2_CONF", settings.c_str(), 1);
-    }
-    ~Tokens() override { ::unsetenv("SOFTHSM2_CONF"); }
-
-    void make(const std::string& lines) const {
-        const std::string orders = folder.write("orders", lines);
-        const OracleAnswer answer =
-            askOracle(std::string(VEL_TOKEN_MAKER) + " " + softHSM + " < " + orders + " 2>&1");
-        if (answer.status != 0) {
-            throw std::runtime_error(answer.output);
-        }
-    }
-
-    [[nodiscard]] std::string certificateLine(const std::string& identifier,
-                                              const std::string& der) {
-        const std::string file = folder.write("der" + std::to_string(++files), der);
-        return "certificate " + identifier + " " + file + "\n";
-    }
-
-    TemporaryFolder folder;
-    MemoryFolder store; // every object is synchronised to the disk, which takes its time
-    int files = 0;
+    MadeTokens tokens;
     CertificateWorkshop workshop;
-    VELLinuxKeychain keychain = keychainOf(softHSM);
+    VELLinuxKeychain keychain = keychainOfModule(MadeTokens::module(), testDate);
 };
 
-TEST_F(Tokens, WithoutACertificateAreNotFound) {
-    EXPECT_EQ(keychain.certificates(10).status, -25300);
-    make("token empty\n");
+TEST_F(Tokens, ThatAreEmptyAreNotFound) {
+    tokens.make("token empty\n");
     EXPECT_EQ(keychain.certificates(10).status, -25300);
     EXPECT_EQ(keychain.identities("\x30").status, -25300);
 }
 
 TEST_F(Tokens, AnswerTheirCertificatesInOrder) {
-    make("token one\n" + certificateLine("b", "second") + certificateLine("a", "third") +
-         certificateLine("a", "first"));
+    tokens.make("token one\n" + tokens.certificateLine("b", "second") +
+                tokens.certificateLine("a", "third") + tokens.certificateLine("a", "first"));
     const auto answer = keychain.certificates(10);
     EXPECT_EQ(answer.status, 0);
     EXPECT_EQ(answer.certificates, Certificates({"first", "third", "second"}));
@@ -114,8 +49,8 @@ TEST_F(Tokens, AnswerTheirCertificatesInOrder) {
 }
 
 TEST_F(Tokens, AnswerThoseOfEveryToken) {
-    make("token one\n" + certificateLine("a", "x") + "token two\n" + certificateLine("a", "x") +
-         certificateLine("b", "y"));
+    tokens.make("token one\n" + tokens.certificateLine("a", "x") + "token two\n" +
+                tokens.certificateLine("a", "x") + tokens.certificateLine("b", "y"));
     const auto answer = keychain.certificates(10);
     Certificates sorted = answer.certificates;
     std::sort(sorted.begin(), sorted.end());
@@ -126,10 +61,11 @@ TEST_F(Tokens, AnswerThoseOfEveryToken) {
 TEST_F(Tokens, AnswerElevenHundredInAStableOrder) {
     std::string lines = "token many\n";
     for (int number = 0; number < 1100; ++number) {
-        lines += certificateLine("id" + std::to_string(number % 7),
-                                 "certificate " + std::to_string(number) + std::string(1500, '.'));
+        lines += tokens.certificateLine("id" + std::to_string(number % 7),
+                                        "certificate " + std::to_string(number) +
+                                            std::string(1500, '.'));
     }
-    make(lines);
+    tokens.make(lines);
     const auto answer = keychain.certificates(2000);
     EXPECT_EQ(answer.certificates.size(), 1100U);
     const auto first = keychain.certificates(1000).certificates;
@@ -140,11 +76,12 @@ TEST_F(Tokens, AnswerElevenHundredInAStableOrder) {
 TEST_F(Tokens, HaveIdentitiesWhereAKeyIsBesideTheCertificate) {
     const std::string root = workshop.makeAuthority("Root");
     const auto leaf = [&](const std::string& name) { return workshop.makeLeaf(name, "Root"); };
-    make("token one\n" + certificateLine("root", root) + certificateLine("a", leaf("Visible")) +
-         "private-key a visible\n" + certificateLine("b", leaf("Behind")) +
-         "private-key b hidden\npublic-key b\n" + certificateLine("c", leaf("Secret")) +
-         "private-key c hidden\n" + certificateLine("d", leaf("None")) +
-         "token two\nprivate-key d visible\n");
+    tokens.make("token one\n" + tokens.certificateLine("root", root) +
+                tokens.certificateLine("a", leaf("Visible")) + "private-key a visible\n" +
+                tokens.certificateLine("b", leaf("Behind")) +
+                "private-key b hidden\npublic-key b\n" +
+                tokens.certificateLine("c", leaf("Secret")) + "private-key c hidden\n" +
+                tokens.certificateLine("d", leaf("None")) + "token two\nprivate-key d visible\n");
     const auto anchor = keychain.parseCertificate(root);
     const auto answer = keychain.identities(anchor->normalizedSubject().value());
     EXPECT_EQ(answer.status, 0);
@@ -155,70 +92,43 @@ TEST_F(Tokens, HaveIdentitiesWhereAKeyIsBesideTheCertificate) {
     EXPECT_EQ(names, std::vector<std::string>({"Visible", "Behind"}));
 }
 
-TEST_F(Tokens, TrustAnIdentityThroughTheirIntermediates) {
-    const std::string root = workshop.makeAuthority("Root");
-    const std::string middle = workshop.makeAuthority("Middle", "Root");
-    make("token one\n" + certificateLine("a", workshop.makeLeaf("Leaf", "Middle")) +
-         "private-key a visible\ntoken two\n" + certificateLine("b", middle));
-    const auto anchor = keychain.parseCertificate(root);
-    const auto answer = keychain.identities(anchor->normalizedSubject().value());
-    ASSERT_EQ(answer.status, 0);
-    ASSERT_EQ(answer.identities.size(), 1U);
-    const auto created =
-        keychain.createTrust(answer.identities.front()->copyCertificate().certificate);
-    ASSERT_EQ(created.status, 0);
-    EXPECT_EQ(created.trust->setOnlyAnchor(anchor), 0);
-    std::optional<VELError> error;
-    EXPECT_TRUE(created.trust->evaluate(&error)) << error->message();
-}
-
-/// The registered modules as a user without root's rights has them: root has no settings of its own
-/// beside the machine's.
-class RegisteredModules : public Tokens {
+/// The first certificate of the registered modules, or the status.
+class ModulesOfAUser : public Tokens {
 protected:
-    RegisteredModules() {
-        make("token one\n" + certificateLine("a", "some"));
-        folder.write("settings/pkcs11/pkcs11.conf", "user-config: only\n");
-        registerModule("softhsm", std::string("module: ") + softHSM + "\n");
-        ::setenv("XDG_CONFIG_HOME", (folder.path() + "/settings").c_str(), 1);
-        // Where they were built, another user may not get at them.
-        askOracle("cp " + std::string(helperPath) + " " + ownHelper() + " && cp " +
-                  VEL_FAULTY_MODULE + " " + faultyModule());
-        askOracle("chmod -R a+rwX " + folder.path() + " " + store.path());
+    ModulesOfAUser() {
+        tokens.make("token one\n" + tokens.certificateLine("a", "some"));
+        giveToEverybody(tokens.folder().path());
+        giveToEverybody(tokens.storePath());
+        modules.registerModule("softhsm", softHSM);
     }
-    ~RegisteredModules() override { ::unsetenv("XDG_CONFIG_HOME"); }
-
-    void registerModule(const std::string& name, const std::string& lines) const {
-        folder.write("settings/pkcs11/modules/" + name + ".module", lines);
-    }
-
-    [[nodiscard]] std::string ownHelper() const { return folder.path() + "/keychain-contents"; }
-    [[nodiscard]] std::string faultyModule() const { return folder.path() + "/faulty-module.so"; }
 
     [[nodiscard]] std::string answer() const {
-        return askedWithoutPrivileges([this] {
-            const auto found = VELLinuxKeychain({.path = ownHelper()}).certificates(10);
+        return modules.answer([](const VELLinuxKeychain& registered) {
+            const auto found = registered.certificates(10);
             return std::to_string(found.status) +
                    (found.status == 0 ? " " + found.certificates.front() : "");
         });
     }
+
+    const std::string softHSM = "module: " + MadeTokens::module() + "\n";
+    RegisteredModules modules;
 };
 
-TEST_F(RegisteredModules, AreAsked) {
+TEST_F(ModulesOfAUser, AreAsked) {
     EXPECT_EQ(answer(), "0 some");
 }
 
-TEST_F(RegisteredModules, ThatAreMissingOrFailAreAFailingStatus) {
-    registerModule("missing", "module: /nonexistent/module.so\n");
+TEST_F(ModulesOfAUser, ThatAreMissingOrFailAreAFailingStatus) {
+    modules.registerModule("missing", "module: /nonexistent/module.so\n");
     EXPECT_EQ(answer(), "-2070");
-    registerModule("missing", "module: " + faultyModule() + "\n");
+    modules.registerModule("missing", "module: " + modules.faultyModule() + "\n");
     EXPECT_EQ(answer(), "-2070");
 }
 
-TEST_F(RegisteredModules, ThatAreTrustPolicyAreLeftOut) {
-    registerModule("policy", "module: " + faultyModule() + "\ntrust-policy: yes\n");
+TEST_F(ModulesOfAUser, ThatAreTrustPolicyAreLeftOut) {
+    modules.registerModule("policy", "module: " + modules.faultyModule() + "\ntrust-policy: yes\n");
     EXPECT_EQ(answer(), "0 some");
-    registerModule("softhsm", std::string("module: ") + softHSM + "\ntrust-policy: yes\n");
+    modules.registerModule("softhsm", softHSM + "trust-policy: yes\n");
     EXPECT_EQ(answer(), "-25300");
 }
 
@@ -237,12 +147,24 @@ protected:
 
     static std::int32_t statusWith(const char* fault) {
         ::setenv("VEL_MODULE_FAULT", fault, 1);
-        return statusOf(keychainOf(VEL_FAULTY_MODULE, "1"));
+        return statusOf(keychainOfModule(VEL_FAULTY_MODULE, testDate, "1"));
     }
 };
 
 TEST_F(FaultyModule, ThatCrashesIsAFailingStatus) {
     EXPECT_EQ(statusWith("crash"), -2070);
+}
+
+TEST_F(FaultyModule, ThatCrashesLeavesNoMemoryBehind) {
+    rlimit before = {};
+    ::getrlimit(RLIMIT_CORE, &before);
+    const rlimit unlimited = {before.rlim_max, before.rlim_max};
+    ::setrlimit(RLIMIT_CORE, &unlimited);
+    const TemporaryFolder place;
+    const std::string command = "cd " + place.path() + " && VEL_MODULE_FAULT=crash " +
+                                keychainHelperPath() + " --module " + VEL_FAULTY_MODULE + "; ls -A";
+    EXPECT_EQ(askOracle(command).output, "");
+    ::setrlimit(RLIMIT_CORE, &before);
 }
 
 TEST_F(FaultyModule, ThatEndsTheProcessIsAFailingStatus) {
@@ -260,9 +182,25 @@ TEST_F(FaultyModule, ThatHangsIsAFailingStatusInBoundedTime) {
     EXPECT_LT(Clock::now() - start, std::chrono::seconds(9));
 }
 
+TEST_F(FaultyModule, ThatPrintsIsNoPartOfTheAnswer) {
+    EXPECT_EQ(statusWith("chat"), -25300);
+}
+
+TEST_F(FaultyModule, ThatLeavesAProgramRunningIsNotWaitedFor) {
+    ::setenv("VEL_MODULE_FAULT", "linger", 1);
+    VELLinuxKeychain::Helper helper = {.path = keychainHelperPath(),
+                                       .arguments = {"--module", VEL_FAULTY_MODULE},
+                                       .timeOut = std::chrono::seconds(5)};
+    EXPECT_EQ(VELLinuxKeychain(helper).certificates(10).status, -25300);
+}
+
+TEST_F(FaultyModule, ThatHoldsMoreThanOneWantsToKeepIsAFailingStatus) {
+    EXPECT_EQ(statusWith("large"), -2070);
+}
+
 TEST_F(FaultyModule, ThatCannotBeLoadedIsAFailingStatus) {
-    EXPECT_EQ(statusOf(keychainOf("/nonexistent/module.so")), -2070);
-    EXPECT_EQ(statusOf(keychainOf("/dev/null")), -2070);
+    EXPECT_EQ(statusOf(keychainOfModule("/nonexistent/module.so", testDate)), -2070);
+    EXPECT_EQ(statusOf(keychainOfModule("/dev/null", testDate)), -2070);
 }
 
 TEST(KeychainHelper, ThatCannotBeStartedIsNoKeychain) {

@@ -2,9 +2,11 @@
 #include "Platform/X509/VELX509Certificate.h"
 
 #include "Platform/X509/VELCertificateChain.h"
+#include "Platform/Simulated/VELSimulatedKeychain.h"
 #include "Platform/X509/VELDERReader.h"
 #include "Platform/X509/VELSecurityStatus.h"
 #include "Platform/X509/VELX509Name.h"
+#include "Tests/Support/AllocationCount.h"
 #include "Tests/Support/CertificateWorkshop.h"
 #include "Tests/Support/Oracle.h"
 
@@ -141,10 +143,10 @@ TEST_F(X509Certificate, IsReadTheSameOnSeveralThreads) {
     std::vector<std::thread> threads;
     for (int number = 0; number < 4; ++number) {
         threads.emplace_back([&] {
-            const auto found = pool.certificatesOf(name);
+            const auto found = pool.certificatesOf(name, 9);
             ASSERT_EQ(found.size(), 1U) << "equal bytes count once";
             EXPECT_EQ(found.front()->subjectSummary(), "Root");
-            EXPECT_EQ(found.front(), pool.certificatesOf(name).front());
+            EXPECT_EQ(found.front(), pool.certificatesOf(name, 1).front());
         });
     }
     for (std::thread& thread : threads) {
@@ -172,13 +174,17 @@ std::string certificateOf(const std::string& subject, const std::string& issuer)
                             empty + der::element(der::bitString, ""));
 }
 
+bool issuerChainHolds(const std::string& wanted, const std::string& issuer,
+                      const VELCertificatePool* pool) {
+    return vel::x509::issuersLeadingTo(wanted, pool).contains(issuer);
+}
+
 TEST(IssuerChain, LeadsThroughTenMoreIssuersAtMost) {
     std::vector<std::string> certificates;
     for (int number = 1; number < 20; ++number) {
         certificates.push_back(certificateOf(nameNumber(number), nameNumber(number + 1)));
     }
     const VELCertificatePool pool(certificates);
-    using vel::x509::issuerChainHolds;
     EXPECT_TRUE(issuerChainHolds(nameNumber(1), nameNumber(1), nullptr));
     EXPECT_FALSE(issuerChainHolds(nameNumber(2), nameNumber(1), nullptr));
     EXPECT_TRUE(issuerChainHolds(nameNumber(2), nameNumber(1), &pool));
@@ -191,8 +197,35 @@ TEST(IssuerChain, FollowsEveryCertificateOfAName) {
     const VELCertificatePool pool(
         {certificateOf(nameNumber(1), nameNumber(1)), certificateOf(nameNumber(1), nameNumber(2)),
          certificateOf(nameNumber(2), nameNumber(1)), certificateOf(nameNumber(2), nameNumber(3))});
-    EXPECT_TRUE(vel::x509::issuerChainHolds(nameNumber(3), nameNumber(1), &pool));
-    EXPECT_FALSE(vel::x509::issuerChainHolds(nameNumber(4), nameNumber(1), &pool));
+    EXPECT_TRUE(issuerChainHolds(nameNumber(3), nameNumber(1), &pool));
+    EXPECT_FALSE(issuerChainHolds(nameNumber(4), nameNumber(1), &pool));
+}
+
+TEST(IssuerChain, OfManyIdentitiesCostsNoMoreThanTheirNumber) {
+    if (!allocationsAreCounted()) {
+        GTEST_SKIP() << "this build does not count allocations";
+    }
+    constexpr std::size_t count = 500;
+    VELSimulatedKeychain keychain;
+    for (std::size_t number = 0; number < count; ++number) {
+        const std::string issuer = nameNumber(static_cast<int>(number) + 10);
+        keychain.certificateList.push_back(certificateOf(nameNumber(1), issuer));
+        keychain.identityList.push_back({.certificate = certificateOf(issuer, nameNumber(1))});
+    }
+    const std::size_t before = allocationCount();
+    EXPECT_EQ(keychain.identities(nameNumber(2)).status, -25300);
+    EXPECT_LT(allocationCount() - before, 200 * count);
+}
+
+TEST_F(X509Certificate, OfManyWithOneNameTheFirstAreDecoded) {
+    const std::string first = workshop.makeAuthority("Root");
+    const std::string second = workshop.makeAuthority("Root");
+    const VELCertificatePool pool({first, second});
+    const std::string name = VELX509Certificate::parse(first)->normalizedSubject().value();
+    ASSERT_EQ(pool.certificatesOf(name, 1).size(), 1U);
+    EXPECT_EQ(pool.certificatesOf(name, 1).front()->der(), first);
+    EXPECT_EQ(pool.certificatesOf(name, 2).size(), 2U);
+    EXPECT_TRUE(pool.certificatesOf(name, 0).empty());
 }
 
 TEST(SHA1, IsThatOfTheStandard) {
@@ -209,6 +242,10 @@ TEST(SecurityStatus, HasATextForEveryStatus) {
               "No keychain is available. You may need to restart your computer.");
     EXPECT_EQ(textOfStatus(-2070), "An internal component failed.");
     EXPECT_EQ(textOfStatus(-50), "One or more parameters passed to a function were not valid.");
+    EXPECT_EQ(textOfStatus(-67689), "The certificate has a name that its issuers do not allow.");
+    EXPECT_EQ(textOfStatus(-67835), "The certificate has a policy that its issuers do not allow.");
+    EXPECT_EQ(textOfStatus(-67903), "The certificate has an extension twice.");
+    EXPECT_EQ(textOfStatus(-67618), "An extension of the certificate cannot be read.");
     EXPECT_EQ(textOfStatus(100'002), "UNIX[No such file or directory]");
     EXPECT_EQ(textOfStatus(100'000), "OSStatus 100000");
     EXPECT_EQ(textOfStatus(104'096), "OSStatus 104096");

@@ -5,6 +5,7 @@
 
 #include <gtest/gtest.h>
 
+#include <chrono>
 #include <optional>
 #include <string>
 #include <utility>
@@ -229,6 +230,16 @@ TEST(NameSummary, TakesTheBestTypeAndJoinsItsValuesBackwards) {
     EXPECT_FALSE(nameSummary(nameOf({firm, unit})).isCommonName);
     EXPECT_EQ(nameSummary(nameOf({firm, mail})).emailAddress, "m@example.com");
     EXPECT_EQ(nameSummary(nameOf({firm})).emailAddress, std::nullopt);
+}
+
+TEST(NameSummary, OfVeryManyTextsIsMadeInTimeInProportion) {
+    // A name of 4 MB; copying the whole list for every text would take half a minute.
+    constexpr std::size_t count = 320'000;
+    const std::vector<std::string> attributes(count, attribute(commonName, der::utf8String, "a"));
+    const std::string name = nameOf(attributes);
+    const auto start = std::chrono::steady_clock::now();
+    EXPECT_EQ(nameSummary(name).text.value().size(), 3 * count - 2);
+    EXPECT_LT(std::chrono::steady_clock::now() - start, std::chrono::seconds(5));
 }
 
 TEST(ExtensionList, TellsMalformedAndDuplicateApart) {

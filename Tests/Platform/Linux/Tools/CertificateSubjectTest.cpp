@@ -3,6 +3,7 @@
 #include "Tests/Platform/Linux/Tools/ToolRun.h"
 
 #include <gtest/gtest.h>
+#include <sys/stat.h>
 
 namespace {
 
@@ -151,6 +152,16 @@ TEST_F(CertificateSubject, MayBeEmpty) {
               0);
     EXPECT_EQ(subjectOf(file), (ToolRun{0, "subject=\n", ""}));
     EXPECT_EQ(oracle(file), "subject=\n");
+}
+
+TEST_F(CertificateSubject, IsReadWithoutOpenSSLsConfiguration) {
+    const std::string file = certificate("CN = Agent\n");
+    const std::string configuration = _folder.path() + "/openssl.cnf";
+    ASSERT_EQ(::mkfifo(configuration.c_str(), 0600), 0) << "whoever opens it waits for ever";
+    EXPECT_EQ(runProgram({"timeout", "5", toolProgram("certificate-subject"), "x509", "-inform",
+                          "DER", "-in", file, "-subject", "-noout"},
+                         {}, {"OPENSSL_CONF=" + configuration}),
+              (ToolRun{0, "subject=/CN=Agent\n", ""}));
 }
 
 } // namespace

@@ -307,6 +307,19 @@ TEST_F(CodeSignature, AnchorsMustVouchForTheSigner) {
     check("the signer is not trusted: certificate has expired");
 }
 
+TEST_F(CodeSignature, AnchorsThatCannotBeReachedVouchForNobody) {
+    const RunningProgram running({_program, "100"});
+    Publisher::shared().sign(_program);
+    const std::string anchors = _folder.path() + "/signers";
+    fs::create_symlink("/nonexistent/signers", anchors);
+    EXPECT_EQ(extract(running, {"--signers", anchors}),
+              refusal(running, "the anchors in " + anchors + " cannot be read"));
+    fs::remove(anchors);
+    _folder.write("signers", "no folder");
+    EXPECT_EQ(extract(running, {"--signers", anchors}),
+              refusal(running, "the anchors in " + anchors + " cannot be read"));
+}
+
 TEST_F(CodeSignature, FailsWhereItCannotWrite) {
     if (::geteuid() == 0) {
         Publisher::shared().sign(_program);

@@ -3,12 +3,14 @@
 
 #include <memory>
 #include <new>
-#include <openssl/asn1.h>
+#include <openssl/bio.h>
+#include <openssl/cms.h>
 #include <openssl/crypto.h>
 #include <openssl/err.h>
 #include <openssl/evp.h>
 #include <openssl/x509.h>
 #include <openssl/x509v3.h>
+#include <string_view>
 
 /// OpenSSL's objects, released when they leave scope, and manners towards a host that uses OpenSSL
 /// as well.
@@ -24,15 +26,24 @@ using CertificateHandle = std::unique_ptr<X509, Release<&X509_free>>;
 using StoreHandle = std::unique_ptr<X509_STORE, Release<&X509_STORE_free>>;
 using StoreContextHandle = std::unique_ptr<X509_STORE_CTX, Release<&X509_STORE_CTX_free>>;
 using GeneralNamesHandle = std::unique_ptr<GENERAL_NAMES, Release<&GENERAL_NAMES_free>>;
+using SignedMessageHandle = std::unique_ptr<CMS_ContentInfo, Release<&CMS_ContentInfo_free>>;
+using StreamHandle = std::unique_ptr<BIO, Release<&BIO_free_all>>;
 /// A list that does not own what is in it.
 using CertificateListHandle =
     std::unique_ptr<STACK_OF(X509), decltype([](STACK_OF(X509) * list) { sk_X509_free(list); })>;
+/// A list that does.
+using OwnedCertificatesHandle =
+    std::unique_ptr<STACK_OF(X509),
+                    decltype([](STACK_OF(X509) * list) { sk_X509_pop_free(list, X509_free); })>;
 
 /// A context with the built-in algorithms alone: neither a configuration file nor a variable that
 /// names one has a say. (OpenSSL's own first use in a process reads its configuration all the same,
 /// for the default context. To forbid that would change OpenSSL for the host as well.) Made on
 /// first use, kept as long as the process. Throws `std::bad_alloc`.
 OSSL_LIB_CTX* privateContext();
+
+/// For a program of our own, at its start: nothing reads OpenSSL's configuration.
+void forgoConfiguration();
 
 /// While it is in scope, what OpenSSL adds to the thread's queue of errors is removed again; what
 /// the host left there stays.
@@ -51,5 +62,8 @@ template <typename Handle> Handle made(Handle handle) {
     }
     return handle;
 }
+
+/// The certificate that `der` is, and nothing beside it; null when it is none.
+CertificateHandle decodedCertificate(std::string_view der);
 
 } // namespace vel::x509

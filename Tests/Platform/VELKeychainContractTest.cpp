@@ -1,0 +1,437 @@
+// SPDX-License-Identifier: Apache-2.0
+#include "Platform/VELKeychain.h"
+
+#include "Base/VELMoment.h"
+#include "Platform/Simulated/VELSimulatedKeychain.h"
+#include "Tests/Support/CertificateWorkshop.h"
+#include "Tests/Support/MadeTokens.h"
+
+#include <gtest/gtest.h>
+
+#include <algorithm>
+#include <optional>
+#include <string>
+#include <thread>
+#include <utility>
+#include <vector>
+
+namespace {
+
+using Certificates = std::vector<std::string>;
+using Names = std::optional<std::vector<std::string>>;
+
+/// Keychains whose contents the suite sets. They differ in how that is done, and in nothing that
+/// the suite asserts.
+class SimulatedKeychainMachine {
+public:
+    SimulatedKeychainMachine() { setDate("2030-01-01T00:00:00Z"); }
+
+    [[nodiscard]] const VELKeychain& keychain() const { return _keychain; }
+
+    void setDate(const char* date) { _keychain.date = vel::momentOfText(date).value(); }
+    void addCertificate(const std::string& der) { _keychain.certificateList.push_back(der); }
+    void addIdentity(const std::string& der) {
+        _keychain.certificateList.push_back(der);
+        _keychain.identityList.push_back({.certificate = der});
+    }
+    void fail() {
+        _keychain.certificatesStatus = -2070;
+        _keychain.identitiesStatus = -2070;
+    }
+
+private:
+    VELSimulatedKeychain _keychain;
+};
+
+/// Keys are on another token than the certificates of others.
+class LinuxKeychainMachine {
+public:
+    const VELKeychain& keychain() {
+        if (!_isMade) {
+            _tokens.make("token certificates\n" + _certificates + "token identities\n" +
+                         _identities);
+            _isMade = true;
+        }
+        return _keychain;
+    }
+
+    void setDate(const char* date) { _date = vel::momentOfText(date).value(); }
+    void addCertificate(const std::string& der) {
+        _certificates += _tokens.certificateLine(nextIdentifier(), der);
+    }
+    void addIdentity(const std::string& der) {
+        const std::string identifier = nextIdentifier();
+        _identities += _tokens.certificateLine(identifier, der) + "private-key " + identifier +
+                       " hidden\npublic-key " + identifier + "\n";
+    }
+    void fail() { _keychain = keychainOfModule(VEL_FAULTY_MODULE, clock()); }
+
+private:
+    /// In the order of the alphabet, as the tokens answer.
+    std::string nextIdentifier() { return "id" + std::to_string(++_count); }
+
+    VELX509Trust::Clock clock() {
+        return [this] { return _date; };
+    }
+
+    MadeTokens _tokens;
+    std::string _certificates;
+    std::string _identities;
+    int _count = 100;
+    bool _isMade = false;
+    VELMoment _date = vel::momentOfText("2030-01-01T00:00:00Z").value();
+    VELLinuxKeychain _keychain = keychainOfModule(MadeTokens::module(), clock());
+};
+
+using KeychainMachines = testing::Types<SimulatedKeychainMachine, LinuxKeychainMachine>;
+
+class KeychainMachineNames {
+public:
+    template <typename Machine> static std::string GetName(int /*index*/) {
+        return std::is_same_v<Machine, SimulatedKeychainMachine> ? "Simulated" : "Linux";
+    }
+};
+
+/// The summaries of the identities that an issuer finds, or the status.
+Certificates summariesOf(const VELKeychain::IdentitiesResult& found) {
+    Certificates summaries;
+    if (found.status != 0) {
+        EXPECT_TRUE(found.identities.empty());
+        return {std::to_string(found.status)};
+    }
+    for (const auto& identity : found.identities) {
+        const auto copied = identity->copyCertificate();
+        EXPECT_EQ(copied.status, 0);
+        summaries.push_back(copied.certificate->subjectSummary().value());
+    }
+    return summaries;
+}
+
+template <typename Machine> class KeychainContract : public testing::Test {
+protected:
+    const VELKeychain& keychain() { return machine.keychain(); }
+
+    std::string subjectOf(const std::string& der) {
+        return keychain().parseCertificate(der)->normalizedSubject().value();
+    }
+
+    Certificates identitiesIssuedBy(const std::string& der) {
+        return summariesOf(keychain().identities(subjectOf(der)));
+    }
+
+    /// What the evaluation of the only identity under `issuer` says with `anchor`.
+    std::string evaluated(const std::string& issuer, const std::string& anchor) {
+        const auto found = keychain().identities(subjectOf(issuer));
+        if (found.identities.size() != 1) {
+            return std::to_string(found.identities.size()) + " identities";
+        }
+        const auto trust =
+            keychain().createTrust(found.identities.front()->copyCertificate().certificate);
+        EXPECT_EQ(trust.status, 0);
+        EXPECT_EQ(trust.trust->setOnlyAnchor(keychain().parseCertificate(anchor)), 0);
+        return verdictOf(*trust.trust);
+    }
+
+    static std::string verdictOf(VELTrust& trust) {
+        std::optional<VELError> error;
+        if (trust.evaluate(&error)) {
+            return error ? "trusted, with an error" : "trusted";
+        }
+        return error->domain() + " " + std::to_string(error->code()) + " " + error->message();
+    }
+
+    Machine machine;
+    CertificateWorkshop workshop;
+};
+TYPED_TEST_SUITE(KeychainContract, KeychainMachines, KeychainMachineNames);
+
+TYPED_TEST(KeychainContract, NothingIsNotFound) {
+    const auto certificates = this->keychain().certificates(1000);
+    EXPECT_EQ(certificates.status, -25300);
+    EXPECT_TRUE(certificates.certificates.empty());
+    EXPECT_EQ(summariesOf(this->keychain().identities("\x30")), Certificates({"-25300"}));
+}
+
+TYPED_TEST(KeychainContract, CertificatesAreAnsweredInAStableOrderUpToTheLimit) {
+    Certificates added;
+    for (int number = 0; number < 12; ++number) {
+        added.push_back("certificate " + std::to_string(number * 7 % 12));
+        this->machine.addCertificate(added.back());
+    }
+    const auto all = this->keychain().certificates(1000);
+    EXPECT_EQ(all.status, 0);
+    EXPECT_TRUE(std::is_permutation(all.certificates.begin(), all.certificates.end(), added.begin(),
+                                    added.end()));
+    EXPECT_EQ(this->keychain().certificates(12).certificates, all.certificates);
+    const auto some = this->keychain().certificates(5);
+    EXPECT_EQ(some.status, 0);
+    EXPECT_EQ(some.certificates,
+              Certificates(all.certificates.begin(), all.certificates.begin() + 5));
+}
+
+TYPED_TEST(KeychainContract, CertificatesKeepTheirBytes) {
+    const std::string root = this->workshop.makeAuthority("Root");
+    const std::string odd = std::string("\0\n\xFF more", 8);
+    this->machine.addCertificate(root + odd);
+    this->machine.addCertificate(odd);
+    this->machine.addIdentity(root);
+    Certificates found = this->keychain().certificates(9).certificates;
+    std::sort(found.begin(), found.end());
+    EXPECT_EQ(found, Certificates({odd, root, root + odd}));
+}
+
+TYPED_TEST(KeychainContract, CertificatesWithoutAKeyAreNoIdentities) {
+    const std::string root = this->workshop.makeAuthority("Root");
+    this->machine.addCertificate(root);
+    this->machine.addCertificate(this->workshop.makeLeaf("Leaf", "Root"));
+    EXPECT_EQ(this->keychain().certificates(9).certificates.size(), 2U);
+    EXPECT_EQ(this->identitiesIssuedBy(root), Certificates({"-25300"}));
+}
+
+TYPED_TEST(KeychainContract, IdentitiesAreFoundByTheSubjectsOfTheirIssuers) {
+    const std::string root = this->workshop.makeAuthority("Root");
+    const std::string middle = this->workshop.makeAuthority("Middle", "Root");
+    const std::string missing = this->workshop.makeAuthority("Missing", "Root");
+    const std::string other = this->workshop.makeAuthority("Other");
+    this->machine.addCertificate(middle);
+    this->machine.addIdentity(this->workshop.makeLeaf("Direct", "Root"));
+    this->machine.addIdentity(this->workshop.makeLeaf("Indirect", "Middle"));
+    this->machine.addIdentity(this->workshop.makeLeaf("Detached", "Missing"));
+    this->machine.addIdentity("no certificate");
+    this->machine.addIdentity(root);
+    EXPECT_EQ(this->identitiesIssuedBy(root), Certificates({"Direct", "Indirect", "Root"}));
+    EXPECT_EQ(this->identitiesIssuedBy(root), Certificates({"Direct", "Indirect", "Root"}));
+    EXPECT_EQ(this->identitiesIssuedBy(middle), Certificates({"Indirect"}));
+    EXPECT_EQ(this->identitiesIssuedBy(missing), Certificates({"Detached"}));
+    EXPECT_EQ(this->identitiesIssuedBy(other), Certificates({"-25300"}));
+    for (const char* noName : {"", "Root", "\x30"}) {
+        EXPECT_EQ(summariesOf(this->keychain().identities(noName)), Certificates({"-25300"}));
+    }
+}
+
+TYPED_TEST(KeychainContract, IdentitiesAreFoundByNamesInNormalisedForm) {
+    const auto order = [](const char* name, const char* subject) {
+        return CertificateOrder{.name = name,
+                                .subject = subject,
+                                .extensions = authorityExtensions,
+                                .stringMask = "MASK:0x2"}; // PrintableString alone
+    };
+    this->workshop.make(order("Root", "/CN=Some  Root"));
+    const std::string again = this->workshop.make(order("Again", "/CN=SOME rOOT"));
+    this->machine.addIdentity(this->workshop.makeLeaf("Leaf", "Root"));
+    EXPECT_EQ(this->identitiesIssuedBy(again), Certificates({"Leaf"}));
+}
+
+TYPED_TEST(KeychainContract, IdentitiesAreThoseThatAreValidNow) {
+    const std::string root = this->workshop.makeAuthority("Root");
+    this->machine.addIdentity(this->workshop.make({.name = "Early",
+                                                   .issuer = "Root",
+                                                   .extensions = leafExtensions,
+                                                   .notBefore = "20290101000000Z",
+                                                   .notAfter = "20300101000000Z"}));
+    this->machine.addIdentity(this->workshop.make({.name = "Late",
+                                                   .issuer = "Root",
+                                                   .extensions = leafExtensions,
+                                                   .notBefore = "20300101000000Z",
+                                                   .notAfter = "20310101000000Z"}));
+    const std::pair<const char*, Certificates> moments[] = {
+        {"2028-12-31T23:59:59Z", {"-25300"}},        {"2029-01-01T00:00:00Z", {"Early"}},
+        {"2030-01-01T00:00:00Z", {"Early", "Late"}}, {"2030-01-01T00:00:01Z", {"Late"}},
+        {"2031-01-01T00:00:01Z", {"-25300"}},
+    };
+    for (const auto& [moment, names] : moments) {
+        this->machine.setDate(moment);
+        EXPECT_EQ(this->identitiesIssuedBy(root), names) << moment;
+    }
+}
+
+TYPED_TEST(KeychainContract, AnIdentitysCertificateOutlivesTheAnswer) {
+    const std::string root = this->workshop.makeAuthority("Root");
+    const std::string leaf = this->workshop.make({.name = "Leaf",
+                                                  .subject = "/CN=first/CN=second",
+                                                  .issuer = "Root",
+                                                  .extensions = leafExtensions});
+    this->machine.addIdentity(leaf);
+    VELIdentity::CertificateResult copied{};
+    {
+        const auto found = this->keychain().identities(this->subjectOf(root));
+        ASSERT_EQ(found.identities.size(), 1U);
+        copied = found.identities.front()->copyCertificate();
+    }
+    EXPECT_EQ(copied.status, 0);
+    EXPECT_EQ(copied.certificate->der(), leaf);
+    EXPECT_EQ(copied.certificate->commonNames(), Names({"first", "second"}));
+    EXPECT_EQ(copied.certificate->subjectSummary(), "second, first");
+    EXPECT_EQ(copied.certificate->normalizedSubject(), this->subjectOf(leaf));
+}
+
+TYPED_TEST(KeychainContract, AnAnswerIsThatOfItsTime) {
+    const std::string root = this->workshop.makeAuthority("Root");
+    this->machine.addIdentity(this->workshop.makeLeaf("Leaf", "Root"));
+    const auto before = this->keychain().identities(this->subjectOf(root));
+    this->machine.setDate("2040-01-01T00:00:00Z");
+    EXPECT_EQ(summariesOf(before), Certificates({"Leaf"}));
+    EXPECT_EQ(this->identitiesIssuedBy(root), Certificates({"-25300"}));
+}
+
+TYPED_TEST(KeychainContract, TrustEndsAtTheOnlyAnchor) {
+    const std::string root = this->workshop.makeAuthority("Root");
+    const std::string middle = this->workshop.makeAuthority("Middle", "Root");
+    const std::string other = this->workshop.makeAuthority("Other");
+    this->machine.addCertificate(middle);
+    this->machine.addIdentity(this->workshop.makeLeaf("Leaf", "Middle"));
+    EXPECT_EQ(this->evaluated(root, root), "trusted");
+    EXPECT_EQ(this->evaluated(root, middle), "trusted");
+    EXPECT_EQ(this->evaluated(root, other),
+              "NSOSStatusErrorDomain -25318 \u201CMiddle\u201D certificate is not trusted");
+}
+
+TYPED_TEST(KeychainContract, TrustNeedsTheIntermediate) {
+    const std::string root = this->workshop.makeAuthority("Root");
+    const std::string middle = this->workshop.makeAuthority("Middle", "Root");
+    this->machine.addIdentity(this->workshop.makeLeaf("Leaf", "Middle"));
+    EXPECT_EQ(this->evaluated(middle, root),
+              "NSOSStatusErrorDomain -25318 \u201CLeaf\u201D certificate is not trusted");
+}
+
+TYPED_TEST(KeychainContract, TrustIsThatOfTheMomentOfItsEvaluation) {
+    const std::string root = this->workshop.makeAuthority("Root");
+    this->machine.addIdentity(this->workshop.makeLeaf("Leaf", "Root"));
+    const auto found = this->keychain().identities(this->subjectOf(root));
+    ASSERT_EQ(found.identities.size(), 1U);
+    const auto trust =
+        this->keychain().createTrust(found.identities.front()->copyCertificate().certificate);
+    EXPECT_EQ(trust.trust->setOnlyAnchor(this->keychain().parseCertificate(root)), 0);
+    EXPECT_EQ(this->verdictOf(*trust.trust), "trusted");
+    this->machine.setDate("2040-01-01T00:00:00Z");
+    EXPECT_EQ(this->verdictOf(*trust.trust),
+              "NSOSStatusErrorDomain -67818 \u201CLeaf\u201D certificate is expired");
+    this->machine.setDate("2030-01-01T00:00:00Z");
+    EXPECT_EQ(this->verdictOf(*trust.trust), "trusted");
+}
+
+TYPED_TEST(KeychainContract, TheLastAnchorSetIsTheOnlyOne) {
+    const std::string root = this->workshop.makeAuthority("Root");
+    const std::string other = this->workshop.makeAuthority("Other");
+    const auto trust = this->keychain().createTrust(
+        this->keychain().parseCertificate(this->workshop.makeLeaf("Leaf", "Root")));
+    ASSERT_EQ(trust.status, 0);
+    const std::string untrusted =
+        "NSOSStatusErrorDomain -25318 \u201CLeaf\u201D certificate is not trusted";
+    EXPECT_EQ(this->verdictOf(*trust.trust), untrusted) << "there is no anchor";
+    EXPECT_EQ(trust.trust->setOnlyAnchor(this->keychain().parseCertificate(root)), 0);
+    EXPECT_EQ(this->verdictOf(*trust.trust), "trusted");
+    EXPECT_EQ(trust.trust->setOnlyAnchor(this->keychain().parseCertificate(other)), 0);
+    EXPECT_EQ(this->verdictOf(*trust.trust), untrusted);
+}
+
+class ForeignCertificate final : public VELCertificate {
+public:
+    [[nodiscard]] const std::string& der() const override { return _der; }
+    [[nodiscard]] std::optional<std::vector<std::string>> commonNames() const override {
+        return std::nullopt;
+    }
+    [[nodiscard]] std::optional<std::string> normalizedSubject() const override {
+        return std::nullopt;
+    }
+    [[nodiscard]] std::optional<std::string> subjectSummary() const override {
+        return std::nullopt;
+    }
+
+private:
+    std::string _der;
+};
+
+TYPED_TEST(KeychainContract, ACertificateOfAnotherPlatformIsAWrongParameter) {
+    const auto foreign = std::make_shared<const ForeignCertificate>();
+    for (const auto& wrong : {std::shared_ptr<const VELCertificate>(foreign), {}}) {
+        const auto refused = this->keychain().createTrust(wrong);
+        EXPECT_EQ(refused.status, -50);
+        EXPECT_EQ(refused.trust, nullptr);
+        const auto trust = this->keychain().createTrust(
+            this->keychain().parseCertificate(this->workshop.makeAuthority("Root")));
+        ASSERT_EQ(trust.status, 0);
+        EXPECT_EQ(trust.trust->setOnlyAnchor(wrong), -50);
+    }
+}
+
+TYPED_TEST(KeychainContract, ACertificateIsParsedFromTheStartOfItsBytes) {
+    const std::string root = this->workshop.makeAuthority("Root");
+    for (const std::string& rest : {std::string(), std::string("\0rest", 5), root}) {
+        const auto parsed = this->keychain().parseCertificate(root + rest);
+        ASSERT_NE(parsed, nullptr);
+        EXPECT_EQ(parsed->der(), root);
+        EXPECT_EQ(this->keychain().commonNames(root + rest), Names({"Root"}));
+    }
+    for (const std::string& wrong :
+         {std::string(), std::string("garbage"), root.substr(1), root.substr(0, root.size() - 1),
+          std::string("\x30\x80\0\0", 4), std::string("\x30\x84\xFF\xFF\xFF\xFF", 6)}) {
+        EXPECT_EQ(this->keychain().parseCertificate(wrong), nullptr);
+        EXPECT_EQ(this->keychain().commonNames(wrong), std::nullopt);
+    }
+}
+
+TYPED_TEST(KeychainContract, CommonNamesAreThoseOfTheParsedCertificate) {
+    const std::pair<const char*, Names> subjects[] = {
+        {"/CN=one", {{"one"}}},
+        {"/CN=one/O=between/CN=t\u00FC \u20AC", {{"one", "t\u00FC \u20AC"}}},
+        {"/O=none", std::nullopt},
+    };
+    for (const auto& [subject, names] : subjects) {
+        const std::string der = this->workshop.make({.name = "Some", .subject = subject});
+        EXPECT_EQ(this->keychain().commonNames(der), names) << subject;
+        EXPECT_EQ(this->keychain().parseCertificate(der)->commonNames(), names) << subject;
+    }
+}
+
+TYPED_TEST(KeychainContract, StatusesHaveTexts) {
+    const std::pair<std::int32_t, const char*> texts[] = {
+        {0, "No error."},
+        {-25300, "The specified item could not be found in the keychain."},
+        {-50, "One or more parameters passed to a function were not valid."},
+        {100'002, "UNIX[No such file or directory]"},
+        {7, "OSStatus 7"},
+        {-2147483647 - 1, "OSStatus -2147483648"},
+    };
+    for (const auto& [status, text] : texts) {
+        EXPECT_EQ(this->keychain().statusText(status), text);
+    }
+}
+
+TYPED_TEST(KeychainContract, SHA1IsThatOfTheStandard) {
+    EXPECT_EQ(this->keychain().sha1("abc"),
+              "\xA9\x99\x3E\x36\x47\x06\x81\x6A\xBA\x3E\x25\x71\x78\x50\xC2\x6C\x9C\xD0\xD8\x9D");
+    EXPECT_EQ(this->keychain().sha1(""),
+              "\xDA\x39\xA3\xEE\x5E\x6B\x4B\x0D\x32\x55\xBF\xEF\x95\x60\x18\x90\xAF\xD8\x07\x09");
+}
+
+TYPED_TEST(KeychainContract, AQueryThatFailsAnswersItsStatusAndNothingElse) {
+    const std::string root = this->workshop.makeAuthority("Root");
+    this->machine.addIdentity(root);
+    EXPECT_EQ(this->keychain().certificates(9).status, 0);
+    this->machine.fail();
+    const auto certificates = this->keychain().certificates(9);
+    EXPECT_EQ(certificates.status, -2070);
+    EXPECT_TRUE(certificates.certificates.empty());
+    EXPECT_EQ(this->identitiesIssuedBy(root), Certificates({"-2070"}));
+    EXPECT_EQ(this->keychain().statusText(certificates.status), "An internal component failed.");
+}
+
+TYPED_TEST(KeychainContract, AnswersOnSeveralThreads) {
+    const std::string root = this->workshop.makeAuthority("Root");
+    this->machine.addCertificate(this->workshop.makeAuthority("Middle", "Root"));
+    this->machine.addIdentity(this->workshop.makeLeaf("Leaf", "Middle"));
+    const VELKeychain& keychain = this->keychain();
+    std::vector<std::thread> threads;
+    for (int number = 0; number < 3; ++number) {
+        threads.emplace_back([&] {
+            EXPECT_EQ(keychain.certificates(1000).certificates.size(), 2U);
+            EXPECT_EQ(this->evaluated(root, root), "trusted");
+        });
+    }
+    for (std::thread& thread : threads) {
+        thread.join();
+    }
+}
+
+} // namespace
