@@ -1,8 +1,8 @@
 // SPDX-License-Identifier: Apache-2.0
 #include "Platform/X509/VELX509Certificate.h"
 
-#include "Platform/X509/VELCertificateChain.h"
 #include "Platform/Simulated/VELSimulatedKeychain.h"
+#include "Platform/X509/VELCertificateChain.h"
 #include "Platform/X509/VELDERReader.h"
 #include "Platform/X509/VELSecurityStatus.h"
 #include "Platform/X509/VELX509Name.h"
