@@ -188,7 +188,10 @@ class Installation(unittest.TestCase):
         for name in ("bin/vel-posture", "include/vel_device_trust/vel_device_trust.h",
                      "include/vel_device_trust/vel_device_trust_c.h",
                      "include/vel_device_trust/module.modulemap",
-                     f"{LIBRARY_FOLDER}/libvel_device_trust.so",
+                     f"{LIBRARY_FOLDER}/libvel_device_trust.so", "share/man/man1/vel-posture.1",
+                     "share/bash-completion/completions/vel-posture",
+                     "share/zsh/site-functions/_vel-posture",
+                     "share/fish/vendor_completions.d/vel-posture.fish",
                      "share/doc/vel_device_trust/LICENSE",
                      "share/doc/vel_device_trust/THIRD-PARTY-NOTICES"):
             self.assertTrue((PREFIX / name).is_file(), name)
