@@ -21,12 +21,17 @@ add_custom_command(OUTPUT ${VEL_DOCUMENTS}
             ${PROJECT_SOURCE_DIR}/Tools/documents/vel-posture.1.in ${VEL_SOURCE_DATE}
             ${VEL_DOCUMENTS_DIRECTORY}
     DEPENDS ${PROJECT_SOURCE_DIR}/Tools/documents/vel-posture.1.in VERBATIM)
-add_custom_target(vel_documents ALL DEPENDS ${VEL_DOCUMENTS})
+set(VEL_MANUAL_PAGE ${VEL_DOCUMENTS_DIRECTORY}/vel-posture.1)
+set(VEL_ZSH_COMPLETIONS ${CMAKE_INSTALL_DATADIR}/zsh/site-functions)
+if(VEL_DEBIAN_LAYOUT)
+    set(VEL_ZSH_COMPLETIONS ${CMAKE_INSTALL_DATADIR}/zsh/vendor-completions)
+    add_custom_command(OUTPUT ${VEL_MANUAL_PAGE}.gz COMMAND gzip -9nkf ${VEL_MANUAL_PAGE}
+        DEPENDS ${VEL_MANUAL_PAGE} VERBATIM)
+    string(APPEND VEL_MANUAL_PAGE .gz)
+endif()
+add_custom_target(vel_documents ALL DEPENDS ${VEL_DOCUMENTS} ${VEL_MANUAL_PAGE})
 
-# Debian's zsh looks for packages' completions in vendor-completions.
-set(VEL_ZSH_COMPLETIONS ${CMAKE_INSTALL_DATADIR}/zsh/site-functions CACHE STRING
-    "Where completions for zsh are installed")
-install(FILES ${VEL_DOCUMENTS_DIRECTORY}/vel-posture.1
+install(FILES ${VEL_MANUAL_PAGE}
     DESTINATION ${CMAKE_INSTALL_MANDIR}/man1 COMPONENT tools)
 install(FILES ${VEL_DOCUMENTS_DIRECTORY}/vel-posture.bash RENAME vel-posture
     DESTINATION ${CMAKE_INSTALL_DATADIR}/bash-completion/completions COMPONENT tools)

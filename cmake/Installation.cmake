@@ -48,5 +48,11 @@ configure_file(cmake/vel_device_trust.pc.in ${PROJECT_BINARY_DIR}/cmake/vel_devi
 install(FILES ${PROJECT_BINARY_DIR}/cmake/vel_device_trust.pc
     DESTINATION ${CMAKE_INSTALL_LIBDIR}/pkgconfig COMPONENT development)
 
-install(FILES LICENSE THIRD-PARTY-NOTICES
-    DESTINATION ${CMAKE_INSTALL_DATADIR}/doc/vel_device_trust COMPONENT library)
+if(VEL_DEBIAN_LAYOUT)
+    set(VEL_NOTICES_DIRECTORY ${CMAKE_INSTALL_DATADIR}/doc/libvel-device-trust${PROJECT_VERSION_MAJOR})
+    set(VEL_NOTICES THIRD-PARTY-NOTICES)
+else()
+    set(VEL_NOTICES_DIRECTORY ${CMAKE_INSTALL_DATADIR}/doc/vel_device_trust)
+    set(VEL_NOTICES LICENSE THIRD-PARTY-NOTICES)
+endif()
+install(FILES ${VEL_NOTICES} DESTINATION ${VEL_NOTICES_DIRECTORY} COMPONENT library)
