@@ -33,8 +33,13 @@ install(FILES ${PROJECT_BINARY_DIR}/cmake/vel_device_trustConfig.cmake
               ${PROJECT_BINARY_DIR}/cmake/vel_device_trustConfigVersion.cmake
     DESTINATION ${VEL_CMAKE_DIRECTORY} COMPONENT development)
 
-file(RELATIVE_PATH VEL_PREFIX_FROM_PKGCONFIG
+# A package is not moved, and pkg-config leaves out the system's own folders only by their plain name.
+file(RELATIVE_PATH VEL_PKGCONFIG_PREFIX
     ${CMAKE_INSTALL_FULL_LIBDIR}/pkgconfig ${CMAKE_INSTALL_PREFIX})
+string(REGEX REPLACE "^(.*[^/])/?$" "\${pcfiledir}/\\1" VEL_PKGCONFIG_PREFIX ${VEL_PKGCONFIG_PREFIX})
+if(VEL_DEBIAN_LAYOUT)
+    set(VEL_PKGCONFIG_PREFIX ${CMAKE_INSTALL_PREFIX})
+endif()
 foreach(folder LIBDIR INCLUDEDIR)
     cmake_path(ABSOLUTE_PATH CMAKE_INSTALL_${folder}
         BASE_DIRECTORY "\${prefix}" OUTPUT_VARIABLE VEL_PKGCONFIG_${folder})
