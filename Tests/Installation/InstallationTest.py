@@ -242,6 +242,22 @@ class Installation(unittest.TestCase):
             f"-Wl,-rpath,{PREFIX / LIBRARY_FOLDER}")
         run(folder / "host")
 
+    def test_ModuleOfTheFramework(self):
+        """The module map of the framework, as the Mac lays it out, read for that system."""
+        if not CONFIGURATION["clang"]:
+            self.skipTest("there is no clang on this machine")
+        folder = empty(WORK / "framework")
+        framework = folder / "vel_device_trust.framework"
+        shutil.copytree(PREFIX / "include/vel_device_trust", framework / "Headers")
+        (framework / "Modules").mkdir()
+        shutil.copy(SOURCE / "cmake/framework.modulemap", framework / "Modules/module.modulemap")
+        host = folder / "host.c"
+        host.write_text("#pragma clang module import vel_device_trust\n"
+                        "const char *version(void) { return vel_version(); }\n", encoding="utf-8")
+        run(CONFIGURATION["clang"], "-target", "arm64-apple-macos12", "-ffreestanding", "-std=c99",
+            "-Wall", "-Wextra", "-Werror", "-fmodules", f"-fmodules-cache-path={folder / 'cache'}",
+            "-F", folder, "-fsyntax-only", host)
+
 
 if __name__ == "__main__":
     unittest.main(argv=[sys.argv[0], *(f"Installation.test_{name}" for name in sys.argv[2:])])
