@@ -1,4 +1,5 @@
 // SPDX-License-Identifier: Apache-2.0
+#include "Fuzz/FuzzInput.h"
 #include "Platform/Simulated/VELSimulatedKeychain.h"
 #include "Platform/X509/VELDERReader.h"
 #include "Platform/X509/VELX509Name.h"
@@ -8,18 +9,11 @@
 
 #include <cstddef>
 #include <cstdint>
-#include <cstdlib>
 #include <string>
 #include <string_view>
 #include <vector>
 
 namespace {
-
-void require(bool condition) {
-    if (!condition) {
-        std::abort();
-    }
-}
 
 /// Cuts the input into elements, so that one input holds several certificates.
 std::vector<std::string> certificatesOf(std::string_view bytes) {
@@ -76,7 +70,7 @@ void checkTrust(const std::vector<std::string>& certificates) {
 
 /// Whatever the bytes hold, each reader answers within bounds, and OpenSSL's errors are cleared.
 extern "C" int LLVMFuzzerTestOneInput(const std::uint8_t* data, std::size_t size) {
-    const std::string_view bytes(reinterpret_cast<const char*>(data), size);
+    const std::string_view bytes = fuzzText(data, size);
     checkNames(bytes);
     const VELSimulatedKeychain keychain;
     checkCertificate(keychain, bytes);

@@ -1,4 +1,5 @@
 // SPDX-License-Identifier: Apache-2.0
+#include "Fuzz/FuzzInput.h"
 #include "Platform/Linux/Tools/VELCertificateSubject.h"
 
 #include <algorithm>
@@ -9,7 +10,7 @@
 /// Whatever a certificate holds, its subject is one line of printable ASCII, in which a slash
 /// introduces an attribute and nothing else.
 extern "C" int LLVMFuzzerTestOneInput(const std::uint8_t* data, std::size_t size) {
-    const auto subject = vel::certificateSubject({reinterpret_cast<const char*>(data), size});
+    const auto subject = vel::certificateSubject(fuzzText(data, size));
     if (!subject) {
         return 0;
     }

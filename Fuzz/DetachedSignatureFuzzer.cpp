@@ -1,4 +1,5 @@
 // SPDX-License-Identifier: Apache-2.0
+#include "Fuzz/FuzzInput.h"
 #include "Platform/Linux/Tools/VELDetachedSignature.h"
 
 #include <cstddef>
@@ -26,7 +27,7 @@ extern "C" int LLVMFuzzerTestOneInput(const std::uint8_t* data, std::size_t size
     static const int content = fileWith("content\n");
     static const int other = fileWith("other\n");
     static const std::vector<std::string> noAnchors;
-    const std::string_view input(reinterpret_cast<const char*>(data), size);
+    const std::string_view input = fuzzText(data, size);
     const auto result = vel::verifyDetachedSignature(input, content, nullptr);
     if (const auto* certificates = std::get_if<vel::SignerCertificates>(&result)) {
         if (certificates->empty() || certificates->front().empty() ||

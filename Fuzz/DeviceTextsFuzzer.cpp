@@ -1,26 +1,16 @@
 // SPDX-License-Identifier: Apache-2.0
 #include "Base/VELText.h"
+#include "Fuzz/FuzzInput.h"
 #include "Platform/Linux/VELLinuxBlockDevices.h"
 #include "Platform/Linux/VELLinuxVolume.h"
 
 #include <cstddef>
 #include <cstdint>
-#include <cstdlib>
-
-namespace {
-
-void require(bool condition) {
-    if (!condition) {
-        std::abort();
-    }
-}
-
-} // namespace
 
 /// The input's lines are the texts of one device: path, removable, card type, device-mapper uuid,
 /// file system type, mount point, partition type, and then transports.
 extern "C" int LLVMFuzzerTestOneInput(const std::uint8_t* data, std::size_t size) {
-    const auto lines = vel::split({reinterpret_cast<const char*>(data), size}, '\n');
+    const auto lines = vel::split(fuzzText(data, size), '\n');
     const auto line = [&lines](std::size_t index) {
         return std::string(index < lines.size() ? lines[index] : std::string_view());
     };

@@ -1,5 +1,6 @@
 // SPDX-License-Identifier: Apache-2.0
 #include "Base/VELText.h"
+#include "Fuzz/FuzzInput.h"
 #include "Platform/Linux/Tools/VELDomainBinding.h"
 
 #include <cstddef>
@@ -22,7 +23,7 @@ void forget(void* text, const XML_Char*, const XML_Char**) {
 
 /// Whatever the domain is called, the list is XML whose last text is that name.
 extern "C" int LLVMFuzzerTestOneInput(const std::uint8_t* data, std::size_t size) {
-    const std::string domain(reinterpret_cast<const char*>(data), size);
+    const std::string domain(fuzzText(data, size));
     const auto list = vel::domainPropertyList(domain);
     if (!list) {
         return 0;

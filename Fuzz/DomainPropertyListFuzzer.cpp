@@ -1,27 +1,17 @@
 // SPDX-License-Identifier: Apache-2.0
 #include "Base/VELText.h"
 #include "Classes/Mac/VELDomainCheck.h"
+#include "Fuzz/FuzzInput.h"
 
 #include <cstddef>
 #include <cstdint>
-#include <cstdlib>
 #include <optional>
 #include <string>
 #include <string_view>
 
-namespace {
-
-void require(bool condition) {
-    if (!condition) {
-        std::abort();
-    }
-}
-
-} // namespace
-
 /// Output holds a domain, or none, or is no property list; a domain is text that its own name fits.
 extern "C" int LLVMFuzzerTestOneInput(const std::uint8_t* data, std::size_t size) {
-    const std::string_view output(reinterpret_cast<const char*>(data), size);
+    const std::string_view output = fuzzText(data, size);
     std::optional<VELError> error;
     const auto domain = VELDomainCheck::domainInPropertyList(output, &error);
     if (error) {

@@ -1,21 +1,15 @@
 // SPDX-License-Identifier: Apache-2.0
 #include "Classes/Mac/VELFirewallCheck.h"
+#include "Fuzz/FuzzInput.h"
 
 #include <cstddef>
 #include <cstdint>
-#include <cstdlib>
 #include <limits>
 #include <optional>
 #include <string>
 #include <string_view>
 
 namespace {
-
-void require(bool condition) {
-    if (!condition) {
-        std::abort();
-    }
-}
 
 bool holdsLabelledASCIIDigit(std::string_view output) {
     for (const char digit : std::string_view("0123456789")) {
@@ -30,7 +24,7 @@ bool holdsLabelledASCIIDigit(std::string_view output) {
 
 /// A state is a number of 32 bits, is found where an ASCII digit shows it, and is the first one.
 extern "C" int LLVMFuzzerTestOneInput(const std::uint8_t* data, std::size_t size) {
-    const std::string output(reinterpret_cast<const char*>(data), size);
+    const std::string output(fuzzText(data, size));
     const std::optional<std::int64_t> state = VELFirewallCheck::stateInOutput(output);
     if (state) {
         require(*state >= 0 && *state <= std::numeric_limits<std::int32_t>::max());

@@ -1,4 +1,5 @@
 // SPDX-License-Identifier: Apache-2.0
+#include "Fuzz/FuzzInput.h"
 #include "Platform/Linux/Tools/VELFirewallRuleset.h"
 
 #include <cstddef>
@@ -8,7 +9,7 @@
 
 /// Whatever it is told, the judge answers, and what is no ruleset is not judged.
 extern "C" int LLVMFuzzerTestOneInput(const std::uint8_t* data, std::size_t size) {
-    const std::string_view text(reinterpret_cast<const char*>(data), size);
+    const std::string_view text = fuzzText(data, size);
     const auto denial = vel::inboundDenial(text);
     if (denial && !nlohmann::json::accept(text)) {
         std::abort();

@@ -1,4 +1,5 @@
 // SPDX-License-Identifier: Apache-2.0
+#include "Fuzz/FuzzInput.h"
 #include "Platform/Linux/VELLinuxMountInfo.h"
 
 #include <algorithm>
@@ -9,7 +10,7 @@
 /// Whatever the text holds, there is one mount for each line or no table, and every mount point is
 /// an absolute path without NUL of its own making.
 extern "C" int LLVMFuzzerTestOneInput(const std::uint8_t* data, std::size_t size) {
-    const std::string_view text(reinterpret_cast<const char*>(data), size);
+    const std::string_view text = fuzzText(data, size);
     const auto mounts = vel::mountsInMountInfo(text);
     if (!mounts) {
         return 0;

@@ -1,22 +1,16 @@
 // SPDX-License-Identifier: Apache-2.0
 #include "Base/VELText.h"
 #include "Classes/Mac/VELProcessRunningCheck.h"
+#include "Fuzz/FuzzInput.h"
 
 #include <algorithm>
 #include <cstddef>
 #include <cstdint>
-#include <cstdlib>
 #include <string>
 #include <string_view>
 #include <vector>
 
 namespace {
-
-void require(bool condition) {
-    if (!condition) {
-        std::abort();
-    }
-}
 
 /// Line by line, each in lower case by itself.
 std::vector<std::int64_t> plainProcessIDs(std::string_view name, std::string_view listing) {
@@ -39,7 +33,7 @@ std::vector<std::int64_t> plainProcessIDs(std::string_view name, std::string_vie
 
 /// The input is a name, a zero byte, and a listing.
 extern "C" int LLVMFuzzerTestOneInput(const std::uint8_t* data, std::size_t size) {
-    const std::string_view input(reinterpret_cast<const char*>(data), size);
+    const std::string_view input = fuzzText(data, size);
     const std::size_t separator = input.find('\0');
     const std::string_view name = input.substr(0, separator);
     const std::string_view text =

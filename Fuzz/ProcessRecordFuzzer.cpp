@@ -1,5 +1,6 @@
 // SPDX-License-Identifier: Apache-2.0
 #include "Base/VELText.h"
+#include "Fuzz/FuzzInput.h"
 #include "Platform/Linux/Tools/VELProcessListing.h"
 
 #include <algorithm>
@@ -10,7 +11,7 @@
 /// The input is a record, a link and a command line, parted by the byte 0xFE. Whatever they hold,
 /// the process has one line of valid UTF-8 without control characters.
 extern "C" int LLVMFuzzerTestOneInput(const std::uint8_t* data, std::size_t size) {
-    std::string_view input(reinterpret_cast<const char*>(data), size);
+    std::string_view input = fuzzText(data, size);
     const auto take = [&input] {
         const auto part = input.substr(0, input.find('\xFE'));
         input.remove_prefix(std::min(part.size() + 1, input.size()));

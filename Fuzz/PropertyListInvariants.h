@@ -4,20 +4,15 @@
 #include "Base/VELJSON.h"
 #include "Base/VELPropertyList.h"
 #include "Base/VELText.h"
+#include "Fuzz/FuzzInput.h"
 
 #include <nlohmann/json.hpp>
 
-#include <cstdlib>
 #include <string_view>
 
 /// Whatever the bytes hold, there is either a value that JSON holds without loss (so it is bounded
 /// in depth, its strings are UTF-8 and its numbers finite), or an error that says why not.
 inline void checkReadingPropertyList(std::string_view bytes) {
-    const auto require = [](bool condition) {
-        if (!condition) {
-            std::abort();
-        }
-    };
     std::optional<VELError> error;
     const auto value = vel::readPropertyList(bytes, &error);
     require(value.has_value() != error.has_value());

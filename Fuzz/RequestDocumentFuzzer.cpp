@@ -1,13 +1,13 @@
 // SPDX-License-Identifier: Apache-2.0
 #include "Base/VELJSON.h"
 #include "Classes/Mac/VELPostureCheckRunner+Mac.h"
+#include "Fuzz/FuzzInput.h"
 #include "Platform/Simulated/VELSimulatedPlatform.h"
 
 #include <nlohmann/json.hpp>
 
 #include <cstddef>
 #include <cstdint>
-#include <cstdlib>
 #include <string_view>
 
 namespace {
@@ -21,12 +21,6 @@ const VELPostureCheckRunner& simulatedRunner() {
         return VELPlatformRunnerFactory::macPostureCheckRunner(nullptr, platform);
     }();
     return *runner;
-}
-
-void require(bool condition) {
-    if (!condition) {
-        std::abort();
-    }
 }
 
 /// What a device-trust result owes to its request, beside its form.
@@ -57,7 +51,7 @@ void requireFits(const VELValue& result, const VELValue& request) {
 
 /// Whatever the request holds, the result is one of the three result documents.
 extern "C" int LLVMFuzzerTestOneInput(const std::uint8_t* data, std::size_t size) {
-    const std::string_view text(reinterpret_cast<const char*>(data), size);
+    const std::string_view text = fuzzText(data, size);
     // The result may be nested two levels deeper than any request, by the type in the metrics.
     const VELValue result =
         VELValue::parse(simulatedRunner().runPostureCheckFromDocumentString(text), nullptr, false);

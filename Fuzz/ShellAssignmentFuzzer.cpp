@@ -1,4 +1,5 @@
 // SPDX-License-Identifier: Apache-2.0
+#include "Fuzz/FuzzInput.h"
 #include "Platform/Linux/Tools/VELFirewallState.h"
 
 #include <cstddef>
@@ -7,7 +8,7 @@
 
 /// A value is part of a line that assigns it.
 extern "C" int LLVMFuzzerTestOneInput(const std::uint8_t* data, std::size_t size) {
-    const std::string_view file(reinterpret_cast<const char*>(data), size);
+    const std::string_view file = fuzzText(data, size);
     const auto value = vel::assignedValue(file, "ENABLED");
     const bool isAssigned = file.find("ENABLED=") != std::string_view::npos;
     if (value.find('\n') != std::string::npos || (!value.empty() && !isAssigned)) {

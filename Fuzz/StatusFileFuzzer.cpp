@@ -1,5 +1,6 @@
 // SPDX-License-Identifier: Apache-2.0
 #include "Classes/Mac/VELCheckpointEncryptionCheck.h"
+#include "Fuzz/FuzzInput.h"
 #include "Platform/Simulated/VELSimulatedPlatform.h"
 
 #include <cstddef>
@@ -10,7 +11,7 @@
 extern "C" int LLVMFuzzerTestOneInput(const std::uint8_t* data, std::size_t size) {
     const auto platform = std::make_shared<VELSimulatedPlatform>();
     platform->fileStore.contents["/Library/Application Support/Checkpoint/FDE/fdeencstatus.plist"] =
-        std::string(reinterpret_cast<const char*>(data), size);
+        std::string(fuzzText(data, size));
     std::optional<VELError> error;
     const bool passes =
         VELCheckpointEncryptionCheck(platform).isCheckpointEncryptionEnabled(&error);

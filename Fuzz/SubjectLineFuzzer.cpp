@@ -1,25 +1,15 @@
 // SPDX-License-Identifier: Apache-2.0
 #include "Classes/Mac/VELProcessRunningCheck.h"
+#include "Fuzz/FuzzInput.h"
 
 #include <cstddef>
 #include <cstdint>
-#include <cstdlib>
 #include <optional>
 #include <string>
 
-namespace {
-
-void require(bool condition) {
-    if (!condition) {
-        std::abort();
-    }
-}
-
-} // namespace
-
 /// An OU stands between the first label and the next slash; without one, adding a slash makes one.
 extern "C" int LLVMFuzzerTestOneInput(const std::uint8_t* data, std::size_t size) {
-    const std::string line(reinterpret_cast<const char*>(data), size);
+    const std::string line(fuzzText(data, size));
     const std::size_t label = line.find("/OU=");
     const std::optional<std::string> subjectOU =
         VELProcessRunningCheck::subjectOUInSubjectLine(line);

@@ -53,8 +53,8 @@ public:
 
 /// One mounted file system. Both texts are bytes as the system gives them, without NUL.
 struct VELMount {
-    std::string fileSystemType;
-    std::string mountPoint;
+    std::string fileSystemType; ///< such as "apfs"
+    std::string mountPoint;     ///< the path at which it is mounted
 };
 
 /// Disks and the mount table. What an operation hands out is released when it leaves scope.

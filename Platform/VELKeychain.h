@@ -12,7 +12,10 @@
 #include <string_view>
 #include <vector>
 
-/// Statuses of the keychain are the platform's integers; 0 is success.
+/// @file
+/// The keychain. Its statuses are the platform's integers; 0 is success.
+
+/// The status that says that nothing was found.
 inline constexpr std::int32_t keychainItemNotFound = -25300;
 
 /// A certificate in the keychain whose private key is there too.
@@ -20,11 +23,14 @@ class VELIdentity {
 public:
     virtual ~VELIdentity() = default;
 
+    /// A certificate, or why there is none.
     struct CertificateResult {
+        /// 0, or why the certificate cannot be had.
         std::int32_t status;
         /// Set when the status is 0.
         std::shared_ptr<const VELCertificate> certificate;
     };
+    /// The identity's certificate.
     [[nodiscard]] virtual CertificateResult copyCertificate() const = 0;
 };
 
@@ -34,7 +40,9 @@ class VELKeychain {
 public:
     virtual ~VELKeychain() = default;
 
+    /// Certificates, or why there are none.
     struct CertificatesResult {
+        /// 0, or why the keychains do not answer.
         std::int32_t status;
         /// When the status is 0: the bytes of each certificate as the keychain stores them, in a
         /// stable order.
@@ -44,7 +52,9 @@ public:
     /// status `keychainItemNotFound`, never an empty list; what fails in part fails whole.
     [[nodiscard]] virtual CertificatesResult certificates(std::size_t limit) const = 0;
 
+    /// Identities, or why there are none.
     struct IdentitiesResult {
+        /// 0, or why the keychains do not answer.
         std::int32_t status;
         /// When the status is 0: in a stable order.
         std::vector<std::unique_ptr<VELIdentity>> identities;
@@ -66,7 +76,9 @@ public:
     [[nodiscard]] virtual std::optional<std::vector<std::string>>
     commonNames(std::string_view der) const = 0;
 
+    /// A trust object, or why there is none.
     struct TrustResult {
+        /// 0, or why it cannot be made.
         std::int32_t status;
         /// Set when the status is 0.
         std::unique_ptr<VELTrust> trust;

@@ -35,12 +35,17 @@ public:
     /// The hardware's serial number. Absent: the machine has none, or it may not be read. UTF-8.
     [[nodiscard]] virtual std::optional<std::string> serialNumber() const = 0;
 
+    /// The settings that applications have stored. This service and the others below live as long
+    /// as the platform.
     [[nodiscard]] virtual const VELPreferences& preferences() const = 0;
 
+    /// The files that checks name.
     [[nodiscard]] virtual const VELFiles& files() const = 0;
 
+    /// Disks and the mount table.
     [[nodiscard]] virtual const VELDiskArbitration& diskArbitration() const = 0;
 
+    /// The calling user's certificates and identities, and trust.
     [[nodiscard]] virtual const VELKeychain& keychain() const = 0;
 
     /// The executable that stands for a tool of macOS, which is named by its path there

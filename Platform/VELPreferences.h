@@ -13,9 +13,10 @@ enum class VELPreferencesScope { anyUser, currentUser };
 /// The preferences of applications, each known by its application ID ("com.example.product").
 class VELPreferences {
 public:
+    /// An integer, and whether there is one.
     struct IntegerValue {
-        std::int64_t value; // 0 when not found
-        bool found;
+        std::int64_t value; ///< 0 when not found
+        bool found;         ///< whether the store has an integer
     };
 
     virtual ~VELPreferences() = default;

@@ -16,6 +16,9 @@ install(TARGETS vel-posture RUNTIME DESTINATION ${CMAKE_INSTALL_BINDIR} COMPONEN
 install(DIRECTORY include/vel_device_trust DESTINATION ${CMAKE_INSTALL_INCLUDEDIR}
     COMPONENT development)
 
+install(DIRECTORY Documentation/schemas DESTINATION ${CMAKE_INSTALL_DATADIR}/vel_device_trust
+    COMPONENT development FILES_MATCHING PATTERN "*.schema.json")
+
 install(EXPORT vel_device_trustTargets NAMESPACE vel_device_trust::
     DESTINATION ${VEL_CMAKE_DIRECTORY} COMPONENT development)
 if(VEL_STATIC_LIBRARY)

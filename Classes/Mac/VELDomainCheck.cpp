@@ -20,6 +20,15 @@ constexpr const char* directoryTool = "/usr/sbin/dsconfigad";
 constexpr const char* namesParameter = "names";
 constexpr std::u32string_view extraPatternCharacters = U".*-_";
 
+/// A pattern as the log shows it; its expression is made when it is printed.
+struct PatternExpression {
+    std::string_view pattern;
+
+    [[nodiscard]] std::string description() const {
+        return VELDomainCheck::convertWildcardToRegex(pattern);
+    }
+};
+
 } // namespace
 
 VELDomainCheck::VELDomainCheck(std::shared_ptr<const VELPlatform> platform)
@@ -117,7 +126,7 @@ bool VELDomainCheck::doesWildcard(std::string_view pattern, std::string_view dom
     }
     VELDTLogger::logMessageWithLevel(VELLogLevel::information,
                                      "-[VELDomainCheck doesWildcard:matchDomain:error:]",
-                                     "The regexString is: %@", convertWildcardToRegex(pattern));
+                                     "The regexString is: %@", PatternExpression{pattern});
     // The expression is for the log: engines take minutes over many stars.
     return vel::matchesWildcard(pattern, domain);
 }

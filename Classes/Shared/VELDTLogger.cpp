@@ -3,6 +3,7 @@
 
 #include "Base/VELJSON.h"
 #include "Base/VELText.h"
+#include "Platform/VELProcessMutex.h"
 
 #include <atomic>
 #include <mutex>
@@ -17,19 +18,18 @@ public:
         if (!_isSet.load(std::memory_order_acquire)) {
             return nullptr;
         }
-        const std::scoped_lock lock(_mutex);
+        const std::scoped_lock lock(processMutex());
         return _logger;
     }
 
     void set(std::shared_ptr<VELHostLogger> logger) {
-        const std::scoped_lock lock(_mutex);
+        const std::scoped_lock lock(processMutex());
         _isSet.store(logger != nullptr, std::memory_order_release);
         _logger.swap(logger);
         // The previous logger goes with the argument, after the lock: it may log, or set a logger.
     }
 
 private:
-    std::mutex _mutex;
     std::atomic<bool> _isSet = false;
     std::shared_ptr<VELHostLogger> _logger;
 };

@@ -98,6 +98,7 @@ std::function<void()> Queue::waitForBlock() {
     std::unique_lock lock(_mutex);
     while (true) {
         if (_blocks.empty()) {
+            _blocks.shrink_to_fit(); // a burst of requests may have needed room for thousands
             _changed.wait(lock);
             continue;
         }

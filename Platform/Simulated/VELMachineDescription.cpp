@@ -69,17 +69,17 @@ public:
     }
 
     [[nodiscard]] std::int32_t integer() const {
-        using Limits = std::numeric_limits<std::int32_t>;
         require(_value.is_number_integer(), "is not an integer");
-        require(_value >= Limits::min() && _value <= Limits::max(), "is not an integer of 32 bits");
-        return _value.get<std::int32_t>();
+        return status();
     }
 
     /// A length of time, in seconds.
     [[nodiscard]] double seconds() const {
         require(_value.is_number(), "is not a number");
-        require(_value >= 0, "is negative");
-        return _value.get<double>();
+        // Compared as it stands, an integer of 64 bits without sign would be one with a sign.
+        const auto seconds = _value.get<double>();
+        require(seconds >= 0, "is negative");
+        return seconds;
     }
 
     /// The bytes that a text in base64 stands for.

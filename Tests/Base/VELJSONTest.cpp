@@ -1,5 +1,6 @@
 // SPDX-License-Identifier: Apache-2.0
 #include "Base/VELJSON.h"
+#include "Tests/Support/Sanitized.h"
 
 #include <gmock/gmock.h>
 #include <gtest/gtest.h>
@@ -339,12 +340,12 @@ TEST(ReadJSON, ErrorTextsAreShort) {
     }
 }
 
-TEST(ReadJSON, TenMegabytes) {
+TEST(ReadJSON, ALongText) {
     const std::string entry =
         R"({"list":[1,2,3],"name":")" + std::string(1000, 'n') + R"(","number":0.1})";
     std::string text = "[" + entry;
     std::size_t count = 1;
-    for (; text.size() < 10'000'000; ++count) {
+    for (; text.size() < largeInput; ++count) {
         text += "," + entry;
     }
     text += "]";

@@ -3,6 +3,7 @@
 // A host in an odd state that runs tools: `task-host SCENARIO`. What went wrong is said on standard
 // error, one line each, and the exit status is 1; 77 says why a scenario can not be had here.
 #include "Classes/Mac/NSTask+Timeout.h"
+#include "Classes/Shared/VELDTLogger.h"
 #include "Platform/Linux/VELLinuxPlatform.h"
 #include "Platform/POSIX/VELPOSIXTask.h"
 #include "Tests/Support/ProcessResources.h"
@@ -432,6 +433,37 @@ void forkWhileBusy() {
     expectNothingLeft(before, "busy parent");
 }
 
+class SilentLogger final : public VELHostLogger {
+public:
+    void logMessage(std::string_view, std::int64_t, const char*, const char*,
+                    std::int32_t) noexcept override {}
+};
+
+// The lock of the process-wide logger is likely to be held at some of these forks.
+void forkWhileLogging() {
+    VELDTLogger::setLogger(std::make_shared<SilentLogger>());
+    const auto log = [] { VELDTLogger::logMessageWithLevel(VELLogLevel::trace, "host", "busy"); };
+    std::atomic<bool> stop = false;
+    std::thread busy([&stop, log] {
+        while (!stop) {
+            log();
+        }
+    });
+    for (int fork = 0; fork < 200; ++fork) {
+        const int inChild = forked([log] {
+            ::alarm(10); // whoever waits for a lock for ever dies of it
+            log();
+        });
+        expectEqual(inChild, 0, "failures of a child that logs");
+        if (inChild != 0) {
+            break;
+        }
+    }
+    stop = true;
+    busy.join();
+    VELDTLogger::setLogger(nullptr);
+}
+
 void environment() {
     ::setenv("VEL_TASK_TEST", "inherited", 1);
     if (::chdir("/usr") != 0) {
@@ -476,6 +508,7 @@ const std::map<std::string, void (*)()> scenarios = {
     {"exit-while-pending", exitWhilePending},
     {"fork-without-exec", forkWithoutExec},
     {"fork-while-busy", forkWhileBusy},
+    {"fork-while-logging", forkWhileLogging},
     {"environment", environment},
 };
 

@@ -1,20 +1,11 @@
 // SPDX-License-Identifier: Apache-2.0
 #include "Tests/Support/AllocationCount.h"
 
+#include "Tests/Support/Sanitized.h"
+
 #include <cstdlib>
 #include <new>
 #include <optional>
-
-#if defined(__SANITIZE_ADDRESS__) || defined(__SANITIZE_THREAD__)
-#define VEL_COUNTS_ALLOCATIONS 0
-#elif defined(__has_feature)
-#if __has_feature(address_sanitizer) || __has_feature(thread_sanitizer)
-#define VEL_COUNTS_ALLOCATIONS 0
-#endif
-#endif
-#ifndef VEL_COUNTS_ALLOCATIONS
-#define VEL_COUNTS_ALLOCATIONS 1
-#endif
 
 namespace {
 
@@ -40,7 +31,7 @@ thread_local std::optional<Limit> limit;
 } // namespace
 
 bool allocationsAreCounted() {
-    return VEL_COUNTS_ALLOCATIONS != 0;
+    return VEL_SANITIZED == 0;
 }
 
 std::size_t allocationCount() {
@@ -55,7 +46,7 @@ AllocationFailure::~AllocationFailure() {
     limit.reset();
 }
 
-#if VEL_COUNTS_ALLOCATIONS
+#if !VEL_SANITIZED
 
 void* operator new(std::size_t size) {
     ++count;

@@ -1,6 +1,8 @@
 // SPDX-License-Identifier: Apache-2.0
 #include "Tests/Support/ChildProgram.h"
 
+#include "Tests/Support/KeptDocuments.h"
+
 #include <fcntl.h>
 #include <poll.h>
 #include <pty.h>
@@ -188,6 +190,15 @@ int statusOf(pid_t child) {
     return WIFEXITED(status) ? WEXITSTATUS(status) : -WTERMSIG(status);
 }
 
+/// Keeps the result document that `vel-posture` has written, unless it has written something else.
+void keepDocumentOf(const ChildProgram& program, const ChildProgram::Result& result) {
+    const std::vector<std::string>& arguments = program.arguments;
+    if (arguments.size() > 1 && arguments.front() == VEL_POSTURE_PROGRAM &&
+        (arguments[1] == "check" || arguments[1] == "identity") && result.output.starts_with('{')) {
+        keepResult(result.output);
+    }
+}
+
 } // namespace
 
 ChildProgram::Result ChildProgram::run() const {
@@ -233,6 +244,7 @@ ChildProgram::Result ChildProgram::run() const {
     in.close();
     ::signal(SIGPIPE, previousHandler);
     result.status = statusOf(child);
+    keepDocumentOf(*this, result);
     return result;
 }
 

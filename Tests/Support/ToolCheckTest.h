@@ -4,6 +4,7 @@
 #include "Classes/Mac/VELPostureCheckRunner+Mac.h"
 #include "Classes/Shared/VELDTLogger.h"
 #include "Platform/Simulated/VELSimulatedPlatform.h"
+#include "Tests/Support/KeptDocuments.h"
 #include "Tests/Support/RecordingLogger.h"
 #include "vel_device_trust/VELPostureCheckErrors.h"
 
@@ -65,6 +66,7 @@ protected:
     VELDictionary resultOf(const VELArray& entries) {
         const auto runner = VELPlatformRunnerFactory::macPostureCheckRunner(logger, mac);
         VELDictionary result = runner->runDeviceTrustCheckFromDictionary({{"mac", entries}});
+        keepResult(result.dump());
         result.erase("metrics");
         return result;
     }

@@ -30,6 +30,11 @@ VELValue resultOf(VELValue entry, bool pass) {
     return result;
 }
 
+std::string verdictOf(std::size_t columns) {
+    const std::string report = resultReport(threeChecks, {.columns = columns});
+    return report.substr(report.find("\n\n") + 2);
+}
+
 TEST(Report, ShowsALinePerCheckThenTheVerdict) {
     EXPECT_EQ(resultReport(threeChecks, {}),
               "RESULT         MS  CHECK             DETAIL\n"
@@ -57,19 +62,64 @@ TEST(Report, WrapsTheDetailOnATerminal) {
 }
 
 TEST(Report, PutsTheDetailBelowOnANarrowTerminal) {
-    EXPECT_EQ(resultReport(threeChecks, {.columns = 40}), "pass    localFirewall\n"
+    EXPECT_EQ(resultReport(threeChecks, {.columns = 40}),
+              "pass    localFirewall  10000.000 ms\n"
+              "fail    minimumOSVersion  12.750 ms\n"
+              "        comment: none yet, version: 99.0\n"
+              "error   minimumOSVersion  0.000 ms\n"
+              "        Required parameter \"version\"\n"
+              "        missing from check type\n"
+              "        \"minimumOSVersion\".\n"
+              "\n"
+              "NOT PASSED  1 of 3 checks passed,\n"
+              "            1 failed, 1 error,\n"
+              "            10012.750 ms\n");
+    EXPECT_EQ(resultReport(threeChecks, {.columns = 34}), "pass    localFirewall\n"
                                                           "        10000.000 ms\n"
                                                           "fail    minimumOSVersion\n"
-                                                          "        12.750 ms  comment: none yet,\n"
+                                                          "        12.750 ms\n"
+                                                          "        comment: none yet,\n"
                                                           "        version: 99.0\n"
-                                                          "error   minimumOSVersion\n"
-                                                          "        0.000 ms  Required parameter\n"
-                                                          "        \"version\" missing from check\n"
-                                                          "        type \"minimumOSVersion\".\n"
+                                                          "error   minimumOSVersion  0.000 ms\n"
+                                                          "        Required parameter\n"
+                                                          "        \"version\" missing from\n"
+                                                          "        check type\n"
+                                                          "        \"minimumOSVersion\".\n"
                                                           "\n"
-                                                          "NOT PASSED  1 of 3 checks passed, 1\n"
-                                                          "            failed, 1 error, 10012.750\n"
-                                                          "            ms\n");
+                                                          "NOT PASSED  1 of 3 checks passed,\n"
+                                                          "            1 failed, 1 error,\n"
+                                                          "            10012.750 ms\n");
+}
+
+TEST(Report, BreaksTheVerdictBehindCommas) {
+    EXPECT_EQ(verdictOf(38), "NOT PASSED  1 of 3 checks passed,\n"
+                             "            1 failed, 1 error,\n"
+                             "            10012.750 ms\n");
+    EXPECT_EQ(verdictOf(26), "NOT PASSED  1 of 3 checks\n"
+                             "            passed,\n"
+                             "            1 failed,\n"
+                             "            1 error,\n"
+                             "            10012.750 ms\n");
+    EXPECT_EQ(verdictOf(44), "NOT PASSED  1 of 3 checks passed, 1 failed,\n"
+                             "            1 error, 10012.750 ms\n");
+    EXPECT_EQ(verdictOf(20), "NOT PASSED\n"
+                             "  1 of 3 checks\n"
+                             "  passed,\n"
+                             "  1 failed, 1 error,\n"
+                             "  10012.750 ms\n");
+}
+
+TEST(Report, ShowsContainersAsJSONWithSpaces) {
+    const VELValue entry = VELValue::parse(R"({
+        "type": "t", "pass": true, "a": [], "b": {}, "c": ["x", 1.5, null, ["y\"z", {"k": "v"}]],
+        "d": {"e": [true], "f\n": "\u001b"}})");
+    EXPECT_EQ(
+        resultReport(resultOf(entry, true), {}),
+        "RESULT     MS  CHECK  DETAIL\n"
+        "pass    0.000  t      a: [], b: {}, c: [\"x\", 1.5, null, [\"y\\\"z\", {\"k\": \"v\"}]], "
+        "d: {\"e\": [true], \"f\\n\": \"\\u001b\"}\n"
+        "\n"
+        "PASSED  1 of 1 check passed, 0.000 ms\n");
 }
 
 TEST(Report, NoLineIsWiderThanTheTerminal) {
@@ -137,10 +187,10 @@ TEST(Report, ShowsEntriesWithoutAProperType) {
 TEST(Report, ShortensLongNamesAndParameters) {
     const std::string type(50, 't');
     const VELValue entry = {
-        {"type", type}, {"a", std::string(50, 'v')}, {"b", std::string(50, 'w')},
-        {"c", 1},       {"d", std::string(50, 'x')}, {"pass", true}};
-    const std::string detail = "a: " + std::string(39, 'v') + "…, b: " + std::string(39, 'w') +
-                               "…, c: 1, d: " + std::string(20, 'x') + "…\n";
+        {"type", type}, {"a", std::string(70, 'v')}, {"b", {std::string(70, 'w'), "x"}},
+        {"c", 1},       {"d", std::string(60, 'y')}, {"pass", true}};
+    const std::string detail =
+        "a: " + std::string(59, 'v') + "…, b: [\"" + std::string(49, 'w') + "…\n";
     EXPECT_EQ(resultReport(resultOf(entry, true), {.columns = 500}),
               "RESULT     MS  CHECK                         DETAIL\n"
               "pass    0.000  " +
@@ -150,6 +200,27 @@ TEST(Report, ShortensLongNamesAndParameters) {
               "RESULT     MS  CHECK                         DETAIL\n"
               "pass    0.000  " +
                   type + "  " + detail + "\nPASSED  1 of 1 check passed, 0.000 ms\n");
+}
+
+TEST(Report, ShowsAWholeFingerprint) {
+    const std::string spaced = "00 11 22 33 44 55 66 77 88 99 AA BB CC DD EE FF 00 11 22 33";
+    EXPECT_EQ(resultReport(resultOf({{"type", "t"}, {"sha1", spaced}, {"pass", false}}, false), {}),
+              "RESULT     MS  CHECK  DETAIL\n"
+              "fail    0.000  t      sha1: " +
+                  spaced + "\n\nNOT PASSED  0 of 1 check passed, 1 failed, 0.000 ms\n");
+}
+
+TEST(Report, StaysSmallHoweverDeepOrLongAParameterIs) {
+    VELValue deep = 1;
+    for (int level = 0; level < 500; ++level) {
+        deep = VELValue::array({std::move(deep)});
+    }
+    const VELValue wide = std::vector<std::string>(100'000, "w");
+    for (const VELValue& value : {deep, wide}) {
+        EXPECT_LT(
+            resultReport(resultOf({{"type", "t"}, {"p", value}, {"pass", true}}, true), {}).size(),
+            300U);
+    }
 }
 
 TEST(Report, StaysSmallBesideALongName) {
@@ -165,6 +236,8 @@ TEST(Report, SaysThatNoCheckWasRun) {
     const VELValue result = VELValue::parse(
         R"({"checks": [], "pass": true, "metrics": {"total_ms": 0.0, "details": []}})");
     EXPECT_EQ(resultReport(result, {}), "PASSED  no checks were run\n");
+    EXPECT_EQ(resultReport(result, {.columns = 80, .colour = true}),
+              "\x1b[1;33mPASSED\x1b[0m  no checks were run\n");
     EXPECT_EQ(exitStatus(result), 0);
     EXPECT_TRUE(ranNoCheck(result));
 }

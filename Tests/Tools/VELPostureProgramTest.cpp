@@ -1,5 +1,6 @@
 // SPDX-License-Identifier: Apache-2.0
 #include "Tests/Support/ChildProgram.h"
+#include "Tests/Support/Sanitized.h"
 #include "Tests/Support/TemporaryFolder.h"
 
 #include <gtest/gtest.h>
@@ -178,7 +179,7 @@ TEST(VELPostureProgram, AnErrorResultIsStatusTwo) {
 }
 
 TEST(VELPostureProgram, TakesLongAndDeepRequests) {
-    const std::string comment(10'000'000, 'x');
+    const std::string comment(largeInput, 'x');
     const Result large =
         checkOfCompliantMac(R"({"mac": [{"type": "y", "comment": ")" + comment + "\"}]}").run();
     EXPECT_EQ(large.status, 1);
@@ -468,13 +469,13 @@ TEST(VELPostureProgram, WrapsToTheWidthOfTheTerminal) {
                              "                                 \"minimumOSVersion\".\n"
                              "\n"
                              "NOT PASSED  0 of 1 check passed, 1 error, 0.000 ms\n";
-    const std::string at40 = "error   minimumOSVersion\n"
-                             "        0.000 ms  Required parameter\n"
-                             "        \"version\" missing from check\n"
-                             "        type \"minimumOSVersion\".\n"
+    const std::string at40 = "error   minimumOSVersion  0.000 ms\n"
+                             "        Required parameter \"version\"\n"
+                             "        missing from check type\n"
+                             "        \"minimumOSVersion\".\n"
                              "\n"
-                             "NOT PASSED  0 of 1 check passed, 1\n"
-                             "            error, 0.000 ms\n";
+                             "NOT PASSED  0 of 1 check passed,\n"
+                             "            1 error, 0.000 ms\n";
     EXPECT_EQ(child.run().output, at61);
     child.environment["COLUMNS"] = "40";
     EXPECT_EQ(child.run().output, at40);

@@ -23,7 +23,7 @@ void addFormat(CLI::App& command, CommandLine& commandLine) {
                 commandLine.format =
                     name == "json" ? CommandLine::Format::json : CommandLine::Format::text;
             },
-            "json: the result document; text: a report for people\n"
+            "json: the document; text: a report for people\n"
             "(default: text on a terminal, else json)")
         ->check(CLI::IsMember({"json", "text"}))
         ->type_name("json|text")
@@ -38,7 +38,7 @@ void addRunOptions(CLI::App& command, CommandLine& commandLine) {
     addFormat(command, commandLine);
     command
         .add_option("--log", commandLine.log,
-                    "Append the log to FILE, a JSON object per line; - is standard error")
+                    "Append the log to FILE, a JSON object per line;\n- is standard error")
         ->option_text("FILE");
 }
 
@@ -46,7 +46,7 @@ void addCommands(CLI::App& program, CommandLine& commandLine) {
     CLI::App* check = program.add_subcommand("check", "Run a request document");
     check
         ->add_option("REQUEST", commandLine.request,
-                     "File with the request in JSON; - or nothing is standard input")
+                     "File with the request in JSON; -, or none:\nstandard input")
         ->option_text(" ");
     addRunOptions(*check, commandLine);
 

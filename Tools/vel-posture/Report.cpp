@@ -19,8 +19,9 @@ constexpr std::size_t resultColumns = 6;         // "RESULT"
 constexpr std::size_t narrowestDetail = 24;      // narrower, and a check takes lines of its own
 constexpr std::size_t narrowestText = 12;        // narrower, and a text stands below its name
 constexpr std::size_t widestName = 28;           // of a column of names
-constexpr std::size_t widestParameter = 40;      // of one parameter's value
+constexpr std::size_t widestText = 60;           // in a parameter: a fingerprint with its spaces
 constexpr std::size_t widestParameterList = 120; // of all parameters of a check
+constexpr std::size_t widestTerminal = 10'000;   // where there is none
 constexpr std::string_view gap = "  ";
 
 enum class Colour { none, green, red, yellow };
@@ -80,6 +81,52 @@ std::string shown(const VELValue& value) {
     return printable(vel::displayText(value));
 }
 
+void addParameter(std::string& text, const VELValue& value);
+
+/// Adds the elements of a container behind one another, with spaces at which a line can be broken.
+template <typename AddElement>
+void addElements(std::string& text, const VELValue& container, AddElement addElement) {
+    std::string_view separator;
+    for (const auto& element : container.items()) {
+        // More is not shown, however wide its letters are.
+        if (text.size() > 4 * widestParameterList) {
+            return;
+        }
+        text += separator;
+        addElement(element);
+        separator = ", ";
+    }
+}
+
+/// Adds a value within a container as JSON, its texts shortened.
+void addElement(std::string& text, const VELValue& value) {
+    if (value.is_string()) {
+        const std::string quoted = printable(vel::compactText(value));
+        const auto unquoted = std::string_view(quoted).substr(1, quoted.size() - 2);
+        text += '"' + truncated(unquoted, widestText) + '"';
+    } else {
+        addParameter(text, value);
+    }
+}
+
+void addParameter(std::string& text, const VELValue& value) {
+    if (value.is_array()) {
+        text += '[';
+        addElements(text, value, [&text](const auto& item) { addElement(text, item.value()); });
+        text += ']';
+    } else if (value.is_object()) {
+        text += '{';
+        addElements(text, value, [&text](const auto& item) {
+            addElement(text, item.key());
+            text += ": ";
+            addElement(text, item.value());
+        });
+        text += '}';
+    } else {
+        text += truncated(shown(value), widestText);
+    }
+}
+
 /// What an entry asked for, by which a reader tells entries of one type apart.
 std::string parametersOf(const VELValue& entry) {
     std::string text;
@@ -87,8 +134,8 @@ std::string parametersOf(const VELValue& entry) {
         if (name == "type" || name == "pass") {
             continue;
         }
-        text += (text.empty() ? "" : ", ") + truncated(printable(name), widestParameter) + ": " +
-                truncated(shown(value), widestParameter);
+        text += (text.empty() ? "" : ", ") + truncated(printable(name), widestText) + ": ";
+        addParameter(text, value);
         if (text.size() > 4 * widestParameterList) { // no longer fits, however wide its letters are
             break;
         }
@@ -140,6 +187,34 @@ void endLine(std::string& report) {
     report += '\n';
 }
 
+/// Where the lines of a text stand on a terminal.
+struct TextBlock {
+    std::size_t indent;
+    std::size_t columns;
+    bool startsBelow; // there is no room behind what stands on the line already
+};
+
+TextBlock textBlock(std::size_t indent, std::size_t terminalColumns) {
+    const bool startsBelow = indent + narrowestText > terminalColumns;
+    const std::size_t used = startsBelow ? gap.size() : indent;
+    return {used, terminalColumns > used ? terminalColumns - used : 1, startsBelow};
+}
+
+void addLines(std::string& report, const std::vector<std::string_view>& lines,
+              const TextBlock& block) {
+    const std::string lineBreak = "\n" + std::string(block.indent, ' ');
+    std::string_view separator;
+    if (block.startsBelow) {
+        separator = lineBreak;
+        trimLine(report);
+    }
+    for (const std::string_view line : lines) {
+        report += separator;
+        report += line;
+        separator = lineBreak;
+    }
+}
+
 /// Adds `text`, whose first line starts in column `indent` and is already begun by `report`. Where
 /// that leaves no room, the text stands below.
 void addWrapped(std::string& report, std::string_view text, std::size_t indent,
@@ -148,22 +223,30 @@ void addWrapped(std::string& report, std::string_view text, std::size_t indent,
         report += text;
         return;
     }
-    std::string_view separator;
-    std::string lineBreak = "\n";
-    lineBreak.append(indent, ' ');
-    if (indent + narrowestText > *style.columns) {
-        lineBreak = "\n";
-        lineBreak += gap;
-        separator = lineBreak;
-        trimLine(report);
+    const TextBlock block = textBlock(indent, *style.columns);
+    addLines(report, wrapped(text, block.columns), block);
+}
+
+/// The same with commas between `parts`. Lines are broken behind commas; a part that is wider than
+/// a line is broken at its spaces.
+void addList(std::string& report, const std::vector<std::string>& parts, std::size_t indent,
+             const ReportStyle& style) {
+    const TextBlock block = textBlock(indent, style.columns.value_or(widestTerminal));
+    std::vector<std::string> rows;
+    for (std::size_t index = 0; index < parts.size(); ++index) {
+        const std::string part = parts[index] + (index + 1 < parts.size() ? "," : "");
+        if (!rows.empty() && displayWidth(rows.back()) + 1 + displayWidth(part) <= block.columns) {
+            rows.back() += " " + part;
+        } else {
+            rows.push_back(part);
+        }
     }
-    const std::size_t used = lineBreak.size() - 1;
-    const std::size_t columns = *style.columns > used ? *style.columns - used : 1;
-    for (const std::string_view line : wrapped(text, columns)) {
-        report += separator;
-        report += line;
-        separator = lineBreak;
+    std::vector<std::string_view> lines;
+    for (const std::string& row : rows) {
+        const auto rowLines = wrapped(row, block.columns);
+        lines.insert(lines.end(), rowLines.begin(), rowLines.end());
     }
+    addLines(report, lines, block);
 }
 
 std::string rightAligned(std::string_view text, std::size_t columns) {
@@ -199,19 +282,31 @@ std::string checkTable(const std::vector<CheckLine>& lines, std::size_t millisec
     return report;
 }
 
-/// For a narrow terminal: the type beside the outcome, the rest below it.
-std::string checkList(const std::vector<CheckLine>& lines, const ReportStyle& style) {
+/// For a narrow terminal: type and milliseconds beside the outcome, the rest below them.
+std::string checkList(const std::vector<CheckLine>& lines, std::size_t columns,
+                      const ReportStyle& style) {
     const std::size_t indent = resultColumns + gap.size();
     std::string report;
+    const auto addBelow = [&](std::string_view text) {
+        report.append(indent, ' ');
+        addWrapped(report, text, indent, style);
+        endLine(report);
+    };
     for (const CheckLine& line : lines) {
+        const std::string milliseconds = line.milliseconds + " ms";
+        const bool fits =
+            indent + displayWidth(line.type) + gap.size() + milliseconds.size() <= columns;
         report += outcomeColumn(line.outcome, style);
         report += gap;
-        addWrapped(report, line.type, indent, style);
-        endLine(report);
-        report += std::string(indent, ' ');
-        addWrapped(report, line.milliseconds + " ms" + std::string(gap) + line.detail, indent,
+        addWrapped(report, fits ? line.type + std::string(gap) + milliseconds : line.type, indent,
                    style);
         endLine(report);
+        if (!fits) {
+            addBelow(milliseconds);
+        }
+        if (!line.detail.empty()) {
+            addBelow(line.detail);
+        }
     }
     return report;
 }
@@ -220,34 +315,37 @@ std::string countOf(std::size_t count, std::string_view what) {
     return std::to_string(count) + " " + std::string(what);
 }
 
-std::string summaryOf(const std::vector<CheckLine>& lines, const VELValue& metrics) {
+std::vector<std::string> summaryOf(const std::vector<CheckLine>& lines, const VELValue& metrics) {
     if (lines.empty()) {
-        return "no checks were run";
+        return {"no checks were run"};
     }
     const auto count = [&lines](Outcome outcome) {
         return static_cast<std::size_t>(
             std::count_if(lines.begin(), lines.end(),
                           [outcome](const CheckLine& line) { return line.outcome == outcome; }));
     };
-    std::string text = countOf(
+    std::vector<std::string> parts = {countOf(
         count(Outcome::pass),
-        "of " + countOf(lines.size(), lines.size() == 1 ? "check passed" : "checks passed"));
+        "of " + countOf(lines.size(), lines.size() == 1 ? "check passed" : "checks passed"))};
     if (const std::size_t failures = count(Outcome::fail); failures != 0) {
-        text += ", " + countOf(failures, "failed");
+        parts.push_back(countOf(failures, "failed"));
     }
     if (const std::size_t errors = count(Outcome::error); errors != 0) {
-        text += ", " + countOf(errors, errors == 1 ? "error" : "errors");
+        parts.push_back(countOf(errors, errors == 1 ? "error" : "errors"));
     }
-    return text + ", " + millisecondsOf(metrics) + " ms";
+    parts.push_back(millisecondsOf(metrics) + " ms");
+    return parts;
 }
 
 std::string verdict(const VELValue& result, const std::vector<CheckLine>& lines,
                     const ReportStyle& style) {
     const bool passed = result.at("pass").get<bool>();
     const std::string_view word = passed ? "PASSED" : "NOT PASSED";
-    std::string report = coloured(std::string(word), passed ? Colour::green : Colour::red, style);
+    // A request that asked for nothing passes, which is hardly what its author meant.
+    const Colour colour = !passed ? Colour::red : lines.empty() ? Colour::yellow : Colour::green;
+    std::string report = coloured(std::string(word), colour, style);
     report += gap;
-    addWrapped(report, summaryOf(lines, result.at("metrics")), word.size() + gap.size(), style);
+    addList(report, summaryOf(lines, result.at("metrics")), word.size() + gap.size(), style);
     endLine(report);
     return report;
 }
@@ -267,7 +365,7 @@ std::string deviceTrustReport(const VELValue& result, const ReportStyle& style) 
         resultColumns + millisecondsColumns + typeColumns + 3 * gap.size();
     const bool fits = !style.columns || detailColumn + narrowestDetail <= *style.columns;
     return (fits ? checkTable(lines, millisecondsColumns, typeColumns, style)
-                 : checkList(lines, style)) +
+                 : checkList(lines, *style.columns, style)) +
            "\n" + verdict(result, lines, style);
 }
 

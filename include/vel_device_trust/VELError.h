@@ -24,8 +24,11 @@ public:
     static VELError withLocalizedDescription(std::string domain, std::int64_t code,
                                              std::string localizedDescription);
 
+    /// Whose codes these are; the library's own is `kVELPostureCheckErrorDomain`.
     [[nodiscard]] const std::string& domain() const noexcept;
+    /// Which error of its domain it is.
     [[nodiscard]] std::int64_t code() const noexcept;
+    /// What is known beside, the texts for people among it: a dictionary.
     [[nodiscard]] const VELDictionary& userInfo() const noexcept;
 
     /// The whole error in one line, for people: domain, code and userInfo. UTF-8.

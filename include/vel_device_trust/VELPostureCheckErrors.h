@@ -1,6 +1,9 @@
 // SPDX-License-Identifier: Apache-2.0
 #pragma once
 
+/// @file
+/// The errors that the library itself creates.
+
 #include "vel_device_trust/VELError.h"
 #include "vel_device_trust/VELExport.h"
 

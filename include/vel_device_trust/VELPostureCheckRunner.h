@@ -1,6 +1,9 @@
 // SPDX-License-Identifier: Apache-2.0
 #pragma once
 
+/// @file
+/// The runner, and the names in identity documents.
+
 #include "vel_device_trust/VELError.h"
 #include "vel_device_trust/VELExport.h"
 #include "vel_device_trust/VELHostLogger.h"

@@ -1,6 +1,9 @@
 // SPDX-License-Identifier: Apache-2.0
 #pragma once
 
+/// @file
+/// The values that documents are made of.
+
 #include <nlohmann/json_fwd.hpp>
 
 /// The one value type of documents, check entries, property lists and preferences.

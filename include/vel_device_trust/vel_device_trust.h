@@ -1,6 +1,7 @@
 // SPDX-License-Identifier: Apache-2.0
 #pragma once
 
+/// @file
 /// Everything that a host of the library sees.
 
 #include "vel_device_trust/VELError.h"

@@ -2,7 +2,7 @@
 #ifndef VEL_DEVICE_TRUST_C_H
 #define VEL_DEVICE_TRUST_C_H
 
-/*
+/** @file
  * The library for hosts in C, and in languages that call C (Swift, Python and others). C99.
  *
  *     vel_runner* runner = vel_runner_create(NULL, NULL, NULL);
@@ -27,6 +27,8 @@ extern "C" {
 
 /* For Swift: which pointers may be null. */
 #if defined(__clang__)
+#pragma clang diagnostic push
+#pragma clang diagnostic ignored "-Wnullability-extension"
 #pragma clang assume_nonnull begin
 #define VEL_NULLABLE _Nullable
 #else
@@ -119,6 +121,7 @@ VEL_EXPORT const char* vel_version(void);
 
 #if defined(__clang__)
 #pragma clang assume_nonnull end
+#pragma clang diagnostic pop
 #endif
 
 #ifdef __cplusplus

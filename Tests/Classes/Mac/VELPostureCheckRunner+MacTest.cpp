@@ -2,6 +2,7 @@
 #include "Classes/Mac/VELPostureCheckRunner+Mac.h"
 
 #include "Tests/Support/EngineTest.h"
+#include "Tests/Support/KeptDocuments.h"
 #include "Tests/Support/LogExpectations.h"
 
 #include <gmock/gmock.h>
@@ -125,7 +126,10 @@ TEST_F(IdentityRequest, ItsTimeIsMeasured) {
 
 TEST_F(IdentityRequest, ADirectCallWithoutTheKey) {
     const auto runner = macRunner();
-    EXPECT_EQ(runner->runGetIdentityParametersFromDictionary(json(R"({"mac": []})")).dump(), "{}");
+    const std::string text =
+        runner->runGetIdentityParametersFromDictionary(json(R"({"mac": []})")).dump();
+    keepResult(text);
+    EXPECT_EQ(text, "{}");
     expectLogged(logger->take(),
                  {identityInput(R"({"mac":[]})"),
                   {3, "Input JSON is empty",
@@ -135,11 +139,12 @@ TEST_F(IdentityRequest, ADirectCallWithoutTheKey) {
 
 TEST_F(IdentityRequest, ADirectCall) {
     const auto runner = macRunner();
-    EXPECT_EQ(
+    const std::string text =
         runner
             ->runGetIdentityParametersFromDictionary(json(R"({"identity_params": ["DEVICE_ID"]})"))
-            .dump(),
-        R"({"identity_params":{"device_id":"device"},"metrics":{"total_ms":0.0}})");
+            .dump();
+    keepResult(text);
+    EXPECT_EQ(text, R"({"identity_params":{"device_id":"device"},"metrics":{"total_ms":0.0}})");
 }
 
 TEST_F(IdentityRequest, ADirectCallWithAMalformedRequest) {

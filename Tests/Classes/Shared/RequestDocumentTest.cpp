@@ -2,6 +2,7 @@
 #include "Base/VELJSON.h"
 #include "Tests/Support/EngineTest.h"
 #include "Tests/Support/LogExpectations.h"
+#include "Tests/Support/Sanitized.h"
 
 #include <gmock/gmock.h>
 #include <gtest/gtest.h>
@@ -242,13 +243,13 @@ TEST_F(RequestDocument, ADeepTypeIsCopiedIntoTheMetrics) {
     EXPECT_THAT(text, testing::HasSubstr(R"({"check":{"total_ms":0.0,"type":)" + type + "}}"));
 }
 
-TEST_F(RequestDocument, TenMegabytesOfEntries) {
+TEST_F(RequestDocument, ManyEntries) {
     VELDTLogger::setLogger(nullptr);
     const std::string entry =
         R"({"type":"check","list":[0.1,")" + std::string(1000, 't') + R"(",null,{"a":-7}]})";
     std::string request = R"({"mac":[)" + entry;
     std::size_t count = 1;
-    for (; request.size() < 10'000'000; ++count) {
+    for (; request.size() < largeInput; ++count) {
         request += "," + entry;
     }
     const VELValue document = result(request + "]}");
@@ -261,9 +262,9 @@ TEST_F(RequestDocument, TenMegabytesOfEntries) {
     EXPECT_EQ(check->runs, count);
 }
 
-TEST_F(RequestDocument, TenMegabytesInOneString) {
+TEST_F(RequestDocument, ALongString) {
     VELDTLogger::setLogger(nullptr);
-    const std::string value(10'000'000, 'v');
+    const std::string value(largeInput, 'v');
     EXPECT_EQ(entryResult(R"({"type":"check","a":")" + value + "\"}")["a"].get<std::string>(),
               value);
 }

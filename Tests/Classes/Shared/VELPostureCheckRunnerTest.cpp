@@ -2,6 +2,7 @@
 #include "vel_device_trust/VELPostureCheckRunner.h"
 
 #include "Tests/Support/EngineTest.h"
+#include "Tests/Support/KeptDocuments.h"
 #include "Tests/Support/LogExpectations.h"
 #include "vel_device_trust/VELPostureCheckErrors.h"
 
@@ -343,8 +344,10 @@ TEST_F(RunnerTest, RunCheck) {
 
 TEST_F(RunnerTest, ADictionaryInADictionaryOut) {
     const auto runner = runnerWith({{"yes", answering(true)}});
-    EXPECT_EQ(runner->runDeviceTrustCheckFromDictionary(json(R"({"mac": [{"type": "yes"}]})")),
-              json(R"({"checks": [{"type": "yes", "pass": true}], "pass": true, "metrics":
+    const VELValue result =
+        runner->runDeviceTrustCheckFromDictionary(json(R"({"mac": [{"type": "yes"}]})"));
+    keepResult(result.dump());
+    EXPECT_EQ(result, json(R"({"checks": [{"type": "yes", "pass": true}], "pass": true, "metrics":
                    {"total_ms": 0, "details": [{"check": {"type": "yes", "total_ms": 0}}]}})"));
     logger->take();
     for (const auto& [request, text] :

@@ -289,8 +289,9 @@ TEST(MachineDescription, ToolsAreRunsInOrder) {
         {"command": ["/a"], "outputBase64": "/wA=", "status": 3, "seconds": 2.5,
          "statusOnTermination": 7, "ignoresTermination": true},
         {"command": ["/b"], "signal": 9},
-        {"command": ["/c"], "launchFailure": "no"}]})");
-    ASSERT_EQ(machine->tools.size(), 4U);
+        {"command": ["/c"], "launchFailure": "no"},
+        {"command": ["/d"], "seconds": 18446744073709551615}]})");
+    ASSERT_EQ(machine->tools.size(), 5U);
     EXPECT_EQ(machine->tools[0].command, (std::vector<std::string>{"/bin/ps", "-axc"}));
     EXPECT_EQ(machine->tools[0].output, "1 launchd\n");
     EXPECT_EQ(machine->tools[0].status, 0);
@@ -306,6 +307,7 @@ TEST(MachineDescription, ToolsAreRunsInOrder) {
     EXPECT_TRUE(machine->tools[1].ignoresTermination);
     EXPECT_EQ(machine->tools[2].signal, 9);
     EXPECT_EQ(machine->tools[3].launchFailure, "no");
+    EXPECT_EQ(machine->tools[4].seconds, 0x1p64);
 }
 
 TEST(MachineDescription, AWrongToolIsNamedWithItsPlace) {
@@ -327,6 +329,8 @@ TEST(MachineDescription, AWrongToolIsNamedWithItsPlace) {
         {R"({"tools": [{"command": ["/a"], "status": 2147483648}]})",
          "tools[0].status is not an integer of 32 bits"},
         {R"({"tools": [{"command": ["/a"], "status": -2147483649}]})",
+         "tools[0].status is not an integer of 32 bits"},
+        {R"({"tools": [{"command": ["/a"], "status": 18446744073709551615}]})",
          "tools[0].status is not an integer of 32 bits"},
         {R"({"tools": [{"command": ["/a"], "signal": null}]})",
          "tools[0].signal is not an integer"},

@@ -1,0 +1,515 @@
+// SPDX-License-Identifier: Apache-2.0
+#include "Tests/Documentation/MarkdownDocument.h"
+
+#include "Base/VELBase64.h"
+#include "Base/VELJSON.h"
+#include "Classes/Mac/VELPostureCheckRunner+Mac.h"
+#include "Classes/Shared/VELDTLogger.h"
+#include "Platform/Simulated/VELMachineDescription.h"
+#include "Platform/Simulated/VELSimulatedPlatform.h"
+#include "Tests/Documentation/DocumentedCertificates.h"
+#include "Tests/Support/EngineTest.h"
+#include "Tests/Support/PropertyListText.h"
+#include "Tests/Support/RecordingLogger.h"
+#include "Tools/vel-posture/Report.h"
+
+#include <gtest/gtest.h>
+#include <nlohmann/json.hpp>
+
+#include <algorithm>
+#include <filesystem>
+#include <fstream>
+#include <functional>
+#include <map>
+#include <memory>
+#include <optional>
+#include <regex>
+#include <set>
+#include <sstream>
+#include <stdexcept>
+#include <string>
+#include <utility>
+#include <vector>
+
+/// Runs what Documentation/administrator.md says through the real checks, on described Macs.
+
+namespace {
+
+using Row = std::vector<std::string>;
+
+constexpr const char* firewallTool = "/usr/libexec/ApplicationFirewall/socketfilterfw";
+constexpr const char* statusFile = "/Library/Application Support/Checkpoint/FDE/fdeencstatus.plist";
+
+std::string textOfFile(const std::string& path) {
+    const std::ifstream file(path, std::ios::binary);
+    std::ostringstream text;
+    text << file.rdbuf();
+    return text.str();
+}
+
+/// The JSON value in a cell; nothing where the cell says, in words, that there is none.
+std::optional<VELValue> valueOfCell(const std::string& cell) {
+    if (cell == "(absent)" || cell == "(not bound)") {
+        return std::nullopt;
+    }
+    return VELValue::parse(codeOfCell(cell));
+}
+
+VELValue presentValueOfCell(const std::string& cell) {
+    return valueOfCell(cell).value();
+}
+
+VELDictionary entryOf(const std::string& type, VELDictionary parameters) {
+    parameters["type"] = type;
+    return parameters;
+}
+
+class AdministratorDocument : public testing::Test {
+public:
+    /// What the check answers to a row of its table.
+    std::string versionRow(const Row& row);
+    std::string patternRow(const Row& row);
+    std::string fingerprintRow(const Row& row);
+    std::string processRow(const Row& row);
+    std::string stateRow(const Row& row);
+    std::string volumeRow(const Row& row);
+    std::string firewallRow(const Row& row);
+    std::string certificateTextRow(const Row& row);
+    std::string keychainRow(const Row& row);
+
+protected:
+    AdministratorDocument() { freshMac(); }
+    ~AdministratorDocument() override { VELDTLogger::setLogger(nullptr); }
+
+    void freshMac() { mac = std::make_shared<VELSimulatedPlatform>(); }
+
+    [[nodiscard]] VELValue run(const std::string& request) const {
+        return resultOf(*VELPlatformRunnerFactory::macPostureCheckRunner(logger, mac), request);
+    }
+
+    [[nodiscard]] VELValue runEntry(const VELDictionary& entry) const {
+        return run(VELValue({{"mac", {entry}}}).dump())["checks"][0];
+    }
+
+    [[nodiscard]] std::string outcome(const VELDictionary& entry) const {
+        const VELValue result = runEntry(entry);
+        if (result.contains("error")) {
+            return "error";
+        }
+        return result["pass"].get<bool>() ? "pass" : "fail";
+    }
+
+    void answer(std::vector<std::string> command, std::string output, std::int32_t status = 0) {
+        VELSimulatedRun tool;
+        tool.command = std::move(command);
+        tool.output = std::move(output);
+        tool.status = status;
+        mac->tools.push_back(std::move(tool));
+    }
+
+    void listProcesses(const std::string& output) { answer({"/bin/ps", "-axc"}, output); }
+
+    void bindTo(const std::string& domain) {
+        const VELValue binding = {{"General Info", {{"Active Directory Domain", domain}}}};
+        answer({"/usr/sbin/dsconfigad", "-show", "-xml"}, propertyListXML(binding));
+    }
+
+    void addTool(const std::string& does);
+    void mount(const Row& row);
+
+    void verifyParameters(const MarkdownTable& table) const;
+
+    void provoke(const VELDictionary& entry);
+    void provokeToolErrors();
+    void provokeParameterErrors();
+    void provokeStateErrors();
+    void provokeTrustErrors();
+
+    const MarkdownDocument document = MarkdownDocument::read("Documentation/administrator.md");
+    const std::shared_ptr<RecordingLogger> logger = std::make_shared<RecordingLogger>();
+    std::shared_ptr<VELSimulatedPlatform> mac;
+    std::optional<DocumentedCertificates> certificates;
+    std::set<std::string> provoked;
+};
+
+std::string AdministratorDocument::versionRow(const Row& row) {
+    if (const auto version = valueOfCell(row[1])) {
+        mac->productVersionRecord = version->get<std::string>();
+    }
+    return outcome(entryOf("minimumOSVersion", {{"version", presentValueOfCell(row[0])}}));
+}
+
+std::string AdministratorDocument::patternRow(const Row& row) {
+    if (const auto domain = valueOfCell(row[1])) {
+        bindTo(domain->get<std::string>());
+    } else {
+        answer({"/usr/sbin/dsconfigad", "-show", "-xml"}, "");
+    }
+    const VELValue names = VELValue::array({presentValueOfCell(row[0])});
+    return outcome(entryOf("joinedToDomain", {{"names", names}}));
+}
+
+std::string AdministratorDocument::fingerprintRow(const Row& row) {
+    mac->keychainStore.certificateList = {"other", "abc"};
+    return outcome(entryOf("certificatePresent", {{"sha1", presentValueOfCell(row[0])}}));
+}
+
+std::string AdministratorDocument::processRow(const Row& row) {
+    listProcesses(presentValueOfCell(row[1]).get<std::string>() + "\n");
+    const VELValue process = {{"name", presentValueOfCell(row[0])}};
+    return outcome(entryOf("anyProcessRunning", {{"processes", VELValue::array({process})}}));
+}
+
+std::string AdministratorDocument::stateRow(const Row& row) {
+    VELValue status = {{"product", "sample"}};
+    if (const auto state = valueOfCell(row[0])) {
+        status["encryptionState"] = *state;
+    }
+    mac->fileStore.contents[statusFile] = propertyListXML(status);
+    mac->disks.mounts.reset(); // the volumes fail
+    return outcome(entryOf("fullDiskEncryption", VELValue::object()));
+}
+
+void AdministratorDocument::mount(const Row& row) {
+    const auto shared = [&row](std::size_t column) -> std::shared_ptr<const VELValue> {
+        const auto value = valueOfCell(row[column]);
+        return value ? std::make_shared<const VELValue>(*value) : nullptr;
+    };
+    VELSimulatedDisk disk;
+    disk.description = {shared(0), shared(1), shared(2)};
+    disk.media.emplace();
+    constexpr std::array properties = {"Sealed", "Role", "Encrypted", "CoreStorage Encrypted"};
+    for (std::size_t index = 0; index < properties.size(); ++index) {
+        if (const auto value = valueOfCell(row[3 + index])) {
+            (*disk.media)[properties[index]] = *value;
+        }
+    }
+    mac->disks.mounts->push_back({"sample", "/Volumes/Sample", std::move(disk)});
+}
+
+std::string AdministratorDocument::volumeRow(const Row& row) {
+    mount(row);
+    return outcome(entryOf("fullDiskEncryption", VELValue::object()));
+}
+
+void AdministratorDocument::addTool(const std::string& does) {
+    const std::string prints = "prints ";
+    if (does.starts_with(prints)) {
+        const std::string output =
+            presentValueOfCell(does.substr(prints.size())).get<std::string>();
+        answer({firewallTool, "--getglobalstate"}, output);
+    } else if (does == "exits with 1") {
+        answer({firewallTool, "--getglobalstate"}, "Firewall is enabled. (State = 1)\n", 1);
+    } else if (does != "cannot be run") {
+        throw std::invalid_argument("the tool does something unknown: " + does);
+    }
+}
+
+std::string AdministratorDocument::firewallRow(const Row& row) {
+    addTool(row[0]);
+    if (const auto state = valueOfCell(row[1])) {
+        mac->preferenceStore.machine["com.apple.alf"]["globalstate"] = *state;
+    }
+    return outcome(entryOf("localFirewall", VELValue::object()));
+}
+
+std::string AdministratorDocument::certificateTextRow(const Row& row) {
+    certificates->fill(mac->keychainStore, "an identity issued by the root");
+    return outcome(
+        entryOf("perDeviceCertificatePresent", {{"cert", certificates->valueOf(row[0])}}));
+}
+
+std::string AdministratorDocument::keychainRow(const Row& row) {
+    certificates->fill(mac->keychainStore, row[0]);
+    return outcome(entryOf("perDeviceCertificatePresent",
+                           {{"cert", certificates->valueOf("the root, in one line")}}));
+}
+
+/// Holds the parameters that a section names against those that its check requires.
+void AdministratorDocument::verifyParameters(const MarkdownTable& table) const {
+    std::vector<std::string> required;
+    for (const Row& row : table.rows) {
+        EXPECT_EQ(row.at(2), "yes") << "line " << table.line;
+        required.push_back(codeOfCell(row.at(0)));
+    }
+    const auto catalogue = macPostureCheckCatalogue(mac);
+    const auto check = catalogue.find(table.section);
+    ASSERT_NE(check, catalogue.end()) << "no check is called " << table.section;
+    EXPECT_EQ(check->second->requiredParameters(), required) << table.section;
+}
+
+TEST_F(AdministratorDocument, EveryTableIsTrue) {
+    using Verify = std::string (AdministratorDocument::*)(const Row&);
+    const std::map<Row, Verify> truthTables = {
+        {{"Required", "System", "Result"}, &AdministratorDocument::versionRow},
+        {{"Pattern", "Domain", "Result"}, &AdministratorDocument::patternRow},
+        {{"sha1", "Result"}, &AdministratorDocument::fingerprintRow},
+        {{"Name", "Line of the listing", "Result"}, &AdministratorDocument::processRow},
+        {{"encryptionState", "Result"}, &AdministratorDocument::stateRow},
+        {{"Internal", "Protocol", "Kind", "Sealed", "Role", "Encrypted", "CoreStorage Encrypted",
+          "Result"},
+         &AdministratorDocument::volumeRow},
+        {{"Tool", "globalstate", "Result"}, &AdministratorDocument::firewallRow},
+        {{"The value of cert", "Result"}, &AdministratorDocument::certificateTextRow},
+        {{"The keychain holds", "Result"}, &AdministratorDocument::keychainRow},
+    };
+    const std::set<Row> verifiedElsewhere = {
+        {"Error", "When"}, {"Error result", "When"}, {"Log line", "What it says"}};
+    certificates.emplace();
+
+    std::set<Row> seen;
+    for (const MarkdownTable& table : document.tables) {
+        const auto verify = truthTables.find(table.heading);
+        EXPECT_FALSE(table.rows.empty()) << "no row below line " << table.line;
+        for (const Row& row : table.rows) {
+            ASSERT_EQ(row.size(), table.heading.size()) << "below line " << table.line;
+            if (verify != truthTables.end()) {
+                freshMac();
+                EXPECT_EQ((this->*verify->second)(row), row.back())
+                    << table.section << ": " << testing::PrintToString(row);
+            }
+        }
+        if (verify != truthTables.end()) {
+            seen.insert(table.heading);
+        } else if (table.heading == Row{"Parameter", "Type", "Required", "Meaning"}) {
+            verifyParameters(table);
+        } else {
+            EXPECT_TRUE(verifiedElsewhere.contains(table.heading))
+                << "nobody verifies the table at line " << table.line;
+        }
+    }
+    EXPECT_EQ(seen.size(), truthTables.size()) << "a truth table is missing";
+}
+
+TEST_F(AdministratorDocument, HasASectionForEachCheckWithItsParameters) {
+    std::set<std::string> described;
+    for (const MarkdownTable& table : document.tables) {
+        if (table.heading.front() == "Parameter") {
+            described.insert(table.section);
+        }
+    }
+    std::set<std::string> withParameters;
+    for (const auto& [type, check] : macPostureCheckCatalogue(mac)) {
+        if (check->requiredParameters()) {
+            withParameters.insert(type);
+        }
+    }
+    EXPECT_EQ(described, withParameters);
+}
+
+void removeDurations(VELValue& result) {
+    result["metrics"].erase("total_ms");
+    if (!result["metrics"].contains("details")) {
+        return;
+    }
+    for (VELValue& detail : result["metrics"]["details"]) {
+        detail["check"].erase("total_ms");
+    }
+}
+
+TEST_F(AdministratorDocument, RequestsRunAndGiveTheResultsThatFollow) {
+    std::string problem;
+    mac = vel::machineFromDescription(
+        textOfFile(std::string(VEL_SOURCE_DIRECTORY) + "/Examples/Machines/compliant.json"),
+        &problem);
+    ASSERT_NE(mac, nullptr) << problem;
+    const std::regex misuse("Unknown posture check type.*|Required parameter.*");
+    std::set<std::string> types;
+    VELValue answer;
+    VELValue documented;
+    unsigned results = 0;
+    for (const MarkdownCode& code : document.codes) {
+        if (code.text.starts_with("RESULT ")) {
+            EXPECT_EQ(code.text, resultReport(documented, {})) << "line " << code.line;
+            ++results;
+        }
+        if (code.language != "json") {
+            continue;
+        }
+        const VELValue value = VELValue::parse(code.text);
+        if (value.contains("metrics")) {
+            documented = value.contains("checks") ? value : documented;
+            VELValue expected = value;
+            removeDurations(expected);
+            removeDurations(answer);
+            EXPECT_EQ(answer, expected) << "line " << code.line;
+            ++results;
+            continue;
+        }
+        answer = run(code.text);
+        EXPECT_FALSE(answer.contains("error")) << "line " << code.line << ": " << answer;
+        if (value.contains("mac")) {
+            for (const VELValue& entry : answer["checks"]) {
+                types.insert(entry["type"].get<std::string>());
+                EXPECT_FALSE(std::regex_match(entry.value("error", ""), misuse))
+                    << "line " << code.line << ": " << entry;
+            }
+        }
+    }
+    EXPECT_EQ(results, 3U);
+    EXPECT_EQ(types.size(), 7U) << "an example of a check is missing";
+}
+
+void AdministratorDocument::provoke(const VELDictionary& entry) {
+    const VELValue result = runEntry(entry);
+    ASSERT_TRUE(result.contains("error")) << "no error for " << entry;
+    provoked.insert(result["error"].get<std::string>());
+}
+
+void AdministratorDocument::provokeToolErrors() {
+    provoke(entryOf("anyProcessRunning", {{"processes", VELValue::array()}}));
+    provoke(entryOf("localFirewall", VELValue::object()));
+    answer({firewallTool, "--getglobalstate"}, "");
+    provoke(entryOf("localFirewall", VELValue::object()));
+    answer({"/usr/sbin/dsconfigad", "-show", "-xml"}, "not bound");
+    provoke(entryOf("joinedToDomain", {{"names", VELValue::array()}}));
+    freshMac();
+    VELSimulatedRun slow;
+    slow.command = {"/usr/sbin/dsconfigad", "-show", "-xml"};
+    slow.seconds = 11;
+    mac->tools = {slow};
+    provoke(entryOf("joinedToDomain", {{"names", VELValue::array()}}));
+    EXPECT_TRUE(provoked.contains("Task /usr/sbin/dsconfigad exited with status code 15."));
+}
+
+void AdministratorDocument::provokeParameterErrors() {
+    provoke(entryOf("localfirewall", VELValue::object()));
+    provoke(VELValue::object());
+    provoke(entryOf("joinedToDomain", VELValue::object()));
+    provoke(entryOf("minimumOSVersion", {{"version", 15}}));
+    provoke(entryOf("certificatePresent", {{"sha1", nullptr}}));
+    provoke(entryOf("perDeviceCertificatePresent", {{"cert", nullptr}}));
+    bindTo("corp.sample.test");
+    provoke(entryOf("joinedToDomain", {{"names", "*"}}));
+    provoke(entryOf("joinedToDomain", {{"names", VELValue::array({"other", 1})}}));
+    listProcesses("  PID TTY           TIME CMD\n  412 ??         0:03.71 SampleAgent\n");
+    answer({"/usr/bin/codesign", "--display", "--extract-certificates", "412"}, "");
+    answer({"/usr/bin/openssl", "x509", "-inform", "DER", "-in", "codesign0", "-subject", "-noout"},
+           "subject= /CN=Sample Agent/OU=TEAM42/O=Sample Corp\n");
+    const VELValue agent = {{"name", "SampleAgent"}};
+    VELValue signedBySomebody = agent;
+    signedBySomebody["signingCertificateSubjectOU"] = "OTHER";
+    VELValue signedByNumber = agent;
+    signedByNumber["signingCertificateSubjectOU"] = 42;
+    for (const VELValue& processes :
+         {VELValue("SampleAgent"), VELValue::array({"SampleAgent"}),
+          VELValue::array({VELValue::object()}), VELValue::array({{{"name", 1}}}),
+          VELValue::array({signedBySomebody}), VELValue::array({signedByNumber})}) {
+        provoke(entryOf("anyProcessRunning", {{"processes", processes}}));
+    }
+}
+
+void AdministratorDocument::provokeStateErrors() {
+    freshMac();
+    mac->disks.mounts.reset();
+    mac->fileStore.contents[statusFile] = std::nullopt;
+    provoke(entryOf("fullDiskEncryption", VELValue::object()));
+    provoke(entryOf("certificatePresent", {{"sha1", "00"}}));
+}
+
+void AdministratorDocument::provokeTrustErrors() {
+    certificates.emplace();
+    for (const std::string& identity : certificates->untrustedIdentities()) {
+        freshMac();
+        certificates->fillWithUntrusted(mac->keychainStore, identity);
+        provoke(entryOf("perDeviceCertificatePresent",
+                        {{"cert", certificates->valueOf("the root, in one line")}}));
+    }
+}
+
+/// A documented text as an expression: what stands in capitals is filled in.
+std::regex expressionOf(const std::string& text) {
+    static const std::regex special(R"([.*+?^${}()|\[\]\\])");
+    static const std::regex placeholder(
+        R"(\b(TYPE|PARAMETER|PATH|REASON|STATUS|DETAIL|N|NAME|UNIT|SUMMARY)\b)");
+    const std::string escaped = std::regex_replace(text, special, R"(\$&)");
+    return std::regex(std::regex_replace(escaped, placeholder, ".+"));
+}
+
+/// Every documented text is one of the texts, and every text is documented.
+void expectSameTexts(const MarkdownDocument& document, const Row& heading,
+                     const std::set<std::string>& texts) {
+    const auto table =
+        std::find_if(document.tables.begin(), document.tables.end(),
+                     [&heading](const MarkdownTable& each) { return each.heading == heading; });
+    ASSERT_NE(table, document.tables.end());
+    std::set<std::string> documented;
+    for (const Row& row : table->rows) {
+        const std::string text = codeOfCell(row.front());
+        const std::regex expression = expressionOf(text);
+        bool occurs = false;
+        for (const std::string& each : texts) {
+            if (std::regex_match(each, expression)) {
+                documented.insert(each);
+                occurs = true;
+            }
+        }
+        EXPECT_TRUE(occurs) << "the library does not say: " << text;
+    }
+    EXPECT_EQ(documented, texts) << "some are not documented";
+}
+
+TEST_F(AdministratorDocument, QuotesEveryErrorOfACheckWordForWord) {
+    provokeToolErrors();
+    provokeParameterErrors();
+    provokeStateErrors();
+    provokeTrustErrors();
+    expectSameTexts(document, {"Error", "When"}, provoked);
+
+    std::set<int> codes;
+    const std::regex ownError("Error: Error Domain=com\\.vel\\.posturecheck Code=(\\d+) .*");
+    for (const LogLine& line : logger->take()) {
+        std::smatch match;
+        if (std::regex_match(line.message, match, ownError)) {
+            codes.insert(std::stoi(match[1]));
+        }
+    }
+    EXPECT_EQ(codes, (std::set<int>{0, 1, 2, 3, 5, 6, 7, 8, 11})) << "a code was not provoked";
+}
+
+TEST_F(AdministratorDocument, QuotesEveryErrorResultWordForWord) {
+    std::set<std::string> texts;
+    for (const std::string& request :
+         {std::string("[]"), std::string(R"({"mac": null})"),
+          std::string(R"({"mac": [{"type": "localFirewall"}, 7]})"),
+          std::string(R"({"identity_params": null})"),
+          std::string(R"({"identity_params": ["device_id", 7]})"), std::string(R"({"mac": [],})"),
+          std::string("{} // comment"),
+          "{\"a\": " + std::string(600, '[') + std::string(600, ']') + "}",
+          std::string(R"({"a": 1e999})"), std::string("{}\0{}", 5)}) {
+        const VELValue result = run(request);
+        EXPECT_EQ(result.size(), 1U) << request;
+        texts.insert(result.at("error").get<std::string>());
+    }
+    expectSameTexts(document, {"Error result", "When"}, texts);
+}
+
+/// The sources of the checks, the pieces of each string literal joined.
+std::string sourcesOfChecks() {
+    std::string sources;
+    for (const char* folder : {"/Classes/Mac", "/Classes/Shared"}) {
+        for (const auto& file :
+             std::filesystem::directory_iterator(std::string(VEL_SOURCE_DIRECTORY) + folder)) {
+            sources += textOfFile(file.path());
+        }
+    }
+    return std::regex_replace(sources, std::regex("\"\\s*\n\\s*\""), "");
+}
+
+TEST_F(AdministratorDocument, QuotesLogLinesWordForWord) {
+    const std::string sources = sourcesOfChecks();
+    unsigned lines = 0;
+    for (const MarkdownTable& table : document.tables) {
+        if (table.heading != Row{"Log line", "What it says"}) {
+            continue;
+        }
+        for (const Row& row : table.rows) {
+            const std::string text = codeOfCell(row.front());
+            EXPECT_NE(sources.find('"' + text + '"'), std::string::npos) << text;
+            ++lines;
+        }
+    }
+    EXPECT_GT(lines, 10U);
+}
+
+} // namespace
