@@ -9,6 +9,7 @@
 
 #include <cstdio>
 #include <memory>
+#include <stdexcept>
 #include <string>
 
 namespace {
@@ -47,6 +48,41 @@ public:
         return {{"reason"}};
     }
 };
+
+/// An exception of a library that both sides have compiled in.
+class ThrowingCheck final : public VELPostureCheckItem {
+public:
+    bool runCheckWithParameters(const VELDictionary& parameters,
+                                std::optional<VELError>*) const override {
+        return parameters["type"].get<bool>();
+    }
+};
+
+void useExceptions() {
+    const VELPostureCheckRunner runner("here", {{"throw", std::make_shared<ThrowingCheck>()}},
+                                       nullptr);
+    const auto result = VELValue::parse(
+        runner.runPostureCheckFromDocumentString(R"({"here": [{"type": "throw"}]})"));
+    EXPECT(result["checks"][0]["error"] ==
+           "[json.exception.type_error.302] type must be boolean, but is string");
+
+    const VELValue type = "throw";
+    bool isCaught = false;
+    try {
+        runner.runCheck(&type, {{"type", "throw"}}, nullptr);
+    } catch (const VELValue::type_error& error) {
+        isCaught = error.id == 302;
+    }
+    EXPECT(isCaught);
+
+    isCaught = false;
+    try {
+        static_cast<void>(runner.runDeviceTrustCheckFromDictionary({{"here", 1}}));
+    } catch (const std::invalid_argument&) {
+        isCaught = true;
+    }
+    EXPECT(isCaught);
+}
 
 void useRunner() {
     const auto logger = std::make_shared<CountingLogger>();
@@ -94,6 +130,7 @@ void useConstants() {
 int main() {
     useConstants();
     useRunner();
+    useExceptions();
     useMacRunner();
     return failures == 0 ? 0 : 1;
 }

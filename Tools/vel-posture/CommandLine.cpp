@@ -1,10 +1,9 @@
 // SPDX-License-Identifier: Apache-2.0
 #include "Tools/vel-posture/CommandLine.h"
 
+#include "Tools/vel-posture/OptionTable.h"
 #include "Tools/vel-posture/ProgramFailure.h"
 #include "vel_device_trust/vel_device_trust.h"
-
-#include <CLI/CLI.hpp>
 
 namespace {
 
@@ -59,6 +58,7 @@ void addCommands(CLI::App& program, CommandLine& commandLine) {
         program.add_subcommand("identity", "Ask for the machine's identity values");
     identity
         ->add_option("NAME", commandLine.names, "device_serial_number or device_id (default: both)")
+        ->type_name("device_serial_number|device_id")
         ->option_text("...");
     addRunOptions(*identity, commandLine);
 
@@ -102,15 +102,21 @@ std::string helpCommandOf(const CLI::App& program) {
 
 } // namespace
 
+std::unique_ptr<CLI::App> makeOptionTable(CommandLine& commandLine) {
+    auto program = std::make_unique<CLI::App>(
+        "Says whether a machine is in the state that a posture request asks for.", programName);
+    program->set_version_flag("--version", std::string(programName) + " (" +
+                                               vel_device_trustVersionString + ")");
+    program->require_subcommand(1);
+    program->footer(exitStatusHelp);
+    addCommands(*program, commandLine);
+    return program;
+}
+
 CommandLine parseCommandLine(int argumentCount, const char* const* arguments) {
     CommandLine commandLine;
-    CLI::App program("Says whether a machine is in the state that a posture request asks for.",
-                     programName);
-    program.set_version_flag("--version",
-                             std::string(programName) + " (" + vel_device_trustVersionString + ")");
-    program.require_subcommand(1);
-    program.footer(exitStatusHelp);
-    addCommands(program, commandLine);
+    const auto table = makeOptionTable(commandLine);
+    CLI::App& program = *table;
     try {
         program.parse(argumentCount, arguments);
         commandLine.command = commandOf(program);

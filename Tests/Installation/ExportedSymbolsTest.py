@@ -1,0 +1,55 @@
+# SPDX-License-Identifier: Apache-2.0
+"""Compares what the shared library exports with the list of what it is meant to export.
+
+Usage: ExportedSymbolsTest.py NM LIBRARY LIST
+
+A line of LIST is a symbol's name as C++ writes it, and its version. Names that stand for several
+symbols (the kinds of a constructor or destructor) are there several times. Two long types are
+written as the headers name them, whatever the release of their library: std::string, VELValue.
+"""
+
+import collections
+import re
+import subprocess
+import sys
+
+STRING = "std::__cxx11::basic_string<char, std::char_traits<char>, std::allocator<char> >"
+VALUE = re.compile(
+    r"nlohmann::(json_abi\w*::)?basic_json<std::map, std::vector, std::string, bool, long, "
+    r"unsigned long, double, std::allocator, nlohmann::(json_abi\w*::)?adl_serializer, "
+    r"std::vector<unsigned char, std::allocator<unsigned char> >(, void)? ?>")
+
+
+def exported(nm, library):
+    output = subprocess.run(
+        [nm, "--dynamic", "--defined-only", "--demangle", "--with-symbol-versions", library],
+        check=True, stdout=subprocess.PIPE, text=True).stdout
+    names = []
+    for line in output.splitlines():
+        _, kind, name = line.split(" ", 2)
+        if kind != "A":  # the version itself
+            names.append(VALUE.sub("VELValue", name.replace(STRING, "std::string")))
+    return collections.Counter(names)
+
+
+def meant(path):
+    with open(path, encoding="utf-8") as file:
+        lines = [line.strip() for line in file]
+    return collections.Counter(line for line in lines if line and not line.startswith("#"))
+
+
+def main():
+    nm, library, path = sys.argv[1:]
+    found, expected = exported(nm, library), meant(path)
+    for name, count in sorted((found - expected).items()):
+        print(f"exported, but not listed: {name} ({count})")
+    for name, count in sorted((expected - found).items()):
+        print(f"listed, but not exported: {name} ({count})")
+    if found != expected:
+        return 1
+    print(f"{sum(found.values())} symbols")
+    return 0
+
+
+if __name__ == "__main__":
+    sys.exit(main())

@@ -1,0 +1,13 @@
+# On the Mac the shared library is the framework vel_device_trust.
+file(GLOB VEL_PUBLIC_HEADERS CONFIGURE_DEPENDS include/vel_device_trust/*.h)
+set(VEL_FRAMEWORK_MODULE_MAP ${PROJECT_BINARY_DIR}/framework/module.modulemap)
+configure_file(cmake/framework.modulemap ${VEL_FRAMEWORK_MODULE_MAP} COPYONLY)
+target_sources(vel_device_trust PRIVATE ${VEL_PUBLIC_HEADERS} ${VEL_FRAMEWORK_MODULE_MAP})
+set_source_files_properties(${VEL_FRAMEWORK_MODULE_MAP} PROPERTIES MACOSX_PACKAGE_LOCATION Modules)
+set_target_properties(vel_device_trust PROPERTIES
+    FRAMEWORK TRUE
+    FRAMEWORK_VERSION A
+    PUBLIC_HEADER "${VEL_PUBLIC_HEADERS}"
+    MACOSX_FRAMEWORK_IDENTIFIER com.vel.device-trust
+    MACOSX_FRAMEWORK_BUNDLE_VERSION ${PROJECT_VERSION}
+    MACOSX_FRAMEWORK_SHORT_VERSION_STRING ${PROJECT_VERSION})
