@@ -38,7 +38,7 @@ std::string quoted(const std::string& text) {
     return result + "'";
 }
 
-/// A text inside a specification, where brackets and colons mean something.
+/// A text inside an entry of _arguments, where brackets and colons mean something.
 std::string plainText(const std::string& text) {
     return escaped(inOneLine(text), "\\:[]", "\\");
 }
