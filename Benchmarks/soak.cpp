@@ -43,9 +43,9 @@ constexpr int threadCount = 4;
 constexpr int firstRequests = 10;
 // A tool's time-out keeps what belongs to its run until it is due, 10 seconds after the start.
 constexpr std::chrono::milliseconds settlingTime(10'500);
-// What an allocator may keep for a thread that has ended, and pages it has not given back.
+// What an allocator may keep for a thread that has ended, and pages that it has not given back.
 constexpr std::size_t heapTolerance = std::size_t{64} << 10U;
-constexpr std::size_t residentTolerance = std::size_t{2} << 20U;
+constexpr std::size_t residentTolerance = std::size_t{1} << 20U;
 
 std::string base64(const std::string& path) {
     std::ifstream file(path);
@@ -283,6 +283,8 @@ int main(int argumentCount, char** arguments) {
         std::cerr << "usage: vel_soak [SECONDS]\n";
         return 2;
     }
+    // One arena, because the allocator gives back the room of that one alone.
+    ::mallopt(M_ARENA_MAX, 1);
     try {
         return soak(std::chrono::seconds(seconds));
     } catch (const std::exception& failure) {
