@@ -13,6 +13,8 @@ namespace {
 
 constexpr utf8proc_int32_t replacementCharacter = 0xFFFD;
 constexpr utf8proc_int32_t capitalIWithDotAbove = 0x130;
+constexpr utf8proc_int32_t capitalSigma = 0x3A3;
+constexpr utf8proc_int32_t finalSigma = 0x3C2;
 
 struct CodePoint {
     utf8proc_int32_t value; // negative: not the start of a valid sequence
@@ -82,6 +84,57 @@ bool isWhiteSpace(char32_t character) {
            categoryOf(character) == UTF8PROC_CATEGORY_ZS;
 }
 
+/// A character that the rule for a sigma at the end of a word looks through: marks, modifiers,
+/// format characters, and what may stand inside of a word.
+bool isIgnoredByCase(utf8proc_int32_t character) {
+    constexpr std::u32string_view insideWords =
+        U"'.:\u00B7\u0387\u055F\u05F4\u2018\u2019\u2024\u2027\uFE13\uFE52\uFE55\uFF07\uFF0E\uFF1A";
+    switch (utf8proc_category(character)) {
+    case UTF8PROC_CATEGORY_MN:
+    case UTF8PROC_CATEGORY_ME:
+    case UTF8PROC_CATEGORY_CF:
+    case UTF8PROC_CATEGORY_LM:
+    case UTF8PROC_CATEGORY_SK:
+        return true;
+    default:
+        return insideWords.find(static_cast<char32_t>(character)) != std::u32string_view::npos;
+    }
+}
+
+bool hasCase(utf8proc_int32_t character) {
+    const utf8proc_category_t category = utf8proc_category(character);
+    return category >= UTF8PROC_CATEGORY_LU && category <= UTF8PROC_CATEGORY_LT;
+}
+
+bool startsWithCasedLetter(std::string_view text) {
+    while (!text.empty()) {
+        const CodePoint first = firstCodePoint(text);
+        if (first.value < 0 || !isIgnoredByCase(first.value)) {
+            return first.value >= 0 && hasCase(first.value);
+        }
+        text.remove_prefix(first.length);
+    }
+    return false;
+}
+
+bool endsWithCasedLetter(std::string_view text) {
+    while (!text.empty()) {
+        std::size_t start = text.size() - 1;
+        while (start > 0 && (static_cast<unsigned char>(text[start]) & 0xC0U) == 0x80U) {
+            --start;
+        }
+        const CodePoint last = firstCodePoint(text.substr(start));
+        if (last.value < 0 || start + last.length != text.size()) {
+            return false;
+        }
+        if (!isIgnoredByCase(last.value)) {
+            return hasCase(last.value);
+        }
+        text = text.substr(0, start);
+    }
+    return false;
+}
+
 std::string_view withoutLeadingWhiteSpace(std::string_view text) {
     while (!text.empty()) {
         const CodePoint first = firstCodePoint(text);
@@ -122,6 +175,7 @@ std::string validUTF8(std::string_view text) {
 }
 
 std::string lowercase(std::string_view text) {
+    const std::string_view whole = text;
     std::string lower;
     lower.reserve(text.size());
     while (!text.empty()) {
@@ -136,6 +190,10 @@ std::string lowercase(std::string_view text) {
         } else if (first.value == capitalIWithDotAbove) {
             // The one character whose lower case is two; its simple mapping is a plain "i".
             lower += "i\u0307";
+        } else if (first.value == capitalSigma &&
+                   endsWithCasedLetter(whole.substr(0, whole.size() - text.size())) &&
+                   !startsWithCasedLetter(text.substr(first.length))) {
+            append(lower, finalSigma);
         } else {
             append(lower, utf8proc_tolower(first.value));
         }

@@ -16,8 +16,8 @@ bool isValidUTF8(std::string_view text);
 /// `text` with every byte that is not part of a valid UTF-8 sequence replaced by U+FFFD.
 std::string validUTF8(std::string_view text);
 
-/// `text` in lower case by the full Unicode mapping, without the rule for a sigma at the end of a
-/// word. Bytes that are not UTF-8 are replaced as by `validUTF8`.
+/// `text` in lower case by the full Unicode mapping, which writes a sigma at the end of a word its
+/// own way. Bytes that are not UTF-8 are replaced as by `validUTF8`.
 std::string lowercase(std::string_view text);
 
 /// The characters of `text`, each byte that is not UTF-8 as U+FFFD.

@@ -13,8 +13,8 @@ public:
     /// The DER encoding of the certificate itself, without bytes that followed it.
     [[nodiscard]] virtual const std::string& der() const = 0;
 
-    /// The common names of the subject, in its order; UTF-8. Absent: there is none, or one that
-    /// cannot be decoded.
+    /// The common names of the subject, in its order; UTF-8. Empty: the subject has none. Absent:
+    /// one cannot be decoded, or the subject is malformed.
     [[nodiscard]] virtual std::optional<std::vector<std::string>> commonNames() const = 0;
 
     /// The DER of the subject name in the platform's normalised form, the form in which issuers and

@@ -308,18 +308,24 @@ std::optional<std::string> textOfValue(std::uint8_t tag, std::string_view conten
 }
 
 std::optional<std::vector<std::string>> commonNamesOfName(std::string_view name) {
-    std::vector<std::string> names;
-    for (const Attribute& attribute : attributesOf(name)) {
-        if (attribute.type != commonNameType) {
-            continue;
-        }
-        auto text = textOfValue(attribute.value.tag, attribute.value.content);
-        if (!text) {
-            return std::nullopt;
-        }
-        names.push_back(*std::move(text));
+    const auto relativeNames = readName(name);
+    if (!relativeNames) {
+        return std::nullopt;
     }
-    return names.empty() ? std::nullopt : std::optional(std::move(names));
+    std::vector<std::string> names;
+    for (const auto& relativeName : *relativeNames) {
+        for (const Attribute& attribute : relativeName) {
+            if (attribute.type != commonNameType) {
+                continue;
+            }
+            auto text = textOfValue(attribute.value.tag, attribute.value.content);
+            if (!text) {
+                return std::nullopt;
+            }
+            names.push_back(*std::move(text));
+        }
+    }
+    return names;
 }
 
 std::optional<std::vector<std::string>> commonNamesOfCertificate(std::string_view bytes) {

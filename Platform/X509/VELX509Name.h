@@ -33,7 +33,7 @@ std::optional<std::string> normalizedName(std::string_view name);
 /// type of text, not valid in its type, or empty.
 std::optional<std::string> textOfValue(std::uint8_t tag, std::string_view content);
 
-/// The common names in the name, in its order. Nothing: there is none, one that has no text, or the
+/// The common names in the name, in its order; there may be none. Nothing: one has no text, or the
 /// name is malformed.
 std::optional<std::vector<std::string>> commonNamesOfName(std::string_view name);
 

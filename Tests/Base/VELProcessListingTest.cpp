@@ -73,6 +73,8 @@ TEST(VELProcessListing, LowersFully) {
     EXPECT_EQ(find("5 İ", "i\u0307"), Identifiers{5});
     EXPECT_EQ(find("5 STRASSE", "straße"), Identifiers{}); // lower case, not folded
     EXPECT_EQ(find("5 \u212A", "K"), Identifiers{5});
+    EXPECT_EQ(find("5 ΟΔΟΣ\n6 οδος", "οδος"), (Identifiers{5, 6}));
+    EXPECT_EQ(find("5 ΟΔΟΣ\n6 οδος", "ΟΔΟΣ"), (Identifiers{5, 6}));
 }
 
 } // namespace

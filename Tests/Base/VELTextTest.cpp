@@ -6,6 +6,7 @@
 #include <array>
 #include <random>
 #include <string>
+#include <utility>
 #include <vector>
 
 namespace {
@@ -234,6 +235,33 @@ TEST(Lowercase, FullMappingWithoutLocale) {
     EXPECT_EQ(vel::lowercase("\U00010400"), "\U00010428");
     EXPECT_EQ(vel::lowercase("A\xFFZ"), "a\uFFFDz");
     EXPECT_EQ(vel::lowercase(std::string_view("A\0B", 3)), std::string_view("a\0b", 3));
+}
+
+TEST(Lowercase, ASigmaAtTheEndOfAWord) {
+    const std::pair<const char*, const char*> words[] = {
+        {"ΟΔΟΣ", "οδος"},
+        {"ΟΔΟΣ 1\nΣΑΣ", "οδος 1\nσας"},
+        {"Σ", "σ"},
+        {" Σ ", " σ "},
+        {"1Σ", "1σ"},
+        {"ΑΣΑ", "ασα"},
+        {"ΑΣΣ", "ασς"},
+        {"aΣ", "aς"},
+        {"ΑΣ1", "ας1"},
+        {"ΑΣ.APP", "ασ.app"}, // a full stop may stand inside of a word
+        {"ΑΣ. APP", "ας. app"},
+        {"Α.Σ", "α.ς"},
+        {"Α\u0301Σ\u0301", "α\u0301ς\u0301"},
+        {"ΑΣ\u0301Α", "ασ\u0301α"},
+        {"中Σ", "中σ"},
+        {"Α\xFFΣ", "α\uFFFDσ"},
+        {"Α\x80Σ\xFFΑ", "α\uFFFDσ\uFFFDα"},
+        {"ΑΣ\xFFΑ", "ας\uFFFDα"},
+        {"οδοσ", "οδοσ"}, // what is in lower case already stays
+    };
+    for (const auto& [word, lower] : words) {
+        EXPECT_EQ(vel::lowercase(word), lower);
+    }
 }
 
 TEST(AppendHexadecimal, AddsTwoDigitsOfEveryByte) {

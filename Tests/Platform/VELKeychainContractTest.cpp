@@ -375,7 +375,7 @@ TYPED_TEST(KeychainContract, CommonNamesAreThoseOfTheParsedCertificate) {
     const std::pair<const char*, Names> subjects[] = {
         {"/CN=one", {{"one"}}},
         {"/CN=one/O=between/CN=t\u00FC \u20AC", {{"one", "t\u00FC \u20AC"}}},
-        {"/O=none", std::nullopt},
+        {"/O=none", Names(std::in_place)},
     };
     for (const auto& [subject, names] : subjects) {
         const std::string der = this->workshop.make({.name = "Some", .subject = subject});

@@ -20,6 +20,7 @@
 #include <sstream>
 #include <sys/mman.h>
 #include <sys/resource.h>
+#include <sys/stat.h>
 #include <sys/wait.h>
 #include <unistd.h>
 
@@ -464,12 +465,23 @@ void forkWhileLogging() {
     VELDTLogger::setLogger(nullptr);
 }
 
+std::string fileAt(int descriptor) {
+    struct stat status = {};
+    return ::fstat(descriptor, &status) == 0
+               ? std::to_string(status.st_dev) + ":" + std::to_string(status.st_ino)
+               : "none";
+}
+
 void environment() {
     ::setenv("VEL_TASK_TEST", "inherited", 1);
-    if (::chdir("/usr") != 0) {
+    const int input = ::open("/usr", O_RDONLY | O_CLOEXEC);
+    if (::chdir("/usr") != 0 || ::dup2(input, STDIN_FILENO) != STDIN_FILENO) {
         skip("no /usr");
     }
     const std::string report = run({"--report"}).text;
+    const std::string streams =
+        "\ninput " + fileAt(STDIN_FILENO) + "\nerror " + fileAt(STDERR_FILENO) + "\n";
+    expectEqual(report.find(streams) != std::string::npos, true, "inherits" + streams);
     const std::string end = "directory /usr\nvariable inherited\n";
     expectEqual(report.substr(report.find("directory")), end, "inherited");
 

@@ -23,6 +23,7 @@
 #include <string>
 #include <string_view>
 #include <sys/prctl.h>
+#include <sys/stat.h>
 #include <thread>
 #include <unistd.h>
 #include <vector>
@@ -159,12 +160,20 @@ bool isIgnored(int signal) {
     return ::sigaction(signal, nullptr, &action) == 0 && action.sa_handler == SIG_IGN;
 }
 
+std::string fileAt(int descriptor) {
+    struct stat status = {};
+    return ::fstat(descriptor, &status) == 0
+               ? std::to_string(status.st_dev) + ":" + std::to_string(status.st_ino)
+               : "none";
+}
+
 std::string report() {
     char directory[PATH_MAX] = "";
     const char* found = ::getcwd(directory, sizeof directory);
     const char* variable = std::getenv("VEL_TASK_TEST");
     return "descriptors" + descriptors() + "\nblocked" + signalsThat(isBlocked) + "\nignored" +
-           signalsThat(isIgnored) + "\ndirectory " + (found != nullptr ? found : "unknown") +
+           signalsThat(isIgnored) + "\ninput " + fileAt(STDIN_FILENO) + "\nerror " +
+           fileAt(STDERR_FILENO) + "\ndirectory " + (found != nullptr ? found : "unknown") +
            "\nvariable " + (variable != nullptr ? variable : "none") + "\n";
 }
 

@@ -185,8 +185,11 @@ TEST_F(CheckpointEncryptionCheck, TheWholeFileIsLogged) {
 
 TEST_F(CheckpointEncryptionCheck, NeedsNoErrorOutParameter) {
     const auto platform = std::make_shared<VELSimulatedPlatform>();
+    const auto logger = std::make_shared<RecordingLogger>();
+    VELDTLogger::setLogger(logger);
     platform->fileStore.contents[statusFile] = "no property list";
     EXPECT_FALSE(VELCheckpointEncryptionCheck(platform).isCheckpointEncryptionEnabled(nullptr));
+    EXPECT_EQ(logger->take(), (Lines{information("Encryption status file: (null)")}));
 }
 
 TEST_F(CheckpointEncryptionCheck, AnErrorOfTheCallerIsLeftAloneUnlessItIsItsOwn) {

@@ -88,11 +88,14 @@ TEST_F(DiskEncryptionCheck, AStatusFileWithoutTheStateIsCode11) {
     EXPECT_EQ(error->code(), 11);
     EXPECT_EQ(error->message(),
               "Checkpoint encryption status file was not in the expected format.");
-    const Lines lines = logger->take();
-    ASSERT_EQ(lines.size(), 3U);
-    EXPECT_EQ(lines[0], noSession);
-    EXPECT_EQ(lines[1], ofCheckpoint("Encryption status file: {}"));
-    EXPECT_EQ(lines[2].function, "SetPostureCheckError");
+    EXPECT_EQ(logger->take(),
+              (Lines{noSession,
+                     ofCheckpoint("Encryption status file: {}"),
+                     {3,
+                      "Error: Error Domain=com.vel.posturecheck Code=11 UserInfo="
+                      R"({"com.vel.posturecheck.unlocalized-description":)"
+                      R"("Checkpoint encryption status file was not in the expected format."})",
+                      "SetPostureCheckError"}}));
 }
 
 TEST_F(DiskEncryptionCheck, APassClearsAnErrorThatStoodThere) {
@@ -118,9 +121,11 @@ TEST_F(DiskEncryptionCheck, APlainNoLeavesAnErrorAsItStood) {
 TEST_F(DiskEncryptionCheck, NeedsNoErrorOutParameter) {
     const VELDiskEncryptionCheck diskEncryption(platform);
     EXPECT_TRUE(diskEncryption.runCheckWithParameters(VELValue::object(), nullptr));
+    EXPECT_EQ(logger->take(), (Lines{passedBy("VELFileVaultEncryptionCheck")}));
     failScan();
     keepStatus(VELValue::object());
     EXPECT_FALSE(diskEncryption.runCheckWithParameters(VELValue::object(), nullptr));
+    EXPECT_EQ(logger->take(), (Lines{noSession, ofCheckpoint("Encryption status file: {}")}));
     keepStatus({{"encryptionState", "1"}});
     EXPECT_TRUE(diskEncryption.runCheckWithParameters(VELValue::object(), nullptr));
 }

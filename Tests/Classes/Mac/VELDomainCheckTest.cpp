@@ -189,6 +189,35 @@ TEST_F(VELDomainCheckTest, LeavesTheErrorOfTheTool) {
               (Lines{errorLine(3, exited), outputLine("(null)"), domainLine("(null)")}));
 }
 
+TEST_F(VELDomainCheckTest, LeavesAnEarlierErrorUnlessItHasItsOwn) {
+    for (const std::string& printed : {boundOutput, bound("other.test"), std::string()}) {
+        mac->tools.clear();
+        print(printed);
+        error = VELError("earlier", 7, VELValue::object());
+        EXPECT_EQ(run({"corp"}), printed == boundOutput);
+        ASSERT_TRUE(error) << printed;
+        EXPECT_EQ(error->domain(), "earlier") << printed;
+    }
+    mac->tools.clear();
+    print("not bound");
+    EXPECT_FALSE(run({"corp"}));
+    ASSERT_TRUE(error);
+    EXPECT_EQ(error->domain(), "NSCocoaErrorDomain");
+}
+
+TEST_F(VELDomainCheckTest, NeedsNoErrorOutParameter) {
+    const VELDomainCheck check(mac);
+    const VELDictionary parameters = {{"names", {"corp"}}};
+    EXPECT_FALSE(check.runCheckWithParameters(parameters, nullptr));
+    EXPECT_EQ(logger->take(), (Lines{outputLine("(null)"), domainLine("(null)")}));
+    print("not bound");
+    EXPECT_FALSE(check.runCheckWithParameters(parameters, nullptr));
+    EXPECT_EQ(logger->take(), (Lines{outputLine("not bound"), domainLine("(null)")}));
+    mac->tools.clear();
+    print(boundOutput);
+    EXPECT_TRUE(check.runCheckWithParameters(parameters, nullptr));
+}
+
 TEST_F(VELDomainCheckTest, EndsTheToolAfterTenSeconds) {
     print(boundOutput);
     mac->tools.back().seconds = 11;

@@ -317,10 +317,14 @@ TEST_F(FileVaultEncryptionCheck, ADiskWithoutAMediaObjectIsInNoDataRole) {
 }
 
 TEST_F(FileVaultEncryptionCheck, AMountPointThatIsNotUTF8IsListedAndSkipped) {
-    mount({{"apfs", "/\xFF", unencryptedDisk()}});
+    mount({{"apfs", "/\xFF", unencryptedDisk()}, {"apfs", "/", encryptedDisk()}});
     EXPECT_TRUE(scan());
-    EXPECT_EQ(allLines().size(), 1U);
-    EXPECT_EQ(disks().counts.disks, 0U);
+    EXPECT_EQ(allLines(),
+              joined({{scanLine(0, "Disk type 'apfs' mounted at: /\uFFFD"),
+                       scanLine(0, "Disk type 'apfs' mounted at: /"), scanLine(1, "Volume URL: /")},
+                      inScope,
+                      encryption(1, 0)}));
+    EXPECT_EQ(disks().counts.disks, 1U);
 }
 
 TEST_F(FileVaultEncryptionCheck, NothingIsKeptFromOneScanToTheNext) {

@@ -152,6 +152,23 @@ TEST_F(VELFirewallCheckTest, ReplacesTheLaunchErrorWhenThereIsNoStateAtAll) {
                                      errorLine(0, "Error getting firewall state.")}));
 }
 
+TEST_F(VELFirewallCheckTest, LeavesAnEarlierErrorUnlessItHasItsOwn) {
+    for (const char* output : {"State = 1", "State = 0", ""}) {
+        mac->tools.clear();
+        print(output);
+        prefer(1);
+        error = VELError("earlier", 7, VELValue::object());
+        EXPECT_EQ(run(), std::string_view(output) != "State = 0");
+        ASSERT_TRUE(error) << output;
+        EXPECT_EQ(error->domain(), "earlier") << output;
+    }
+    mac->preferenceStore.machine.clear();
+    logger->take();
+    EXPECT_FALSE(run());
+    expectError(error, 0, "Error getting firewall state.");
+    EXPECT_EQ(logger->take(), (Lines{fallback, errorLine(0, "Error getting firewall state.")}));
+}
+
 TEST_F(VELFirewallCheckTest, ReportsAPreferenceThatIsNoInteger) {
     for (const VELValue& stored : {VELValue("1"), VELValue(true), VELValue(1.5), VELValue()}) {
         mac->tools.clear();
@@ -267,6 +284,7 @@ TEST(VELFirewallState, IsTheFirstNumberAfterItsLabel) {
     EXPECT_EQ(stateIn("BadState = 5"), 5);
     EXPECT_EQ(stateIn("State = 0001"), 1);
     EXPECT_EQ(stateIn("State = 1.5"), 1);
+    EXPECT_EQ(stateIn(std::string_view("a\0State = 6", 11)), 6);
 }
 
 TEST(VELFirewallState, IsAbsentWithoutSuchANumber) {

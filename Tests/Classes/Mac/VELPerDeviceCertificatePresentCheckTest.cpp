@@ -273,9 +273,40 @@ TEST_F(PerDeviceCertificateCheck, OfUntrustedIdentitiesTheLastErrorStays) {
                           untrusted(-67818, expiredText("Middle of First")), processing("Second"),
                           evaluating, untrusted(-67818, expiredText("Middle of Second")),
                           processing("Root"), skipping, none}));
+}
+
+TEST_F(PerDeviceCertificateCheck, NeedsNoErrorOutParameter) {
     VELDictionary parameters = VELValue::object();
     parameters["cert"] = rootText;
+    keychain.identityList = {{.certificate = makeUntrusted("First")}};
     EXPECT_FALSE(check.runCheckWithParameters(parameters, nullptr));
+    const Lines first = {processing("First"), evaluating,
+                         untrusted(-67818, expiredText("Middle of First"))};
+    EXPECT_EQ(logger->take(), openingAnd({first[0], first[1], first[2], none}));
+    keychain.identityList.push_back({.certificate = workshop.makeLeaf("Second", "Root")});
+    EXPECT_TRUE(check.runCheckWithParameters(parameters, nullptr));
+    EXPECT_EQ(logger->take(), openingAnd({first[0], first[1], first[2], processing("Second"),
+                                          evaluating, trusted}));
+}
+
+TEST_F(PerDeviceCertificateCheck, ItsStepsClearAnEarlierError) {
+    using Check = VELPerDeviceCertificatePresentCheck;
+    const VELError earlier("earlier", 1, VELValue::object());
+    const std::shared_ptr<const VELCertificate> anchor = keychain.parseCertificate(root);
+    error = earlier;
+    EXPECT_EQ(Check::extractSubjectFromCertificate(*anchor, &error), anchor->normalizedSubject());
+    EXPECT_FALSE(error);
+    EXPECT_EQ(logger->take(), Lines({opening()[1]}));
+
+    const auto leaf = keychain.parseCertificate(workshop.makeLeaf("Leaf", "Root"));
+    const auto created = keychain.createTrust(leaf);
+    ASSERT_EQ(created.status, 0);
+    ASSERT_EQ(created.trust->setOnlyAnchor(anchor), 0);
+    error = earlier;
+    EXPECT_TRUE(Check::evaluateTrust(*created.trust, &error));
+    EXPECT_FALSE(error);
+    EXPECT_TRUE(Check::evaluateTrust(*created.trust, nullptr));
+    EXPECT_EQ(logger->take(), Lines({evaluating, trusted, evaluating, trusted}));
 }
 
 TEST_F(PerDeviceCertificateCheck, EachFailingCallPassesOneIdentityOver) {

@@ -9,9 +9,12 @@
 #include <gtest/gtest.h>
 #include <nlohmann/json.hpp>
 
+#include <chrono>
 #include <limits>
 #include <map>
 #include <stdexcept>
+#include <string>
+#include <vector>
 
 namespace {
 
@@ -51,7 +54,8 @@ TEST_F(IdentityRequest, AnEmptyListAsksForNothing) {
 }
 
 TEST_F(IdentityRequest, UnknownNamesAreIgnored) {
-    EXPECT_EQ(run(R"({"identity_params": ["", "device", "device_id ", "deviceId", "device_ıd"]})"),
+    EXPECT_EQ(run(R"({"identity_params": ["", "device", "device_id ", "deviceId", "device_ıd",
+                                          "DEVİCE_ID"]})"),
               R"({"identity_params":{},"metrics":{"total_ms":0.0}})");
 }
 
@@ -74,6 +78,19 @@ TEST_F(IdentityRequest, ARepeatedNameIsAskedAgain) {
               R"({"identity_params":{"device_id":"device","device_serial_number":"C02EXAMPLE"},)"
               R"("metrics":{"total_ms":0.0}})");
     EXPECT_EQ(platform->serialNumberCalls, 3U);
+    EXPECT_EQ(platform->preferenceStore.copyValueCalls, 2U);
+}
+
+TEST_F(IdentityRequest, ARepeatedNameOverwritesWhatWasFound) {
+    platform->serialNumberDuration = 2;
+    ASSERT_TRUE(platform->workQueue().after(std::chrono::nanoseconds(3), [this] {
+        platform->hardwareSerialNumber.reset();
+        platform->preferenceStore.machine[application]["deviceId"] = "another";
+    }));
+    const VELValue result = json(run(R"({"identity_params": ["device_id", "device_serial_number",
+                                        "device_serial_number", "device_id"]})"));
+    EXPECT_EQ(result["identity_params"], json(R"({"device_id": "another"})"));
+    EXPECT_EQ(platform->serialNumberCalls, 2U);
     EXPECT_EQ(platform->preferenceStore.copyValueCalls, 2U);
 }
 
@@ -207,14 +224,37 @@ TEST_F(MacRunner, KnowsExactlySevenTypes) {
 }
 
 TEST_F(MacRunner, TakesNoTypeInAnotherCaseAndNoEncryptionMethod) {
-    for (const std::string type : {"LocalFirewall", "localfirewall", "LOCALFIREWALL", "fileVault",
-                                   "VELFileVaultEncryptionCheck", "VELFirewallCheck"}) {
+    std::vector<std::string> types = {"localfirewall",
+                                      "LOCALFIREWALL",
+                                      "localFirewall ",
+                                      "fileVault",
+                                      "checkpoint",
+                                      "VELFileVaultEncryptionCheck",
+                                      "VELCheckpointEncryptionCheck",
+                                      "VELDiskEncryptionCheck",
+                                      "VELFirewallCheck"};
+    const std::string firewall = "localFirewall";
+    for (std::size_t at = 0; at < firewall.size(); ++at) {
+        std::string& type = types.emplace_back(firewall);
+        type[at] = static_cast<char>(type[at] ^ 0x20); // the other letter case
+    }
+    for (const std::string& type : types) {
         const VELValue result = resultOf(*macRunner(), R"({"mac": [{"type": ")" + type + R"("}]})");
         EXPECT_EQ(result["checks"],
                   VELValue::array(
                       {{{"type", type}, {"error", "Unknown posture check type: " + type + "."}}}));
         EXPECT_EQ(result["pass"], false);
     }
+}
+
+TEST_F(MacRunner, WithoutALoggerNobodyLogs) {
+    const auto logging = macRunner();
+    static_cast<void>(logging->runPostureCheckFromDocumentString("{}"));
+    EXPECT_EQ(logger->take().size(), 2U);
+    const auto quiet = VELPostureCheckRunner::macPostureCheckRunner(nullptr);
+    static_cast<void>(logging->runPostureCheckFromDocumentString("{}"));
+    static_cast<void>(quiet->runPostureCheckFromDocumentString("{}"));
+    expectLogged(logger->take(), {});
 }
 
 TEST(HostRunner, AnswersFromThisMachine) {

@@ -111,6 +111,19 @@ TEST_F(VELProcessRunningCheckTest, ReportsAnEntryWithoutANameBeforeLaterEntries)
     EXPECT_EQ(launched(), Commands{processStatus});
 }
 
+TEST_F(VELProcessRunningCheckTest, ReplacesAMismatchByAnEntryWithoutAName) {
+    const std::string message = "Process name missing from process running check.";
+    list();
+    sign("312", "OTHER");
+    EXPECT_FALSE(run({{{"name", "Finder"}, {"signingCertificateSubjectOU", "TEAM"}},
+                      VELValue::object(),
+                      {{"name", "shell"}}}));
+    expectError(error, 6, message);
+    EXPECT_EQ(logger->take(),
+              (Lines{amountLine, nameLine("Finder"), errorLine(8, mismatch("Finder", "OTHER")),
+                     errorLine(6, message)}));
+}
+
 TEST_F(VELProcessRunningCheckTest, PassesForAnEarlierEntryThanTheOneWithoutAName) {
     list();
     EXPECT_TRUE(run({{{"name", "Finder"}}, VELValue::object()}));

@@ -342,6 +342,25 @@ TEST_F(RunnerTest, RunCheck) {
                   logged::checkError(1, "Unknown posture check type: (null).")});
 }
 
+TEST_F(RunnerTest, RunCheckHandsTheOutParameterOnAsItIs) {
+    std::optional<VELError> error = VELError("earlier", 7, VELValue::object());
+    std::optional<VELError>* got = nullptr;
+    std::string domain;
+    const auto runner =
+        runnerWith({{"check", std::make_shared<ScriptedCheck>(
+                                  [&](const VELDictionary&, std::optional<VELError>* outParameter) {
+                                      got = outParameter;
+                                      domain = error ? error->domain() : "none";
+                                      return true;
+                                  })}});
+    const VELValue type = "check";
+    EXPECT_TRUE(runner->runCheck(&type, VELValue::object(), &error));
+    EXPECT_EQ(got, &error);
+    EXPECT_EQ(domain, "earlier");
+    ASSERT_TRUE(error);
+    EXPECT_EQ(error->domain(), "earlier");
+}
+
 TEST_F(RunnerTest, ADictionaryInADictionaryOut) {
     const auto runner = runnerWith({{"yes", answering(true)}});
     const VELValue result =
