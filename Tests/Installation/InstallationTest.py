@@ -30,8 +30,8 @@ REQUEST = {"mac": [{"type": "minimumOSVersion", "version": "0"},
                     "processes": [{"name": pathlib.Path(os.path.realpath(sys.executable)).name}]}]}
 VERDICT = "minimumOSVersion: pass\nanyProcessRunning: pass\nPASSED\n"
 
-STATIC_HOST = """cmake_minimum_required(VERSION 3.25)
-project(static_host LANGUAGES {language})
+HOST_PROJECT = """cmake_minimum_required(VERSION 3.25)
+project(host LANGUAGES {language})
 find_package(vel_device_trust 1.0 CONFIG REQUIRED COMPONENTS {component})
 add_executable(host {source})
 target_link_libraries(host PRIVATE vel_device_trust::{target})
@@ -89,7 +89,7 @@ class Installation(unittest.TestCase):
     def install_static_host(self, language, name):
         """A host with the archive, beside the installed program: where it looks for helpers."""
         folder = empty(WORK / f"static-{name}")
-        (folder / "CMakeLists.txt").write_text(STATIC_HOST.format(
+        (folder / "CMakeLists.txt").write_text(HOST_PROJECT.format(
             language=language, component="static", target="vel_device_trust_static",
             source=SOURCE / f"Examples/Hosts/{name}/host.{name}"), encoding="utf-8")
         host = configure_and_build(folder, folder / "build")
@@ -119,7 +119,7 @@ class Installation(unittest.TestCase):
 
     def test_HostInCByFindPackage(self):
         folder = empty(WORK / "c-find-package")
-        (folder / "CMakeLists.txt").write_text(STATIC_HOST.format(
+        (folder / "CMakeLists.txt").write_text(HOST_PROJECT.format(
             language="C", component="", target="vel_device_trust",
             source=SOURCE / "Examples/Hosts/c/host.c"), encoding="utf-8")
         host = configure_and_build(folder, folder / "build")
