@@ -72,7 +72,7 @@ for bash, zsh and fish.")
 
 # What Debian asks of a package's documentation.
 if(VEL_DEBIAN_LAYOUT)
-    set(epoch $ENV{SOURCE_DATE_EPOCH})
+    set(epoch "$ENV{SOURCE_DATE_EPOCH}")
     set(ENV{SOURCE_DATE_EPOCH} ${VEL_SOURCE_DATE})
     string(TIMESTAMP VEL_CHANGELOG_DATE "%a, %d %b %Y %H:%M:%S +0000" UTC)
     if(epoch STREQUAL "")

@@ -1,4 +1,5 @@
 #!/usr/bin/env python3
+# SPDX-License-Identifier: Apache-2.0
 """Makes the API reference and holds it against the headers: every warning of Doxygen is an error,
 and everything that a public header exports is in it.
 

@@ -1,4 +1,5 @@
 #!/usr/bin/env python3
+# SPDX-License-Identifier: Apache-2.0
 """Every relative link in a Markdown file of the tree leads to something, its anchor included, and
 every path below one of the tree's folders that such a file names exists.
 

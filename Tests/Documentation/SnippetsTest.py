@@ -1,4 +1,5 @@
 #!/usr/bin/env python3
+# SPDX-License-Identifier: Apache-2.0
 """Compiles and runs the programs in Documentation/host-developer.md against the built library.
 
 usage: SnippetsTest.py ROOT LIBRARY CXX CC   LIBRARY: the shared library, a file

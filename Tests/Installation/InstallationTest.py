@@ -30,8 +30,8 @@ REQUEST = {"mac": [{"type": "minimumOSVersion", "version": "0"},
                     "processes": [{"name": pathlib.Path(os.path.realpath(sys.executable)).name}]}]}
 VERDICT = "minimumOSVersion: pass\nanyProcessRunning: pass\nPASSED\n"
 
-STATIC_HOST = """cmake_minimum_required(VERSION 3.25)
-project(static_host LANGUAGES {language})
+HOST_PROJECT = """cmake_minimum_required(VERSION 3.25)
+project(host LANGUAGES {language})
 find_package(vel_device_trust 1.0 CONFIG REQUIRED COMPONENTS {component})
 add_executable(host {source})
 target_link_libraries(host PRIVATE vel_device_trust::{target})
@@ -89,7 +89,7 @@ class Installation(unittest.TestCase):
     def install_static_host(self, language, name):
         """A host with the archive, beside the installed program: where it looks for helpers."""
         folder = empty(WORK / f"static-{name}")
-        (folder / "CMakeLists.txt").write_text(STATIC_HOST.format(
+        (folder / "CMakeLists.txt").write_text(HOST_PROJECT.format(
             language=language, component="static", target="vel_device_trust_static",
             source=SOURCE / f"Examples/Hosts/{name}/host.{name}"), encoding="utf-8")
         host = configure_and_build(folder, folder / "build")
@@ -119,7 +119,7 @@ class Installation(unittest.TestCase):
 
     def test_HostInCByFindPackage(self):
         folder = empty(WORK / "c-find-package")
-        (folder / "CMakeLists.txt").write_text(STATIC_HOST.format(
+        (folder / "CMakeLists.txt").write_text(HOST_PROJECT.format(
             language="C", component="", target="vel_device_trust",
             source=SOURCE / "Examples/Hosts/c/host.c"), encoding="utf-8")
         host = configure_and_build(folder, folder / "build")
@@ -192,6 +192,7 @@ class Installation(unittest.TestCase):
                      "share/bash-completion/completions/vel-posture",
                      "share/zsh/site-functions/_vel-posture",
                      "share/fish/vendor_completions.d/vel-posture.fish",
+                     "share/vel_device_trust/schemas/request.schema.json",
                      "share/doc/vel_device_trust/LICENSE",
                      "share/doc/vel_device_trust/THIRD-PARTY-NOTICES"):
             self.assertTrue((PREFIX / name).is_file(), name)
@@ -216,6 +217,18 @@ class Installation(unittest.TestCase):
         self.assertEqual(re.findall(r"-- (.*) ([01])$", printed, re.MULTILINE),
                          [("0.9", "0"), ("1.0", "1"), ("1.99", "0"), ("2.0", "0"),
                           ("dynamic", "0")])
+
+    def test_MissingDependencyIsNoErrorWhereTheLibraryIsOptional(self):
+        folder = empty(WORK / "missing-dependency")
+        (folder / "CMakeLists.txt").write_text(
+            "cmake_minimum_required(VERSION 3.25)\nproject(host LANGUAGES CXX)\n"
+            "find_package(vel_device_trust 1.0 QUIET CONFIG)\n"
+            'message(STATUS "found ${vel_device_trust_FOUND}")\n', encoding="utf-8")
+        printed = run(CONFIGURATION["cmake"], "-S", folder, "-B", folder / "build",
+                      f"-DCMAKE_PREFIX_PATH={PREFIX}",
+                      f"-DCMAKE_CXX_COMPILER={CONFIGURATION['compiler']}",
+                      "-DCMAKE_DISABLE_FIND_PACKAGE_nlohmann_json=ON")
+        self.assertIn("-- found 0\n", printed)
 
     def test_DestinationFolder(self):
         folder = empty(WORK / "destination")

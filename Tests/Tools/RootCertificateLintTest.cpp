@@ -17,7 +17,8 @@ const std::string noMachine = ": no machine passes";
 const std::string refused = ": every chain to it is refused, no machine passes";
 const std::string notRecognised =
     ": a machine's identity that is the root itself is not passed over, and may pass";
-const std::string wanted = "write what this prints: openssl x509 -in ROOT -outform DER | base64";
+const std::string wanted =
+    "write what this prints: openssl x509 -in ROOT -outform DER | openssl base64 -A";
 const std::string anotherRoot = "have the authority make a new root certificate";
 const std::string authority = "write the certificate of the authority itself";
 
@@ -160,6 +161,9 @@ TEST_F(RootCertificateLint, FindsWhatHidesTheRootAmongTheIdentities) {
 
 TEST_F(RootCertificateLint, FindsWhatIsNoRoot) {
     EXPECT_EQ(findingsIn("AAAA"),
+              (Findings{{"decodes, but not to a certificate" + noMachine, wanted}}));
+    // What it holds besides does not matter then: a file's path, for one.
+    EXPECT_EQ(findingsIn("/etc/ssl/root.pem"),
               (Findings{{"decodes, but not to a certificate" + noMachine, wanted}}));
     const std::string advice = "write the root certificate, which issued itself";
     EXPECT_EQ(findingsIn(vel::base64Text(workshop.makeAuthority("Middle", "Root"))),

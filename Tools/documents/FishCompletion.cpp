@@ -2,8 +2,6 @@
 #include "Tools/documents/Completions.h"
 #include "Tools/documents/Lines.h"
 
-#include <algorithm>
-
 namespace {
 
 std::string quoted(const std::string& text) {

@@ -222,7 +222,8 @@ void lintKeysOfDocument(const VELValue& request, const Lint& lint) {
                 Place().key(key),
                 "is not read, only \"" + platform +
                     "\" is: " + (explainsEmptiness ? "these checks are not run" : passesUnchecked),
-                finding::didYouMean(platform));
+                isChecked && near != platform ? "move what is meant for \"" + platform + "\" there"
+                                              : finding::didYouMean(platform));
             explainsEmptiness = true;
         } else {
             lint.findings.add(Place().key(key), "is not read",

@@ -26,7 +26,7 @@ constexpr const char* refused = ": every chain to it is refused, no machine pass
 constexpr const char* notRecognised =
     ": a machine's identity that is the root itself is not passed over, and may pass";
 constexpr const char* wanted =
-    "write what this prints: openssl x509 -in ROOT -outform DER | base64";
+    "write what this prints: openssl x509 -in ROOT -outform DER | openssl base64 -A";
 constexpr const char* anotherRoot = "have the authority make a new root certificate";
 constexpr const char* authority = "write the certificate of the authority itself";
 
@@ -91,15 +91,17 @@ bool isBase64(char32_t character) {
            character == U'=';
 }
 
-/// Whether it is worth reading on.
-bool lintCharacters(std::string_view text, const ParameterLint& certificate) {
+/// What only decoding skips.
+std::u32string skippedCharacters(std::string_view text) {
     std::u32string skipped = vel::characters(text);
     std::erase_if(skipped, [](char32_t character) {
         return isBase64(character) || vel::isLineTerminator(character);
     });
-    if (skipped.empty()) {
-        return true;
-    }
+    return skipped;
+}
+
+/// Whether it is worth reading on.
+bool lintAlphabet(const std::u32string& skipped, const ParameterLint& certificate) {
     const std::string holds = "holds " + finding::charactersIn(skipped);
     if (skipped.find_first_of(U"-_") != std::u32string::npos) {
         certificate.report(holds + ", which are skipped, and is then another text" + noMachine,
@@ -112,8 +114,6 @@ bool lintCharacters(std::string_view text, const ParameterLint& certificate) {
                            "a line break in JSON is \\n with a single backslash");
         return false;
     }
-    certificate.report(holds + ", which only decoding skips" + notRecognised,
-                       "write the base64 text without them; line breaks may stay");
     return true;
 }
 
@@ -126,6 +126,11 @@ void lintNoCertificate(const std::string& bytes, const ParameterLint& certificat
 
 void lintEncoding(std::string_view text, const std::string& bytes, const Certificate& root,
                   const ParameterLint& certificate) {
+    if (const auto skipped = skippedCharacters(text); !skipped.empty()) {
+        certificate.report("holds " + finding::charactersIn(skipped) +
+                               ", which only decoding skips" + notRecognised,
+                           "write the base64 text without them; line breaks may stay");
+    }
     if (const std::size_t more = bytes.size() - root->der().size(); more > 0) {
         certificate.report("has " + std::to_string(more) + (more == 1 ? " byte" : " bytes") +
                                " after the certificate" + notRecognised,
@@ -209,7 +214,7 @@ void lintRootCertificate(const ParameterLint& certificate) {
         return;
     }
     const auto body = withoutArmour(*text, certificate);
-    if (!body || !lintCharacters(*body, certificate)) {
+    if (!body || !lintAlphabet(skippedCharacters(*body), certificate)) {
         return;
     }
     const auto bytes = vel::bytesOfBase64IgnoringUnknown(*body);

@@ -98,8 +98,9 @@ VEL_EXPORT void vel_runner_free(vel_runner* VEL_NULLABLE runner);
  * Runs a request and returns its result, both JSON documents in UTF-8. It runs on the caller's
  * thread and returns when every check has finished.
  *
- * Whatever goes wrong is in the result: a request that is not valid, a null argument, or no memory
- * for a document yields the error result, an object with the single key "error".
+ * Whatever goes wrong is in the result: a request that is not valid, a null runner, a null request
+ * that is said to have bytes, or no memory for a document yields the error result, an object with
+ * the single key "error".
  *
  * Thread-safe, with the same runner too.
  *
