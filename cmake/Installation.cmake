@@ -17,7 +17,7 @@ install(DIRECTORY include/vel_device_trust DESTINATION ${CMAKE_INSTALL_INCLUDEDI
     COMPONENT development)
 
 install(DIRECTORY Documentation/schemas DESTINATION ${CMAKE_INSTALL_DATADIR}/vel_device_trust
-    COMPONENT development FILES_MATCHING PATTERN "*.schema.json")
+    COMPONENT tools FILES_MATCHING PATTERN "*.schema.json")
 
 install(EXPORT vel_device_trustTargets NAMESPACE vel_device_trust::
     DESTINATION ${VEL_CMAKE_DIRECTORY} COMPONENT development)
@@ -56,11 +56,21 @@ configure_file(cmake/vel_device_trust.pc.in ${PROJECT_BINARY_DIR}/cmake/vel_devi
 install(FILES ${PROJECT_BINARY_DIR}/cmake/vel_device_trust.pc
     DESTINATION ${CMAKE_INSTALL_LIBDIR}/pkgconfig COMPONENT development)
 
+set(VEL_DOC_DIRECTORY ${CMAKE_INSTALL_DATADIR}/doc)
 if(VEL_DEBIAN_LAYOUT)
-    set(VEL_NOTICES_DIRECTORY ${CMAKE_INSTALL_DATADIR}/doc/libvel-device-trust${PROJECT_VERSION_MAJOR})
+    set(VEL_NOTICES_DIRECTORY ${VEL_DOC_DIRECTORY}/libvel-device-trust${PROJECT_VERSION_MAJOR})
+    set(VEL_TOOLS_PAGES_DIRECTORY ${VEL_DOC_DIRECTORY}/vel-posture)
+    set(VEL_DEVELOPMENT_PAGES_DIRECTORY ${VEL_DOC_DIRECTORY}/libvel-device-trust-dev)
     set(VEL_NOTICES THIRD-PARTY-NOTICES)
 else()
-    set(VEL_NOTICES_DIRECTORY ${CMAKE_INSTALL_DATADIR}/doc/vel_device_trust)
+    set(VEL_NOTICES_DIRECTORY ${VEL_DOC_DIRECTORY}/vel_device_trust)
+    set(VEL_TOOLS_PAGES_DIRECTORY ${VEL_NOTICES_DIRECTORY})
+    set(VEL_DEVELOPMENT_PAGES_DIRECTORY ${VEL_NOTICES_DIRECTORY})
     set(VEL_NOTICES LICENSE THIRD-PARTY-NOTICES)
 endif()
 install(FILES ${VEL_NOTICES} DESTINATION ${VEL_NOTICES_DIRECTORY} COMPONENT library)
+install(FILES Documentation/administrator.md Documentation/linux-sources.md
+              Documentation/linux-volumes.md Documentation/threat-model.md
+    DESTINATION ${VEL_TOOLS_PAGES_DIRECTORY} COMPONENT tools)
+install(FILES Documentation/host-developer.md
+    DESTINATION ${VEL_DEVELOPMENT_PAGES_DIRECTORY} COMPONENT development)

@@ -233,9 +233,10 @@ TEST(VELPostureProgram, AsksForTheIdentityValuesNamed) {
                       R"({"identity_params":{"device_id":"27b1f0c4-7c5d-4b0e-8f3e-5a9c1d2e3f40"},)"
                       R"("metrics":{"total_ms":0.0}})"
                       "\n",
-                      ""}));
-    EXPECT_EQ(program({"identity", "other", "--machine", outOfDateMac, "--format", "text"}).run(),
-              (Result{0, "no identity values\n", ""}));
+                      "vel-posture: there is no identity value check\n"}));
+    EXPECT_EQ(
+        program({"identity", "other", "--machine", outOfDateMac, "--format", "text"}).run(),
+        (Result{0, "no identity values\n", "vel-posture: there is no identity value other\n"}));
     EXPECT_EQ(program({"identity", "\xff"}).run(), failure("a NAME is not UTF-8"));
 }
 

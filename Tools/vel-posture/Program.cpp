@@ -2,6 +2,7 @@
 #include "Tools/vel-posture/Program.h"
 
 #include "Base/VELJSON.h"
+#include "Base/VELText.h"
 #include "Classes/Mac/VELPostureCheckRunner+Mac.h"
 #include "Tools/vel-posture/JSONLogFile.h"
 #include "Tools/vel-posture/LintReport.h"
@@ -40,6 +41,15 @@ ReportStyle reportStyle() {
     return {terminalColumns(STDOUT_FILENO), wantsColour()};
 }
 
+void nameUnknownValues(const std::vector<std::string>& names) {
+    for (const std::string& name : names) {
+        const std::string value = vel::lowercase(name);
+        if (value != kMacSerialNumberKey && value != kDeviceIDKey) {
+            diagnose("there is no identity value " + name);
+        }
+    }
+}
+
 std::string identityRequest(std::vector<std::string> names) {
     if (names.empty()) {
         names = {kMacSerialNumberKey, kDeviceIDKey};
@@ -50,6 +60,7 @@ std::string identityRequest(std::vector<std::string> names) {
     if (!text) {
         throw ProgramFailure("a NAME is not UTF-8");
     }
+    nameUnknownValues(names);
     return *text;
 }
 
