@@ -1,6 +1,6 @@
 // SPDX-License-Identifier: Apache-2.0
 #include "Fuzz/FuzzInput.h"
-#include "Platform/Linux/Tools/VELCertificateSubject.h"
+#include "Helpers/Linux/VELCertificateSubject.h"
 
 #include <algorithm>
 #include <cstddef>

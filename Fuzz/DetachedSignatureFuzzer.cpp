@@ -1,6 +1,6 @@
 // SPDX-License-Identifier: Apache-2.0
 #include "Fuzz/FuzzInput.h"
-#include "Platform/Linux/Tools/VELDetachedSignature.h"
+#include "Helpers/Linux/VELDetachedSignature.h"
 
 #include <cstddef>
 #include <cstdint>

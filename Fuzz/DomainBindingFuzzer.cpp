@@ -1,7 +1,7 @@
 // SPDX-License-Identifier: Apache-2.0
 #include "Base/VELText.h"
 #include "Fuzz/FuzzInput.h"
-#include "Platform/Linux/Tools/VELDomainBinding.h"
+#include "Helpers/Linux/VELDomainBinding.h"
 
 #include <cstddef>
 #include <cstdint>

@@ -1,7 +1,7 @@
 // SPDX-License-Identifier: Apache-2.0
 #include "Base/VELText.h"
 #include "Fuzz/FuzzInput.h"
-#include "Platform/Linux/Tools/VELProcessListing.h"
+#include "Helpers/Linux/VELProcessLister.h"
 
 #include <algorithm>
 #include <cstddef>

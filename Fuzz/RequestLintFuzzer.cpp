@@ -1,5 +1,5 @@
 // SPDX-License-Identifier: Apache-2.0
-#include "Tools/vel-posture/RequestLint.h"
+#include "Tools/vel-posture/lint/RequestLint.h"
 
 #include "Base/VELJSON.h"
 #include "Classes/Mac/VELPostureCheckRunner+Mac.h"

@@ -1,6 +1,6 @@
 // SPDX-License-Identifier: Apache-2.0
 #include "Fuzz/FuzzInput.h"
-#include "Platform/Linux/Tools/VELFirewallState.h"
+#include "Helpers/Linux/VELFirewallState.h"
 
 #include <cstddef>
 #include <cstdint>

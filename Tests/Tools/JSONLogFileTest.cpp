@@ -1,5 +1,5 @@
 // SPDX-License-Identifier: Apache-2.0
-#include "Tools/vel-posture/JSONLogFile.h"
+#include "Tools/vel-posture/check/JSONLogFile.h"
 
 #include "Tests/Support/TemporaryFolder.h"
 #include "Tools/vel-posture/ProgramFailure.h"

@@ -1,5 +1,5 @@
 // SPDX-License-Identifier: Apache-2.0
-#include "Tools/vel-posture/LintReport.h"
+#include "Tools/vel-posture/lint/LintReport.h"
 
 #include <gtest/gtest.h>
 

@@ -1,11 +1,11 @@
 // SPDX-License-Identifier: Apache-2.0
-#include "Tools/vel-posture/RequestLint.h"
+#include "Tools/vel-posture/lint/RequestLint.h"
 
 #include "Base/VELJSON.h"
 #include "Classes/Mac/VELPostureCheckRunner+Mac.h"
 #include "Platform/Simulated/VELSimulatedPlatform.h"
 #include "Tools/vel-posture/DisplayText.h"
-#include "Tools/vel-posture/ParameterLint.h"
+#include "Tools/vel-posture/lint/ParameterLint.h"
 
 #include <gtest/gtest.h>
 #include <nlohmann/json.hpp>

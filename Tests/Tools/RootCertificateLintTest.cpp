@@ -3,7 +3,7 @@
 #include "Classes/Mac/VELPostureCheckRunner+Mac.h"
 #include "Platform/Simulated/VELSimulatedPlatform.h"
 #include "Tests/Support/CertificateWorkshop.h"
-#include "Tools/vel-posture/RequestLint.h"
+#include "Tools/vel-posture/lint/RequestLint.h"
 
 #include <gtest/gtest.h>
 #include <nlohmann/json.hpp>

@@ -1,5 +1,5 @@
 // SPDX-License-Identifier: Apache-2.0
-#include "Tools/vel-posture/RunningNotice.h"
+#include "Tools/vel-posture/check/RunningNotice.h"
 
 #include <gtest/gtest.h>
 #include <nlohmann/json.hpp>

@@ -4,14 +4,14 @@
 #include "Base/VELJSON.h"
 #include "Base/VELText.h"
 #include "Classes/Mac/VELPostureCheckRunner+Mac.h"
-#include "Tools/vel-posture/JSONLogFile.h"
-#include "Tools/vel-posture/LintReport.h"
-#include "Tools/vel-posture/MachineFile.h"
 #include "Tools/vel-posture/ProgramFailure.h"
 #include "Tools/vel-posture/Report.h"
-#include "Tools/vel-posture/RequestLint.h"
-#include "Tools/vel-posture/RunningNotice.h"
 #include "Tools/vel-posture/StandardStreams.h"
+#include "Tools/vel-posture/check/JSONLogFile.h"
+#include "Tools/vel-posture/check/MachineFile.h"
+#include "Tools/vel-posture/check/RunningNotice.h"
+#include "Tools/vel-posture/lint/LintReport.h"
+#include "Tools/vel-posture/lint/RequestLint.h"
 
 #include <nlohmann/json.hpp>
 

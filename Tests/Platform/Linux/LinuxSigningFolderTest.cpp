@@ -2,7 +2,7 @@
 #include "Classes/Mac/NSTask+Timeout.h"
 #include "Platform/Linux/VELLinuxPlatform.h"
 #include "Platform/Linux/VELLinuxSigningFolder.h"
-#include "Tests/Platform/Linux/Tools/ToolRun.h"
+#include "Tests/Helpers/Linux/ToolRun.h"
 
 #include <algorithm>
 #include <barrier>

@@ -1,7 +1,7 @@
 // SPDX-License-Identifier: Apache-2.0
 #include "Platform/Linux/VELLinuxPlatform.h"
 #include "Platform/Linux/VELLinuxToolPaths.h"
-#include "Tests/Platform/Linux/Tools/ToolRun.h"
+#include "Tests/Helpers/Linux/ToolRun.h"
 
 #include <filesystem>
 #include <gtest/gtest.h>

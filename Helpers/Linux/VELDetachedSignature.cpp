@@ -1,0 +1,204 @@
+// SPDX-License-Identifier: Apache-2.0
+#include "Helpers/Linux/VELDetachedSignature.h"
+#include "Platform/X509/VELOpenSSL.h"
+
+#include <algorithm>
+#include <array>
+#include <cstddef>
+#include <limits>
+#include <openssl/err.h>
+#include <openssl/pem.h>
+#include <openssl/x509_vfy.h>
+#include <optional>
+#include <unistd.h>
+
+namespace vel {
+namespace {
+
+using namespace vel::x509;
+
+constexpr int maximumCertificates = 16;
+constexpr int minimumSecurityLevel = 2; // 112 bits: RSA of 2,048 bits, no SHA-1
+
+SignatureRefusal refusal(std::string reason) {
+    return {std::move(reason)};
+}
+
+SignedMessageHandle readMessage(std::string_view der) {
+    if (der.size() > std::numeric_limits<int>::max()) {
+        return nullptr;
+    }
+    CMS_ContentInfo* message = CMS_ContentInfo_new_ex(privateContext(), nullptr);
+    if (message == nullptr) {
+        return nullptr;
+    }
+    const auto* position = reinterpret_cast<const unsigned char*>(der.data());
+    const unsigned char* end = position + der.size();
+    const bool isRead =
+        d2i_CMS_ContentInfo(&message, &position, static_cast<long>(der.size())) != nullptr;
+    SignedMessageHandle result(message);
+    return isRead && position == end ? std::move(result) : nullptr;
+}
+
+bool isDetachedSignature(CMS_ContentInfo* message) {
+    if (OBJ_obj2nid(CMS_get0_type(message)) != NID_pkcs7_signed) {
+        return false;
+    }
+    ASN1_OCTET_STRING** embedded = CMS_get0_content(message);
+    return embedded != nullptr && *embedded == nullptr &&
+           OBJ_obj2nid(CMS_get0_eContentType(message)) == NID_pkcs7_data;
+}
+
+bool isStrongDigest(const X509_ALGOR* algorithm) {
+    constexpr std::array strong = {NID_sha256,   NID_sha384,   NID_sha512,
+                                   NID_sha3_256, NID_sha3_384, NID_sha3_512};
+    const ASN1_OBJECT* type = nullptr;
+    X509_ALGOR_get0(&type, nullptr, nullptr, algorithm);
+    return std::ranges::find(strong, OBJ_obj2nid(type)) != strong.end();
+}
+
+OwnedCertificatesHandle certificatesOf(CMS_ContentInfo* message) {
+    OwnedCertificatesHandle certificates(CMS_get1_certs(message));
+    return certificates ? std::move(certificates) : OwnedCertificatesHandle(sk_X509_new_null());
+}
+
+std::string derOf(X509* certificate) {
+    unsigned char* bytes = nullptr;
+    const int length = i2d_X509(certificate, &bytes);
+    std::string der;
+    if (length > 0) {
+        der.assign(reinterpret_cast<const char*>(bytes), static_cast<std::size_t>(length));
+    }
+    OPENSSL_free(bytes);
+    return der;
+}
+
+bool isIssuedBy(X509* certificate, X509* issuer) {
+    EVP_PKEY* key = X509_get0_pubkey(issuer);
+    return X509_check_issued(issuer, certificate) == X509_V_OK && key != nullptr &&
+           X509_verify(certificate, key) == 1;
+}
+
+SignerCertificates chainFrom(X509* signer, STACK_OF(X509) * pool) {
+    SignerCertificates chain = {derOf(signer)};
+    for (X509* last = signer; last != nullptr && X509_self_signed(last, 0) != 1;) {
+        X509* issuer = nullptr;
+        for (int i = 0; i < sk_X509_num(pool) && issuer == nullptr; ++i) {
+            X509* candidate = sk_X509_value(pool, i);
+            const bool isNew = std::ranges::find(chain, derOf(candidate)) == chain.end();
+            issuer = isNew && isIssuedBy(last, candidate) ? candidate : nullptr;
+        }
+        if (issuer != nullptr) {
+            chain.push_back(derOf(issuer));
+        }
+        last = issuer;
+    }
+    return chain;
+}
+
+/// Nothing when one of the anchors is, or leads to, the signer; else why not.
+std::optional<std::string> chainProblem(X509* signer, STACK_OF(X509) * pool,
+                                        const std::vector<std::string>& anchors) {
+    const StoreHandle store(X509_STORE_new());
+    const StoreContextHandle context(X509_STORE_CTX_new_ex(privateContext(), nullptr));
+    if (!store || !context) {
+        return "there is no memory";
+    }
+    for (const auto& der : anchors) {
+        const CertificateHandle anchor = decodedCertificate(der);
+        if (!anchor || X509_STORE_add_cert(store.get(), anchor.get()) != 1) {
+            return "an anchor is no certificate";
+        }
+    }
+    if (X509_STORE_CTX_init(context.get(), store.get(), signer, pool) != 1) {
+        return "there is no memory";
+    }
+    X509_VERIFY_PARAM* parameters = X509_STORE_CTX_get0_param(context.get());
+    X509_VERIFY_PARAM_set_flags(parameters, X509_V_FLAG_PARTIAL_CHAIN);
+    X509_VERIFY_PARAM_set_auth_level(parameters, minimumSecurityLevel);
+    X509_VERIFY_PARAM_set_purpose(parameters, X509_PURPOSE_ANY);
+    if (X509_verify_cert(context.get()) == 1) {
+        return std::nullopt;
+    }
+    return X509_verify_cert_error_string(X509_STORE_CTX_get_error(context.get()));
+}
+
+} // namespace
+
+std::variant<SignerCertificates, SignatureRefusal>
+verifyDetachedSignature(std::string_view signature, int content,
+                        const std::vector<std::string>* anchors) {
+    const ErrorQueueScope errors;
+    const SignedMessageHandle message = readMessage(signature);
+    if (!message || !isDetachedSignature(message.get())) {
+        return refusal("the signature is no detached CMS signature in DER");
+    }
+    // The stack belongs to the message.
+    STACK_OF(CMS_SignerInfo)* signers = CMS_get0_SignerInfos(message.get());
+    if (sk_CMS_SignerInfo_num(signers) != 1) {
+        return refusal("the signature has not exactly one signer");
+    }
+    CMS_SignerInfo* signer = sk_CMS_SignerInfo_value(signers, 0);
+    const OwnedCertificatesHandle pool = certificatesOf(message.get());
+    if (sk_X509_num(pool.get()) > maximumCertificates) {
+        return refusal("the signature carries too many certificates");
+    }
+    X509_ALGOR* digest = nullptr;
+    CMS_SignerInfo_get0_algs(signer, nullptr, nullptr, &digest, nullptr);
+    if (!isStrongDigest(digest)) {
+        return refusal("the signature's digest is too weak");
+    }
+    const StreamHandle bytes(::lseek(content, 0, SEEK_SET) == 0 ? BIO_new_fd(content, BIO_NOCLOSE)
+                                                                : nullptr);
+    if (!bytes || CMS_verify(message.get(), nullptr, nullptr, bytes.get(), nullptr,
+                             CMS_BINARY | CMS_NO_SIGNER_CERT_VERIFY) != 1) {
+        return refusal("the signature does not fit the content");
+    }
+    X509* certificate = nullptr;
+    CMS_SignerInfo_get0_algs(signer, nullptr, &certificate, nullptr, nullptr);
+    if (certificate == nullptr) {
+        return refusal("the signature carries no certificate of its signer");
+    }
+    if (anchors != nullptr) {
+        const auto problem = chainProblem(certificate, pool.get(), *anchors);
+        if (problem) {
+            return refusal("the signer is not trusted: " + *problem);
+        }
+    }
+    return chainFrom(certificate, pool.get());
+}
+
+std::vector<std::string> certificatesInFile(std::string_view file) {
+    if (decodedCertificate(file)) {
+        return {std::string(file)};
+    }
+    if (file.size() > std::numeric_limits<int>::max()) {
+        return {};
+    }
+    const ErrorQueueScope errors;
+    const auto stream =
+        made(StreamHandle(BIO_new_mem_buf(file.data(), static_cast<int>(file.size()))));
+    std::vector<std::string> certificates;
+    while (true) {
+        char* name = nullptr;
+        char* header = nullptr;
+        unsigned char* data = nullptr;
+        long length = 0;
+        if (PEM_read_bio(stream.get(), &name, &header, &data, &length) != 1) {
+            break;
+        }
+        std::string der(reinterpret_cast<const char*>(data), static_cast<std::size_t>(length));
+        const bool isCertificate = std::string_view(name) == PEM_STRING_X509;
+        OPENSSL_free(name);
+        OPENSSL_free(header);
+        OPENSSL_free(data);
+        if (!isCertificate || !decodedCertificate(der)) {
+            return {};
+        }
+        certificates.push_back(std::move(der));
+    }
+    const bool isAtEnd = ERR_GET_REASON(ERR_peek_last_error()) == PEM_R_NO_START_LINE;
+    return isAtEnd ? certificates : std::vector<std::string>();
+}
+
+} // namespace vel

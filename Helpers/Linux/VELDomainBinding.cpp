@@ -1,0 +1,97 @@
+// SPDX-License-Identifier: Apache-2.0
+#include "Helpers/Linux/VELDomainBinding.h"
+#include "Base/VELText.h"
+#include "Helpers/Linux/VELSystemBus.h"
+
+#include <algorithm>
+
+namespace vel {
+namespace {
+
+constexpr const char* realmService = "org.freedesktop.realmd";
+
+std::string escapedForXML(std::string_view text) {
+    std::string escaped;
+    for (const char character : text) {
+        switch (character) {
+        case '&':
+            escaped += "&amp;";
+            break;
+        case '<':
+            escaped += "&lt;";
+            break;
+        case '>':
+            escaped += "&gt;";
+            break;
+        default:
+            escaped += character;
+        }
+    }
+    return escaped;
+}
+
+bool isActiveDirectory(const SystemBus& bus, const char* realm) {
+    const auto details =
+        bus.textPairs({realmService, realm, "org.freedesktop.realmd.Realm", "Details"});
+    return details && std::ranges::find(*details, std::pair<std::string, std::string>(
+                                                      "server-software", "active-directory")) !=
+                          details->end();
+}
+
+/// Whether the machine has joined: then the name of the interface by which it can leave stands
+/// here.
+bool isConfigured(const SystemBus& bus, const char* realm) {
+    const auto configured =
+        bus.text({realmService, realm, "org.freedesktop.realmd.Realm", "Configured"});
+    return configured && !configured->empty();
+}
+
+} // namespace
+
+std::optional<std::string> joinedDomain(const std::string& busAddress) {
+    const auto bus = SystemBus::connect(busAddress);
+    const auto realms = bus ? bus->objectPaths({realmService, "/org/freedesktop/realmd",
+                                                "org.freedesktop.realmd.Provider", "Realms"})
+                            : std::nullopt;
+    if (!realms) {
+        return std::nullopt;
+    }
+    for (const auto& realm : *realms) {
+        if (isConfigured(*bus, realm.c_str()) && isActiveDirectory(*bus, realm.c_str())) {
+            auto domain = bus->text(
+                {realmService, realm.c_str(), "org.freedesktop.realmd.Kerberos", "DomainName"});
+            if (domain && !domain->empty()) {
+                return domain;
+            }
+        }
+    }
+    return std::nullopt;
+}
+
+std::optional<std::string> domainPropertyList(std::string_view domain) {
+    const bool hasControls = std::ranges::any_of(domain, [](char character) {
+        const auto byte = static_cast<unsigned char>(character);
+        return byte < 0x20 || byte == 0x7F;
+    });
+    // U+FFFE and U+FFFF are no characters of XML.
+    const bool hasNoCharacter = domain.find("\xEF\xBF\xBE") != std::string_view::npos ||
+                                domain.find("\xEF\xBF\xBF") != std::string_view::npos;
+    if (domain.empty() || hasControls || hasNoCharacter || !isValidUTF8(domain)) {
+        return std::nullopt;
+    }
+    return R"(<?xml version="1.0" encoding="UTF-8"?>
+<!DOCTYPE plist PUBLIC "-//Apple//DTD PLIST 1.0//EN" "http://www.apple.com/DTDs/PropertyList-1.0.dtd">
+<plist version="1.0">
+<dict>
+	<key>General Info</key>
+	<dict>
+		<key>Active Directory Domain</key>
+		<string>)" +
+           escapedForXML(domain) + R"(</string>
+	</dict>
+</dict>
+</plist>
+)";
+}
+
+} // namespace vel

@@ -1,0 +1,171 @@
+// SPDX-License-Identifier: Apache-2.0
+#include "Helpers/Linux/VELFirewallState.h"
+#include "Helpers/Linux/VELFirewallRuleset.h"
+#include "Helpers/Linux/VELToolCommandLine.h"
+
+#include <algorithm>
+#include <array>
+#include <cctype>
+#include <chrono>
+#include <csignal>
+#include <cstddef>
+#include <fcntl.h>
+#include <filesystem>
+#include <optional>
+#include <poll.h>
+#include <spawn.h>
+#include <sys/wait.h>
+#include <unistd.h>
+
+namespace vel {
+namespace {
+
+constexpr std::size_t maximumRulesetBytes = std::size_t{32} << 20U;
+constexpr std::size_t maximumFileBytes = std::size_t{1} << 20U;
+constexpr auto filterTimeout = std::chrono::seconds(4);
+
+std::optional<std::string> readFile(const std::string& path) {
+    const int file = ::open(path.c_str(), O_RDONLY | O_CLOEXEC | O_NONBLOCK);
+    if (file < 0) {
+        return std::nullopt;
+    }
+    auto content = readAll(file, maximumFileBytes);
+    ::close(file);
+    return content;
+}
+
+/// Starts a program with its output in `output`, nothing to read, no environment and no voice.
+std::optional<pid_t> start(const std::string& program, int output) {
+    posix_spawn_file_actions_t actions;
+    ::posix_spawn_file_actions_init(&actions);
+    ::posix_spawn_file_actions_addopen(&actions, STDIN_FILENO, "/dev/null", O_RDONLY, 0);
+    ::posix_spawn_file_actions_addopen(&actions, STDERR_FILENO, "/dev/null", O_WRONLY, 0);
+    ::posix_spawn_file_actions_adddup2(&actions, output, STDOUT_FILENO);
+    std::array<std::string, 4> words = {program, "-j", "list", "ruleset"};
+    std::array<char*, 5> arguments = {words[0].data(), words[1].data(), words[2].data(),
+                                      words[3].data(), nullptr};
+    std::array<char*, 1> environment = {nullptr};
+    pid_t processID = -1;
+    const int problem = ::posix_spawn(&processID, program.c_str(), &actions, nullptr,
+                                      arguments.data(), environment.data());
+    ::posix_spawn_file_actions_destroy(&actions);
+    return problem == 0 ? std::optional(processID) : std::nullopt;
+}
+
+/// Reads to the end, no longer than the time-out.
+std::optional<std::string> readInTime(int descriptor, std::chrono::steady_clock::time_point end) {
+    std::string bytes;
+    std::vector<char> buffer(std::size_t{1} << 16U);
+    while (bytes.size() <= maximumRulesetBytes) {
+        const auto left =
+            std::chrono::ceil<std::chrono::milliseconds>(end - std::chrono::steady_clock::now());
+        pollfd ready = {descriptor, POLLIN, 0};
+        if (::poll(&ready, 1, static_cast<int>(std::max(left.count(), std::int64_t{0}))) != 1) {
+            return std::nullopt;
+        }
+        const ssize_t count = ::read(descriptor, buffer.data(), buffer.size());
+        if (count <= 0) {
+            return count == 0 ? std::optional(std::move(bytes)) : std::nullopt;
+        }
+        bytes.append(buffer.data(), static_cast<std::size_t>(count));
+    }
+    return std::nullopt;
+}
+
+/// What the packet filter's program printed, if it ended well.
+std::optional<std::string> listedRuleset(const std::vector<std::string>& programs) {
+    std::array<int, 2> ends{};
+    if (::pipe2(ends.data(), O_CLOEXEC) != 0) {
+        return std::nullopt;
+    }
+    std::optional<pid_t> processID;
+    for (const auto& program : programs) {
+        processID = processID ? processID : start(program, ends[1]);
+    }
+    ::close(ends[1]);
+    auto output = processID ? readInTime(ends[0], std::chrono::steady_clock::now() + filterTimeout)
+                            : std::nullopt;
+    ::close(ends[0]);
+    if (!processID) {
+        return std::nullopt;
+    }
+    if (!output) {
+        ::kill(*processID, SIGKILL);
+    }
+    int status = 0;
+    const bool isReaped = ::waitpid(*processID, &status, 0) == *processID;
+    return isReaped && WIFEXITED(status) && WEXITSTATUS(status) == 0 ? output : std::nullopt;
+}
+
+bool isDeniedByUFW(const SystemBus& bus, const std::string& root) {
+    const auto configuration = readFile(root + "/etc/ufw/ufw.conf");
+    const auto defaults = readFile(root + "/etc/default/ufw");
+    if (!configuration || !defaults || assignedValue(*configuration, "ENABLED") != "yes") {
+        return false;
+    }
+    const std::string policy = assignedValue(*defaults, "DEFAULT_INPUT_POLICY");
+    return (policy == "drop" || policy == "reject") &&
+           (assignedValue(*defaults, "IPV6") == "yes" || isIPv6SwitchedOff(root)) &&
+           bus.unitState("ufw.service") == "active";
+}
+
+} // namespace
+
+FirewallState firewallState(const FirewallSources& sources) {
+    if (const auto ruleset = listedRuleset(sources.filterPrograms)) {
+        if (const auto denial = inboundDenial(*ruleset)) {
+            return denial->ipv4 && (denial->ipv6 || isIPv6SwitchedOff(sources.root))
+                       ? FirewallState::on
+                       : FirewallState::off;
+        }
+    }
+    const auto bus = SystemBus::connect(sources.busAddress);
+    if (bus && (bus->nameHasOwner("org.fedoraproject.FirewallD1").value_or(false) ||
+                isDeniedByUFW(*bus, sources.root))) {
+        return FirewallState::on;
+    }
+    return FirewallState::unknown;
+}
+
+bool isIPv6SwitchedOff(const std::string& root) {
+    namespace fs = std::filesystem;
+    std::error_code problem;
+    if (!fs::exists(root + "/proc/sys/net", problem) || problem) {
+        return false;
+    }
+    if (!fs::exists(root + "/proc/sys/net/ipv6", problem)) {
+        return !problem;
+    }
+    fs::directory_iterator interfaces(root + "/proc/sys/net/ipv6/conf", problem);
+    bool isOff = !problem && interfaces != fs::directory_iterator();
+    for (; !problem && interfaces != fs::directory_iterator(); interfaces.increment(problem)) {
+        const bool isLoopback = interfaces->path().filename() == "lo";
+        isOff = isOff && (isLoopback || readFile(interfaces->path() / "disable_ipv6") == "1\n");
+    }
+    return isOff && !problem;
+}
+
+std::string assignedValue(std::string_view file, std::string_view name) {
+    constexpr std::string_view spaces = " \t\r";
+    std::string_view value;
+    while (!file.empty()) {
+        std::string_view line = file.substr(0, file.find('\n'));
+        file.remove_prefix(std::min(line.size() + 1, file.size()));
+        line.remove_prefix(std::min(line.find_first_not_of(spaces), line.size()));
+        if (line.starts_with(name) && line.substr(name.size()).starts_with('=')) {
+            value = line.substr(name.size() + 1);
+            value = value.substr(0, value.find_last_not_of(spaces) + 1);
+        }
+    }
+    if (value.size() >= 2 && (value.front() == '"' || value.front() == '\'') &&
+        value.back() == value.front()) {
+        value = value.substr(1, value.size() - 2);
+    }
+    std::string lower(value);
+    std::ranges::transform(lower, lower.begin(), [](unsigned char character) {
+        return static_cast<char>(std::tolower(character));
+    });
+    return lower;
+}
+
+} // namespace vel

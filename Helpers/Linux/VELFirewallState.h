@@ -1,0 +1,37 @@
+// SPDX-License-Identifier: Apache-2.0
+#pragma once
+
+#include "Helpers/Linux/VELSystemBus.h"
+
+#include <string>
+#include <string_view>
+#include <vector>
+
+namespace vel {
+
+enum class FirewallState { off, on, unknown };
+
+/// Where the state of the firewall is looked for.
+struct FirewallSources {
+    /// The packet filter's program: the first that can be run. Fixed places, not the PATH.
+    std::vector<std::string> filterPrograms = {"/usr/sbin/nft", "/sbin/nft"};
+    std::string busAddress = systemBusAddress;
+    /// What stands before /proc and /etc.
+    std::string root;
+};
+
+/// Whether inbound connections are denied by default. The packet filter's rules decide, for IPv4
+/// and, unless the machine has it switched off, IPv6. Where they may not be read: on while
+/// firewalld is on the bus, or while ufw is enabled, its unit active and its default for incoming
+/// connections to deny; else unknown.
+FirewallState firewallState(const FirewallSources& sources);
+
+/// Whether IPv6 is switched off under `root`: the kernel has none, or every interface but the
+/// loopback one, and every interface to come, has it disabled. False in doubt.
+bool isIPv6SwitchedOff(const std::string& root);
+
+/// The value of the last assignment "NAME=VALUE" in a file in the manner of a shell, without the
+/// quotes around it and in small letters; empty when there is none.
+std::string assignedValue(std::string_view file, std::string_view name);
+
+} // namespace vel

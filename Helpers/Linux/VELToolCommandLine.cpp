@@ -1,0 +1,153 @@
+// SPDX-License-Identifier: Apache-2.0
+#include "Helpers/Linux/VELToolCommandLine.h"
+
+#include <algorithm>
+#include <array>
+#include <cerrno>
+#include <csignal>
+#include <exception>
+#include <unistd.h>
+
+namespace vel {
+namespace {
+
+std::string usageLine(const ToolUsage& usage) {
+    std::string line = "Usage: " + std::string(usage.name);
+    for (const auto argument : usage.arguments) {
+        line.append(" ").append(argument);
+    }
+    if (!usage.options.empty()) {
+        line += " [OPTIONS]";
+    }
+    return line + "\n";
+}
+
+std::string help(const ToolUsage& usage) {
+    std::string text = usageLine(usage);
+    text.append("\n").append(usage.purpose).append("\n\nOptions:\n");
+    const auto append = [&text](std::string name, std::string_view meaning) {
+        name.resize(std::max<std::size_t>(name.size() + 1, 18), ' ');
+        text.append("  ").append(name).append(meaning).append("\n");
+    };
+    for (const auto& option : usage.options) {
+        append(std::string(option.name) + " VALUE", option.meaning);
+    }
+    append("--help", "Print this text and exit");
+    append("--version", "Print the version and exit");
+    return text;
+}
+
+ToolRequest wrongUse(const ToolUsage& usage, std::string_view problem) {
+    ToolRequest request;
+    request.status = 2;
+    request.diagnostics.append(usage.name).append(": ").append(problem).append("\n");
+    request.diagnostics += usageLine(usage);
+    return request;
+}
+
+bool isPlaceholder(std::string_view argument) {
+    return std::ranges::all_of(argument, [](char c) { return c >= 'A' && c <= 'Z'; });
+}
+
+} // namespace
+
+ToolRequest readCommandLine(const ToolUsage& usage,
+                            const std::vector<std::string_view>& arguments) {
+    ToolRequest request;
+    if (arguments.size() == 1 && (arguments[0] == "--help" || arguments[0] == "--version")) {
+        request.status = 0;
+        request.output = arguments[0] == "--help"
+                             ? help(usage)
+                             : std::string(usage.name) + " " VEL_PROJECT_VERSION "\n";
+        return request;
+    }
+    if (arguments.size() < usage.arguments.size()) {
+        return wrongUse(usage, "arguments are missing");
+    }
+    for (std::size_t i = 0; i < usage.arguments.size(); ++i) {
+        if (isPlaceholder(usage.arguments[i]) && !arguments[i].empty()) {
+            request.values[usage.arguments[i]] = arguments[i];
+        } else if (arguments[i] != usage.arguments[i]) {
+            return wrongUse(usage, "unexpected argument \"" + std::string(arguments[i]) + "\"");
+        }
+    }
+    for (std::size_t i = usage.arguments.size(); i < arguments.size(); i += 2) {
+        const auto option =
+            std::ranges::find(usage.options, arguments[i], &ToolUsage::Option::name);
+        if (option == usage.options.end() || request.values.contains(option->name)) {
+            return wrongUse(usage, "unexpected argument \"" + std::string(arguments[i]) + "\"");
+        }
+        if (i + 1 == arguments.size()) {
+            return wrongUse(usage, "a value is missing after " + std::string(option->name));
+        }
+        request.values[option->name] = arguments[i + 1];
+    }
+    return request;
+}
+
+int runTool(const ToolUsage& usage, int argumentCount, char** arguments,
+            const std::function<int(const ToolValues&)>& work) {
+    // A host that ignores its children passes that on: the status of ours would be lost.
+    ::signal(SIGCHLD, SIG_DFL);
+    try {
+        const std::vector<std::string_view> given(arguments + std::min(argumentCount, 1),
+                                                  arguments + argumentCount);
+        const ToolRequest request = readCommandLine(usage, given);
+        if (!request.status) {
+            return work(request.values);
+        }
+        const bool isWritten = writeAll(STDOUT_FILENO, request.output);
+        writeAll(STDERR_FILENO, request.diagnostics);
+        return isWritten ? *request.status : 1;
+    } catch (const std::exception& exception) {
+        if (usage.failureStatus != 0) {
+            writeAll(STDERR_FILENO, std::string(usage.name) + ": " + exception.what() + "\n");
+        }
+        return usage.failureStatus;
+    }
+}
+
+void endQuietlyAfter(unsigned seconds) {
+    sigset_t alarms;
+    ::sigemptyset(&alarms);
+    ::sigaddset(&alarms, SIGALRM);
+    ::sigprocmask(SIG_UNBLOCK, &alarms, nullptr);
+    ::signal(SIGALRM, [](int) { ::_exit(0); });
+    ::alarm(seconds);
+}
+
+bool writeAll(int descriptor, std::string_view text) {
+    while (!text.empty()) {
+        const ssize_t written = ::write(descriptor, text.data(), text.size());
+        if (written < 0 && errno != EINTR) {
+            return false;
+        }
+        text.remove_prefix(static_cast<std::size_t>(std::max<ssize_t>(written, 0)));
+    }
+    return true;
+}
+
+std::optional<std::string> readAll(int descriptor, std::size_t limit) {
+    std::string bytes;
+    std::array<char, 4096> buffer; // NOLINT: filled by read
+    while (true) {
+        const ssize_t count = ::read(descriptor, buffer.data(), buffer.size());
+        if (count == 0) {
+            return bytes;
+        }
+        if (count < 0 && errno == EINTR) {
+            continue;
+        }
+        if (count < 0 || bytes.size() + static_cast<std::size_t>(count) > limit) {
+            return std::nullopt;
+        }
+        bytes.append(buffer.data(), static_cast<std::size_t>(count));
+    }
+}
+
+std::string valueOr(const ToolValues& values, std::string_view name, std::string_view fallback) {
+    const auto value = values.find(name);
+    return value == values.end() ? std::string(fallback) : value->second;
+}
+
+} // namespace vel

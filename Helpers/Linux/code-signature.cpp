@@ -1,0 +1,58 @@
+// SPDX-License-Identifier: Apache-2.0
+#include "Helpers/Linux/VELSignedProcess.h"
+#include "Helpers/Linux/VELToolCommandLine.h"
+#include "Platform/X509/VELOpenSSL.h"
+
+#include <algorithm>
+#include <unistd.h>
+
+namespace {
+
+constexpr std::size_t maximumDigits = 10;
+
+int fail(int status, const std::string& problem) {
+    vel::writeAll(STDERR_FILENO, "code-signature: " + problem + "\n");
+    return status;
+}
+
+int extractCertificates(const vel::ToolValues& values) {
+    const std::string& processID = values.at("PID");
+    const bool isNumber =
+        std::ranges::all_of(processID, [](char c) { return c >= '0' && c <= '9'; });
+    if (!isNumber || processID.size() > maximumDigits) {
+        return fail(2, "\"" + processID + "\" is no process ID");
+    }
+    // First of all, so that no certificate of another process is taken for this one's.
+    if (!vel::removeCertificateFiles()) {
+        return fail(1, "the certificate files of an earlier run cannot be removed");
+    }
+    vel::SignedProcessSources sources;
+    sources.processFolder = vel::valueOr(values, "--proc", sources.processFolder);
+    sources.anchorFolder = vel::valueOr(values, "--signers", sources.anchorFolder);
+    const auto result = vel::signerOfProcess(processID, sources);
+    if (const auto* refusal = std::get_if<vel::SignatureRefusal>(&result)) {
+        return fail(1, "process " + processID + ": " + refusal->reason);
+    }
+    if (!vel::writeCertificateFiles(std::get<vel::SignerCertificates>(result))) {
+        return fail(1, "the certificate files cannot be written");
+    }
+    return 0;
+}
+
+} // namespace
+
+int main(int argumentCount, char** arguments) {
+    const vel::ToolUsage usage = {
+        .name = "code-signature",
+        .purpose = "Verifies the signature of the executable that a process runs, a detached CMS\n"
+                   "signature in EXECUTABLE.p7s, and writes its certificates in DER, the signer's\n"
+                   "first, to codesign0, codesign1, ... in the current directory.",
+        .arguments = {"--display", "--extract-certificates", "PID"},
+        .options = {{"--proc", "The folder to read instead of /proc"},
+                    {"--signers", "Where the certificates are that must vouch for the signer,\n"
+                                  "                    instead of /etc/vel_device_trust/signers;\n"
+                                  "                    without that folder anybody may sign"}},
+    };
+    vel::x509::forgoConfiguration();
+    return vel::runTool(usage, argumentCount, arguments, &extractCertificates);
+}

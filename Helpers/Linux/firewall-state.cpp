@@ -1,0 +1,38 @@
+// SPDX-License-Identifier: Apache-2.0
+#include "Helpers/Linux/VELFirewallState.h"
+#include "Helpers/Linux/VELToolCommandLine.h"
+
+#include <unistd.h>
+
+int main(int argumentCount, char** arguments) {
+    const vel::ToolUsage usage = {
+        .name = "firewall-state",
+        .purpose = "Says whether inbound connections are denied by default. Prints nothing where\n"
+                   "that cannot be known.",
+        .arguments = {"--getglobalstate"},
+        .options = {{"--nft", "The program to run instead of /usr/sbin/nft"},
+                    {"--bus", "The address of the system bus"},
+                    {"--root", "What to put before /proc and /etc"}},
+        .failureStatus = 0,
+    };
+    return vel::runTool(usage, argumentCount, arguments, [](const vel::ToolValues& values) {
+        vel::endQuietlyAfter(6);
+        vel::FirewallSources sources;
+        if (const auto program = values.find("--nft"); program != values.end()) {
+            sources.filterPrograms = {program->second};
+        }
+        sources.busAddress = vel::valueOr(values, "--bus", sources.busAddress);
+        sources.root = vel::valueOr(values, "--root", sources.root);
+        switch (vel::firewallState(sources)) {
+        case vel::FirewallState::on:
+            vel::writeAll(STDOUT_FILENO, "Firewall is enabled. (State = 1)\n");
+            break;
+        case vel::FirewallState::off:
+            vel::writeAll(STDOUT_FILENO, "Firewall is disabled. (State = 0)\n");
+            break;
+        case vel::FirewallState::unknown:
+            break;
+        }
+        return 0;
+    });
+}

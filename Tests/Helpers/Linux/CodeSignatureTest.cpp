@@ -1,0 +1,351 @@
+// SPDX-License-Identifier: Apache-2.0
+#include "Helpers/Linux/VELDetachedSignature.h"
+#include "Tests/Helpers/Linux/ToolRun.h"
+
+#include <algorithm>
+#include <filesystem>
+#include <fstream>
+#include <gtest/gtest.h>
+#include <unistd.h>
+
+namespace {
+
+namespace fs = std::filesystem;
+
+/// A publisher with a root, an intermediate and a signing certificate, all made by openssl, once.
+class Publisher {
+public:
+    static const Publisher& shared() {
+        static const Publisher publisher;
+        return publisher;
+    }
+
+    [[nodiscard]] std::string file(const std::string& name) const {
+        return _folder.path() + "/" + name;
+    }
+    [[nodiscard]] std::string der(const std::string& name) const {
+        return runOrDie({"openssl", "x509", "-in", file(name + ".pem"), "-outform", "DER"}).output;
+    }
+
+    /// Signs `path` into `path`.p7s as the leaf, or as `signer`.
+    void sign(const std::string& path, const std::vector<std::string>& more = {},
+              const std::string& signer = "leaf") const {
+        std::vector<std::string> command = {"openssl",   "cms",
+                                            "-sign",     "-binary",
+                                            "-in",       path,
+                                            "-signer",   file(signer + ".pem"),
+                                            "-inkey",    file(signer + ".key"),
+                                            "-certfile", file("others.pem"),
+                                            "-outform",  "DER",
+                                            "-out",      path + ".p7s"};
+        command.insert(command.end(), more.begin(), more.end());
+        runOrDie(command);
+    }
+
+private:
+    Publisher() {
+        make("root", "/CN=Root/O=Sample", "", "CA:TRUE");
+        make("intermediate", "/CN=Intermediate/O=Sample", "root", "CA:TRUE");
+        make("leaf", "/CN=Agent/OU=TEAM42/O=Sample/C=US", "intermediate", "CA:FALSE");
+        make("other", "/CN=Other/OU=TEAM42/O=Other", "", "CA:FALSE");
+        make("expired", "/CN=Old/OU=TEAM42/O=Sample", "intermediate", "CA:FALSE", "-days -1");
+        // The root first: the order in the signature does not decide the order of the files.
+        _folder.write("others.pem",
+                      readTestFile(file("root.pem")) + readTestFile(file("intermediate.pem")));
+    }
+
+    static ToolRun runOrDie(const std::vector<std::string>& command) {
+        auto run = runProgram(command);
+        EXPECT_EQ(run.status, 0) << run.diagnostics;
+        return run;
+    }
+
+    void make(const std::string& name, const std::string& subject, const std::string& issuer,
+              const std::string& basicConstraints, const std::string& days = "-days 30") const {
+        const std::string extensions =
+            _folder.write("extensions", "basicConstraints=critical," + basicConstraints + "\n");
+        const std::string sign = issuer.empty() ? "-signkey " + file(name + ".key")
+                                                : "-CAcreateserial -CA " + file(issuer + ".pem") +
+                                                      " -CAkey " + file(issuer + ".key");
+        runOrDie({"sh", "-e", "-c",
+                  "openssl req -new -newkey ec -pkeyopt ec_paramgen_curve:P-256 -nodes -keyout " +
+                      file(name + ".key") + " -subj '" + subject + "' -out " + file("request") +
+                      "\nopenssl x509 -req -in " + file("request") + " " + sign + " " + days +
+                      " -extfile " + extensions + " -out " + file(name + ".pem")});
+    }
+
+    TestFolder _folder;
+};
+
+class CodeSignature : public testing::Test {
+protected:
+    void SetUp() override {
+        _program = _folder.path() + "/agent";
+        fs::copy_file("/bin/sleep", _program);
+        fs::create_directory(_folder.path() + "/place");
+    }
+
+    [[nodiscard]] std::string place() const { return _folder.path() + "/place"; }
+
+    [[nodiscard]] ToolRun extract(const std::string& processID,
+                                  const std::vector<std::string>& options = {
+                                      "--signers", "/nonexistent"}) const {
+        std::vector<std::string> command = {toolProgram("code-signature"), "--display",
+                                            "--extract-certificates", processID};
+        command.insert(command.end(), options.begin(), options.end());
+        return runProgram(command, place(),
+                          {"OPENSSL_CONF=/nonexistent", "SSL_CERT_DIR=/nonexistent"});
+    }
+    [[nodiscard]] ToolRun extract(const RunningProgram& running,
+                                  const std::vector<std::string>& options = {
+                                      "--signers", "/nonexistent"}) const {
+        return extract(std::to_string(running.processID()), options);
+    }
+
+    /// What the helper says of a process that it refuses, having left no certificate file.
+    [[nodiscard]] ToolRun refusal(const RunningProgram& running, const std::string& reason) const {
+        EXPECT_EQ(files(), std::vector<std::string>());
+        return {1, "",
+                "code-signature: process " + std::to_string(running.processID()) + ": " + reason +
+                    "\n"};
+    }
+
+    /// The names in the place where certificates are written, sorted.
+    [[nodiscard]] std::vector<std::string> files() const {
+        std::vector<std::string> names;
+        for (const auto& entry : fs::directory_iterator(place())) {
+            names.push_back(entry.path().filename());
+        }
+        std::ranges::sort(names);
+        return names;
+    }
+
+    TestFolder _folder;
+    std::string _program;
+};
+
+const ToolRun success = {0, "", ""};
+const std::string misfit = "the signature does not fit the content";
+
+TEST_F(CodeSignature, OfARunningProgramGivesItsCertificatesLeafFirst) {
+    const auto& publisher = Publisher::shared();
+    publisher.sign(_program);
+    const RunningProgram running({_program, "100"});
+    EXPECT_EQ(extract(running), success);
+    EXPECT_EQ(files(), (std::vector<std::string>{"codesign0", "codesign1", "codesign2"}));
+    EXPECT_EQ(readTestFile(place() + "/codesign0"), publisher.der("leaf"));
+    EXPECT_EQ(readTestFile(place() + "/codesign1"), publisher.der("intermediate"));
+    EXPECT_EQ(readTestFile(place() + "/codesign2"), publisher.der("root"));
+    EXPECT_EQ(fs::status(place() + "/codesign0").permissions(),
+              fs::perms::owner_read | fs::perms::owner_write);
+    EXPECT_EQ(runProgram({toolProgram("certificate-subject"), "x509", "-inform", "DER", "-in",
+                          "codesign0", "-subject", "-noout"},
+                         place()),
+              (ToolRun{0, "subject=/CN=Agent/OU=TEAM42/O=Sample/C=US\n", ""}));
+    EXPECT_EQ(extract(running), success) << "once more, over the files of the first run";
+}
+
+TEST_F(CodeSignature, OfAChangedCopyIsRefused) {
+    Publisher::shared().sign(_program);
+    const std::string copy = _folder.path() + "/copy";
+    std::string content = readTestFile(_program);
+    content.back() = static_cast<char>(content.back() ^ 1);
+    _folder.write("copy", content);
+    fs::permissions(copy, fs::perms::owner_all);
+    fs::copy_file(_program + ".p7s", copy + ".p7s");
+    const RunningProgram running({copy, "100"});
+    const auto run = extract(running);
+    EXPECT_EQ(run, refusal(running, misfit));
+}
+
+TEST_F(CodeSignature, RemovesTheFilesOfEarlierRunsFirst) {
+    for (const char* name :
+         {"codesign0", "codesign17", "codesign", "codesignature", "xcodesign0"}) {
+        _folder.write(std::string("place/") + name, "stale");
+    }
+    EXPECT_EQ(extract("0"),
+              (ToolRun{1, "", "code-signature: process 0: there is no such process\n"}));
+    EXPECT_EQ(files(), (std::vector<std::string>{"codesign", "codesignature", "xcodesign0"}));
+    fs::create_directories(place() + "/codesign3/full");
+    EXPECT_EQ(
+        extract("1"),
+        (ToolRun{1, "",
+                 "code-signature: the certificate files of an earlier run cannot be removed\n"}));
+}
+
+TEST_F(CodeSignature, RefusesWhatIsNoProcessID) {
+    for (const char* text : {"-5", "1x", " 1", "self", "../1", "12345678901"}) {
+        EXPECT_EQ(
+            extract(text),
+            (ToolRun{2, "", std::string("code-signature: \"") + text + "\" is no process ID\n"}));
+    }
+}
+
+TEST_F(CodeSignature, AnUnsignedProgramIsRefused) {
+    const RunningProgram running({_program, "100"});
+    const auto run = extract(running);
+    EXPECT_EQ(run, refusal(running, "there is no signature " + _program + ".p7s"));
+}
+
+TEST_F(CodeSignature, AReplacedOrRemovedExecutableIsRefused) {
+    Publisher::shared().sign(_program);
+    const RunningProgram running({_program, "100"});
+    fs::rename(_program, _program + ".old");
+    fs::copy_file(_program + ".old", _program);
+    EXPECT_EQ(extract(running), refusal(running, "there is no signature " + _program + ".old.p7s"));
+    fs::rename(_program + ".old", _program); // the running one again
+    EXPECT_EQ(extract(running), success);
+    fs::copy_file(_program, _program + ".copy");
+    fs::rename(_program + ".copy", _program);
+    auto run = extract(running);
+    EXPECT_EQ(run, refusal(running, "its executable was removed or replaced"));
+    fs::remove(_program);
+    run = extract(running);
+    EXPECT_EQ(run, refusal(running, "its executable was removed or replaced"));
+}
+
+TEST_F(CodeSignature, AnotherInodeAtThePathIsRefused) {
+    Publisher::shared().sign(_program);
+    const RunningProgram running({_program, "100"});
+    // "agent (deleted)" is what the kernel calls the image once its file is gone.
+    fs::copy_file(_program, _program + " (deleted)");
+    fs::copy_file(_program + ".p7s", _program + " (deleted).p7s");
+    fs::remove(_program);
+    const auto run = extract(running);
+    EXPECT_EQ(run, refusal(running, "its executable was removed or replaced"));
+}
+
+TEST_F(CodeSignature, AMadeProcessFolder) {
+    Publisher::shared().sign(_program);
+    _folder.link("proc/12/exe", _program);
+    _folder.link("proc/13/exe", "/nonexistent");
+    fs::create_directories(_folder.path() + "/proc/14");
+    const std::vector<std::string> options = {"--proc", _folder.path() + "/proc", "--signers",
+                                              "/nonexistent"};
+    EXPECT_EQ(extract("12", options), success);
+    for (const char* processID : {"13", "14"}) {
+        EXPECT_EQ(extract(processID, options),
+                  (ToolRun{1, "",
+                           std::string("code-signature: process ") + processID +
+                               ": its executable cannot be read\n"}));
+    }
+}
+
+TEST_F(CodeSignature, OnlyADetachedSignatureOfOneStrongSignerIsAccepted) {
+    const auto& publisher = Publisher::shared();
+    const RunningProgram running({_program, "100"});
+    const auto check = [&](const std::string& reason) {
+        const auto run = extract(running);
+        EXPECT_EQ(run, refusal(running, reason));
+    };
+    const std::string none = "the signature is no detached CMS signature in DER";
+    publisher.sign(_program, {"-nodetach"});
+    check(none);
+    publisher.sign(_program);
+    const std::string good = readTestFile(_program + ".p7s");
+    for (const auto& bad :
+         {std::string(), good.substr(0, good.size() - 1), good + "x", publisher.der("leaf")}) {
+        std::ofstream(_program + ".p7s", std::ios::binary) << bad;
+        check(none);
+    }
+    publisher.sign(_program, {"-md", "sha1"});
+    check("the signature's digest is too weak");
+    publisher.sign(_program, {"-md", "sha512"});
+    EXPECT_EQ(extract(running), success);
+    fs::remove(place() + "/codesign0");
+    publisher.sign(_program, {"-noattr"});
+    EXPECT_EQ(extract(running), success);
+    publisher.sign(_program,
+                   {"-signer", publisher.file("other.pem"), "-inkey", publisher.file("other.key")});
+    check("the signature has not exactly one signer");
+    publisher.sign(_program, {"-nocerts"});
+    const auto run = extract(running);
+    EXPECT_EQ(run, refusal(running, misfit)) << "its signer's certificate is missing";
+}
+
+TEST_F(CodeSignature, ASignatureOfAnotherFileIsRefused) {
+    Publisher::shared().sign("/bin/sh", {"-out", _program + ".p7s"});
+    const RunningProgram running({_program, "100"});
+    const auto run = extract(running);
+    EXPECT_EQ(run, refusal(running, misfit));
+}
+
+TEST_F(CodeSignature, AnchorsMustVouchForTheSigner) {
+    const auto& publisher = Publisher::shared();
+    const RunningProgram running({_program, "100"});
+    const std::string anchors = _folder.path() + "/signers";
+    const std::vector<std::string> options = {"--signers", anchors};
+    const auto check = [&](const std::string& reason) {
+        const auto run = extract(running, options);
+        EXPECT_EQ(run, refusal(running, reason));
+    };
+    const auto anchor = [&](const std::string& name) {
+        fs::remove_all(anchors);
+        _folder.write("signers/one.pem", readTestFile(publisher.file(name + ".pem")));
+    };
+    publisher.sign(_program);
+    fs::create_directory(anchors);
+    const std::string unknownIssuer =
+        "the signer is not trusted: unable to get local issuer certificate";
+    check("the signer is not trusted: self-signed certificate in certificate chain");
+    for (const char* name : {"root", "intermediate", "leaf"}) {
+        anchor(name);
+        EXPECT_EQ(extract(running, options), success) << name;
+    }
+    anchor("other");
+    fs::remove(place() + "/codesign0");
+    check("the signer is not trusted: self-signed certificate in certificate chain");
+    _folder.write("signers/two.der", publisher.der("root"));
+    _folder.write("signers/.hidden", "no certificate");
+    EXPECT_EQ(extract(running, options), success) << "any of several";
+    _folder.write("signers/readme", "no certificate");
+    check("the anchors in " + anchors + " cannot be read");
+    anchor("root");
+    publisher.sign(_program, {}, "other");
+    check("the signer is not trusted: self-signed certificate");
+    publisher.sign(_program, {}, "expired");
+    check("the signer is not trusted: certificate has expired");
+}
+
+TEST_F(CodeSignature, AnchorsThatCannotBeReachedVouchForNobody) {
+    const RunningProgram running({_program, "100"});
+    Publisher::shared().sign(_program);
+    const std::string anchors = _folder.path() + "/signers";
+    fs::create_symlink("/nonexistent/signers", anchors);
+    EXPECT_EQ(extract(running, {"--signers", anchors}),
+              refusal(running, "the anchors in " + anchors + " cannot be read"));
+    fs::remove(anchors);
+    _folder.write("signers", "no folder");
+    EXPECT_EQ(extract(running, {"--signers", anchors}),
+              refusal(running, "the anchors in " + anchors + " cannot be read"));
+}
+
+TEST_F(CodeSignature, FailsWhereItCannotWrite) {
+    if (::geteuid() == 0) {
+        Publisher::shared().sign(_program);
+        const RunningProgram running({_program, "100"});
+        EXPECT_EQ(runProgram({toolProgram("code-signature"), "--display", "--extract-certificates",
+                              std::to_string(running.processID()), "--signers", "/nonexistent"},
+                             "/proc/self"),
+                  (ToolRun{1, "", "code-signature: the certificate files cannot be written\n"}));
+    } else {
+        GTEST_SKIP() << "needs root to look at a process from /proc";
+    }
+}
+
+TEST(CertificatesInFile, ReadsPEMAndDER) {
+    const auto& publisher = Publisher::shared();
+    const std::string root = publisher.der("root");
+    EXPECT_EQ(vel::certificatesInFile(root), std::vector{root});
+    EXPECT_EQ(vel::certificatesInFile(readTestFile(publisher.file("others.pem"))),
+              (std::vector{root, publisher.der("intermediate")}));
+    EXPECT_EQ(vel::certificatesInFile(""), std::vector<std::string>());
+    EXPECT_EQ(vel::certificatesInFile(root + "x"), std::vector<std::string>());
+    EXPECT_EQ(vel::certificatesInFile(readTestFile(publisher.file("leaf.key"))),
+              std::vector<std::string>());
+    const std::string pem = readTestFile(publisher.file("root.pem"));
+    EXPECT_EQ(vel::certificatesInFile(pem + pem.substr(0, pem.size() - 40)),
+              std::vector<std::string>());
+}
+
+} // namespace

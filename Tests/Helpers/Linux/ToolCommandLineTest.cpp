@@ -1,0 +1,79 @@
+// SPDX-License-Identifier: Apache-2.0
+#include "Helpers/Linux/VELToolCommandLine.h"
+#include "Tests/Helpers/Linux/ToolRun.h"
+
+#include <gtest/gtest.h>
+
+namespace {
+
+const vel::ToolUsage usage = {.name = "tool",
+                              .purpose = "Does it.",
+                              .arguments = {"--of", "PID"},
+                              .options = {{"--bus", "The bus"}, {"--root", "The root"}}};
+
+TEST(ToolCommandLine, TakesItsArgumentsAndOptions) {
+    const auto request = vel::readCommandLine(usage, {"--of", "12", "--root", "/r"});
+    EXPECT_FALSE(request.status);
+    EXPECT_EQ(request.values, (vel::ToolValues{{"PID", "12"}, {"--root", "/r"}}));
+    EXPECT_EQ(vel::valueOr(request.values, "--root", "/"), "/r");
+    EXPECT_EQ(vel::valueOr(request.values, "--bus", "none"), "none");
+}
+
+TEST(ToolCommandLine, HelpNamesEverything) {
+    const auto request = vel::readCommandLine(usage, {"--help"});
+    EXPECT_EQ(request.status, 0);
+    EXPECT_EQ(request.output, "Usage: tool --of PID [OPTIONS]\n\nDoes it.\n\nOptions:\n"
+                              "  --bus VALUE       The bus\n"
+                              "  --root VALUE      The root\n"
+                              "  --help            Print this text and exit\n"
+                              "  --version         Print the version and exit\n");
+    EXPECT_EQ(request.diagnostics, "");
+}
+
+TEST(ToolCommandLine, WrongUseSaysWhat) {
+    const std::string form = "Usage: tool --of PID [OPTIONS]\n";
+    const auto diagnostics = [](const std::vector<std::string_view>& arguments) {
+        const auto request = vel::readCommandLine(usage, arguments);
+        EXPECT_EQ(request.status, 2);
+        EXPECT_EQ(request.output, "");
+        return request.diagnostics;
+    };
+    EXPECT_EQ(diagnostics({}), "tool: arguments are missing\n" + form);
+    EXPECT_EQ(diagnostics({"--of"}), "tool: arguments are missing\n" + form);
+    EXPECT_EQ(diagnostics({"--if", "1"}), "tool: unexpected argument \"--if\"\n" + form);
+    EXPECT_EQ(diagnostics({"--of", ""}), "tool: unexpected argument \"\"\n" + form);
+    EXPECT_EQ(diagnostics({"--of", "1", "2"}), "tool: unexpected argument \"2\"\n" + form);
+    EXPECT_EQ(diagnostics({"--of", "1", "--bus"}), "tool: a value is missing after --bus\n" + form);
+    EXPECT_EQ(diagnostics({"--of", "1", "--bus", "a", "--bus", "b"}),
+              "tool: unexpected argument \"--bus\"\n" + form);
+}
+
+class EveryTool : public testing::TestWithParam<std::pair<std::string, std::string>> {};
+
+TEST_P(EveryTool, HasHelpAndVersionAndRefusesWrongUse) {
+    const auto& [name, form] = GetParam();
+    const std::string program = toolProgram(name);
+    EXPECT_EQ(runProgram({program, "--version"}), (ToolRun{0, name + " 1.0.0\n", ""}));
+    const auto help = runProgram({program, "--help"});
+    EXPECT_EQ(help.status, 0);
+    EXPECT_EQ(help.diagnostics, "");
+    EXPECT_EQ(help.output.substr(0, help.output.find('\n')), "Usage: " + name + " " + form);
+    EXPECT_EQ(
+        runProgram({program}),
+        (ToolRun{2, "", name + ": arguments are missing\nUsage: " + name + " " + form + "\n"}));
+}
+
+INSTANTIATE_TEST_SUITE_P(
+    Tools, EveryTool,
+    testing::Values(std::pair("process-listing", "-axc [OPTIONS]"),
+                    std::pair("firewall-state", "--getglobalstate [OPTIONS]"),
+                    std::pair("domain-binding", "-show -xml [OPTIONS]"),
+                    std::pair("code-signature", "--display --extract-certificates PID [OPTIONS]"),
+                    std::pair("certificate-subject", "x509 -inform DER -in FILE -subject -noout")),
+    [](const auto& tool) {
+        std::string name = tool.param.first;
+        std::erase(name, '-');
+        return name;
+    });
+
+} // namespace

@@ -1,0 +1,122 @@
+// SPDX-License-Identifier: Apache-2.0
+#include "Base/VELText.h"
+#include "Classes/Mac/VELDomainCheck.h"
+#include "Tools/vel-posture/lint/ParameterLint.h"
+
+#include <nlohmann/json.hpp>
+
+#include <algorithm>
+#include <array>
+#include <map>
+
+namespace {
+
+constexpr const char* wanted = "write the domain, such as \"*.sample.test\"";
+
+/// What somebody meant who wrote one of these characters.
+struct Habit {
+    std::string_view characters;
+    const char* advice;
+};
+
+constexpr std::array habits = {
+    Habit{"?", "\"*\" stands for any run of characters; nothing stands for a single one"},
+    Habit{"^$\\[](){}|+", "a pattern is no regular expression: its dots are literal, and it is "
+                          "searched for anywhere in the domain"},
+    Habit{",; \t\r\n", "give each pattern alone, as an element of its own"},
+    Habit{"@/:", "write the domain alone, without a user, a scheme or a port"},
+};
+
+constexpr const char* otherAdvice = "write letters, digits, \".\", \"-\", \"_\" and \"*\" alone";
+
+std::u32string refusedCharacters(std::string_view pattern) {
+    std::u32string refused;
+    for (std::size_t start = 0; start < pattern.size();) {
+        std::size_t end = start + 1;
+        while (end < pattern.size() &&
+               (static_cast<unsigned char>(pattern[end]) & 0xC0U) == 0x80U) {
+            ++end;
+        }
+        const std::string_view character = pattern.substr(start, end - start);
+        if (!VELDomainCheck::isValidDomainWildcardString(character)) {
+            refused += vel::characters(character);
+        }
+        start = end;
+    }
+    return refused;
+}
+
+std::string adviceFor(std::u32string_view refused) {
+    for (const Habit& habit : habits) {
+        if (refused.front() < 0x80 &&
+            habit.characters.find(static_cast<char>(refused.front())) != std::string_view::npos) {
+            return habit.advice;
+        }
+    }
+    return otherAdvice;
+}
+
+bool namesSomething(std::string_view pattern) {
+    const std::u32string characters = vel::characters(pattern);
+    return std::any_of(characters.begin(), characters.end(), vel::isAlphanumeric);
+}
+
+void lintPattern(const std::string& pattern, const Place& place, FindingList& findings) {
+    if (pattern.empty()) {
+        findings.add(place, "is empty: it matches no domain", wanted);
+    } else if (const auto refused = refusedCharacters(pattern); !refused.empty()) {
+        findings.add(place,
+                     "holds " + finding::charactersIn(refused) +
+                         ", which no pattern may: it matches no domain",
+                     adviceFor(refused));
+    } else if (pattern.find_first_not_of('*') == std::string::npos) {
+        findings.add(place, "matches every domain", wanted);
+    } else if (!namesSomething(pattern)) {
+        findings.add(place, "names no domain: it matches every one with these signs in its name",
+                     wanted);
+    } else if (pattern.find('.') == std::string::npos) {
+        findings.add(place,
+                     "has no dot, and is searched for anywhere: it matches domains of any "
+                     "organisation",
+                     wanted);
+    }
+}
+
+} // namespace
+
+void lintDomainPatterns(const ParameterLint& names) {
+    if (!names.value.is_array()) {
+        const auto* text = names.value.get_ptr<const std::string*>();
+        names.report(finding::wrongKind(names.value, "an array") +
+                         ": on a machine that is bound to a domain, the entry is an error "
+                         "(\"names is not an array\")",
+                     "write a list: [" +
+                         (text != nullptr ? finding::quoted(*text) : "\"*.sample.test\"") + "]");
+        return;
+    }
+    if (names.value.empty()) {
+        names.report("is empty: no machine passes", "list a pattern, such as \"*.sample.test\"");
+    }
+    std::map<std::string, Place> seen;
+    for (std::size_t index = 0; index < names.value.size(); ++index) {
+        const VELValue& element = names.value[index];
+        const Place place = names.place.element(index);
+        const auto* pattern = element.get_ptr<const std::string*>();
+        if (pattern == nullptr) {
+            names.findings.add(
+                place,
+                finding::wrongKind(element, "a string") + ": on a machine that is bound to a " +
+                    (index == 0 ? "domain" : "domain that no pattern before it matches") +
+                    ", the entry is an error (\"names[" + std::to_string(index) +
+                    "] is not a string\")",
+                wanted);
+            continue;
+        }
+        lintPattern(*pattern, place, names.findings);
+        const auto [first, isNew] = seen.emplace(vel::lowercase(*pattern), place);
+        if (!isNew) {
+            names.findings.add(place, "repeats " + first->second.text() + ", letter case aside",
+                               "remove one of them");
+        }
+    }
+}

@@ -1,0 +1,34 @@
+// SPDX-License-Identifier: Apache-2.0
+#pragma once
+
+#include "Tools/vel-posture/lint/Finding.h"
+#include "vel_device_trust/VELValue.h"
+
+#include <string>
+#include <string_view>
+#include <vector>
+
+/// The keys of an object against those that are read. A key that is missing and one that is near to
+/// it are one finding. The object outlives this.
+class KeyLint {
+public:
+    KeyLint(const VELValue& object, Place place, std::vector<std::string> known,
+            FindingList& findings);
+
+    /// Reports that `key` is missing, which has a consequence ("the entry is an error"); unless a
+    /// key near to it stands in its place, gives `advice`. Whether it is there.
+    bool require(const std::string& key, const std::string& consequence, const std::string& advice);
+
+    /// The keys that are not known and not reported yet, in order. The caller reports them.
+    std::vector<std::string> takeUnknown();
+
+    /// Reports keys as not read, each with the known key that is near to it, else with `advice`.
+    void reportUnread(const std::vector<std::string>& keys, const std::string& advice);
+
+private:
+    const VELValue& _object;
+    Place _place;
+    std::vector<std::string> _known;
+    std::vector<std::string> _unknown;
+    FindingList& _findings;
+};

@@ -1,0 +1,43 @@
+// SPDX-License-Identifier: Apache-2.0
+#pragma once
+
+#include "Base/VELMoment.h"
+#include "Tools/vel-posture/lint/Finding.h"
+#include "vel_device_trust/VELValue.h"
+
+#include <span>
+#include <string>
+#include <string_view>
+
+/// The value of one parameter of a check, to be looked at.
+struct ParameterLint {
+    const VELValue& value;
+    Place place;
+    VELMoment now;
+    FindingList& findings;
+
+    void report(std::string problem, std::string advice) const {
+        findings.add(place, std::move(problem), std::move(advice));
+    }
+};
+
+/// What is known of one parameter of a check type.
+struct ParameterRules {
+    std::string_view type;
+    std::string_view parameter;
+    /// A good value, as JSON.
+    std::string_view example;
+    void (*lint)(const ParameterLint& parameter);
+};
+
+/// One row for each parameter of the catalogue.
+std::span<const ParameterRules> parameterRules();
+
+/// Null: nothing is known of this parameter.
+const ParameterRules* rulesOfParameter(std::string_view type, std::string_view parameter);
+
+void lintFingerprint(const ParameterLint& sha1);
+void lintDomainPatterns(const ParameterLint& names);
+void lintProcesses(const ParameterLint& processes);
+void lintVersion(const ParameterLint& version);
+void lintRootCertificate(const ParameterLint& certificate);
