@@ -1,8 +1,7 @@
 // SPDX-License-Identifier: Apache-2.0
 #include "Base/VELBase64.h"
 #include "Base/VELPropertyListBuilder.h"
-
-#include <utf8proc.h>
+#include "Base/VELText.h"
 
 #include <algorithm>
 #include <array>
@@ -44,40 +43,6 @@ std::optional<std::string> dateText(double secondsSince2001) {
            pair(unsigned{date.month()}) + '-' + pair(unsigned{date.day()}) + 'T' +
            pair(time.hours().count()) + ':' + pair(time.minutes().count()) + ':' +
            pair(time.seconds().count()) + 'Z';
-}
-
-void appendCodePoint(std::string& text, std::int32_t codePoint) {
-    std::array<utf8proc_uint8_t, 4> bytes{};
-    const utf8proc_ssize_t length = utf8proc_encode_char(codePoint, bytes.data());
-    text.append(reinterpret_cast<const char*>(bytes.data()), static_cast<std::size_t>(length));
-}
-
-/// Big-endian UTF-16 as UTF-8, or nothing if a surrogate stands alone.
-std::optional<std::string> textOfUTF16(std::string_view bytes) {
-    const auto unit = [&](std::size_t start) {
-        return static_cast<unsigned char>(bytes[start]) << 8 |
-               static_cast<unsigned char>(bytes[start + 1]);
-    };
-    std::string text;
-    text.reserve(bytes.size() / 2);
-    for (std::size_t start = 0; start < bytes.size(); start += 2) {
-        std::int32_t codePoint = unit(start);
-        if (codePoint >= 0xD800 && codePoint < 0xE000) {
-            const std::int32_t second = start + 2 < bytes.size() ? unit(start + 2) : 0;
-            if (codePoint >= 0xDC00 || second < 0xDC00 || second >= 0xE000) {
-                return std::nullopt;
-            }
-            codePoint = 0x10000 + ((codePoint - 0xD800) << 10) + (second - 0xDC00);
-            start += 2;
-        }
-        appendCodePoint(text, codePoint);
-    }
-    return text;
-}
-
-bool isASCII(std::string_view text) {
-    return std::all_of(text.begin(), text.end(),
-                       [](char character) { return static_cast<unsigned char>(character) < 0x80; });
 }
 
 /// Reads: the header; the objects, each a marker (its kind and size) and its content; the offset

@@ -19,10 +19,6 @@ constexpr std::int64_t writeInvalidError = 3851;
 // The reader quotes what it read last, which may be a whole document.
 constexpr std::size_t maximumDetailLength = 256;
 
-bool isContinuation(char byte) {
-    return (static_cast<unsigned char>(byte) & 0xC0U) == 0x80U;
-}
-
 /// What the JSON library says, without its own bookkeeping in front ("[json.exception...] ").
 std::string detailOf(const std::exception& exception) {
     std::string_view text = exception.what();

@@ -11,33 +11,10 @@
 namespace vel {
 namespace {
 
-constexpr utf8proc_int32_t replacementCharacter = 0xFFFD;
+constexpr char32_t replacementCharacter = 0xFFFD;
 constexpr utf8proc_int32_t capitalIWithDotAbove = 0x130;
 constexpr utf8proc_int32_t capitalSigma = 0x3A3;
-constexpr utf8proc_int32_t finalSigma = 0x3C2;
-
-struct CodePoint {
-    utf8proc_int32_t value; // negative: not the start of a valid sequence
-    std::size_t length;     // in bytes, at least 1
-};
-
-CodePoint firstCodePoint(std::string_view text) {
-    CodePoint first{};
-    const utf8proc_ssize_t length =
-        utf8proc_iterate(reinterpret_cast<const utf8proc_uint8_t*>(text.data()),
-                         static_cast<utf8proc_ssize_t>(text.size()), &first.value);
-    if (length <= 0) {
-        return {-1, 1};
-    }
-    first.length = static_cast<std::size_t>(length);
-    return first;
-}
-
-void append(std::string& text, utf8proc_int32_t codePoint) {
-    std::array<utf8proc_uint8_t, 4> bytes{};
-    const utf8proc_ssize_t length = utf8proc_encode_char(codePoint, bytes.data());
-    text.append(reinterpret_cast<const char*>(bytes.data()), static_cast<std::size_t>(length));
-}
+constexpr char32_t finalSigma = 0x3C2;
 
 bool isDigit(char character) {
     return character >= '0' && character <= '9';
@@ -120,7 +97,7 @@ bool startsWithCasedLetter(std::string_view text) {
 bool endsWithCasedLetter(std::string_view text) {
     while (!text.empty()) {
         std::size_t start = text.size() - 1;
-        while (start > 0 && (static_cast<unsigned char>(text[start]) & 0xC0U) == 0x80U) {
+        while (start > 0 && isContinuation(text[start])) {
             --start;
         }
         const CodePoint last = firstCodePoint(text.substr(start));
@@ -148,6 +125,58 @@ std::string_view withoutLeadingWhiteSpace(std::string_view text) {
 
 } // namespace
 
+CodePoint firstCodePoint(std::string_view text) {
+    CodePoint first{};
+    const utf8proc_ssize_t length =
+        utf8proc_iterate(reinterpret_cast<const utf8proc_uint8_t*>(text.data()),
+                         static_cast<utf8proc_ssize_t>(text.size()), &first.value);
+    if (length <= 0) {
+        return {-1, 1};
+    }
+    first.length = static_cast<std::size_t>(length);
+    return first;
+}
+
+void appendUTF8(char32_t character, std::string& text) {
+    std::array<utf8proc_uint8_t, 4> bytes{};
+    const utf8proc_ssize_t length =
+        utf8proc_encode_char(static_cast<utf8proc_int32_t>(character), bytes.data());
+    text.append(reinterpret_cast<const char*>(bytes.data()), static_cast<std::size_t>(length));
+}
+
+bool isContinuation(char byte) {
+    return (static_cast<unsigned char>(byte) & 0xC0U) == 0x80U;
+}
+
+std::optional<std::string> textOfUTF16(std::string_view bytes) {
+    const auto unit = [bytes](std::size_t start) -> char32_t {
+        return static_cast<unsigned char>(bytes[start]) << 8U |
+               static_cast<unsigned char>(bytes[start + 1]);
+    };
+    if (bytes.size() % 2 != 0) {
+        return std::nullopt;
+    }
+    std::string text;
+    text.reserve(bytes.size() / 2);
+    for (std::size_t start = 0; start < bytes.size(); start += 2) {
+        char32_t character = unit(start);
+        if (character >= 0xD800 && character < 0xE000) {
+            const char32_t low = start + 2 < bytes.size() ? unit(start + 2) : U'\0';
+            if (character >= 0xDC00 || low < 0xDC00 || low >= 0xE000) {
+                return std::nullopt;
+            }
+            character = 0x10000 + ((character - 0xD800) << 10U) + (low - 0xDC00);
+            start += 2;
+        }
+        appendUTF8(character, text);
+    }
+    return text;
+}
+
+bool isASCII(std::string_view text) {
+    return std::ranges::all_of(text, [](char character) { return isASCII(character); });
+}
+
 bool isValidUTF8(std::string_view text) {
     while (!text.empty()) {
         const CodePoint first = firstCodePoint(text);
@@ -165,7 +194,7 @@ std::string validUTF8(std::string_view text) {
     while (!text.empty()) {
         const CodePoint first = firstCodePoint(text);
         if (first.value < 0) {
-            append(valid, replacementCharacter);
+            appendUTF8(replacementCharacter, valid);
         } else {
             valid.append(text.substr(0, first.length));
         }
@@ -186,16 +215,16 @@ std::string lowercase(std::string_view text) {
         }
         const CodePoint first = firstCodePoint(text);
         if (first.value < 0) {
-            append(lower, replacementCharacter);
+            appendUTF8(replacementCharacter, lower);
         } else if (first.value == capitalIWithDotAbove) {
             // The one character whose lower case is two; its simple mapping is a plain "i".
             lower += "i\u0307";
         } else if (first.value == capitalSigma &&
                    endsWithCasedLetter(whole.substr(0, whole.size() - text.size())) &&
                    !startsWithCasedLetter(text.substr(first.length))) {
-            append(lower, finalSigma);
+            appendUTF8(finalSigma, lower);
         } else {
-            append(lower, utf8proc_tolower(first.value));
+            appendUTF8(static_cast<char32_t>(utf8proc_tolower(first.value)), lower);
         }
         text.remove_prefix(first.length);
     }
@@ -207,7 +236,7 @@ std::u32string characters(std::string_view text) {
     all.reserve(text.size());
     while (!text.empty()) {
         const CodePoint first = firstCodePoint(text);
-        all += static_cast<char32_t>(first.value < 0 ? replacementCharacter : first.value);
+        all += first.value < 0 ? replacementCharacter : static_cast<char32_t>(first.value);
         text.remove_prefix(first.length);
     }
     return all;
@@ -311,6 +340,12 @@ void appendHexadecimal(std::uint8_t byte, std::string& text) {
     constexpr std::string_view digits = "0123456789abcdef";
     text += digits[byte >> 4U];
     text += digits[byte & 0xFU];
+}
+
+void appendByteEscape(char byte, std::string& text) {
+    constexpr std::string_view digits = "0123456789ABCDEF";
+    const auto value = static_cast<std::uint8_t>(byte);
+    text.append("\\x").append({digits[value >> 4U], digits[value & 0xFU]});
 }
 
 } // namespace vel

@@ -2,13 +2,35 @@
 #pragma once
 
 #include <compare>
+#include <cstddef>
 #include <cstdint>
+#include <optional>
 #include <string>
 #include <string_view>
 #include <vector>
 
 /// Pure functions over text in UTF-8. None depends on the locale.
 namespace vel {
+
+/// A character as UTF-8 holds it.
+struct CodePoint {
+    std::int32_t value; // negative: no valid sequence begins here
+    std::size_t length; // in bytes, at least 1
+};
+
+/// The character at the front of `text`, which is not empty.
+CodePoint firstCodePoint(std::string_view text);
+
+/// Adds a character to `text`.
+void appendUTF8(char32_t character, std::string& text);
+
+/// Whether a byte of UTF-8 stands inside of a character, not at its front.
+bool isContinuation(char byte);
+
+/// Big-endian UTF-16 as UTF-8. Nothing when a surrogate stands alone or half a unit is left over.
+std::optional<std::string> textOfUTF16(std::string_view bytes);
+
+bool isASCII(std::string_view text);
 
 /// Whether `text` is valid UTF-8 (no surrogates, no overlong forms, nothing above U+10FFFF).
 bool isValidUTF8(std::string_view text);
@@ -55,5 +77,8 @@ std::string withoutLineBreaks(std::string_view text);
 
 /// Adds a byte to `text` as two lower-case hexadecimal digits.
 void appendHexadecimal(std::uint8_t byte, std::string& text);
+
+/// Adds a byte to `text` as "\xHH", the digits in upper case.
+void appendByteEscape(char byte, std::string& text);
 
 } // namespace vel

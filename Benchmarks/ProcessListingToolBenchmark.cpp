@@ -1,5 +1,6 @@
 // SPDX-License-Identifier: Apache-2.0
 #include "Benchmarks/RatioBenchmark.h"
+#include "Platform/POSIX/VELDescriptor.h"
 
 #include <benchmark/benchmark.h>
 
@@ -29,9 +30,11 @@ void list(const char* program) {
     if (::pipe2(ends.data(), O_CLOEXEC) != 0) {
         throw std::runtime_error("no pipe");
     }
+    const VELDescriptor reader(ends[0]);
+    VELDescriptor writer(ends[1]);
     posix_spawn_file_actions_t actions;
     ::posix_spawn_file_actions_init(&actions);
-    ::posix_spawn_file_actions_adddup2(&actions, ends[1], STDOUT_FILENO);
+    ::posix_spawn_file_actions_adddup2(&actions, writer.get(), STDOUT_FILENO);
     std::string path = program;
     std::string argument = "-axc";
     std::array<char*, 3> arguments = {path.data(), argument.data(), nullptr};
@@ -39,16 +42,12 @@ void list(const char* program) {
     const int problem =
         ::posix_spawn(&process, program, &actions, nullptr, arguments.data(), environ);
     ::posix_spawn_file_actions_destroy(&actions);
-    ::close(ends[1]);
-    std::array<char, 65536> buffer; // NOLINT: filled by read
-    std::size_t length = 0;
-    for (ssize_t count = 1; problem == 0 && count > 0;) {
-        count = ::read(ends[0], buffer.data(), buffer.size());
-        length += count > 0 ? static_cast<std::size_t>(count) : 0;
-    }
-    ::close(ends[0]);
+    writer.close();
+    std::string listing;
+    vel::readAll(reader.get(), listing);
     int status = -1;
-    if (problem != 0 || ::waitpid(process, &status, 0) != process || status != 0 || length < 100) {
+    if (problem != 0 || ::waitpid(process, &status, 0) != process || status != 0 ||
+        listing.size() < 100) {
         throw std::runtime_error(path + " failed");
     }
 }

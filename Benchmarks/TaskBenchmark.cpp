@@ -1,6 +1,7 @@
 // SPDX-License-Identifier: Apache-2.0
 #include "Benchmarks/RatioBenchmark.h"
 #include "Classes/Mac/NSTask+Timeout.h"
+#include "Platform/POSIX/VELDescriptor.h"
 #include "Platform/VELPlatform.h"
 
 #include <benchmark/benchmark.h>
@@ -49,23 +50,24 @@ void runWithATimeout() {
 
 /// A pipe, a spawn, a wait and a read to the end.
 void runBare() {
-    std::array<int, 2> pipe{};
-    requireSuccess(::pipe2(pipe.data(), O_CLOEXEC) == 0);
+    std::array<int, 2> ends{};
+    requireSuccess(::pipe2(ends.data(), O_CLOEXEC) == 0);
+    const VELDescriptor reader(ends[0]);
+    VELDescriptor writer(ends[1]);
     posix_spawn_file_actions_t actions;
     ::posix_spawn_file_actions_init(&actions);
-    ::posix_spawn_file_actions_adddup2(&actions, pipe[1], STDOUT_FILENO);
+    ::posix_spawn_file_actions_adddup2(&actions, writer.get(), STDOUT_FILENO);
     std::string path = tool;
     std::array<char*, 2> words = {path.data(), nullptr};
     pid_t process = 0;
     requireSuccess(::posix_spawn(&process, tool, &actions, nullptr, words.data(), environ) == 0);
     ::posix_spawn_file_actions_destroy(&actions);
-    ::close(pipe[1]);
+    writer.close();
     int status = -1;
     while (::waitpid(process, &status, 0) < 0 && errno == EINTR) {
     }
     std::array<char, 4096> bytes{};
-    const ssize_t count = ::read(pipe[0], bytes.data(), bytes.size());
-    ::close(pipe[0]);
+    const ssize_t count = ::read(reader.get(), bytes.data(), bytes.size());
     requireSuccess(status == 0 && count == 0);
 }
 

@@ -1,5 +1,6 @@
 // SPDX-License-Identifier: Apache-2.0
 #include "Helpers/Linux/VELCertificateSubject.h"
+#include "Base/VELText.h"
 #include "Platform/X509/VELOpenSSL.h"
 
 #include <array>
@@ -27,7 +28,6 @@ std::string nameOfType(const ASN1_OBJECT* type) {
 }
 
 void appendEscaped(std::string& line, std::string_view value) {
-    constexpr std::string_view digits = "0123456789ABCDEF";
     for (const char character : value) {
         const auto byte = static_cast<unsigned char>(character);
         if (character == '/') {
@@ -35,7 +35,7 @@ void appendEscaped(std::string& line, std::string_view value) {
         } else if (character == '\\') {
             line += "\\5C";
         } else if (byte < 0x20 || byte > 0x7E) {
-            line.append("\\x").append({digits[byte >> 4U], digits[byte & 15U]});
+            appendByteEscape(character, line);
         } else {
             line += character;
         }

@@ -1,11 +1,13 @@
 // SPDX-License-Identifier: Apache-2.0
 #include "Helpers/Linux/VELFirewallState.h"
+#include "Base/VELShellVariable.h"
+#include "Base/VELText.h"
 #include "Helpers/Linux/VELFirewallRuleset.h"
-#include "Helpers/Linux/VELToolCommandLine.h"
+#include "Platform/POSIX/VELDescriptor.h"
+#include "Platform/POSIX/VELFileReader.h"
 
 #include <algorithm>
 #include <array>
-#include <cctype>
 #include <chrono>
 #include <csignal>
 #include <cstddef>
@@ -21,18 +23,7 @@ namespace vel {
 namespace {
 
 constexpr std::size_t maximumRulesetBytes = std::size_t{32} << 20U;
-constexpr std::size_t maximumFileBytes = std::size_t{1} << 20U;
 constexpr auto filterTimeout = std::chrono::seconds(4);
-
-std::optional<std::string> readFile(const std::string& path) {
-    const int file = ::open(path.c_str(), O_RDONLY | O_CLOEXEC | O_NONBLOCK);
-    if (file < 0) {
-        return std::nullopt;
-    }
-    auto content = readAll(file, maximumFileBytes);
-    ::close(file);
-    return content;
-}
 
 /// Starts a program with its output in `output`, nothing to read, no environment and no voice.
 std::optional<pid_t> start(const std::string& program, int output) {
@@ -78,14 +69,17 @@ std::optional<std::string> listedRuleset(const std::vector<std::string>& program
     if (::pipe2(ends.data(), O_CLOEXEC) != 0) {
         return std::nullopt;
     }
+    VELDescriptor reader(ends[0]);
+    VELDescriptor writer(ends[1]);
     std::optional<pid_t> processID;
     for (const auto& program : programs) {
-        processID = processID ? processID : start(program, ends[1]);
+        processID = processID ? processID : start(program, writer.get());
     }
-    ::close(ends[1]);
-    auto output = processID ? readInTime(ends[0], std::chrono::steady_clock::now() + filterTimeout)
-                            : std::nullopt;
-    ::close(ends[0]);
+    writer.close();
+    auto output = processID
+                      ? readInTime(reader.get(), std::chrono::steady_clock::now() + filterTimeout)
+                      : std::nullopt;
+    reader.close();
     if (!processID) {
         return std::nullopt;
     }
@@ -98,14 +92,14 @@ std::optional<std::string> listedRuleset(const std::vector<std::string>& program
 }
 
 bool isDeniedByUFW(const SystemBus& bus, const std::string& root) {
-    const auto configuration = readFile(root + "/etc/ufw/ufw.conf");
-    const auto defaults = readFile(root + "/etc/default/ufw");
-    if (!configuration || !defaults || assignedValue(*configuration, "ENABLED") != "yes") {
-        return false;
-    }
-    const std::string policy = assignedValue(*defaults, "DEFAULT_INPUT_POLICY");
-    return (policy == "drop" || policy == "reject") &&
-           (assignedValue(*defaults, "IPV6") == "yes" || isIPv6SwitchedOff(root)) &&
+    const std::string configuration = readFile(root + "/etc/ufw/ufw.conf").bytes;
+    const std::string defaults = readFile(root + "/etc/default/ufw").bytes;
+    const auto value = [](const std::string& file, std::string_view name) {
+        return lowercase(shellVariable(file, name).value_or(""));
+    };
+    const std::string policy = value(defaults, "DEFAULT_INPUT_POLICY");
+    return value(configuration, "ENABLED") == "yes" && (policy == "drop" || policy == "reject") &&
+           (value(defaults, "IPV6") == "yes" || isIPv6SwitchedOff(root)) &&
            bus.unitState("ufw.service") == "active";
 }
 
@@ -140,32 +134,10 @@ bool isIPv6SwitchedOff(const std::string& root) {
     bool isOff = !problem && interfaces != fs::directory_iterator();
     for (; !problem && interfaces != fs::directory_iterator(); interfaces.increment(problem)) {
         const bool isLoopback = interfaces->path().filename() == "lo";
-        isOff = isOff && (isLoopback || readFile(interfaces->path() / "disable_ipv6") == "1\n");
+        isOff =
+            isOff && (isLoopback || readFile(interfaces->path() / "disable_ipv6").bytes == "1\n");
     }
     return isOff && !problem;
-}
-
-std::string assignedValue(std::string_view file, std::string_view name) {
-    constexpr std::string_view spaces = " \t\r";
-    std::string_view value;
-    while (!file.empty()) {
-        std::string_view line = file.substr(0, file.find('\n'));
-        file.remove_prefix(std::min(line.size() + 1, file.size()));
-        line.remove_prefix(std::min(line.find_first_not_of(spaces), line.size()));
-        if (line.starts_with(name) && line.substr(name.size()).starts_with('=')) {
-            value = line.substr(name.size() + 1);
-            value = value.substr(0, value.find_last_not_of(spaces) + 1);
-        }
-    }
-    if (value.size() >= 2 && (value.front() == '"' || value.front() == '\'') &&
-        value.back() == value.front()) {
-        value = value.substr(1, value.size() - 2);
-    }
-    std::string lower(value);
-    std::ranges::transform(lower, lower.begin(), [](unsigned char character) {
-        return static_cast<char>(std::tolower(character));
-    });
-    return lower;
 }
 
 } // namespace vel

@@ -4,7 +4,6 @@
 #include "Helpers/Linux/VELSystemBus.h"
 
 #include <string>
-#include <string_view>
 #include <vector>
 
 namespace vel {
@@ -29,9 +28,5 @@ FirewallState firewallState(const FirewallSources& sources);
 /// Whether IPv6 is switched off under `root`: the kernel has none, or every interface but the
 /// loopback one, and every interface to come, has it disabled. False in doubt.
 bool isIPv6SwitchedOff(const std::string& root);
-
-/// The value of the last assignment "NAME=VALUE" in a file in the manner of a shell, without the
-/// quotes around it and in small letters; empty when there is none.
-std::string assignedValue(std::string_view file, std::string_view name);
 
 } // namespace vel

@@ -1,6 +1,7 @@
 // SPDX-License-Identifier: Apache-2.0
 #include "Helpers/Linux/VELProcessLister.h"
 #include "Base/VELText.h"
+#include "Platform/POSIX/VELDescriptor.h"
 
 #include <algorithm>
 #include <array>
@@ -64,37 +65,16 @@ std::string processorTime(std::uint64_t ticks, std::uint64_t ticksPerSecond) {
            twoDigits(hundredths);
 }
 
-void appendEscaped(std::string& text, std::string_view bytes) {
-    constexpr std::string_view digits = "0123456789ABCDEF";
-    for (const char byte : bytes) {
-        const auto value = static_cast<unsigned char>(byte);
-        text.append("\\x").append({digits[value >> 4U], digits[value & 15U]});
-    }
-}
-
-/// The length in bytes of the UTF-8 character that `text` begins with; 0 when there is none.
-std::size_t characterLength(std::string_view text) {
-    const auto first = static_cast<unsigned char>(text.front());
-    const std::size_t length = first < 0x80 ? 1 : first < 0xE0 ? 2 : first < 0xF0 ? 3 : 4;
-    return length <= text.size() && isValidUTF8(text.substr(0, length)) ? length : 0;
-}
-
 /// C0, DEL and C1.
-bool isControl(std::string_view character) {
-    const auto first = static_cast<unsigned char>(character.front());
-    return first < 0x20 || first == 0x7F ||
-           (first == 0xC2 && static_cast<unsigned char>(character[1]) < 0xA0);
+bool isControl(std::int32_t character) {
+    return character < 0x20 || (character >= 0x7F && character < 0xA0);
 }
 
 /// A file of /proc in one buffer, cut at its size; empty when it cannot be read.
 template <std::size_t size>
 std::string_view readFile(int folder, const std::string& path, std::array<char, size>& buffer) {
-    const int file = ::openat(folder, path.c_str(), O_RDONLY | O_CLOEXEC);
-    if (file < 0) {
-        return {};
-    }
-    const ssize_t count = ::read(file, buffer.data(), buffer.size());
-    ::close(file);
+    const VELDescriptor file(::openat(folder, path.c_str(), O_RDONLY | O_CLOEXEC));
+    const ssize_t count = file ? ::read(file.get(), buffer.data(), buffer.size()) : 0;
     return {buffer.data(), static_cast<std::size_t>(std::max<ssize_t>(count, 0))};
 }
 
@@ -179,14 +159,14 @@ std::string listedName(std::string_view name, std::string_view executable,
 std::string printableName(std::string_view name) {
     std::string printable;
     while (!name.empty()) {
-        const std::size_t length = characterLength(name);
-        const std::string_view character = name.substr(0, std::max<std::size_t>(length, 1));
-        if (length == 0 || isControl(character)) {
-            appendEscaped(printable, character);
+        const CodePoint first = firstCodePoint(name);
+        const std::string_view character = name.substr(0, first.length);
+        if (isControl(first.value)) { // what is no character, too
+            std::ranges::for_each(character, [&](char byte) { appendByteEscape(byte, printable); });
         } else {
             printable += character;
         }
-        name.remove_prefix(character.size());
+        name.remove_prefix(first.length);
     }
     return printable;
 }

@@ -129,7 +129,7 @@ bool writeCertificateFiles(const SignerCertificates& certificates) {
         const std::string name = std::string(certificateFilePrefix) + std::to_string(i);
         const VELDescriptor file(
             ::open(name.c_str(), O_WRONLY | O_CREAT | O_EXCL | O_NOFOLLOW | O_CLOEXEC, 0600));
-        if (!file || !writeAll(file.get(), certificates[i])) {
+        if (!file || writeAll(file.get(), certificates[i]) != 0) {
             removeCertificateFiles();
             return false;
         }

@@ -2,6 +2,7 @@
 #include "Helpers/Linux/VELTokenContents.h"
 
 #include "Base/VELBase64.h"
+#include "Platform/POSIX/VELDescriptor.h"
 
 #include <algorithm>
 #include <array>
@@ -254,7 +255,7 @@ bool exitsWithin(unsigned seconds, const sigset_t& childSignal, pid_t child, int
         status = work(argument);
     } catch (const std::exception& exception) {
         const std::string text = std::string("keychain-contents: ") + exception.what() + "\n";
-        static_cast<void>(!::write(STDERR_FILENO, text.data(), text.size()));
+        writeAll(STDERR_FILENO, text);
     }
     // Not by way of what modules want to have done at exit.
     ::_exit(status);

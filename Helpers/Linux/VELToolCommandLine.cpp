@@ -1,9 +1,8 @@
 // SPDX-License-Identifier: Apache-2.0
 #include "Helpers/Linux/VELToolCommandLine.h"
+#include "Platform/POSIX/VELDescriptor.h"
 
 #include <algorithm>
-#include <array>
-#include <cerrno>
 #include <csignal>
 #include <exception>
 #include <unistd.h>
@@ -96,7 +95,7 @@ int runTool(const ToolUsage& usage, int argumentCount, char** arguments,
         if (!request.status) {
             return work(request.values);
         }
-        const bool isWritten = writeAll(STDOUT_FILENO, request.output);
+        const bool isWritten = writeAll(STDOUT_FILENO, request.output) == 0;
         writeAll(STDERR_FILENO, request.diagnostics);
         return isWritten ? *request.status : 1;
     } catch (const std::exception& exception) {
@@ -114,35 +113,6 @@ void endQuietlyAfter(unsigned seconds) {
     ::sigprocmask(SIG_UNBLOCK, &alarms, nullptr);
     ::signal(SIGALRM, [](int) { ::_exit(0); });
     ::alarm(seconds);
-}
-
-bool writeAll(int descriptor, std::string_view text) {
-    while (!text.empty()) {
-        const ssize_t written = ::write(descriptor, text.data(), text.size());
-        if (written < 0 && errno != EINTR) {
-            return false;
-        }
-        text.remove_prefix(static_cast<std::size_t>(std::max<ssize_t>(written, 0)));
-    }
-    return true;
-}
-
-std::optional<std::string> readAll(int descriptor, std::size_t limit) {
-    std::string bytes;
-    std::array<char, 4096> buffer; // NOLINT: filled by read
-    while (true) {
-        const ssize_t count = ::read(descriptor, buffer.data(), buffer.size());
-        if (count == 0) {
-            return bytes;
-        }
-        if (count < 0 && errno == EINTR) {
-            continue;
-        }
-        if (count < 0 || bytes.size() + static_cast<std::size_t>(count) > limit) {
-            return std::nullopt;
-        }
-        bytes.append(buffer.data(), static_cast<std::size_t>(count));
-    }
 }
 
 std::string valueOr(const ToolValues& values, std::string_view name, std::string_view fallback) {

@@ -53,12 +53,6 @@ int runTool(const ToolUsage& usage, int argumentCount, char** arguments,
 /// for a helper that then does not know its answer, before its host loses patience.
 void endQuietlyAfter(unsigned seconds);
 
-/// Writes all of `text` to a descriptor. False when that fails.
-bool writeAll(int descriptor, std::string_view text);
-
-/// Reads a descriptor to its end. Nothing when reading fails or there is more than `limit` bytes.
-std::optional<std::string> readAll(int descriptor, std::size_t limit);
-
 /// The value of a name, or `fallback`.
 std::string valueOr(const ToolValues& values, std::string_view name, std::string_view fallback);
 

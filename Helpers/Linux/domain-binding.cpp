@@ -2,6 +2,7 @@
 #include "Helpers/Linux/VELDomainBinding.h"
 #include "Helpers/Linux/VELSystemBus.h"
 #include "Helpers/Linux/VELToolCommandLine.h"
+#include "Platform/POSIX/VELDescriptor.h"
 
 #include <unistd.h>
 

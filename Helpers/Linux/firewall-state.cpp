@@ -1,6 +1,7 @@
 // SPDX-License-Identifier: Apache-2.0
 #include "Helpers/Linux/VELFirewallState.h"
 #include "Helpers/Linux/VELToolCommandLine.h"
+#include "Platform/POSIX/VELDescriptor.h"
 
 #include <unistd.h>
 

@@ -16,7 +16,7 @@ int printContents(const std::string& module) {
     if (!output || ::dup2(STDERR_FILENO, STDOUT_FILENO) < 0) {
         return 1;
     }
-    return vel::writeAll(output.get(), vel::tokenContents(module)) ? 0 : 1;
+    return vel::writeAll(output.get(), vel::tokenContents(module)) == 0 ? 0 : 1;
 }
 
 } // namespace

@@ -1,6 +1,7 @@
 // SPDX-License-Identifier: Apache-2.0
 #include "Helpers/Linux/VELProcessLister.h"
 #include "Helpers/Linux/VELToolCommandLine.h"
+#include "Platform/POSIX/VELDescriptor.h"
 
 #include <unistd.h>
 
@@ -19,6 +20,6 @@ int main(int argumentCount, char** arguments) {
                           "process-listing: no process is visible in " + folder + "\n");
             return 1;
         }
-        return vel::writeAll(STDOUT_FILENO, *listing) ? 0 : 1;
+        return vel::writeAll(STDOUT_FILENO, *listing) == 0 ? 0 : 1;
     });
 }

@@ -21,10 +21,7 @@ private:
 
 namespace vel {
 
-/// The value of VERSION_ID after a shell has read `text`: quotes and escapes taken off, comments
-/// skipped, the last assignment counts. Absent: there is none, it is empty, it is not UTF-8, it
-/// would need an expansion ("$", "`", "~"), or the text is none of assignments (a quote that is not
-/// closed, an operator, a NUL).
+/// VERSION_ID in a release file. Absent: `shellVariable` finds none, or it is empty or not UTF-8.
 std::optional<std::string> versionFromOSRelease(std::string_view text);
 
 } // namespace vel

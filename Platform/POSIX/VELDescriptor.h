@@ -1,6 +1,9 @@
 // SPDX-License-Identifier: Apache-2.0
 #pragma once
 
+#include <cstddef>
+#include <string>
+#include <string_view>
 #include <unistd.h>
 #include <utility>
 
@@ -34,3 +37,18 @@ public:
 private:
     int _descriptor = -1;
 };
+
+namespace vel {
+
+/// No limit on the bytes to read.
+inline constexpr std::size_t unlimited = static_cast<std::size_t>(-2);
+
+/// Reads a descriptor to its end, waiting for the other side of one that does not block. Returns 0
+/// or an error number, `EFBIG` when there are more than `maximumBytes`; `bytes` is then undefined.
+/// Memory stays bounded by `maximumBytes`.
+int readAll(int descriptor, std::string& bytes, std::size_t maximumBytes = unlimited);
+
+/// Writes all of `text`, waiting as `readAll` does. Returns 0 or an error number.
+int writeAll(int descriptor, std::string_view text) noexcept;
+
+} // namespace vel

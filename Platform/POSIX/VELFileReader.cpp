@@ -3,7 +3,6 @@
 
 #include "Platform/POSIX/VELDescriptor.h"
 
-#include <algorithm>
 #include <cerrno>
 #include <fcntl.h>
 #include <sys/stat.h>
@@ -25,39 +24,6 @@ bool isRegularFile(int descriptor) {
     return ::fstat(descriptor, &status) == 0 && S_ISREG(status.st_mode);
 }
 
-/// The bytes read, 0 at the end, negative on failure.
-ssize_t readOnce(int descriptor, char* buffer, std::size_t size) {
-    ssize_t count = -1;
-    do {
-        count = ::read(descriptor, buffer, size);
-    } while (count < 0 && errno == EINTR);
-    return count;
-}
-
-VELFileContents readToEnd(int descriptor, std::size_t maximumBytes) {
-    // The size that a file tells is not its length: pseudo files tell 0 or a page.
-    constexpr std::size_t firstChunk = 4096;
-    std::string bytes;
-    std::size_t length = 0;
-    for (;;) {
-        if (length == bytes.size()) {
-            bytes.resize(std::min(std::max(firstChunk, 2 * length), maximumBytes + 1));
-        }
-        const ssize_t count = readOnce(descriptor, bytes.data() + length, bytes.size() - length);
-        if (count < 0) {
-            return {VELFileStatus::unreadable, {}};
-        }
-        if (count == 0) {
-            bytes.resize(length);
-            return {VELFileStatus::read, std::move(bytes)};
-        }
-        length += static_cast<std::size_t>(count);
-        if (length > maximumBytes) {
-            return {VELFileStatus::tooLarge, {}};
-        }
-    }
-}
-
 } // namespace
 
 VELFileContents readFile(const std::string& path, std::size_t maximumBytes) {
@@ -73,7 +39,15 @@ VELFileContents readFile(const std::string& path, std::size_t maximumBytes) {
     if (!isRegularFile(file.get())) {
         return {VELFileStatus::unreadable, {}};
     }
-    return readToEnd(file.get(), maximumBytes);
+    std::string bytes;
+    switch (readAll(file.get(), bytes, maximumBytes)) {
+    case 0:
+        return {VELFileStatus::read, std::move(bytes)};
+    case EFBIG:
+        return {VELFileStatus::tooLarge, {}};
+    default:
+        return {VELFileStatus::unreadable, {}};
+    }
 }
 
 } // namespace vel

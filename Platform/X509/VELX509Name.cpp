@@ -93,79 +93,26 @@ std::string normalizedPrintable(std::string_view text) {
     return normalized;
 }
 
-void appendUTF8(char32_t character, std::string& text) {
-    const auto append = [&text](char32_t bits) { text += static_cast<char>(bits); };
-    const auto appendLast = [&](unsigned shift) { append(0x80U | (character >> shift & 0x3FU)); };
-    if (character < 0x80) {
-        append(character);
-    } else if (character < 0x800) {
-        append(0xC0U | character >> 6U);
-        appendLast(0);
-    } else if (character < 0x10000) {
-        append(0xE0U | character >> 12U);
-        appendLast(6);
-        appendLast(0);
-    } else {
-        append(0xF0U | character >> 18U);
-        appendLast(12);
-        appendLast(6);
-        appendLast(0);
-    }
-}
-
-bool isSurrogate(char32_t unit) {
-    return unit >= 0xD800 && unit < 0xE000;
-}
-
-/// The big-endian code units of `unitLength` bytes; nothing when bytes are left over.
-std::optional<std::u32string> codeUnits(std::string_view content, std::size_t unitLength) {
-    if (content.size() % unitLength != 0) {
+std::optional<std::string> textOfUTF32(std::string_view content) {
+    if (content.size() % 4 != 0) {
         return std::nullopt;
     }
-    std::u32string units(content.size() / unitLength, U'\0');
-    for (std::size_t index = 0; index < content.size(); ++index) {
-        char32_t& unit = units[index / unitLength];
-        unit = unit << 8U | static_cast<unsigned char>(content[index]);
-    }
-    return units;
-}
-
-std::optional<std::string> textOfUTF16(std::string_view content) {
-    const auto units = codeUnits(content, 2);
     std::string text;
-    for (std::size_t index = 0; units && index < units->size(); ++index) {
-        char32_t character = (*units)[index];
-        if (isSurrogate(character)) {
-            const char32_t low = index + 1 < units->size() ? (*units)[++index] : U'\0';
-            if (character >= 0xDC00 || low < 0xDC00 || low >= 0xE000) {
-                return std::nullopt;
-            }
-            character = 0x10000 + ((character - 0xD800) << 10U) + (low - 0xDC00);
+    for (; !content.empty(); content.remove_prefix(4)) {
+        char32_t character = 0;
+        for (const char byte : content.substr(0, 4)) {
+            character = character << 8U | static_cast<unsigned char>(byte);
         }
-        appendUTF8(character, text);
-    }
-    return units ? std::optional(text) : std::nullopt;
-}
-
-std::optional<std::string> textOfUTF32(std::string_view content) {
-    const auto units = codeUnits(content, 4);
-    std::string text;
-    for (const char32_t character : units.value_or(U"")) {
-        if (character > 0x10FFFF || isSurrogate(character)) {
+        if (character > 0x10FFFF || (character >= 0xD800 && character < 0xE000)) {
             return std::nullopt;
         }
         appendUTF8(character, text);
     }
-    return units ? std::optional(text) : std::nullopt;
+    return text;
 }
 
 std::optional<std::string> textOfASCII(std::string_view content) {
-    for (const char character : content) {
-        if (static_cast<unsigned char>(character) >= 0x80) {
-            return std::nullopt;
-        }
-    }
-    return std::string(content);
+    return isASCII(content) ? std::optional(std::string(content)) : std::nullopt;
 }
 
 std::string textOfLatin1(std::string_view content) {

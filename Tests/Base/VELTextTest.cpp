@@ -272,4 +272,21 @@ TEST(AppendHexadecimal, AddsTwoDigitsOfEveryByte) {
     EXPECT_EQ(text, "=00090a1f80ff");
 }
 
+TEST(Text, UTF16IsReadByItsUnits) {
+    using namespace std::string_view_literals;
+    EXPECT_EQ(vel::textOfUTF16(""), "");
+    EXPECT_EQ(vel::textOfUTF16("\0A\xE0\0"sv), "A\xEE\x80\x80");
+    EXPECT_EQ(vel::textOfUTF16("\xD8\x3D\xDE\0"sv), "\U0001F600");
+    for (const auto text : {"A"sv, "\xD8\x3D"sv, "\xD8\x3D\0A"sv, "\xDE\0\0A"sv}) {
+        EXPECT_EQ(vel::textOfUTF16(text), std::nullopt);
+    }
+}
+
+TEST(Text, BytesAreWrittenAsEscapes) {
+    std::string text = "a";
+    vel::appendByteEscape('\xFA', text);
+    vel::appendByteEscape('\x01', text);
+    EXPECT_EQ(text, "a\\xFA\\x01");
+}
+
 } // namespace

@@ -1,5 +1,6 @@
 // SPDX-License-Identifier: Apache-2.0
 #include "Tests/Support/ChildProgram.h"
+#include "Platform/POSIX/VELDescriptor.h"
 
 #include "Tests/Support/KeptDocuments.h"
 
@@ -25,36 +26,14 @@ extern char** environ; // NOLINT
 
 namespace {
 
-class Descriptor {
-public:
-    Descriptor() = default;
-    explicit Descriptor(int number) : _number(number) {}
-    Descriptor(Descriptor&& other) noexcept : _number(std::exchange(other._number, -1)) {}
-    Descriptor& operator=(Descriptor&& other) noexcept {
-        std::swap(_number, other._number);
-        return *this;
-    }
-    ~Descriptor() { close(); }
-
-    [[nodiscard]] int number() const { return _number; }
-    void close() {
-        if (_number >= 0) {
-            ::close(std::exchange(_number, -1));
-        }
-    }
-
-private:
-    int _number = -1;
-};
-
 [[noreturn]] void fail(const char* what) {
     throw std::runtime_error(std::string(what) + " failed");
 }
 
 /// The two ends of a stream of the child; either may be none.
 struct Ends {
-    Descriptor ours;
-    Descriptor childs;
+    VELDescriptor ours;
+    VELDescriptor childs;
 };
 
 Ends pipeEnds(bool childReads) {
@@ -62,8 +41,8 @@ Ends pipeEnds(bool childReads) {
     if (::pipe2(ends.data(), O_CLOEXEC) != 0) {
         fail("pipe");
     }
-    return childReads ? Ends{Descriptor(ends[1]), Descriptor(ends[0])}
-                      : Ends{Descriptor(ends[0]), Descriptor(ends[1])};
+    return childReads ? Ends{VELDescriptor(ends[1]), VELDescriptor(ends[0])}
+                      : Ends{VELDescriptor(ends[0]), VELDescriptor(ends[1])};
 }
 
 Ends terminalEnds(bool childReads, unsigned short columns) {
@@ -75,7 +54,7 @@ Ends terminalEnds(bool childReads, unsigned short columns) {
     if (::openpty(&ours, &childs, nullptr, nullptr, &size) != 0) {
         fail("openpty");
     }
-    Ends ends{Descriptor(ours), Descriptor(childs)};
+    Ends ends{VELDescriptor(ours), VELDescriptor(childs)};
     ::fcntl(ours, F_SETFD, FD_CLOEXEC);
     ::fcntl(childs, F_SETFD, FD_CLOEXEC);
     termios modes{};
@@ -101,7 +80,7 @@ Ends makeEnds(ChildStream stream, bool childReads, unsigned short columns) {
         return ends;
     }
     case ChildStream::fullDevice:
-        return {Descriptor(), Descriptor(::open("/dev/full", O_RDWR | O_CLOEXEC))};
+        return {VELDescriptor(), VELDescriptor(::open("/dev/full", O_RDWR | O_CLOEXEC))};
     case ChildStream::closed:
         break;
     }
@@ -141,7 +120,7 @@ pid_t spawn(const ChildProgram& program, const std::array<Ends, 3>& streams) {
     posix_spawn_file_actions_t actions;
     posix_spawn_file_actions_init(&actions);
     for (int number = 0; number < 3; ++number) {
-        const int end = streams[static_cast<std::size_t>(number)].childs.number();
+        const int end = streams[static_cast<std::size_t>(number)].childs.get();
         if (end >= 0) {
             posix_spawn_file_actions_adddup2(&actions, end, number);
         } else {
@@ -162,8 +141,8 @@ pid_t spawn(const ChildProgram& program, const std::array<Ends, 3>& streams) {
 
 /// Writes as much of `input` as the child takes now; closes the end when all is written, or when
 /// the child reads no more.
-void feed(Descriptor& end, std::string_view& input, bool isTerminal) {
-    const ssize_t count = ::write(end.number(), input.data(), input.size());
+void feed(VELDescriptor& end, std::string_view& input, bool isTerminal) {
+    const ssize_t count = ::write(end.get(), input.data(), input.size());
     if (count >= 0) {
         input.remove_prefix(static_cast<std::size_t>(count));
     }
@@ -173,9 +152,9 @@ void feed(Descriptor& end, std::string_view& input, bool isTerminal) {
     }
 }
 
-void drain(Descriptor& end, std::string& text) {
+void drain(VELDescriptor& end, std::string& text) {
     std::array<char, 65536> buffer{};
-    const ssize_t count = ::read(end.number(), buffer.data(), buffer.size());
+    const ssize_t count = ::read(end.get(), buffer.data(), buffer.size());
     if (count > 0) {
         text.append(buffer.data(), static_cast<std::size_t>(count));
     } else if (count == 0 || errno != EAGAIN) { // EIO: the terminal has nobody left
@@ -210,8 +189,8 @@ ChildProgram::Result ChildProgram::run() const {
     const auto previousHandler = ::signal(SIGPIPE, SIG_IGN);
     for (Ends& ends : streams) {
         ends.childs.close();
-        if (ends.ours.number() >= 0) {
-            ::fcntl(ends.ours.number(), F_SETFL, O_NONBLOCK);
+        if (ends.ours.get() >= 0) {
+            ::fcntl(ends.ours.get(), F_SETFL, O_NONBLOCK);
         }
     }
 
@@ -219,14 +198,14 @@ ChildProgram::Result ChildProgram::run() const {
     const std::string endOfInput = inputStream == ChildStream::terminal ? "\x04" : "";
     const std::string wholeInput = input + endOfInput;
     std::string_view remaining = wholeInput;
-    Descriptor& in = streams[0].ours;
+    VELDescriptor& in = streams[0].ours;
     const auto deadline = std::chrono::steady_clock::now() + std::chrono::seconds(60);
-    while (streams[1].ours.number() >= 0 || streams[2].ours.number() >= 0) {
+    while (streams[1].ours.get() >= 0 || streams[2].ours.get() >= 0) {
         const bool feeding =
-            in.number() >= 0 && (inputStream == ChildStream::pipe || !remaining.empty());
-        std::array<pollfd, 3> waited = {pollfd{feeding ? in.number() : -1, POLLOUT, 0},
-                                        pollfd{streams[1].ours.number(), POLLIN, 0},
-                                        pollfd{streams[2].ours.number(), POLLIN, 0}};
+            in.get() >= 0 && (inputStream == ChildStream::pipe || !remaining.empty());
+        std::array<pollfd, 3> waited = {pollfd{feeding ? in.get() : -1, POLLOUT, 0},
+                                        pollfd{streams[1].ours.get(), POLLIN, 0},
+                                        pollfd{streams[2].ours.get(), POLLIN, 0}};
         ::poll(waited.data(), waited.size(), 1000);
         if (waited[0].revents != 0) {
             feed(in, remaining, inputStream == ChildStream::terminal);

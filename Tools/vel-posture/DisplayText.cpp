@@ -10,27 +10,11 @@
 
 namespace {
 
-struct CodePoint {
-    utf8proc_int32_t value;
-    std::size_t length; // in bytes, at least 1
-};
-
 bool isPlain(char character) {
     return character >= ' ' && character <= '~';
 }
 
-CodePoint firstCodePoint(std::string_view text) {
-    if (isPlain(text.front())) {
-        return {text.front(), 1};
-    }
-    utf8proc_int32_t value = -1;
-    const utf8proc_ssize_t length = utf8proc_iterate(
-        reinterpret_cast<const utf8proc_uint8_t*>(text.data()),
-        static_cast<utf8proc_ssize_t>(std::min<std::size_t>(text.size(), 4)), &value);
-    return {value, length > 0 ? static_cast<std::size_t>(length) : 1};
-}
-
-bool steersTerminal(utf8proc_int32_t codePoint) {
+bool steersTerminal(std::int32_t codePoint) {
     switch (utf8proc_category(codePoint)) {
     case UTF8PROC_CATEGORY_CC:
     case UTF8PROC_CATEGORY_CF:
@@ -48,7 +32,7 @@ void appendUnit(std::string& text, std::uint32_t unit) {
     vel::appendHexadecimal(static_cast<std::uint8_t>(unit & 0xFFU), text);
 }
 
-void appendEscape(std::string& text, utf8proc_int32_t codePoint) {
+void appendEscape(std::string& text, std::int32_t codePoint) {
     const auto value = static_cast<std::uint32_t>(codePoint);
     if (value == '\n') {
         text += "\\n";
@@ -64,7 +48,7 @@ void appendEscape(std::string& text, utf8proc_int32_t codePoint) {
     }
 }
 
-std::size_t columnsOf(utf8proc_int32_t codePoint) {
+std::size_t columnsOf(std::int32_t codePoint) {
     return static_cast<std::size_t>(std::max(utf8proc_charwidth(codePoint), 0));
 }
 
@@ -77,7 +61,7 @@ struct Extent {
 Extent front(std::string_view text, std::size_t columns) {
     Extent extent{0, 0};
     while (extent.length < text.size()) {
-        const CodePoint next = firstCodePoint(text.substr(extent.length));
+        const vel::CodePoint next = vel::firstCodePoint(text.substr(extent.length));
         const std::size_t width = columnsOf(next.value);
         if (extent.columns + width > columns) {
             break;
@@ -96,7 +80,7 @@ std::string_view withoutTrailingSpaces(std::string_view text) {
 std::string_view takeLine(std::string_view& text, std::size_t columns) {
     std::size_t length = front(text, columns).length;
     if (length == 0 && !text.empty()) {
-        length = firstCodePoint(text).length;
+        length = vel::firstCodePoint(text).length;
     }
     if (length < text.size() && text[length] != ' ') {
         // A line that begins with spaces has no word before them to break after.
@@ -121,7 +105,7 @@ std::string printable(std::string_view text) {
     std::string result;
     result.reserve(text.size());
     while (!text.empty()) {
-        const CodePoint next = firstCodePoint(text);
+        const vel::CodePoint next = vel::firstCodePoint(text);
         if (!isPlain(text.front()) && steersTerminal(next.value)) {
             appendEscape(result, next.value);
         } else {

@@ -84,7 +84,7 @@ std::shared_ptr<RunningNotice> makeNotice(const JSONLogFile* log) {
     }
     return std::make_shared<RunningNotice>(
         noticeDelay, terminalColumns(STDERR_FILENO),
-        [](std::string_view text) { writeAll(STDERR_FILENO, text); });
+        [](std::string_view text) { vel::writeAll(STDERR_FILENO, text); });
 }
 
 std::string runRequest(const std::string& request, std::shared_ptr<const VELPlatform> platform,

@@ -6,7 +6,6 @@
 #include "Tools/vel-posture/ProgramFailure.h"
 
 #include <fcntl.h>
-#include <poll.h>
 #include <sys/ioctl.h>
 #include <unistd.h>
 
@@ -19,37 +18,9 @@
 
 namespace {
 
-constexpr std::size_t readSize = std::size_t{64} * 1024;
 constexpr std::size_t widestTerminal = 10'000;
 
 void ignorePipeSignal(int /*signal*/) {}
-
-bool waitFor(int descriptor, short events) noexcept {
-    pollfd waited{descriptor, events, 0};
-    return ::poll(&waited, 1, -1) >= 0 || errno == EINTR;
-}
-
-bool wouldBlock(int errorNumber) {
-    return errorNumber == EAGAIN || errorNumber == EWOULDBLOCK;
-}
-
-/// Appends what the descriptor holds to its end; on failure what `errno` says, else 0.
-int readAll(int descriptor, std::string& content) {
-    for (;;) {
-        const std::size_t size = content.size();
-        content.resize(size + readSize);
-        const ssize_t count = ::read(descriptor, content.data() + size, readSize);
-        const int errorNumber = errno;
-        content.resize(size + static_cast<std::size_t>(std::max<ssize_t>(count, 0)));
-        if (count == 0) {
-            return 0;
-        }
-        if (count < 0 && errorNumber != EINTR &&
-            !(wouldBlock(errorNumber) && waitFor(descriptor, POLLIN))) {
-            return errorNumber;
-        }
-    }
-}
 
 std::optional<std::size_t> columnsFromEnvironment() {
     const char* text = std::getenv("COLUMNS");
@@ -94,7 +65,7 @@ void prepareStandardStreams() {
 std::string readFile(const std::string& path) {
     const VELDescriptor file(::open(path.c_str(), O_RDONLY | O_CLOEXEC | O_NOCTTY));
     std::string content;
-    const int errorNumber = !file ? errno : readAll(file.get(), content);
+    const int errorNumber = !file ? errno : vel::readAll(file.get(), content);
     if (errorNumber != 0) {
         failReading("\"" + path + "\"", errorNumber);
     }
@@ -103,35 +74,23 @@ std::string readFile(const std::string& path) {
 
 std::string readStandardInput() {
     std::string content;
-    if (const int errorNumber = readAll(STDIN_FILENO, content)) {
+    if (const int errorNumber = vel::readAll(STDIN_FILENO, content)) {
         failReading("standard input", errorNumber);
     }
     return content;
 }
 
 void writeStandardOutput(std::string_view text) {
-    if (const int errorNumber = writeAll(STDOUT_FILENO, text)) {
+    if (const int errorNumber = vel::writeAll(STDOUT_FILENO, text)) {
         throw ProgramFailure("cannot write to standard output: " + textOfErrorNumber(errorNumber));
     }
 }
 
-int writeAll(int descriptor, std::string_view text) noexcept {
-    while (!text.empty()) {
-        const ssize_t count = ::write(descriptor, text.data(), text.size());
-        if (count >= 0) {
-            text.remove_prefix(static_cast<std::size_t>(count));
-        } else if (errno != EINTR && !(wouldBlock(errno) && waitFor(descriptor, POLLOUT))) {
-            return errno;
-        }
-    }
-    return 0;
-}
-
 void diagnose(std::string_view text) noexcept {
     try {
-        writeAll(STDERR_FILENO, "vel-posture: " + printable(text) + "\n");
+        vel::writeAll(STDERR_FILENO, "vel-posture: " + printable(text) + "\n");
     } catch (const std::bad_alloc&) {
-        writeAll(STDERR_FILENO, "vel-posture: out of memory\n");
+        vel::writeAll(STDERR_FILENO, "vel-posture: out of memory\n");
     }
 }
 

@@ -22,9 +22,6 @@ std::string readStandardInput();
 
 void writeStandardOutput(std::string_view text);
 
-/// Writes all of `text`; on failure what `errno` says, else 0.
-int writeAll(int descriptor, std::string_view text) noexcept;
-
 /// Writes a line to standard error: "vel-posture: " and `text`, in which nothing steers a terminal.
 /// A failure is ignored, since nobody could be told.
 void diagnose(std::string_view text) noexcept;

@@ -259,12 +259,4 @@ TEST(IPv6SwitchedOff, NeedsEveryInterface) {
     EXPECT_FALSE(vel::isIPv6SwitchedOff(root.path()));
 }
 
-TEST(AssignedValue, IsTheLastOne) {
-    EXPECT_EQ(vel::assignedValue("A=no\n  A=\"YES\" \r\nB=x\n", "A"), "yes");
-    EXPECT_EQ(vel::assignedValue("A='Drop'", "A"), "drop");
-    EXPECT_EQ(vel::assignedValue("#A=yes\nAA=yes\nA =yes\n", "A"), "");
-    EXPECT_EQ(vel::assignedValue("A=\nA=\"", "A"), "\"");
-    EXPECT_EQ(vel::assignedValue("", "A"), "");
-}
-
 } // namespace

@@ -1,5 +1,6 @@
 // SPDX-License-Identifier: Apache-2.0
 #include "Helpers/Linux/VELProcessLister.h"
+#include "Platform/POSIX/VELDescriptor.h"
 #include "Tests/Helpers/Linux/ToolRun.h"
 
 #include <array>
@@ -261,22 +262,22 @@ TEST(ProcessListing, NamesALongExecutableThatWasDeletedAndObeysNoVariable) {
 TEST(ProcessListing, IsNotToldAnotherNameByTheProcess) {
     std::array<int, 2> ready{};
     ASSERT_EQ(::pipe2(ready.data(), O_CLOEXEC), 0);
+    const VELDescriptor reader(ready[0]);
+    const VELDescriptor writer(ready[1]);
     const pid_t child = ::fork();
     if (child == 0) {
         ::prctl(PR_SET_NAME, "trusted-agent");
-        ::write(ready[1], "x", 1) == 1 ? ::pause() : 0;
+        ::write(writer.get(), "x", 1) == 1 ? ::pause() : 0;
         ::_exit(0);
     }
     char byte = 0;
-    ASSERT_EQ(::read(ready[0], &byte, 1), 1);
+    ASSERT_EQ(::read(reader.get(), &byte, 1), 1);
     EXPECT_EQ(lineOf(child), std::filesystem::read_symlink("/proc/self/exe").filename().string());
     ::kill(child, SIGKILL);
     siginfo_t ended{};
     ASSERT_EQ(::waitid(P_PID, static_cast<id_t>(child), &ended, WEXITED | WNOWAIT), 0);
     EXPECT_EQ(lineOf(child), "(none)"); // a zombie now
     ::waitpid(child, nullptr, 0);
-    ::close(ready[0]);
-    ::close(ready[1]);
 }
 
 TEST(ProcessListing, ShowsAProcessWhoseFirstThreadHasEnded) {

@@ -1,5 +1,6 @@
 // SPDX-License-Identifier: Apache-2.0
 #include "Platform/POSIX/VELFileReader.h"
+#include "Platform/POSIX/VELDescriptor.h"
 #include "Tests/Support/TemporaryFolder.h"
 #include "Tests/Support/UnprivilegedUser.h"
 
@@ -117,13 +118,12 @@ TEST(FileReader, FoldersDevicesAndSocketsAreUnreadable) {
     expectWithoutBytes("/dev/zero", VELFileStatus::unreadable);
 
     const std::string path = folder.place("socket");
-    const int socket = ::socket(AF_UNIX, SOCK_STREAM | SOCK_CLOEXEC, 0);
+    const VELDescriptor socket(::socket(AF_UNIX, SOCK_STREAM | SOCK_CLOEXEC, 0));
     sockaddr_un address{};
     address.sun_family = AF_UNIX;
     path.copy(address.sun_path, sizeof address.sun_path - 1);
-    ASSERT_EQ(::bind(socket, reinterpret_cast<const sockaddr*>(&address), sizeof address), 0);
+    ASSERT_EQ(::bind(socket.get(), reinterpret_cast<const sockaddr*>(&address), sizeof address), 0);
     expectWithoutBytes(path, VELFileStatus::unreadable);
-    ::close(socket);
 }
 
 TEST(FileReader, NeverWaitsForTheWriterOfAPipe) {
@@ -133,7 +133,7 @@ TEST(FileReader, NeverWaitsForTheWriterOfAPipe) {
     auto reading = std::async(std::launch::async, [&] { return readFile(path).status; });
     if (reading.wait_for(std::chrono::seconds(10)) != std::future_status::ready) {
         ADD_FAILURE() << "the reader waits";
-        ::close(::open(path.c_str(), O_WRONLY | O_CLOEXEC)); // lets it go on
+        const VELDescriptor writer(::open(path.c_str(), O_WRONLY | O_CLOEXEC)); // lets it go on
     }
     EXPECT_EQ(reading.get(), VELFileStatus::unreadable);
 }
@@ -142,10 +142,9 @@ TEST(FileReader, APipeThatHoldsTextIsUnreadableToo) {
     const TemporaryFolder folder;
     const std::string path = folder.place("pipe");
     ASSERT_EQ(::mkfifo(path.c_str(), 0644), 0);
-    const int writer = ::open(path.c_str(), O_RDWR | O_CLOEXEC);
-    ASSERT_EQ(::write(writer, "text", 4), 4);
+    const VELDescriptor writer(::open(path.c_str(), O_RDWR | O_CLOEXEC));
+    ASSERT_EQ(::write(writer.get(), "text", 4), 4);
     expectWithoutBytes(path, VELFileStatus::unreadable);
-    ::close(writer);
 }
 
 TEST(FileReader, AFileThatMayNotBeReadIsUnreadable) {

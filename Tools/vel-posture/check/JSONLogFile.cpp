@@ -20,16 +20,16 @@ namespace {
 
 constexpr const char* standardErrorPath = "-";
 
-int openLog(const std::string& path) {
+VELDescriptor openLog(const std::string& path) {
     if (path == standardErrorPath) {
-        return STDERR_FILENO;
+        return {};
     }
-    const int descriptor = ::open(
-        path.c_str(), O_WRONLY | O_CREAT | O_APPEND | O_CLOEXEC | O_NOCTTY, S_IRUSR | S_IWUSR);
-    if (descriptor < 0) {
+    VELDescriptor file(::open(path.c_str(), O_WRONLY | O_CREAT | O_APPEND | O_CLOEXEC | O_NOCTTY,
+                              S_IRUSR | S_IWUSR));
+    if (!file) {
         throw ProgramFailure("cannot open the log \"" + path + "\": " + textOfErrorNumber(errno));
     }
-    return descriptor;
+    return file;
 }
 
 std::string quoted(std::string_view text) {
@@ -39,13 +39,7 @@ std::string quoted(std::string_view text) {
 } // namespace
 
 JSONLogFile::JSONLogFile(std::string path)
-    : _path(std::move(path)), _descriptor(openLog(_path)), _isTerminal(isTerminal(_descriptor)) {}
-
-JSONLogFile::~JSONLogFile() {
-    if (!isStandardError()) {
-        ::close(_descriptor);
-    }
-}
+    : _path(std::move(path)), _file(openLog(_path)), _isTerminal(isTerminal(descriptor())) {}
 
 void JSONLogFile::logMessage(std::string_view message, std::int64_t level, const char* file,
                              const char* function, std::int32_t line) noexcept {
@@ -58,14 +52,18 @@ void JSONLogFile::logMessage(std::string_view message, std::int64_t level, const
                                  ",\"message\":" + quoted(message) + ",\"file\":" + quoted(file) +
                                  ",\"function\":" + quoted(function) +
                                  ",\"line\":" + std::to_string(line) + "}";
-        _errorNumber = writeAll(_descriptor, (_isTerminal ? printable(text) : text) + "\n");
+        _errorNumber = vel::writeAll(descriptor(), (_isTerminal ? printable(text) : text) + "\n");
     } catch (const std::bad_alloc&) {
         _errorNumber = ENOMEM;
     }
 }
 
 bool JSONLogFile::isStandardError() const noexcept {
-    return _descriptor == STDERR_FILENO;
+    return !_file;
+}
+
+int JSONLogFile::descriptor() const noexcept {
+    return _file ? _file.get() : STDERR_FILENO;
 }
 
 std::string JSONLogFile::failure() const {

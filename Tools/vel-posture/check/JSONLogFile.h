@@ -1,6 +1,7 @@
 // SPDX-License-Identifier: Apache-2.0
 #pragma once
 
+#include "Platform/POSIX/VELDescriptor.h"
 #include "vel_device_trust/VELHostLogger.h"
 
 #include <mutex>
@@ -16,7 +17,6 @@ public:
     /// Opens `path` and appends to what it holds; a new file can be read by its owner alone. "-" is
     /// standard error. Throws `ProgramFailure` when it cannot be opened.
     explicit JSONLogFile(std::string path);
-    ~JSONLogFile() override;
 
     void logMessage(std::string_view message, std::int64_t level, const char* file,
                     const char* function, std::int32_t line) noexcept override;
@@ -29,8 +29,10 @@ public:
     [[nodiscard]] std::string failure() const;
 
 private:
+    [[nodiscard]] int descriptor() const noexcept;
+
     std::string _path;
-    int _descriptor;
+    VELDescriptor _file; // none: the lines go to standard error
     bool _isTerminal;
     mutable std::mutex _mutex;
     int _errorNumber = 0;

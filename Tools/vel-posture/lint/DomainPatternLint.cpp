@@ -31,17 +31,12 @@ constexpr const char* otherAdvice = "write letters, digits, \".\", \"-\", \"_\" 
 
 std::u32string refusedCharacters(std::string_view pattern) {
     std::u32string refused;
-    for (std::size_t start = 0; start < pattern.size();) {
-        std::size_t end = start + 1;
-        while (end < pattern.size() &&
-               (static_cast<unsigned char>(pattern[end]) & 0xC0U) == 0x80U) {
-            ++end;
-        }
-        const std::string_view character = pattern.substr(start, end - start);
+    while (!pattern.empty()) {
+        const auto character = pattern.substr(0, vel::firstCodePoint(pattern).length);
         if (!VELDomainCheck::isValidDomainWildcardString(character)) {
             refused += vel::characters(character);
         }
-        start = end;
+        pattern.remove_prefix(character.size());
     }
     return refused;
 }

@@ -5,10 +5,8 @@
 #include "Tools/vel-posture/DisplayText.h"
 
 #include <nlohmann/json.hpp>
-#include <utf8proc.h>
 
 #include <algorithm>
-#include <array>
 #include <utility>
 
 namespace {
@@ -23,13 +21,6 @@ bool isPlainKey(std::string_view name) {
         return (character >= 'a' && character <= 'z') || (character >= 'A' && character <= 'Z') ||
                (character >= '0' && character <= '9') || character == '_' || character == '-';
     });
-}
-
-std::string utf8Text(char32_t character) {
-    std::array<utf8proc_uint8_t, 4> bytes{};
-    const auto length =
-        utf8proc_encode_char(static_cast<utf8proc_int32_t>(character), bytes.data());
-    return {bytes.begin(), bytes.begin() + length};
 }
 
 std::string nameOf(char32_t character) {
@@ -47,8 +38,11 @@ std::string nameOf(char32_t character) {
         return "colons";
     case U'-':
         return "hyphens";
-    default:
-        return finding::quoted(utf8Text(character));
+    default: {
+        std::string text;
+        vel::appendUTF8(character, text);
+        return finding::quoted(text);
+    }
     }
 }
 
