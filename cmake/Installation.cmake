@@ -69,7 +69,8 @@ else()
     set(VEL_NOTICES LICENSE THIRD-PARTY-NOTICES)
 endif()
 install(FILES ${VEL_NOTICES} DESTINATION ${VEL_NOTICES_DIRECTORY} COMPONENT library)
-install(FILES Documentation/administrator.md Documentation/linux-sources.md
+install(FILES Documentation/requests.md Documentation/checks.md Documentation/errors.md
+              Documentation/running.md Documentation/linux-sources.md
               Documentation/linux-volumes.md Documentation/threat-model.md
     DESTINATION ${VEL_TOOLS_PAGES_DIRECTORY} COMPONENT tools)
 install(FILES Documentation/host-developer.md

@@ -1,7 +1,7 @@
 #!/usr/bin/env python3
 # SPDX-License-Identifier: Apache-2.0
-"""Makes the API reference and holds it against the headers: every warning of Doxygen is an error,
-and everything that a public header exports is in it.
+"""Builds the API reference and compares it with the headers: every warning of Doxygen is an error,
+and it contains everything that a public header exports.
 
 usage: APIReferenceTest.py DOXYGEN ROOT FOLDER VERSION
 """
@@ -26,7 +26,7 @@ def exported_names(root):
         found = [name for expression in EXPORTS for name in expression.findall(text)]
         marks = len(re.findall(r"VEL_EXPORT (?!__attribute__)", text))
         if marks != len(found):
-            sys.exit(f"{header.name}: {marks} exports, but this test sees only {found}")
+            sys.exit(f"{header.name}: {marks} exports, but this test only finds {found}")
         names.update(dict.fromkeys(found, header.name))
     return names
 

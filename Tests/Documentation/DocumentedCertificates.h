@@ -9,19 +9,18 @@
 #include <string>
 #include <vector>
 
-/// The roots, intermediates and identities of which the documents speak in words.
+/// The roots, intermediates and identities that the documents describe in words.
 class DocumentedCertificates {
 public:
     DocumentedCertificates();
 
-    /// Puts into the keychain what `words` say that it holds. Throws std::out_of_range for words
-    /// that nobody knows.
+    /// Fills the keychain with what `words` describe. Throws std::out_of_range for unknown words.
     void fill(VELSimulatedKeychain& keychain, const std::string& words) const;
 
-    /// The parameter "cert" of which `words` speak, or that they are, as a code span of JSON.
+    /// The parameter "cert" that `words` describe or, in a code span, give as JSON.
     [[nodiscard]] VELValue valueOf(const std::string& words) const;
 
-    /// Names of identities that are found and not trusted, each for another reason.
+    /// Names of identities that match and are not trusted, each for a different reason.
     [[nodiscard]] std::vector<std::string> untrustedIdentities() const;
     void fillWithUntrusted(VELSimulatedKeychain& keychain, const std::string& name) const;
 

@@ -1,7 +1,7 @@
 #!/usr/bin/env python3
 # SPDX-License-Identifier: Apache-2.0
-"""Every relative link in a Markdown file of the tree leads to something, its anchor included, and
-every path below one of the tree's folders that such a file names exists.
+"""Verifies that the relative links of all Markdown files have a target, including the anchor, and that
+the paths of the source tree that these files name exist.
 
 usage: LinksTest.py ROOT
 """
@@ -62,16 +62,16 @@ class Links:
         name, _, anchor = unquote(target).partition("#")
         file = (path.parent / name) if name else path
         if not file.exists():
-            self.fail(path, number, f"nothing is at {target}")
+            self.fail(path, number, f"no such file: {target}")
         elif anchor and anchor not in anchors_of(file):
-            self.fail(path, number, f"no heading is {target}")
+            self.fail(path, number, f"no such heading: {target}")
 
     def check_path(self, path, number, text):
-        """A path from the root of the tree; a part in capitals stands for any name."""
+        """A path relative to the root of the tree; a word in capitals matches any name."""
         self.checked += 1
         pattern = re.sub(r"\b[A-Z]{2,}\b(?![a-z])", "*", text.rstrip("/").split("#")[0])
         if not any(self.root.glob(pattern)):
-            self.fail(path, number, f"there is no {text}")
+            self.fail(path, number, f"no such path: {text}")
 
     def check_map(self, path, number, line):
         """The first column of a map of folders."""
@@ -104,7 +104,7 @@ def main():
     for failure in links.failures:
         print(failure)
     if links.checked < 40:
-        sys.exit("hardly any link was found: is this the tree?")
+        sys.exit(f"only {links.checked} links: is this the source tree?")
     sys.exit(1 if links.failures else 0)
 
 

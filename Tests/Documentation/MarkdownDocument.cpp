@@ -28,7 +28,7 @@ std::vector<std::string> cellsOf(std::string_view row) {
         }
     }
     if (!cell.empty()) {
-        throw std::invalid_argument("a row that no bar ends: " + std::string(row));
+        throw std::invalid_argument("a row without a bar at its end: " + std::string(row));
     }
     return cells;
 }
@@ -39,36 +39,43 @@ bool isRuler(std::string_view row) {
 
 } // namespace
 
-MarkdownDocument MarkdownDocument::read(const std::string& path) {
+MarkdownDocument MarkdownDocument::read(const std::vector<std::string>& paths) {
+    MarkdownDocument document;
+    for (const std::string& path : paths) {
+        document.append(path);
+    }
+    return document;
+}
+
+void MarkdownDocument::append(const std::string& path) {
     std::ifstream file(std::string(VEL_SOURCE_DIRECTORY) + "/" + path);
     if (!file) {
         throw std::runtime_error("cannot read " + path);
     }
-    MarkdownDocument document;
     std::string section;
     std::string line;
     bool inCode = false;
     bool inTable = false;
     for (std::size_t number = 1; std::getline(file, line); ++number) {
+        const std::string place = path + ":" + std::to_string(number);
         if (line.starts_with("```")) {
             inCode = !inCode;
             if (inCode) {
-                document.codes.push_back({number, line.substr(3), {}});
+                codes.push_back({place, line.substr(3), {}});
             }
         } else if (inCode) {
-            document.codes.back().text += line + "\n";
+            codes.back().text += line + "\n";
         } else if (line.starts_with('|')) {
             if (!inTable) {
-                document.tables.push_back({section, number, cellsOf(line), {}});
+                tables.push_back({section, place, cellsOf(line), {}});
             } else if (!isRuler(line)) {
-                document.tables.back().rows.push_back(cellsOf(line));
+                tables.back().rows.push_back(cellsOf(line));
             }
         } else if (line.starts_with('#')) {
             section = trimmed(line.substr(line.find_first_not_of('#')));
         }
         inTable = !inCode && line.starts_with('|');
     }
-    return document;
 }
 
 std::string codeOfCell(std::string_view cell) {

@@ -11,7 +11,10 @@
 #include "Tests/Support/EngineTest.h"
 #include "Tests/Support/PropertyListText.h"
 #include "Tests/Support/RecordingLogger.h"
+#include "Tools/vel-posture/CommandLine.h"
+#include "Tools/vel-posture/OptionTable.h"
 #include "Tools/vel-posture/Report.h"
+#include "vel_device_trust/VELPostureCheckRunner.h"
 
 #include <gtest/gtest.h>
 #include <nlohmann/json.hpp>
@@ -31,7 +34,8 @@
 #include <utility>
 #include <vector>
 
-/// Runs what Documentation/administrator.md says through the real checks, on described Macs.
+/// Runs the tables and requests of the pages for administrators through the checks, on described
+/// Macs.
 
 namespace {
 
@@ -47,7 +51,7 @@ std::string textOfFile(const std::string& path) {
     return text.str();
 }
 
-/// The JSON value in a cell; nothing where the cell says, in words, that there is none.
+/// The JSON value in a cell; nullopt if the cell says in words that there is none.
 std::optional<VELValue> valueOfCell(const std::string& cell) {
     if (cell == "(absent)" || cell == "(not bound)") {
         return std::nullopt;
@@ -64,9 +68,9 @@ VELDictionary entryOf(const std::string& type, VELDictionary parameters) {
     return parameters;
 }
 
-class AdministratorDocument : public testing::Test {
+class AdministratorPages : public testing::Test {
 public:
-    /// What the check answers to a row of its table.
+    /// The answer of the check to a row of its table.
     std::string versionRow(const Row& row);
     std::string patternRow(const Row& row);
     std::string fingerprintRow(const Row& row);
@@ -78,8 +82,8 @@ public:
     std::string keychainRow(const Row& row);
 
 protected:
-    AdministratorDocument() { freshMac(); }
-    ~AdministratorDocument() override { VELDTLogger::setLogger(nullptr); }
+    AdministratorPages() { freshMac(); }
+    ~AdministratorPages() override { VELDTLogger::setLogger(nullptr); }
 
     void freshMac() { mac = std::make_shared<VELSimulatedPlatform>(); }
 
@@ -118,6 +122,8 @@ protected:
     void mount(const Row& row);
 
     void verifyParameters(const MarkdownTable& table) const;
+    [[nodiscard]] const MarkdownTable& table(const Row& heading) const;
+    [[nodiscard]] std::set<std::string> firstColumn(const Row& heading) const;
 
     void provoke(const VELDictionary& entry);
     void provokeToolErrors();
@@ -125,21 +131,23 @@ protected:
     void provokeStateErrors();
     void provokeTrustErrors();
 
-    const MarkdownDocument document = MarkdownDocument::read("Documentation/administrator.md");
+    const MarkdownDocument document =
+        MarkdownDocument::read({"Documentation/requests.md", "Documentation/checks.md",
+                                "Documentation/errors.md", "Documentation/running.md"});
     const std::shared_ptr<RecordingLogger> logger = std::make_shared<RecordingLogger>();
     std::shared_ptr<VELSimulatedPlatform> mac;
     std::optional<DocumentedCertificates> certificates;
     std::set<std::string> provoked;
 };
 
-std::string AdministratorDocument::versionRow(const Row& row) {
+std::string AdministratorPages::versionRow(const Row& row) {
     if (const auto version = valueOfCell(row[1])) {
         mac->productVersionRecord = version->get<std::string>();
     }
     return outcome(entryOf("minimumOSVersion", {{"version", presentValueOfCell(row[0])}}));
 }
 
-std::string AdministratorDocument::patternRow(const Row& row) {
+std::string AdministratorPages::patternRow(const Row& row) {
     if (const auto domain = valueOfCell(row[1])) {
         bindTo(domain->get<std::string>());
     } else {
@@ -149,18 +157,18 @@ std::string AdministratorDocument::patternRow(const Row& row) {
     return outcome(entryOf("joinedToDomain", {{"names", names}}));
 }
 
-std::string AdministratorDocument::fingerprintRow(const Row& row) {
+std::string AdministratorPages::fingerprintRow(const Row& row) {
     mac->keychainStore.certificateList = {"other", "abc"};
     return outcome(entryOf("certificatePresent", {{"sha1", presentValueOfCell(row[0])}}));
 }
 
-std::string AdministratorDocument::processRow(const Row& row) {
+std::string AdministratorPages::processRow(const Row& row) {
     listProcesses(presentValueOfCell(row[1]).get<std::string>() + "\n");
     const VELValue process = {{"name", presentValueOfCell(row[0])}};
     return outcome(entryOf("anyProcessRunning", {{"processes", VELValue::array({process})}}));
 }
 
-std::string AdministratorDocument::stateRow(const Row& row) {
+std::string AdministratorPages::stateRow(const Row& row) {
     VELValue status = {{"product", "sample"}};
     if (const auto state = valueOfCell(row[0])) {
         status["encryptionState"] = *state;
@@ -170,7 +178,7 @@ std::string AdministratorDocument::stateRow(const Row& row) {
     return outcome(entryOf("fullDiskEncryption", VELValue::object()));
 }
 
-void AdministratorDocument::mount(const Row& row) {
+void AdministratorPages::mount(const Row& row) {
     const auto shared = [&row](std::size_t column) -> std::shared_ptr<const VELValue> {
         const auto value = valueOfCell(row[column]);
         return value ? std::make_shared<const VELValue>(*value) : nullptr;
@@ -187,12 +195,12 @@ void AdministratorDocument::mount(const Row& row) {
     mac->disks.mounts->push_back({"sample", "/Volumes/Sample", std::move(disk)});
 }
 
-std::string AdministratorDocument::volumeRow(const Row& row) {
+std::string AdministratorPages::volumeRow(const Row& row) {
     mount(row);
     return outcome(entryOf("fullDiskEncryption", VELValue::object()));
 }
 
-void AdministratorDocument::addTool(const std::string& does) {
+void AdministratorPages::addTool(const std::string& does) {
     const std::string prints = "prints ";
     if (does.starts_with(prints)) {
         const std::string output =
@@ -205,7 +213,7 @@ void AdministratorDocument::addTool(const std::string& does) {
     }
 }
 
-std::string AdministratorDocument::firewallRow(const Row& row) {
+std::string AdministratorPages::firewallRow(const Row& row) {
     addTool(row[0]);
     if (const auto state = valueOfCell(row[1])) {
         mac->preferenceStore.machine["com.apple.alf"]["globalstate"] = *state;
@@ -213,23 +221,23 @@ std::string AdministratorDocument::firewallRow(const Row& row) {
     return outcome(entryOf("localFirewall", VELValue::object()));
 }
 
-std::string AdministratorDocument::certificateTextRow(const Row& row) {
+std::string AdministratorPages::certificateTextRow(const Row& row) {
     certificates->fill(mac->keychainStore, "an identity issued by the root");
     return outcome(
         entryOf("perDeviceCertificatePresent", {{"cert", certificates->valueOf(row[0])}}));
 }
 
-std::string AdministratorDocument::keychainRow(const Row& row) {
+std::string AdministratorPages::keychainRow(const Row& row) {
     certificates->fill(mac->keychainStore, row[0]);
     return outcome(entryOf("perDeviceCertificatePresent",
                            {{"cert", certificates->valueOf("the root, in one line")}}));
 }
 
-/// Holds the parameters that a section names against those that its check requires.
-void AdministratorDocument::verifyParameters(const MarkdownTable& table) const {
+/// Compares the parameters in a section with those that its check requires.
+void AdministratorPages::verifyParameters(const MarkdownTable& table) const {
     std::vector<std::string> required;
     for (const Row& row : table.rows) {
-        EXPECT_EQ(row.at(2), "yes") << "line " << table.line;
+        EXPECT_EQ(row.at(2), "yes") << table.place;
         required.push_back(codeOfCell(row.at(0)));
     }
     const auto catalogue = macPostureCheckCatalogue(mac);
@@ -238,31 +246,59 @@ void AdministratorDocument::verifyParameters(const MarkdownTable& table) const {
     EXPECT_EQ(check->second->requiredParameters(), required) << table.section;
 }
 
-TEST_F(AdministratorDocument, EveryTableIsTrue) {
-    using Verify = std::string (AdministratorDocument::*)(const Row&);
+/// The one table with this heading.
+const MarkdownTable& AdministratorPages::table(const Row& heading) const {
+    const auto found =
+        std::find_if(document.tables.begin(), document.tables.end(),
+                     [&heading](const MarkdownTable& each) { return each.heading == heading; });
+    if (found == document.tables.end()) {
+        throw std::runtime_error("no table begins with the column " + heading.front());
+    }
+    return *found;
+}
+
+/// The first word of each cell in the first column, without the brackets of a link.
+std::set<std::string> AdministratorPages::firstColumn(const Row& heading) const {
+    std::set<std::string> names;
+    for (const Row& row : table(heading).rows) {
+        const std::string& cell = row.front();
+        const std::size_t begin = cell.find('`') + 1;
+        names.insert(cell.substr(begin, cell.find_first_of("` ", begin) - begin));
+    }
+    return names;
+}
+
+TEST_F(AdministratorPages, EveryTableIsTrue) {
+    using Verify = std::string (AdministratorPages::*)(const Row&);
     const std::map<Row, Verify> truthTables = {
-        {{"Required", "System", "Result"}, &AdministratorDocument::versionRow},
-        {{"Pattern", "Domain", "Result"}, &AdministratorDocument::patternRow},
-        {{"sha1", "Result"}, &AdministratorDocument::fingerprintRow},
-        {{"Name", "Line of the listing", "Result"}, &AdministratorDocument::processRow},
-        {{"encryptionState", "Result"}, &AdministratorDocument::stateRow},
+        {{"Required", "System", "Result"}, &AdministratorPages::versionRow},
+        {{"Pattern", "Domain", "Result"}, &AdministratorPages::patternRow},
+        {{"sha1", "Result"}, &AdministratorPages::fingerprintRow},
+        {{"Name", "Line of the listing", "Result"}, &AdministratorPages::processRow},
+        {{"encryptionState", "Result"}, &AdministratorPages::stateRow},
         {{"Internal", "Protocol", "Kind", "Sealed", "Role", "Encrypted", "CoreStorage Encrypted",
           "Result"},
-         &AdministratorDocument::volumeRow},
-        {{"Tool", "globalstate", "Result"}, &AdministratorDocument::firewallRow},
-        {{"The value of cert", "Result"}, &AdministratorDocument::certificateTextRow},
-        {{"The keychain holds", "Result"}, &AdministratorDocument::keychainRow},
+         &AdministratorPages::volumeRow},
+        {{"Tool", "globalstate", "Result"}, &AdministratorPages::firewallRow},
+        {{"The value of cert", "Result"}, &AdministratorPages::certificateTextRow},
+        {{"The keychain holds", "Result"}, &AdministratorPages::keychainRow},
     };
-    const std::set<Row> verifiedElsewhere = {
-        {"Error", "When"}, {"Error result", "When"}, {"Log line", "What it says"}};
+    const std::set<Row> verifiedElsewhere = {{"Error", "When"},
+                                             {"Error result", "When"},
+                                             {"Log line", "What it says"},
+                                             {"Type", "Question"},
+                                             {"Name", "Value"},
+                                             {"Command", "What it does"},
+                                             {"Option", "What it does"},
+                                             {"Status", "`check`, `identity`", "`lint`"}};
     certificates.emplace();
 
     std::set<Row> seen;
     for (const MarkdownTable& table : document.tables) {
         const auto verify = truthTables.find(table.heading);
-        EXPECT_FALSE(table.rows.empty()) << "no row below line " << table.line;
+        EXPECT_FALSE(table.rows.empty()) << "no row: " << table.place;
         for (const Row& row : table.rows) {
-            ASSERT_EQ(row.size(), table.heading.size()) << "below line " << table.line;
+            ASSERT_EQ(row.size(), table.heading.size()) << table.place;
             if (verify != truthTables.end()) {
                 freshMac();
                 EXPECT_EQ((this->*verify->second)(row), row.back())
@@ -275,13 +311,13 @@ TEST_F(AdministratorDocument, EveryTableIsTrue) {
             verifyParameters(table);
         } else {
             EXPECT_TRUE(verifiedElsewhere.contains(table.heading))
-                << "nobody verifies the table at line " << table.line;
+                << "no test verifies this table: " << table.place;
         }
     }
     EXPECT_EQ(seen.size(), truthTables.size()) << "a truth table is missing";
 }
 
-TEST_F(AdministratorDocument, HasASectionForEachCheckWithItsParameters) {
+TEST_F(AdministratorPages, HasASectionForEachCheckWithItsParameters) {
     std::set<std::string> described;
     for (const MarkdownTable& table : document.tables) {
         if (table.heading.front() == "Parameter") {
@@ -297,6 +333,46 @@ TEST_F(AdministratorDocument, HasASectionForEachCheckWithItsParameters) {
     EXPECT_EQ(described, withParameters);
 }
 
+TEST_F(AdministratorPages, NameEveryCheckIdentityValueCommandAndOption) {
+    std::set<std::string> types;
+    for (const auto& [type, check] : macPostureCheckCatalogue(mac)) {
+        types.insert(type);
+    }
+    EXPECT_EQ(firstColumn({"Type", "Question"}), types);
+    EXPECT_EQ(firstColumn({"Name", "Value"}),
+              (std::set<std::string>{kMacSerialNumberKey, kDeviceIDKey}));
+
+    CommandLine commandLine;
+    const auto program = makeOptionTable(commandLine);
+    std::set<std::string> commands;
+    std::set<std::string> options = {"REQUEST"};
+    for (const CLI::App* command : program->get_subcommands({})) {
+        commands.insert(command->get_name());
+        for (const CLI::Option* option : command->get_options()) {
+            if (!option->get_lnames().empty() && option != command->get_help_ptr()) {
+                options.insert("--" + option->get_lnames().front());
+            }
+        }
+    }
+    EXPECT_EQ(firstColumn({"Command", "What it does"}), commands);
+    EXPECT_EQ(firstColumn({"Option", "What it does"}), options);
+}
+
+TEST_F(AdministratorPages, StatusesAreThoseOfTheProgram) {
+    std::set<std::string> statuses;
+    for (const Row& row : table({"Status", "`check`, `identity`", "`lint`"}).rows) {
+        statuses.insert(row.front());
+    }
+    CommandLine commandLine;
+    const std::string help = makeOptionTable(commandLine)->get_footer();
+    std::set<std::string> helped;
+    const std::regex status("^  ([0-9]+)  ", std::regex::multiline);
+    for (std::sregex_iterator match(help.begin(), help.end(), status), end; match != end; ++match) {
+        helped.insert((*match)[1]);
+    }
+    EXPECT_EQ(statuses, helped);
+}
+
 void removeDurations(VELValue& result) {
     result["metrics"].erase("total_ms");
     if (!result["metrics"].contains("details")) {
@@ -307,7 +383,7 @@ void removeDurations(VELValue& result) {
     }
 }
 
-TEST_F(AdministratorDocument, RequestsRunAndGiveTheResultsThatFollow) {
+TEST_F(AdministratorPages, RequestsRunAndGiveTheResultsThatFollow) {
     std::string problem;
     mac = vel::machineFromDescription(
         textOfFile(std::string(VEL_SOURCE_DIRECTORY) + "/Examples/Machines/compliant.json"),
@@ -320,7 +396,7 @@ TEST_F(AdministratorDocument, RequestsRunAndGiveTheResultsThatFollow) {
     unsigned results = 0;
     for (const MarkdownCode& code : document.codes) {
         if (code.text.starts_with("RESULT ")) {
-            EXPECT_EQ(code.text, resultReport(documented, {})) << "line " << code.line;
+            EXPECT_EQ(code.text, resultReport(documented, {})) << code.place;
             ++results;
         }
         if (code.language != "json") {
@@ -332,17 +408,17 @@ TEST_F(AdministratorDocument, RequestsRunAndGiveTheResultsThatFollow) {
             VELValue expected = value;
             removeDurations(expected);
             removeDurations(answer);
-            EXPECT_EQ(answer, expected) << "line " << code.line;
+            EXPECT_EQ(answer, expected) << code.place;
             ++results;
             continue;
         }
         answer = run(code.text);
-        EXPECT_FALSE(answer.contains("error")) << "line " << code.line << ": " << answer;
+        EXPECT_FALSE(answer.contains("error")) << code.place << ": " << answer;
         if (value.contains("mac")) {
             for (const VELValue& entry : answer["checks"]) {
                 types.insert(entry["type"].get<std::string>());
                 EXPECT_FALSE(std::regex_match(entry.value("error", ""), misuse))
-                    << "line " << code.line << ": " << entry;
+                    << code.place << ": " << entry;
             }
         }
     }
@@ -350,13 +426,13 @@ TEST_F(AdministratorDocument, RequestsRunAndGiveTheResultsThatFollow) {
     EXPECT_EQ(types.size(), 7U) << "an example of a check is missing";
 }
 
-void AdministratorDocument::provoke(const VELDictionary& entry) {
+void AdministratorPages::provoke(const VELDictionary& entry) {
     const VELValue result = runEntry(entry);
     ASSERT_TRUE(result.contains("error")) << "no error for " << entry;
     provoked.insert(result["error"].get<std::string>());
 }
 
-void AdministratorDocument::provokeToolErrors() {
+void AdministratorPages::provokeToolErrors() {
     provoke(entryOf("anyProcessRunning", {{"processes", VELValue::array()}}));
     provoke(entryOf("localFirewall", VELValue::object()));
     answer({firewallTool, "--getglobalstate"}, "");
@@ -372,7 +448,7 @@ void AdministratorDocument::provokeToolErrors() {
     EXPECT_TRUE(provoked.contains("Task /usr/sbin/dsconfigad exited with status code 15."));
 }
 
-void AdministratorDocument::provokeParameterErrors() {
+void AdministratorPages::provokeParameterErrors() {
     provoke(entryOf("localfirewall", VELValue::object()));
     provoke(VELValue::object());
     provoke(entryOf("joinedToDomain", VELValue::object()));
@@ -399,7 +475,7 @@ void AdministratorDocument::provokeParameterErrors() {
     }
 }
 
-void AdministratorDocument::provokeStateErrors() {
+void AdministratorPages::provokeStateErrors() {
     freshMac();
     mac->disks.mounts.reset();
     mac->fileStore.contents[statusFile] = std::nullopt;
@@ -407,7 +483,7 @@ void AdministratorDocument::provokeStateErrors() {
     provoke(entryOf("certificatePresent", {{"sha1", "00"}}));
 }
 
-void AdministratorDocument::provokeTrustErrors() {
+void AdministratorPages::provokeTrustErrors() {
     certificates.emplace();
     for (const std::string& identity : certificates->untrustedIdentities()) {
         freshMac();
@@ -417,7 +493,7 @@ void AdministratorDocument::provokeTrustErrors() {
     }
 }
 
-/// A documented text as an expression: what stands in capitals is filled in.
+/// A documented text as an expression: words in capitals match any text.
 std::regex expressionOf(const std::string& text) {
     static const std::regex special(R"([.*+?^${}()|\[\]\\])");
     static const std::regex placeholder(
@@ -427,14 +503,9 @@ std::regex expressionOf(const std::string& text) {
 }
 
 /// Every documented text is one of the texts, and every text is documented.
-void expectSameTexts(const MarkdownDocument& document, const Row& heading,
-                     const std::set<std::string>& texts) {
-    const auto table =
-        std::find_if(document.tables.begin(), document.tables.end(),
-                     [&heading](const MarkdownTable& each) { return each.heading == heading; });
-    ASSERT_NE(table, document.tables.end());
+void expectSameTexts(const MarkdownTable& table, const std::set<std::string>& texts) {
     std::set<std::string> documented;
-    for (const Row& row : table->rows) {
+    for (const Row& row : table.rows) {
         const std::string text = codeOfCell(row.front());
         const std::regex expression = expressionOf(text);
         bool occurs = false;
@@ -449,12 +520,12 @@ void expectSameTexts(const MarkdownDocument& document, const Row& heading,
     EXPECT_EQ(documented, texts) << "some are not documented";
 }
 
-TEST_F(AdministratorDocument, QuotesEveryErrorOfACheckWordForWord) {
+TEST_F(AdministratorPages, QuotesEveryErrorOfACheckWordForWord) {
     provokeToolErrors();
     provokeParameterErrors();
     provokeStateErrors();
     provokeTrustErrors();
-    expectSameTexts(document, {"Error", "When"}, provoked);
+    expectSameTexts(table({"Error", "When"}), provoked);
 
     std::set<int> codes;
     const std::regex ownError("Error: Error Domain=com\\.vel\\.posturecheck Code=(\\d+) .*");
@@ -467,7 +538,7 @@ TEST_F(AdministratorDocument, QuotesEveryErrorOfACheckWordForWord) {
     EXPECT_EQ(codes, (std::set<int>{0, 1, 2, 3, 5, 6, 7, 8, 11})) << "a code was not provoked";
 }
 
-TEST_F(AdministratorDocument, QuotesEveryErrorResultWordForWord) {
+TEST_F(AdministratorPages, QuotesEveryErrorResultWordForWord) {
     std::set<std::string> texts;
     for (const std::string& request :
          {std::string("[]"), std::string(R"({"mac": null})"),
@@ -481,7 +552,7 @@ TEST_F(AdministratorDocument, QuotesEveryErrorResultWordForWord) {
         EXPECT_EQ(result.size(), 1U) << request;
         texts.insert(result.at("error").get<std::string>());
     }
-    expectSameTexts(document, {"Error result", "When"}, texts);
+    expectSameTexts(table({"Error result", "When"}), texts);
 }
 
 /// The sources of the checks, the pieces of each string literal joined.
@@ -496,7 +567,7 @@ std::string sourcesOfChecks() {
     return std::regex_replace(sources, std::regex("\"\\s*\n\\s*\""), "");
 }
 
-TEST_F(AdministratorDocument, QuotesLogLinesWordForWord) {
+TEST_F(AdministratorPages, QuotesLogLinesWordForWord) {
     const std::string sources = sourcesOfChecks();
     unsigned lines = 0;
     for (const MarkdownTable& table : document.tables) {

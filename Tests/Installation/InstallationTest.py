@@ -193,7 +193,7 @@ class Installation(unittest.TestCase):
                      "share/zsh/site-functions/_vel-posture",
                      "share/fish/vendor_completions.d/vel-posture.fish",
                      "share/vel_device_trust/schemas/request.schema.json",
-                     "share/doc/vel_device_trust/administrator.md",
+                     "share/doc/vel_device_trust/checks.md",
                      "share/doc/vel_device_trust/host-developer.md",
                      "share/doc/vel_device_trust/LICENSE",
                      "share/doc/vel_device_trust/THIRD-PARTY-NOTICES"):

@@ -18,7 +18,7 @@ extern "C" VEL_EXPORT const char* const kVELPostureCheckErrorDomain;
 /// "com.vel.posturecheck.unlocalized-description". The message is not localised.
 extern "C" VEL_EXPORT const char* const kUnlocalizedDescriptionKey;
 
-/// Codes of that domain. Hosts match on the integers; 4, 9 and 10 stay unassigned.
+/// Codes of that domain. Hosts match on the integers; 4, 9 and 10 are not assigned.
 enum VELPostureCheckErrorCode : std::int64_t {
     /// The firewall state could not be determined.
     VELPostureCheckErrorGeneral = 0,
@@ -42,6 +42,6 @@ enum VELPostureCheckErrorCode : std::int64_t {
 
 /// Reports that a check could not be carried out: stores an error of the library's domain with
 /// `code` and `message` (UTF-8) through `error`, replacing what was there, and then logs
-/// "Error: %@" with it at level 3. A null `error` makes it do nothing at all, logging included.
+/// "Error: %@" with it at level 3. With a null `error` it does nothing and logs nothing.
 VEL_EXPORT void SetPostureCheckError(std::optional<VELError>* error, std::int64_t code,
                                      std::string message);

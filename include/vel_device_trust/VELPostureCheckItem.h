@@ -21,20 +21,21 @@ public:
     VELPostureCheckItem& operator=(const VELPostureCheckItem&) = delete;
     virtual ~VELPostureCheckItem();
 
-    /// Runs the check once and answers whether the device passes it.
+    /// Runs the check once and returns whether the device passes it.
     ///
     /// - `parameters`: the whole check entry of the request, "type" included.
     /// - `error`: may be null. A check that could not be carried out sets it (usually through
-    ///   `SetPostureCheckError`) and answers false. A check that ran and found the device
-    ///   non-compliant answers false and leaves it alone. A set error always wins over the answer.
+    ///   `SetPostureCheckError`) and returns false. A check that ran and found the device
+    ///   non-compliant returns false and does not set it. If an error is set, the check has not
+    ///   passed, whatever it returns.
     ///
-    /// A `std::exception` that leaves this operation during a request becomes the error of its
+    /// A `std::exception` that this operation throws during a request becomes the error of its
     /// entry; the following checks still run.
     virtual bool runCheckWithParameters(const VELDictionary& parameters,
                                         std::optional<VELError>* error) const = 0;
 
     /// Names of the keys that must be present in the parameters before
     /// `runCheckWithParameters` is called; the runner checks their presence, never their type.
-    /// The default says "not provided": nothing is required.
+    /// The default returns nullopt: nothing is required.
     [[nodiscard]] virtual std::optional<std::vector<std::string>> requiredParameters() const;
 };

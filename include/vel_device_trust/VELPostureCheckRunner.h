@@ -34,8 +34,7 @@ extern "C" VEL_EXPORT const char* const kDeviceIDKey;
 using VELPostureCheckCatalogue =
     std::map<std::string, std::shared_ptr<const VELPostureCheckItem>, std::less<>>;
 
-/// The library's front door: takes a request document, runs the checks that it lists, and returns
-/// the result document.
+/// Takes a request document, runs the checks that it lists, and returns the result document.
 ///
 ///     auto runner = VELPostureCheckRunner::macPostureCheckRunner(nullptr);
 ///     std::string result = runner->runPostureCheckFromDocumentString(
@@ -44,18 +43,18 @@ using VELPostureCheckCatalogue =
 /// A runner is immutable. Its operations run on the caller's thread, one check after another, and
 /// may be called from several threads at once.
 ///
-/// Documents are JSON in UTF-8. What is not a valid request, or a result that cannot be written,
-/// yields the error result: an object with the single key "error". The document operations throw
-/// only when memory runs out, or what a check throws that is no `std::exception`.
+/// Documents are JSON in UTF-8. An invalid request, or a result that cannot be written, gives the
+/// error result: an object with the single key "error". The document operations only throw if
+/// memory runs out, or if a check throws something that is not derived from `std::exception`.
 class VEL_EXPORT VELPostureCheckRunner {
 public:
     /// A new runner for this machine with all check types of the library, whose requests list
-    /// their checks under "mac". `logger` becomes the logger of the whole process, for the runners
-    /// made before too; null switches logging off.
+    /// their checks under "mac". `logger` becomes the logger of the whole process, also for earlier
+    /// runners; null switches logging off.
     [[nodiscard]] static std::unique_ptr<VELPostureCheckRunner>
     macPostureCheckRunner(std::shared_ptr<VELHostLogger> logger);
 
-    /// A runner with a catalogue of the host's own. `platformIdentifier` is the top-level key under
+    /// A runner with the host's own catalogue. `platformIdentifier` is the top-level key under
     /// which its requests list their checks. `logger` as above. A null check object counts as a
     /// type that is not in the catalogue.
     VELPostureCheckRunner(std::string platformIdentifier, VELPostureCheckCatalogue postureChecks,
@@ -65,7 +64,7 @@ public:
     VELPostureCheckRunner& operator=(const VELPostureCheckRunner&) = delete;
     ~VELPostureCheckRunner();
 
-    /// Runs the request and returns its result: UTF-8 JSON, both.
+    /// Runs the request and returns its result, both UTF-8 JSON.
     [[nodiscard]] std::string runPostureCheckFromDocumentString(std::string_view document) const;
 
     /// The same in bytes.
@@ -77,13 +76,14 @@ public:
     [[nodiscard]] VELDictionary
     runDeviceTrustCheckFromDictionary(const VELDictionary& request) const;
 
-    /// Answers a parsed identity request; the empty dictionary when it has no "identity_params".
-    /// Throws `std::invalid_argument`, before anything is asked, when the request is malformed.
+    /// Answers a parsed identity request. Returns the empty dictionary if it has no
+    /// "identity_params". Throws `std::invalid_argument`, before anything is read, if the request
+    /// is malformed.
     [[nodiscard]] VELDictionary
     runGetIdentityParametersFromDictionary(const VELDictionary& request) const;
 
     /// Runs one check. `type` is the entry's type name (null: it has none), `checkParams` the whole
-    /// entry. What the check throws goes to the caller.
+    /// entry. Exceptions of the check reach the caller.
     bool runCheck(const VELValue* type, const VELDictionary& checkParams,
                   std::optional<VELError>* error) const;
 

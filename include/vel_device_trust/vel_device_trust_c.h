@@ -49,8 +49,8 @@ enum {
 
 /**
  * Receives one log message, on the thread that runs the request: on several threads at once if the
- * host runs requests on several threads. It may create runners and run requests. It must return: no
- * longjmp; what it throws is dropped.
+ * host runs requests on several threads. It may create runners and run requests. It must return, not
+ * longjmp; exceptions that it throws are ignored.
  *
  * @param context what the host gave to vel_runner_create()
  * @param message the text, `message_length` bytes of valid UTF-8, not NUL-terminated; gone after
@@ -65,15 +65,15 @@ typedef void (*vel_log_function)(void* VEL_NULLABLE context, const char* message
                                  size_t message_length, int64_t level, const char* file,
                                  const char* function, int32_t line);
 
-/** Tells the host that `context` is no longer used. On any thread; once. */
+/** Called once, on any thread, when `context` is no longer used. */
 typedef void (*vel_release_function)(void* VEL_NULLABLE context);
 
 /** Runs requests on this machine, with all check types of the library. */
 typedef struct vel_runner vel_runner;
 
 /**
- * Makes a runner, and `log` the logger of the whole process, for the runners made before too; a
- * null `log` switches logging off.
+ * Makes a runner. `log` becomes the logger of the whole process, also for earlier runners; a null
+ * `log` switches logging off.
  *
  * Thread-safe.
  *
@@ -90,7 +90,7 @@ VEL_EXPORT vel_runner* VEL_NULLABLE vel_runner_create(vel_log_function VEL_NULLA
 /**
  * Frees a runner; does nothing with null. The logger stays.
  *
- * Thread-safe, but for a runner that still runs a request.
+ * Thread-safe, unless the runner is still running a request.
  */
 VEL_EXPORT void vel_runner_free(vel_runner* VEL_NULLABLE runner);
 
@@ -98,11 +98,11 @@ VEL_EXPORT void vel_runner_free(vel_runner* VEL_NULLABLE runner);
  * Runs a request and returns its result, both JSON documents in UTF-8. It runs on the caller's
  * thread and returns when every check has finished.
  *
- * Whatever goes wrong is in the result: a request that is not valid, a null runner, a null request
- * that is said to have bytes, or no memory for a document yields the error result, an object with
- * the single key "error".
+ * Every problem is reported in the result: an invalid request, a null runner, a null request with a
+ * length other than 0, or no memory for a document gives the error result, an object with the single
+ * key "error".
  *
- * Thread-safe, with the same runner too.
+ * Thread-safe, also with the same runner.
  *
  * @param request `request_length` bytes; may be null if there are none
  * @param result_length receives the number of bytes before the result's NUL; may be null

@@ -1,7 +1,7 @@
 /* SPDX-License-Identifier: Apache-2.0 */
 
 /*
- * A host in C: hands a request to the library and prints its result.
+ * A host in C: passes a request to the library and prints its result.
  *
  *     host REQUEST.json
  *
@@ -13,7 +13,7 @@
 #include <stdio.h>
 #include <stdlib.h>
 
-/* Shows what went wrong; the other levels are for whoever looks for a fault. */
+/* Prints warnings and errors; the other levels are for troubleshooting. */
 static void log_error(void *context, const char *message, size_t length, int64_t level,
                       const char *file, const char *function, int32_t line)
 {
@@ -26,7 +26,7 @@ static void log_error(void *context, const char *message, size_t length, int64_t
         fprintf(stream, "log: %.*s\n", (int)length, message);
 }
 
-/* The whole file, to be freed; null when it cannot be read. */
+/* The whole file, to be freed; null if it cannot be read. */
 static char *read_file(const char *path, size_t *length)
 {
     FILE *file = fopen(path, "rb");

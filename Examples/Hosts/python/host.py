@@ -1,12 +1,12 @@
 #!/usr/bin/env python3
 # SPDX-License-Identifier: Apache-2.0
 
-"""A host in Python: asks the library through its C interface, without any package.
+"""A host in Python: uses the C interface of the library and needs no package.
 
     host.py REQUEST.json
 
-VEL_DEVICE_TRUST_LIBRARY names the library (absolute path) where the system does not find it.
-Exit status: 0 passed, 1 did not pass, 2 could not be asked.
+VEL_DEVICE_TRUST_LIBRARY is the absolute path of the library, if the system does not find it.
+Exit status: 0 passed, 1 did not pass, 2 no result.
 """
 
 import ctypes
@@ -23,7 +23,7 @@ LOG_WARNING = 2
 
 @LogFunction
 def log_error(_context, message, length, level, _file, _function, _line):
-    """Shows what went wrong. The library may call it as long as the process lives."""
+    """Prints warnings and errors. The library can call it until the process exits."""
     if level >= LOG_WARNING:
         print("log:", ctypes.string_at(message, length).decode(), file=sys.stderr)
 
@@ -82,7 +82,7 @@ def main():
         print("not answered:", json.dumps(result), file=sys.stderr)
         return 2
     print_checks(result["checks"])
-    # No check at all passes too: whoever opens data on the verdict sees to it that there were some.
+    # A request without checks passes: before giving access, make sure that there were some.
     passed = result["pass"] and bool(result["checks"])
     print("PASSED" if passed else "NOT PASSED")
     return 0 if passed else 1
