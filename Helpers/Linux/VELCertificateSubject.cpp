@@ -3,7 +3,6 @@
 #include "Base/VELText.h"
 #include "Platform/X509/VELOpenSSL.h"
 
-#include <array>
 #include <cstddef>
 #include <openssl/asn1.h>
 #include <openssl/objects.h>
@@ -11,20 +10,20 @@
 namespace vel {
 namespace {
 
+/// Throws as `raiseFailure` does: OpenSSL cannot write it.
 std::string nameOfType(const ASN1_OBJECT* type) {
     const int known = OBJ_obj2nid(type);
     if (const char* name = known == NID_undef ? nullptr : OBJ_nid2sn(known)) {
         return name;
     }
-    std::array<char, 128> digits{};
-    const int length = OBJ_obj2txt(digits.data(), static_cast<int>(digits.size()), type, 1);
-    if (length < 0 || static_cast<std::size_t>(length) < digits.size()) {
-        return digits.data();
+    const int length = OBJ_obj2txt(nullptr, 0, type, 1);
+    if (length <= 0) {
+        x509::raiseFailure();
     }
-    std::string whole(static_cast<std::size_t>(length) + 1, '\0');
-    OBJ_obj2txt(whole.data(), length + 1, type, 1);
-    whole.pop_back();
-    return whole;
+    std::string digits(static_cast<std::size_t>(length) + 1, '\0');
+    x509::requireSuccess(OBJ_obj2txt(digits.data(), length + 1, type, 1) == length ? 1 : 0);
+    digits.pop_back();
+    return digits;
 }
 
 void appendEscaped(std::string& line, std::string_view value) {

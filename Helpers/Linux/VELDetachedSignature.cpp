@@ -28,10 +28,9 @@ SignedMessageHandle readMessage(std::string_view der) {
     if (der.size() > std::numeric_limits<int>::max()) {
         return nullptr;
     }
-    CMS_ContentInfo* message = CMS_ContentInfo_new_ex(privateContext(), nullptr);
-    if (message == nullptr) {
-        return nullptr;
-    }
+    // On failure, d2i frees what it was given and clears the pointer.
+    CMS_ContentInfo* message =
+        made(SignedMessageHandle(CMS_ContentInfo_new_ex(privateContext(), nullptr))).release();
     const auto* position = reinterpret_cast<const unsigned char*>(der.data());
     const unsigned char* end = position + der.size();
     const bool isRead =
@@ -59,16 +58,17 @@ bool isStrongDigest(const X509_ALGOR* algorithm) {
 
 OwnedCertificatesHandle certificatesOf(CMS_ContentInfo* message) {
     OwnedCertificatesHandle certificates(CMS_get1_certs(message));
-    return certificates ? std::move(certificates) : OwnedCertificatesHandle(sk_X509_new_null());
+    return certificates ? std::move(certificates)
+                        : made(OwnedCertificatesHandle(sk_X509_new_null()));
 }
 
 std::string derOf(X509* certificate) {
     unsigned char* bytes = nullptr;
     const int length = i2d_X509(certificate, &bytes);
-    std::string der;
-    if (length > 0) {
-        der.assign(reinterpret_cast<const char*>(bytes), static_cast<std::size_t>(length));
+    if (length <= 0) {
+        raiseFailure();
     }
+    std::string der(reinterpret_cast<const char*>(bytes), static_cast<std::size_t>(length));
     OPENSSL_free(bytes);
     return der;
 }
@@ -99,24 +99,19 @@ SignerCertificates chainFrom(X509* signer, STACK_OF(X509) * pool) {
 /// Nothing when one of the anchors is, or leads to, the signer; else why not.
 std::optional<std::string> chainProblem(X509* signer, STACK_OF(X509) * pool,
                                         const std::vector<std::string>& anchors) {
-    const StoreHandle store(X509_STORE_new());
-    const StoreContextHandle context(X509_STORE_CTX_new_ex(privateContext(), nullptr));
-    if (!store || !context) {
-        return "there is no memory";
-    }
+    const auto store = made(StoreHandle(X509_STORE_new()));
+    const auto context = made(StoreContextHandle(X509_STORE_CTX_new_ex(privateContext(), nullptr)));
     for (const auto& der : anchors) {
         const CertificateHandle anchor = decodedCertificate(der);
         if (!anchor || X509_STORE_add_cert(store.get(), anchor.get()) != 1) {
             return "an anchor is no certificate";
         }
     }
-    if (X509_STORE_CTX_init(context.get(), store.get(), signer, pool) != 1) {
-        return "there is no memory";
-    }
+    requireSuccess(X509_STORE_CTX_init(context.get(), store.get(), signer, pool));
     X509_VERIFY_PARAM* parameters = X509_STORE_CTX_get0_param(context.get());
-    X509_VERIFY_PARAM_set_flags(parameters, X509_V_FLAG_PARTIAL_CHAIN);
+    requireSuccess(X509_VERIFY_PARAM_set_flags(parameters, X509_V_FLAG_PARTIAL_CHAIN));
+    requireSuccess(X509_VERIFY_PARAM_set_purpose(parameters, X509_PURPOSE_ANY));
     X509_VERIFY_PARAM_set_auth_level(parameters, minimumSecurityLevel);
-    X509_VERIFY_PARAM_set_purpose(parameters, X509_PURPOSE_ANY);
     if (X509_verify_cert(context.get()) == 1) {
         return std::nullopt;
     }
@@ -148,10 +143,12 @@ verifyDetachedSignature(std::string_view signature, int content,
     if (!isStrongDigest(digest)) {
         return refusal("the signature's digest is too weak");
     }
-    const StreamHandle bytes(::lseek(content, 0, SEEK_SET) == 0 ? BIO_new_fd(content, BIO_NOCLOSE)
-                                                                : nullptr);
-    if (!bytes || CMS_verify(message.get(), nullptr, nullptr, bytes.get(), nullptr,
-                             CMS_BINARY | CMS_NO_SIGNER_CERT_VERIFY) != 1) {
+    if (::lseek(content, 0, SEEK_SET) != 0) {
+        return refusal("the content cannot be read");
+    }
+    const auto bytes = made(StreamHandle(BIO_new_fd(content, BIO_NOCLOSE)));
+    if (CMS_verify(message.get(), nullptr, nullptr, bytes.get(), nullptr,
+                   CMS_BINARY | CMS_NO_SIGNER_CERT_VERIFY) != 1) {
         return refusal("the signature does not fit the content");
     }
     X509* certificate = nullptr;

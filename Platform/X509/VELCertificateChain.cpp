@@ -7,6 +7,8 @@
 #include <nlohmann/json.hpp>
 
 #include <algorithm>
+#include <iterator>
+#include <string_view>
 #include <tuple>
 #include <utility>
 
@@ -14,7 +16,6 @@ namespace vel::x509 {
 namespace {
 
 constexpr int minimumRSABits = 1024;
-constexpr int minimumEllipticCurveBits = 160;
 constexpr long version3 = 2; // as it is encoded
 
 /// Kinds of failures, the weightiest first.
@@ -59,6 +60,15 @@ const CheckRow& rowOf(ChainCheck check) {
     return rows[static_cast<std::size_t>(check)];
 }
 
+/// The curves that the platform has. Parameters that spell out a curve name none.
+bool hasKnownCurve(const EVP_PKEY* key) {
+    constexpr std::string_view known[] = {"prime192v1", "secp224r1", "prime256v1", "secp384r1",
+                                          "secp521r1"};
+    char name[32] = {};
+    return EVP_PKEY_get_group_name(key, name, sizeof name, nullptr) == 1 &&
+           std::find(std::begin(known), std::end(known), name) != std::end(known);
+}
+
 bool hasStrongKey(X509* certificate) {
     const EVP_PKEY* key = X509_get0_pubkey(certificate);
     if (key == nullptr) {
@@ -69,7 +79,7 @@ bool hasStrongKey(X509* certificate) {
     case EVP_PKEY_RSA_PSS:
         return EVP_PKEY_get_bits(key) >= minimumRSABits;
     case EVP_PKEY_EC:
-        return EVP_PKEY_get_bits(key) >= minimumEllipticCurveBits;
+        return hasKnownCurve(key);
     case EVP_PKEY_ED25519:
     case EVP_PKEY_ED448:
         return true;
@@ -78,10 +88,13 @@ bool hasStrongKey(X509* certificate) {
     }
 }
 
+/// The digest of a known algorithm that OpenSSL fails to tell may be a broken one. An algorithm
+/// that is not known verifies nothing.
 bool hasBrokenDigest(X509* certificate) {
     int digest = NID_undef;
-    // What it answers says whether the digest can be used: a broken one need not be such.
-    static_cast<void>(X509_get_signature_info(certificate, &digest, nullptr, nullptr, nullptr));
+    if (X509_get_signature_info(certificate, &digest, nullptr, nullptr, nullptr) != 1) {
+        return OBJ_find_sigid_algs(X509_get_signature_nid(certificate), nullptr, nullptr) == 1;
+    }
     return digest == NID_md2 || digest == NID_md4 || digest == NID_md5;
 }
 
@@ -155,6 +168,10 @@ private:
 
     void checkCertificate(std::size_t position) {
         const VELX509Certificate& certificate = *_chain.certificates[position];
+        if (certificate.x509() == nullptr) {
+            fail(ChainCheck::anchorTrusted, position);
+            return;
+        }
         require(hasStrongKey(certificate.x509()), ChainCheck::keySize, position);
         require(!hasBrokenSignature(certificate), ChainCheck::signatureAlgorithm, position);
         require(isAnchor(position) || !hasUnknownCriticalExtension(certificate.x509()),
@@ -168,13 +185,16 @@ private:
 
     void checkIssuer(std::size_t position) {
         X509* issuer = _chain.certificates[position]->x509();
+        X509* child = _chain.certificates[position - 1]->x509();
+        if (issuer == nullptr || child == nullptr) {
+            return;
+        }
         checkBasicConstraints(issuer, position);
         const std::uint32_t usage = X509_get_key_usage(issuer); // all bits when it is absent
         require((usage & KU_KEY_CERT_SIGN) != 0, ChainCheck::keyUsage, position);
         const long pathLength = X509_get_pathlen(issuer); // negative when it is absent
         require(pathLength < 0 || intermediatesBelow(position) <= pathLength,
                 ChainCheck::pathLength, position);
-        X509* child = _chain.certificates[position - 1]->x509();
         const auto* wanted = X509_get0_authority_key_id(child);
         const auto* found = X509_get0_subject_key_id(issuer);
         require(wanted == nullptr || found == nullptr || ASN1_OCTET_STRING_cmp(wanted, found) == 0,
@@ -252,20 +272,17 @@ StoreContextHandle verification(const CertificateChain& chain, STACK_OF(X509) * 
                                 X509_STORE* store) {
     auto context = made(StoreContextHandle(X509_STORE_CTX_new_ex(privateContext(), nullptr)));
     X509_STORE_set_check_issued(store, isIssuedInChain);
-    X509* leaf = chain.certificates.front()->x509();
-    if (X509_STORE_add_cert(store, chain.certificates.back()->x509()) != 1 ||
-        X509_STORE_CTX_init(context.get(), store, leaf, intermediates) != 1) {
-        throw std::bad_alloc();
-    }
+    requireSuccess(X509_STORE_add_cert(store, chain.certificates.back()->x509()));
+    requireSuccess(X509_STORE_CTX_init(context.get(), store, chain.certificates.front()->x509(),
+                                       intermediates));
+    requireSuccess(
+        X509_STORE_CTX_set_app_data(context.get(), const_cast<CertificateChain*>(&chain)));
     X509_STORE_CTX_set_flags(context.get(), X509_V_FLAG_PARTIAL_CHAIN | X509_V_FLAG_NO_CHECK_TIME |
                                                 X509_V_FLAG_POLICY_CHECK);
     // Without this, a chain that requires some policy would have to end in one named here.
     X509_VERIFY_PARAM* parameters = X509_STORE_CTX_get0_param(context.get());
-    if (X509_VERIFY_PARAM_add0_policy(parameters, OBJ_nid2obj(NID_any_policy)) != 1) {
-        throw std::bad_alloc();
-    }
+    requireSuccess(X509_VERIFY_PARAM_add0_policy(parameters, OBJ_nid2obj(NID_any_policy)));
     X509_STORE_CTX_set_verify_cb(context.get(), judgedOtherwise);
-    X509_STORE_CTX_set_app_data(context.get(), const_cast<CertificateChain*>(&chain));
     return context;
 }
 
@@ -298,12 +315,19 @@ std::vector<ChainCheck> anchorFailures(const CertificatePointer& anchor, VELMome
 }
 
 std::optional<ChainFailure> verifiedFailure(const CertificateChain& chain) {
+    const auto isUndecoded = [](const auto& certificate) { return certificate->x509() == nullptr; };
+    const auto undecoded =
+        std::find_if(chain.certificates.begin(), chain.certificates.end(), isUndecoded);
+    if (undecoded != chain.certificates.end()) {
+        return ChainFailure{ChainCheck::anchorTrusted,
+                            static_cast<std::size_t>(undecoded - chain.certificates.begin())};
+    }
     const ErrorQueueScope errors;
     const auto store = made(StoreHandle(X509_STORE_new()));
     const auto intermediates = made(CertificateListHandle(sk_X509_new_null()));
     for (std::size_t position = 1; position + 1 < chain.certificates.size(); ++position) {
         if (sk_X509_push(intermediates.get(), chain.certificates[position]->x509()) == 0) {
-            throw std::bad_alloc();
+            raiseFailure();
         }
     }
     const auto context = verification(chain, intermediates.get(), store.get());
@@ -318,6 +342,9 @@ std::optional<ChainFailure> verifiedFailure(const CertificateChain& chain) {
 
 bool isSignedBy(const VELX509Certificate& child, const VELX509Certificate& parent) {
     const ErrorQueueScope errors;
+    if (child.x509() == nullptr || parent.x509() == nullptr) {
+        return false;
+    }
     EVP_PKEY* key = X509_get0_pubkey(parent.x509());
     if (key != nullptr && X509_verify(child.x509(), key) == 1) {
         return true;

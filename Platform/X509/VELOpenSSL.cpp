@@ -2,11 +2,34 @@
 #include "Platform/X509/VELOpenSSL.h"
 
 #include <limits>
+#include <new>
+#include <stdexcept>
 #include <utility>
 
 namespace vel::x509 {
 
+namespace {
+
+/// False once OpenSSL has cleaned up: then it makes nothing any more.
+bool isOpenSSLRunning() {
+    const ErrorQueueScope errors;
+    return OPENSSL_init_crypto(0, nullptr) == 1;
+}
+
+} // namespace
+
+void raiseFailure() {
+    if (!isOpenSSLRunning()) {
+        throw std::runtime_error(
+            "certificates can no longer be read: OpenSSL has cleaned up at the end of the process");
+    }
+    throw std::bad_alloc();
+}
+
 OSSL_LIB_CTX* privateContext() {
+    if (!isOpenSSLRunning()) {
+        raiseFailure();
+    }
     // Never freed: certificates that the host still holds at exit use it.
     static OSSL_LIB_CTX* const context = made(ContextHandle(OSSL_LIB_CTX_new())).release();
     return context;

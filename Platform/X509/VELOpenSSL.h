@@ -2,7 +2,6 @@
 #pragma once
 
 #include <memory>
-#include <new>
 #include <openssl/bio.h>
 #include <openssl/cms.h>
 #include <openssl/crypto.h>
@@ -36,10 +35,14 @@ using OwnedCertificatesHandle =
     std::unique_ptr<STACK_OF(X509),
                     decltype([](STACK_OF(X509) * list) { sk_X509_pop_free(list, X509_free); })>;
 
+/// Throws `std::runtime_error` with a text for people when OpenSSL has cleaned up, which it does at
+/// the end of the process, and `std::bad_alloc` otherwise: for a call of OpenSSL that failed.
+[[noreturn]] void raiseFailure();
+
 /// A context with the built-in algorithms alone: neither a configuration file nor a variable that
 /// names one has a say. (OpenSSL's own first use in a process reads its configuration all the same,
 /// for the default context. To forbid that would change OpenSSL for the host as well.) Made on
-/// first use, kept as long as the process. Throws `std::bad_alloc`.
+/// first use, kept as long as the process. Throws as `raiseFailure` does.
 OSSL_LIB_CTX* privateContext();
 
 /// For a program of our own, at its start: nothing reads OpenSSL's configuration.
@@ -55,15 +58,22 @@ public:
     ErrorQueueScope& operator=(const ErrorQueueScope&) = delete;
 };
 
-/// Throws `std::bad_alloc` when OpenSSL made nothing.
+/// The handle; throws as `raiseFailure` does when it is null.
 template <typename Handle> Handle made(Handle handle) {
     if (handle == nullptr) {
-        throw std::bad_alloc();
+        raiseFailure();
     }
     return handle;
 }
 
-/// The certificate that `der` is, and nothing beside it; null when it is none.
+/// Throws as `raiseFailure` does unless `result` is 1, OpenSSL's success.
+inline void requireSuccess(int result) {
+    if (result != 1) {
+        raiseFailure();
+    }
+}
+
+/// The certificate that `der` is, and nothing beside it; null when OpenSSL cannot decode it.
 CertificateHandle decodedCertificate(std::string_view der);
 
 } // namespace vel::x509

@@ -1,6 +1,8 @@
 // SPDX-License-Identifier: Apache-2.0
 #include "Platform/X509/VELX509Keychain.h"
 
+#include "Platform/X509/VELCertificateParts.h"
+#include "Platform/X509/VELSHA1.h"
 #include "Platform/X509/VELSecurityStatus.h"
 #include "Platform/X509/VELX509Name.h"
 

@@ -7,21 +7,8 @@
 #include <string_view>
 #include <vector>
 
-/// Certificates and names read from their DER encoding alone: no key is decoded and nothing is
-/// verified.
+/// Names of issuers and subjects, read from their DER encoding.
 namespace vel::x509 {
-
-/// Where the parts of a certificate stand, each with its tag and length.
-struct CertificateParts {
-    std::string_view whole; ///< the certificate itself, without bytes that follow it
-    std::string_view issuer;
-    std::string_view subject;
-    /// The content of the list of extensions; empty when there is none.
-    std::string_view extensions;
-};
-
-/// The parts of the certificate at the start of `bytes`. Nothing: there is no well-formed one.
-std::optional<CertificateParts> certificateParts(std::string_view bytes);
 
 /// A name's DER in the form in which issuers and subjects are compared: in values of the type
 /// PrintableString, ASCII letters in upper case, spaces and tabs removed at both ends and inner
@@ -37,11 +24,7 @@ std::optional<std::string> textOfValue(std::uint8_t tag, std::string_view conten
 /// name is malformed.
 std::optional<std::vector<std::string>> commonNamesOfName(std::string_view name);
 
-/// The common names of the subject of the certificate at the start of `bytes`. Nothing also when it
-/// is none.
-std::optional<std::vector<std::string>> commonNamesOfCertificate(std::string_view bytes);
-
-/// What a name says shortly: its common names, else organizational units, else organizations, else
+/// The short form of a name: its common names, else organizational units, else organizations, else
 /// all other texts; those that stand last in the name first, with commas. A description follows a
 /// common name in parentheses.
 struct NameSummary {
@@ -50,9 +33,5 @@ struct NameSummary {
     std::optional<std::string> emailAddress; ///< the first one in the name
 };
 NameSummary nameSummary(std::string_view name);
-
-/// Whether the list of extensions is well formed and has each type once.
-enum class ExtensionList { wellFormed, malformed, duplicate };
-ExtensionList extensionList(std::string_view extensions);
 
 } // namespace vel::x509

@@ -2,7 +2,7 @@
 #pragma once
 
 #include "Platform/VELTrust.h"
-#include "Platform/X509/VELX509Certificate.h"
+#include "Platform/X509/VELCertificatePool.h"
 
 #include <cstdint>
 #include <functional>

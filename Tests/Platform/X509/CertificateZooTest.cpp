@@ -332,6 +332,10 @@ TEST_F(CertificateZoo, WeakKeys) {
     const std::pair<const char*, const char*> keys[] = {
         {"RSA1023", "RSA -pkeyopt rsa_keygen_bits:1023"},
         {"Curve112", "EC -pkeyopt ec_paramgen_curve:secp112r1"},
+        {"Curve160", "EC -pkeyopt ec_paramgen_curve:brainpoolP160r1"},
+        {"Curve161", "EC -pkeyopt ec_paramgen_curve:secp160r1"},
+        {"Koblitz256", "EC -pkeyopt ec_paramgen_curve:secp256k1"},
+        {"Brainpool256", "EC -pkeyopt ec_paramgen_curve:brainpoolP256r1"},
     };
     for (const auto& [name, key] : keys) {
         workshop.make({.name = name, .issuer = "Root", .extensions = leafExtensions, .key = key});
@@ -339,13 +343,25 @@ TEST_F(CertificateZoo, WeakKeys) {
         EXPECT_EQ(found, 0);
         EXPECT_TRUE(openssl) << "openssl has no objection at its lowest level";
     }
-    workshop.make({.name = "Curve160",
+}
+
+TEST_F(CertificateZoo, TheCurvesOfThePlatform) {
+    workshop.makeAuthority("Root");
+    for (const std::string curve : {"P-192", "P-224", "P-256", "P-384", "P-521"}) {
+        workshop.make({.name = curve,
+                       .issuer = "Root",
+                       .extensions = leafExtensions,
+                       .key = "EC -pkeyopt ec_paramgen_curve:" + curve});
+        EXPECT_EQ(evaluated(curve, "Root", {}), "trusted") << curve;
+        EXPECT_EQ(found, 0);
+        EXPECT_TRUE(openssl);
+    }
+    workshop.make({.name = "Explicit",
                    .issuer = "Root",
                    .extensions = leafExtensions,
-                   .key = "EC -pkeyopt ec_paramgen_curve:secp160r1"});
-    EXPECT_EQ(evaluated("Curve160", "Root", {}), "trusted");
-    EXPECT_EQ(found, 0);
-    EXPECT_TRUE(openssl);
+                   .key = "EC -pkeyopt ec_paramgen_curve:P-256 -pkeyopt ec_param_enc:explicit"});
+    EXPECT_EQ(evaluated("Explicit", "Root", {}),
+              failed(-67735, quoted("Explicit") + " certificate is using a broken key size"));
 }
 
 TEST_F(CertificateZoo, AWeakAnchorKeyOutweighsALeafThatExpires) {
@@ -645,6 +661,15 @@ TEST_F(CertificateZoo, GarbageIsNoIdentityAndNoIssuer) {
     keychain.identityList = {{.certificate = "garbage"}, {.certificate = der("Odd")}, {}};
     const auto root = keychain.parseCertificate(der("Root"));
     EXPECT_EQ(keychain.identities(root->normalizedSubject().value()).status, -25300);
+}
+
+TEST_F(CertificateZoo, ANameThatIsNoText) {
+    workshop.makeAuthority("Root");
+    std::string leaf = workshop.makeLeaf("Leaf", "Root");
+    leaf.at(leaf.rfind("Leaf") + 1) = '\xFF';
+    stored["Leaf"] = leaf;
+    EXPECT_EQ(evaluated("Leaf", "Root", {}), failed(-67843, "The trust policy was not trusted."));
+    EXPECT_EQ(found, 0) << "it is an identity";
 }
 
 TEST_F(CertificateZoo, AnUnreadableExtension) {

@@ -3,7 +3,9 @@
 
 #include "Platform/Simulated/VELSimulatedKeychain.h"
 #include "Platform/X509/VELCertificateChain.h"
+#include "Platform/X509/VELCertificatePool.h"
 #include "Platform/X509/VELDERReader.h"
+#include "Platform/X509/VELSHA1.h"
 #include "Platform/X509/VELSecurityStatus.h"
 #include "Platform/X509/VELX509Name.h"
 #include "Tests/Support/AllocationCount.h"
@@ -11,8 +13,12 @@
 #include "Tests/Support/Oracle.h"
 
 #include <gtest/gtest.h>
+#include <openssl/crypto.h>
 #include <openssl/err.h>
 
+#include <cstdio>
+#include <cstdlib>
+#include <exception>
 #include <optional>
 #include <string>
 #include <thread>
@@ -57,6 +63,36 @@ TEST_F(X509Certificate, LeavesTheErrorsOfItsHostAlone) {
     EXPECT_NE(VELX509Certificate::parse(der), nullptr);
     EXPECT_EQ(ERR_GET_REASON(ERR_peek_last_error()), 7);
     ERR_clear_error();
+}
+
+[[noreturn]] void parseAfterCleanUp(const std::string& der) {
+    OPENSSL_cleanup();
+    try {
+        static_cast<void>(VELX509Certificate::parse(der));
+    } catch (const std::exception& exception) {
+        std::fputs(exception.what(), stderr);
+        std::_Exit(3);
+    }
+    std::_Exit(0);
+}
+
+TEST_F(X509Certificate, CannotBeReadOnceOpenSSLHasCleanedUp) {
+    const std::string der = workshop.makeAuthority("Root");
+    ASSERT_NE(VELX509Certificate::parse(der), nullptr);
+    EXPECT_EXIT(parseAfterCleanUp(der), testing::ExitedWithCode(3),
+                "^certificates can no longer be read: OpenSSL has cleaned up at the end of the "
+                "process$");
+}
+
+TEST_F(X509Certificate, WithANameThatIsNoTextHasNoReadableName) {
+    std::string der = workshop.makeAuthority("Root");
+    der.at(der.rfind("Root") + 1) = '\xFF';
+    const auto certificate = VELX509Certificate::parse(der);
+    ASSERT_NE(certificate, nullptr);
+    EXPECT_EQ(certificate->der(), der);
+    EXPECT_EQ(certificate->commonNames(), std::nullopt);
+    EXPECT_EQ(certificate->subjectSummary(), std::nullopt);
+    EXPECT_TRUE(certificate->normalizedSubject());
 }
 
 TEST_F(X509Certificate, HasTheCommonNamesOfItsSubject) {

@@ -1,6 +1,7 @@
 // SPDX-License-Identifier: Apache-2.0
 #include "Platform/X509/VELX509Name.h"
 
+#include "Platform/X509/VELCertificateParts.h"
 #include "Platform/X509/VELDERReader.h"
 
 #include <gtest/gtest.h>

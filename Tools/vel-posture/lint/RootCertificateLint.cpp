@@ -2,6 +2,7 @@
 #include "Base/VELBase64.h"
 #include "Base/VELText.h"
 #include "Platform/X509/VELCertificateChain.h"
+#include "Platform/X509/VELCertificateParts.h"
 #include "Platform/X509/VELX509Name.h"
 #include "Tools/vel-posture/lint/ParameterLint.h"
 

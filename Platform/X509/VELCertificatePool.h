@@ -1,0 +1,52 @@
+// SPDX-License-Identifier: Apache-2.0
+#pragma once
+
+#include "Platform/X509/VELX509Certificate.h"
+
+#include <cstddef>
+#include <functional>
+#include <map>
+#include <memory>
+#include <mutex>
+#include <set>
+#include <string>
+#include <string_view>
+#include <vector>
+
+/// The certificates of a keychain, found by their subject. One is decoded when it is first needed.
+/// Immutable; safe on several threads.
+class VELCertificatePool {
+public:
+    /// Bytes that are no certificate, and equal bytes, do not count.
+    explicit VELCertificatePool(const std::vector<std::string>& certificates);
+
+    /// The first certificates with the normalised subject `subject`, in order: what is behind them
+    /// costs nothing.
+    [[nodiscard]] std::vector<std::shared_ptr<const VELX509Certificate>>
+    certificatesOf(const std::string& subject, std::size_t limit) const;
+
+    /// The normalised subjects of the certificates with the normalised issuer `issuer`. They are
+    /// valid as long as the pool.
+    [[nodiscard]] std::vector<std::string_view> subjectsOf(std::string_view issuer) const;
+
+private:
+    struct Entry {
+        std::string der;
+        std::once_flag decodeOnce;
+        std::shared_ptr<const VELX509Certificate> certificate;
+    };
+
+    std::multimap<std::string, std::unique_ptr<Entry>, std::less<>> _bySubject;
+    /// The keys of the former by the issuers of what is under them.
+    std::multimap<std::string, std::string_view, std::less<>> _subjectsByIssuer;
+};
+
+namespace vel::x509 {
+
+/// The normalised names of issuers from which a chain of names leads to the name `wanted`: itself,
+/// and those that are at most ten issuers in the pool (which may be null) below it. Names alone
+/// count: nothing is verified.
+std::set<std::string, std::less<>> issuersLeadingTo(const std::string& wanted,
+                                                    const VELCertificatePool* pool);
+
+} // namespace vel::x509
