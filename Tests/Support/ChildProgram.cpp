@@ -174,7 +174,7 @@ void keepDocumentOf(const ChildProgram& program, const ChildProgram::Result& res
     const std::vector<std::string>& arguments = program.arguments;
     if (arguments.size() > 1 && arguments.front() == VEL_POSTURE_PROGRAM &&
         (arguments[1] == "check" || arguments[1] == "identity") && result.output.starts_with('{')) {
-        keepResult(result.output);
+        static_cast<void>(keepResult(result.output));
     }
 }
 

@@ -4,6 +4,7 @@
 #include "Classes/Mac/VELPostureCheckRunner+Mac.h"
 #include "Classes/Shared/VELDTLogger.h"
 #include "Platform/Simulated/VELSimulatedPlatform.h"
+#include "Tests/Support/KeptDocuments.h"
 #include "Tests/Support/RecordingLogger.h"
 #include "Tests/Support/ScriptedCheck.h"
 
@@ -38,5 +39,5 @@ protected:
 
 /// What one request yields, parsed.
 inline VELValue resultOf(const VELPostureCheckRunner& runner, std::string_view request) {
-    return VELValue::parse(runner.runPostureCheckFromDocumentString(request));
+    return VELValue::parse(keepResult(runner.runPostureCheckFromDocumentString(request)));
 }

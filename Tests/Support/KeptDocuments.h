@@ -4,15 +4,13 @@
 #include <string>
 #include <string_view>
 
-/// Documents that tests produce are kept, each content once, in the folder that the environment
-/// variable VEL_TEST_DOCUMENTS names, so that they can be validated when all tests have run.
-/// Without the variable nothing is kept. Throws std::runtime_error when one cannot be kept.
-///
-/// Nothing needs to be done for documents that come from a runner as text or bytes, from
-/// `vel-posture` as a ChildProgram, or go into `machineFromDescription` and are accepted.
+/// Tests hand over documents here, to be validated against their schemas after the test run. They
+/// are written, each content once, to the folder that the environment variable VEL_TEST_DOCUMENTS
+/// names; without the variable these functions do nothing. They throw std::runtime_error when a
+/// document cannot be written.
 
-/// A result that came out of the library: "result-*.json".
-void keepResult(std::string_view text);
+/// A result from the library: "result-*.json". Returns the text.
+std::string keepResult(std::string text);
 
 /// A machine description that was accepted: "machine-description-*.json".
 void keepMachineDescription(std::string_view text);

@@ -66,7 +66,7 @@ protected:
     VELDictionary resultOf(const VELArray& entries) {
         const auto runner = VELPlatformRunnerFactory::macPostureCheckRunner(logger, mac);
         VELDictionary result = runner->runDeviceTrustCheckFromDictionary({{"mac", entries}});
-        keepResult(result.dump());
+        static_cast<void>(keepResult(result.dump()));
         result.erase("metrics");
         return result;
     }

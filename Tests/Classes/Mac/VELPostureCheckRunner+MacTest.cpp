@@ -34,7 +34,7 @@ protected:
     }
 
     [[nodiscard]] std::string run(std::string_view request) const {
-        return macRunner()->runPostureCheckFromDocumentString(request);
+        return keepResult(macRunner()->runPostureCheckFromDocumentString(request));
     }
 };
 
@@ -145,8 +145,7 @@ TEST_F(IdentityRequest, ADirectCallWithoutTheKey) {
     const auto runner = macRunner();
     const std::string text =
         runner->runGetIdentityParametersFromDictionary(json(R"({"mac": []})")).dump();
-    keepResult(text);
-    EXPECT_EQ(text, "{}");
+    EXPECT_EQ(keepResult(text), "{}");
     expectLogged(logger->take(),
                  {identityInput(R"({"mac":[]})"),
                   {3, "Input JSON is empty",
@@ -160,8 +159,8 @@ TEST_F(IdentityRequest, ADirectCall) {
         runner
             ->runGetIdentityParametersFromDictionary(json(R"({"identity_params": ["DEVICE_ID"]})"))
             .dump();
-    keepResult(text);
-    EXPECT_EQ(text, R"({"identity_params":{"device_id":"device"},"metrics":{"total_ms":0.0}})");
+    EXPECT_EQ(keepResult(text),
+              R"({"identity_params":{"device_id":"device"},"metrics":{"total_ms":0.0}})");
 }
 
 TEST_F(IdentityRequest, ADirectCallWithAMalformedRequest) {

@@ -26,7 +26,7 @@ class RequestDocument : public EngineTest {
 protected:
     /// The result, as text.
     std::string run(std::string_view request) {
-        return runner->runPostureCheckFromDocumentString(request);
+        return keepResult(runner->runPostureCheckFromDocumentString(request));
     }
 
     VELValue result(std::string_view request) { return VELValue::parse(run(request)); }

@@ -2,6 +2,7 @@
 #include "Platform/Simulated/VELMachineDescription.h"
 
 #include "Base/VELJSON.h"
+#include "Tests/Support/KeptDocuments.h"
 
 #include <gtest/gtest.h>
 #include <limits>
@@ -21,6 +22,7 @@ std::shared_ptr<VELSimulatedPlatform> machineFrom(std::string_view text) {
     auto machine = machineFromDescription(text, &error);
     EXPECT_NE(machine, nullptr) << error;
     EXPECT_EQ(error, "untouched");
+    keepMachineDescription(text);
     return machine;
 }
 
