@@ -2,8 +2,7 @@
 file(GLOB VEL_LIBRARY_SOURCES CONFIGURE_DEPENDS
     Base/*.cpp Classes/Shared/*.cpp Classes/Mac/*.cpp Platform/*.cpp Platform/Simulated/*.cpp
     Platform/X509/*.cpp)
-file(GLOB VEL_PROGRAM_SOURCES CONFIGURE_DEPENDS Tools/vel-posture/*.cpp
-    Tools/vel-posture/check/*.cpp Tools/vel-posture/lint/*.cpp)
+file(GLOB_RECURSE VEL_PROGRAM_SOURCES CONFIGURE_DEPENDS Tools/vel-posture/*.cpp)
 list(FILTER VEL_PROGRAM_SOURCES EXCLUDE REGEX "/main\\.cpp$")
 
 if(CMAKE_SYSTEM_NAME STREQUAL "Linux")

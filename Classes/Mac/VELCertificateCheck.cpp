@@ -4,6 +4,7 @@
 #include "Base/VELJSON.h"
 #include "Base/VELText.h"
 #include "Classes/Shared/VELDTLogger.h"
+#include "Classes/Shared/VELErrorTexts.h"
 #include "vel_device_trust/VELPostureCheckErrors.h"
 
 #include <nlohmann/json.hpp>
@@ -37,7 +38,7 @@ bool VELCertificateCheck::certificateInstalledWithSHA1(const VELValue& wanted,
     VELDTLogger::logMessageWithLevel(VELLogLevel::information, searchFunction,
                                      "SHA1 we are looking for: %@", wanted);
     if (!wanted.is_string()) {
-        throw std::invalid_argument("sha1 is not a string");
+        throw std::invalid_argument(vel::errortext::notAString("sha1"));
     }
     const std::string normalized = normalizeSHA1(wanted.get_ref<const std::string&>());
     VELDTLogger::logMessageWithLevel(VELLogLevel::information, searchFunction,

@@ -7,6 +7,7 @@
 #include "Base/VELWildcard.h"
 #include "Classes/Mac/NSTask+Timeout.h"
 #include "Classes/Shared/VELDTLogger.h"
+#include "Classes/Shared/VELErrorTexts.h"
 
 #include <nlohmann/json.hpp>
 
@@ -54,12 +55,13 @@ bool VELDomainCheck::runCheckWithParameters(const VELDictionary& parameters,
         return false;
     }
     if (!names->is_array()) {
-        throw std::invalid_argument("names is not an array");
+        throw std::invalid_argument(vel::errortext::notAnArray("names"));
     }
     for (std::size_t index = 0; index < names->size(); ++index) {
         const auto* pattern = (*names)[index].get_ptr<const std::string*>();
         if (pattern == nullptr) {
-            throw std::invalid_argument("names[" + std::to_string(index) + "] is not a string");
+            throw std::invalid_argument(
+                vel::errortext::notAString("names[" + std::to_string(index) + "]"));
         }
         if (doesWildcard(*pattern, *domain, error)) {
             return true;

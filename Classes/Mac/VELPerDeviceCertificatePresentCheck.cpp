@@ -5,6 +5,7 @@
 #include "Base/VELJSON.h"
 #include "Base/VELText.h"
 #include "Classes/Shared/VELDTLogger.h"
+#include "Classes/Shared/VELErrorTexts.h"
 
 #include <nlohmann/json.hpp>
 
@@ -45,7 +46,7 @@ bool VELPerDeviceCertificatePresentCheck::perDeviceCertificateCheck(
         error->reset();
     }
     if (!adminCertificate.is_string()) {
-        throw std::invalid_argument("cert is not a string");
+        throw std::invalid_argument(vel::errortext::notAString("cert"));
     }
     const auto& adminBase64 = adminCertificate.get_ref<const std::string&>();
     const VELKeychain& keychain = _platform->keychain();

@@ -4,6 +4,7 @@
 #include "Base/VELJSON.h"
 #include "Classes/Mac/NSTask+Timeout.h"
 #include "Classes/Shared/VELDTLogger.h"
+#include "Classes/Shared/VELErrorTexts.h"
 #include "vel_device_trust/VELPostureCheckErrors.h"
 
 #include <nlohmann/json.hpp>
@@ -23,7 +24,7 @@ constexpr const char* subjectOUParameter = "signingCertificateSubjectOU";
 const std::string& requireString(const VELValue& value, const std::string& parameter) {
     const auto* text = value.get_ptr<const std::string*>();
     if (text == nullptr) {
-        throw std::invalid_argument(parameter + " is not a string");
+        throw std::invalid_argument(vel::errortext::notAString(parameter));
     }
     return *text;
 }
@@ -77,18 +78,18 @@ bool VELProcessRunningCheck::isAnyValidProcessRunning(const VELArray& processes,
     VELDTLogger::logMessageWithLevel(VELLogLevel::information, function,
                                      "Amount of processes running: %lu", listing.lineCount());
     if (!processes.is_array()) {
-        throw std::invalid_argument("processes is not an array");
+        throw std::invalid_argument(vel::errortext::notAnArray("processes"));
     }
     for (std::size_t index = 0; index < processes.size(); ++index) {
         const VELValue& process = processes[index];
         const std::string path = "processes[" + std::to_string(index) + "]";
         if (!process.is_object()) {
-            throw std::invalid_argument(path + " is not an object");
+            throw std::invalid_argument(vel::errortext::notAnObject(path));
         }
         const VELValue* name = vel::valueUnder(nameParameter, process);
         if (name == nullptr) {
             SetPostureCheckError(error, VELPostureCheckErrorMissingParameter,
-                                 "Process name missing from process running check.");
+                                 vel::errortext::processNameMissing);
             return false;
         }
         VELDTLogger::logMessageWithLevel(VELLogLevel::information, function,

@@ -4,6 +4,7 @@
 #include "Base/VELJSON.h"
 #include "Base/VELText.h"
 #include "Classes/Shared/VELDTLogger.h"
+#include "Classes/Shared/VELErrorTexts.h"
 #include "vel_device_trust/VELPostureCheckErrors.h"
 
 #include <nlohmann/json.hpp>
@@ -22,7 +23,7 @@ bool VELOSVersionCheck::runCheckWithParameters(const VELDictionary& parameters,
     const VELValue* version = vel::valueUnder("version", parameters);
     if (version == nullptr || !version->is_string()) {
         SetPostureCheckError(error, VELPostureCheckErrorInvalidParameter,
-                             "Invalid version type in OS version check.");
+                             vel::errortext::invalidVersionType);
         return false;
     }
     return osVersionAtLeast(version->get_ref<const std::string&>(), error, *_platform);

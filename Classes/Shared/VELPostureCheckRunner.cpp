@@ -4,6 +4,7 @@
 #include "Base/VELJSON.h"
 #include "Base/VELText.h"
 #include "Classes/Shared/VELDTLogger.h"
+#include "Classes/Shared/VELErrorTexts.h"
 #include "Platform/VELPlatform.h"
 #include "vel_device_trust/VELPostureCheckErrors.h"
 
@@ -25,7 +26,7 @@ std::optional<std::string> defectOfList(const VELValue& list, const std::string&
                                         bool (VELValue::*isWanted)() const noexcept,
                                         const char* wanted) {
     if (!list.is_array()) {
-        return name + " is not an array";
+        return vel::errortext::notAnArray(name);
     }
     std::size_t index = 0;
     for (const VELValue& element : list) {

@@ -13,7 +13,7 @@
 #include "Tests/Support/RecordingLogger.h"
 #include "Tools/vel-posture/CommandLine.h"
 #include "Tools/vel-posture/OptionTable.h"
-#include "Tools/vel-posture/Report.h"
+#include "Tools/vel-posture/check/ResultReport.h"
 #include "vel_device_trust/VELPostureCheckRunner.h"
 
 #include <gtest/gtest.h>

@@ -1,229 +1,243 @@
 // SPDX-License-Identifier: Apache-2.0
+// The manual page and the shells' completions against the option table.
 #include "Tests/Support/ChildProgram.h"
 #include "Tests/Support/TemporaryFolder.h"
-#include "Tools/documents/CommandDescription.h"
-#include "Tools/documents/Completions.h"
-#include "Tools/documents/Lines.h"
-#include "Tools/documents/ManualPage.h"
 #include "Tools/vel-posture/OptionTable.h"
 
 #include <CLI/CLI.hpp>
 #include <gtest/gtest.h>
 
 #include <algorithm>
+#include <iterator>
+#include <map>
+#include <optional>
+#include <regex>
+#include <set>
+#include <sstream>
 
 namespace {
 
-using Kind = ValueDescription::Kind;
 using Result = ChildProgram::Result;
+using Words = std::set<std::string>;
 
-CommandDescription velPosture() {
+const std::string source = VEL_SOURCE_DIRECTORY "/";
+const std::string manualPath = source + "Documentation/manual/vel-posture.1";
+const std::string bashPath = source + "Tools/completions/vel-posture.bash";
+const std::string zshPath = source + "Tools/completions/_vel-posture";
+const std::string fishPath = source + "Tools/completions/vel-posture.fish";
+
+std::string contentOf(const std::string& path) {
+    std::ifstream file(path, std::ios::binary);
+    return {std::istreambuf_iterator<char>(file), {}};
+}
+
+/// The words of "a|b"; none for any other text.
+Words wordsOf(const std::string& text) {
+    Words words;
+    if (text.find('|') != std::string::npos) {
+        std::istringstream parts(text);
+        for (std::string word; std::getline(parts, word, '|');) {
+            words.insert(word);
+        }
+    }
+    return words;
+}
+
+struct Value {
+    bool exists = false;
+    bool isFile = false;
+    Words words = {};
+};
+
+struct Command {
+    std::map<std::string, Value> options; ///< by their long names
+    std::optional<Value> argument;
+};
+
+Command describe(const CLI::App& table) {
+    Command command;
+    for (const CLI::Option* option : table.get_options()) {
+        // Without what a validator adds to it.
+        const std::string shown = option->get_type_name();
+        const std::string type = shown.substr(0, shown.find(':'));
+        const Value value = {option->get_items_expected_max() > 0, type == "FILE", wordsOf(type)};
+        if (option->nonpositional()) {
+            command.options["--" + option->get_lnames().front()] = value;
+        } else {
+            command.argument = value;
+        }
+    }
+    return command;
+}
+
+/// The commands of the table by their names; the program itself has the empty one.
+std::map<std::string, Command> commands() {
     CommandLine commandLine;
-    return describeCommand(*makeOptionTable(commandLine));
-}
-
-const CommandDescription& named(const CommandDescription& program, const std::string& name) {
-    const auto found = std::ranges::find(program.commands, name, &CommandDescription::name);
-    if (found == program.commands.end()) {
-        throw std::out_of_range("there is no command " + name);
+    const auto table = makeOptionTable(commandLine);
+    std::map<std::string, Command> result = {{"", describe(*table)}};
+    for (const CLI::App* command : table->get_subcommands({})) {
+        result[command->get_name()] = describe(*command);
     }
-    return *found;
+    return result;
 }
 
-const OptionDescription& optionNamed(const CommandDescription& command, const std::string& name) {
-    const auto found = std::ranges::find_if(command.options, [&name](const auto& option) {
-        return std::ranges::find(option.names, name) != option.names.end();
-    });
-    if (found == command.options.end()) {
-        throw std::out_of_range("there is no option " + name);
+Words optionsOf(const Command& command) {
+    Words names;
+    for (const auto& [name, value] : command.options) {
+        names.insert(name);
     }
-    return *found;
+    return names;
 }
 
-/// A program whose texts hold what shells and the manual's macros take for their own.
-CommandDescription oddProgram() {
-    CommandDescription program{.name = "odd-tool",
-                               .text = "Does it's \"$HOME\" `id` \\n [a:b] too."};
-    program.footer = "Exit status:\n  0  it's done\n  12 'odd'\nSee also: nothing";
-    program.options = {{{"-h", "--help"}, {}, "Print help"}};
-    CommandDescription run{.name = "run", .text = "Runs. Then ends"};
-    run.options = {{{"-n", "--number"}, {Kind::text, "N"}, "A $(number): it's 'N' [1]"}};
-    run.arguments = {{{Kind::words, "WORD", {"one", "two"}}, ".first\nsecond", true, false},
-                     {{Kind::file, "FILE"}, "Others", false, true}};
-    program.commands = {run, {.name = "stop", .text = "It's `over`"}};
-    return program;
+Words commandNames() {
+    Words names;
+    for (const auto& [name, command] : commands()) {
+        names.insert(name);
+    }
+    names.erase("");
+    return names;
 }
 
-/// What bash would offer for the last of `words`: a line each, or "(files)".
-std::string offeredByBash(const CommandDescription& program, const std::string& words) {
-    const TemporaryFolder folder;
-    const std::string script = folder.write("completion", bashCompletion(program));
+/// What the first group of the expression matches in the text, each once.
+Words found(const std::string& text, const std::string& expression) {
+    const std::regex pattern(expression);
+    Words words;
+    for (std::sregex_iterator match(text.begin(), text.end(), pattern);
+         match != std::sregex_iterator(); ++match) {
+        words.insert((*match)[1]);
+    }
+    return words;
+}
+
+std::string between(const std::string& text, const std::string& start, const std::string& end) {
+    const std::size_t begin = text.find(start);
+    if (begin == std::string::npos) {
+        return {};
+    }
+    return text.substr(begin, text.find(end, begin + start.size()) - begin);
+}
+
+/// What bash offers for the last of `words`; {"(files)"} for file names.
+Words offeredByBash(const std::string& words) {
     ChildProgram bash{{"/usr/bin/env", "bash", "--norc", "--noprofile", "-u", "-c", R"sh(
         compopt() { echo "(files)"; }
         source "$1" || exit 3
-        name=$(complete -p | sed -E 's/.* -F ([^ ]+) .*/\1/')
-        shift
-        eval "COMP_WORDS=($1)"
+        eval "COMP_WORDS=($2)"
         COMP_CWORD=$((${#COMP_WORDS[@]} - 1))
-        "$name" || exit 4
+        _vel_posture || exit 4
         ((${#COMPREPLY[@]} == 0)) || printf '%s\n' "${COMPREPLY[@]}"
     )sh",
-                       "bash", script, words}};
+                       "bash", bashPath, words}};
     const Result result = bash.run();
-    return result.status == 0 && result.errors.empty() ? result.output : result.errors;
+    EXPECT_EQ(result.status, 0) << result.errors;
+    EXPECT_EQ(result.errors, "");
+    return found(result.output, "([^\n]+)");
 }
 
 bool isInstalled(const std::string& program) {
     return ChildProgram{{"/bin/sh", "-c", "command -v \"$1\"", "sh", program}}.run().status == 0;
 }
 
-} // namespace
-
-// ---- the description
-
-TEST(CommandDocuments, ReadTheOptionTable) {
-    const CommandDescription program = velPosture();
-    EXPECT_EQ(program.name, "vel-posture");
-    EXPECT_EQ(program.options.at(0).names, (std::vector<std::string>{"-h", "--help"}));
-    EXPECT_EQ(program.options.at(1).names, std::vector<std::string>{"--version"});
-
-    const CommandDescription& check = named(program, "check");
-    const ValueDescription file{Kind::file, "FILE"};
-    EXPECT_EQ(optionNamed(check, "--help").value, ValueDescription{});
-    EXPECT_EQ(optionNamed(check, "--machine").value, file);
-    EXPECT_EQ(optionNamed(check, "--log").value, file);
-    for (const char* command : {"check", "identity", "catalogue"}) {
-        EXPECT_EQ(optionNamed(named(program, command), "--format").value,
-                  (ValueDescription{Kind::words, "json|text", {"json", "text"}}));
-    }
-    ASSERT_EQ(check.arguments.size(), 1U);
-    EXPECT_EQ(check.arguments[0].value, (ValueDescription{Kind::file, "REQUEST"}));
-    EXPECT_FALSE(check.arguments[0].isRequired || check.arguments[0].repeats);
-    const auto& names = named(program, "identity").arguments;
-    ASSERT_EQ(names.size(), 1U);
-    EXPECT_EQ(names[0].value,
-              (ValueDescription{Kind::words, "NAME", {"device_serial_number", "device_id"}}));
-    EXPECT_TRUE(!names[0].isRequired && names[0].repeats);
-    EXPECT_TRUE(named(program, "catalogue").arguments.empty());
+TEST(CommandDocuments, TheTableIsRead) {
+    EXPECT_EQ(commandNames(), (Words{"check", "identity", "lint", "catalogue"}));
+    const Command check = commands().at("check");
+    EXPECT_TRUE(check.options.contains("--help"));
+    EXPECT_TRUE(check.options.at("--machine").isFile);
+    EXPECT_TRUE(check.options.at("--format").words.contains("json"));
+    EXPECT_TRUE(check.argument && check.argument->isFile);
+    EXPECT_EQ(commands().at("identity").argument->words,
+              (Words{"device_serial_number", "device_id"}));
+    EXPECT_FALSE(commands().at("catalogue").argument);
 }
 
-TEST(CommandDocuments, TellWhatTheTableSays) {
-    CLI::App table("Does it.", "tool");
-    table.footer("Exit status: none");
-    std::string value;
-    std::vector<std::string> values;
-    table.add_option("-n,--number", value, "How\nmany")->option_text("N");
-    table.add_option("IN", value, "First")->required()->type_name("FILE");
-    table.add_option("MORE", values, "Others");
-    table.add_subcommand("stop", "Ends");
-    const CommandDescription tool = describeCommand(table);
-    EXPECT_EQ(tool.text, "Does it.");
-    EXPECT_EQ(tool.footer, "Exit status: none");
-    ASSERT_EQ(tool.options.size(), 2U);
-    EXPECT_TRUE(
-        (tool.options[1] == OptionDescription{{"-n", "--number"}, {Kind::text, "N"}, "How\nmany"}));
-    ASSERT_EQ(tool.arguments.size(), 2U);
-    EXPECT_TRUE(
-        (tool.arguments[0] == ArgumentDescription{{Kind::file, "IN"}, "First", true, false}));
-    EXPECT_TRUE(
-        (tool.arguments[1] == ArgumentDescription{{Kind::text, "MORE"}, "Others", false, true}));
-    ASSERT_EQ(tool.commands.size(), 1U);
-    EXPECT_EQ(tool.commands[0].name, "stop");
-    EXPECT_EQ(tool.commands[0].text, "Ends");
-}
-
-TEST(CommandDocuments, LeaveOutWhatTheHelpHides) {
-    CLI::App table("Text", "tool");
-    table.add_flag("--hidden")->group("");
-    table.add_subcommand("secret", "Text")->group("");
-    const CommandDescription program = describeCommand(table);
-    EXPECT_EQ(program.options.size(), 1U);
-    EXPECT_TRUE(program.commands.empty());
-}
-
-TEST(CommandDocuments, RefuseWordsThatAShellWouldChange) {
-    for (const char* words : {"a|b c", "a|$b", "a|", "a|'b'"}) {
-        CLI::App table("Text", "tool");
-        std::string value;
-        table.add_option("--odd", value, "Text")->option_text(words);
-        EXPECT_THROW(describeCommand(table), std::invalid_argument) << words;
+TEST(CommandDocuments, ManualPageHasEveryCommandOptionAndValue) {
+    const std::string page = contentOf(manualPath);
+    EXPECT_EQ(found(page, "\n\\.Ss (.+)"), commandNames());
+    const std::string ofAll = between(page, ".Sh DESCRIPTION", ".Sh COMMANDS");
+    for (const auto& [name, command] : commands()) {
+        std::string section = name.empty() ? "" : between(page, "\n.Ss " + name + "\n", "\n.Sh ");
+        section = section.substr(0, section.find("\n.Ss ", 1));
+        Words documented = found(ofAll + section, "\n\\.It (?:Fl h , )?Fl (-[a-z-]+)");
+        if (!name.empty()) {
+            documented.erase("-version");
+        }
+        Words expected;
+        for (const auto& [option, value] : command.options) {
+            expected.insert(option.substr(1));
+            if (!value.words.empty()) {
+                Words words;
+                for (const std::string& list :
+                     found(section, "\n\\.It Fl " + option.substr(1) + " Cm ([^\n]+)")) {
+                    words.merge(found(list, "([a-z_]+)"));
+                }
+                EXPECT_EQ(words, value.words) << name << option;
+            } else if (value.exists && !value.isFile) {
+                EXPECT_NE(section.find(".It Fl " + option.substr(1) + " Ar "), std::string::npos)
+                    << name << option;
+            } else if (value.isFile) {
+                EXPECT_NE(section.find(".It Fl " + option.substr(1) + " Ar FILE"),
+                          std::string::npos)
+                    << name << option;
+            }
+        }
+        EXPECT_EQ(documented, expected) << name;
+        for (const std::string& word : command.argument ? command.argument->words : Words()) {
+            EXPECT_NE(section.find("\n.Cm " + word), std::string::npos) << word;
+        }
     }
 }
 
-TEST(CommandDocuments, FillFrames) {
-    EXPECT_EQ(filled("@A@ b@c @A@@B@", {{"A", "x"}, {"B", "@A@"}}), "x b@c x@A@");
-    EXPECT_EQ(filled("a@", {}), "a@");
-    EXPECT_EQ(filled("\"${all[@]}\" @A@ \"$@\"", {{"A", "x"}}), "\"${all[@]}\" x \"$@\"");
-    EXPECT_THROW(filled("@A", {{"A", "x"}}), std::invalid_argument);
+TEST(CommandDocuments, ManualPageHasEveryExitStatus) {
+    CommandLine commandLine;
+    const std::string help = makeOptionTable(commandLine)->get_footer();
+    EXPECT_EQ(found(between(contentOf(manualPath), ".Sh EXIT STATUS", ".Sh EXAMPLES"),
+                    "\n\\.It ([0-9]+)"),
+              found(help, "\n  ([0-9]+) "));
 }
 
-// ---- bash
-
-TEST(CommandDocuments, BashOffersCommandsAndOptions) {
-    const CommandDescription program = velPosture();
-    EXPECT_EQ(offeredByBash(program, "vel-posture che"), "check\n");
-    EXPECT_EQ(offeredByBash(program, "vel-posture i"), "identity\n");
-    EXPECT_EQ(offeredByBash(program, "vel-posture --v"), "--version\n");
-    EXPECT_EQ(offeredByBash(program, "vel-posture --version che"), "check\n");
-    EXPECT_EQ(offeredByBash(program, "vel-posture unknown --"), "");
-    EXPECT_EQ(offeredByBash(program, "vel-posture check -"),
-              "-h\n--help\n--machine\n--format\n--log\n");
-    EXPECT_EQ(offeredByBash(program, "vel-posture catalogue --f"), "--format\n");
-    EXPECT_EQ(offeredByBash(program, "vel-posture catalogue ''"), "");
-
-    std::string commands;
-    for (const CommandDescription& command : program.commands) {
-        commands += command.name + "\n";
+TEST(CommandDocuments, ManualPageIsClean) {
+    if (!isInstalled("mandoc")) {
+        GTEST_SKIP() << "mandoc is not installed";
     }
-    EXPECT_EQ(offeredByBash(program, "vel-posture ''"), commands);
+    EXPECT_EQ((ChildProgram{{"/usr/bin/env", "mandoc", "-Tlint", manualPath}}.run()),
+              (Result{0, "", ""}));
 }
 
-TEST(CommandDocuments, BashOffersValues) {
-    const CommandDescription program = velPosture();
-    EXPECT_EQ(offeredByBash(program, "vel-posture check --format ''"), "json\ntext\n");
-    EXPECT_EQ(offeredByBash(program, "vel-posture check --format t"), "text\n");
-    EXPECT_EQ(offeredByBash(program, "vel-posture check --format x"), "");
-    EXPECT_EQ(offeredByBash(program, "vel-posture check --machine a"), "(files)\n");
-    EXPECT_EQ(offeredByBash(program, "vel-posture check --log -"), "(files)\n");
-    EXPECT_EQ(offeredByBash(program, "vel-posture check ''"), "(files)\n");
-    EXPECT_EQ(offeredByBash(program, "vel-posture check --format text ''"), "(files)\n");
-    EXPECT_EQ(offeredByBash(program, "vel-posture check request.json ''"), "");
-    EXPECT_EQ(offeredByBash(program, "vel-posture check request.json --f"), "--format\n");
-    EXPECT_EQ(offeredByBash(program, "vel-posture check -- --f"), "(files)\n");
-    EXPECT_EQ(offeredByBash(program, "vel-posture identity device_s"), "device_serial_number\n");
-    EXPECT_EQ(offeredByBash(program, "vel-posture identity device_id ''"),
-              "device_serial_number\ndevice_id\n");
-}
-
-TEST(CommandDocuments, BashOffersValuesAfterAnEqualsSign) {
-    const CommandDescription program = velPosture();
-    EXPECT_EQ(offeredByBash(program, "vel-posture check --format ="), "json\ntext\n");
-    EXPECT_EQ(offeredByBash(program, "vel-posture check --format = t"), "text\n");
-    EXPECT_EQ(offeredByBash(program, "vel-posture check --machine = a"), "(files)\n");
-    EXPECT_EQ(offeredByBash(program, "vel-posture check --format = text --l"), "--log\n");
-    // Where bash does not part words at equals signs.
-    EXPECT_EQ(offeredByBash(program, "vel-posture check --format=t"), "--format=text\n");
-}
-
-TEST(CommandDocuments, BashKnowsArgumentsByTheirPlace) {
-    const CommandDescription program = oddProgram();
-    EXPECT_EQ(offeredByBash(program, "odd-tool run ''"), "one\ntwo\n");
-    EXPECT_EQ(offeredByBash(program, "odd-tool run one ''"), "(files)\n");
-    EXPECT_EQ(offeredByBash(program, "odd-tool run one a b c"), "(files)\n");
-    EXPECT_EQ(offeredByBash(program, "odd-tool run -n ''"), "");
-    EXPECT_EQ(offeredByBash(program, "odd-tool run -n 5 t"), "two\n");
-    EXPECT_EQ(offeredByBash(program, "odd-tool s"), "stop\n");
+TEST(CommandDocuments, BashOffersTheTable) {
+    EXPECT_EQ(offeredByBash("vel-posture ''"), commandNames());
+    for (const auto& [name, command] : commands()) {
+        const std::string start = "vel-posture " + name + " ";
+        Words options = optionsOf(command);
+        options.insert("-h");
+        EXPECT_EQ(offeredByBash(start + "-"), options);
+        for (const auto& [option, value] : command.options) {
+            const Words files = {"(files)"};
+            if (value.isFile) {
+                EXPECT_EQ(offeredByBash(start + option + " ''"), files) << start << option;
+            } else if (value.exists) {
+                EXPECT_EQ(offeredByBash(start + option + " ''"), value.words) << start << option;
+                EXPECT_EQ(offeredByBash(start + option + " ="), value.words) << start << option;
+            }
+        }
+        if (!name.empty()) {
+            const Value argument = command.argument.value_or(Value());
+            EXPECT_EQ(offeredByBash(start + "''"),
+                      argument.isFile ? Words{"(files)"} : argument.words);
+        }
+    }
+    EXPECT_EQ(offeredByBash("vel-posture check --format = t"), Words{"text"});
+    EXPECT_EQ(offeredByBash("vel-posture identity device_id device_s"),
+              Words{"device_serial_number"});
 }
 
 TEST(CommandDocuments, BashCompletesAtATerminal) {
     const TemporaryFolder folder;
-    const std::string script = folder.write("completion", bashCompletion(velPosture()));
     folder.write("a request.json", "{}");
     ChildProgram bash{{"/usr/bin/env", "bash", "--norc", "--noprofile", "-i"}};
     bash.environment = {{"HOME", folder.path()}, {"HISTFILE", ""}};
     bash.inputStream = ChildStream::terminal;
     bash.errorStream = ChildStream::terminal;
-    bash.input = "cd " + folder.path() + "; source " + script +
+    bash.input = "cd " + folder.path() + "; source " + bashPath +
                  "; vel-posture() { printf '<%s>' \"$@\"; echo; }\n"
                  "vel-posture che\t--mach\ta\\ r\t--fo\tt\t\n"
                  "vel-posture check --machine=a\\ r\t\n"
@@ -238,100 +252,91 @@ TEST(CommandDocuments, BashCompletesAtATerminal) {
                                  "<identity><device_serial_number>\n");
 }
 
-// ---- zsh and fish
-
-TEST(CommandDocuments, ZshReadsItsCompletions) {
-    if (!isInstalled("zsh")) {
-        GTEST_SKIP() << "zsh is not installed";
+TEST(CommandDocuments, ZshOffersTheTable) {
+    const std::string script = contentOf(zshPath);
+    EXPECT_EQ(found(between(script, "commands=(", "\n    )"), "\n +'([a-z]+):"), commandNames());
+    // The arrays of options that several commands have, with those inside them.
+    std::map<std::string, std::string> arrays;
+    for (const std::string& name : found(script, "local -a ([a-z]+)=\\(")) {
+        const std::string rest = between(script, "local -a " + name + "=(", "\n\n");
+        arrays[name] = rest.substr(0, rest.find("\nlocal ", 1));
     }
-    const TemporaryFolder folder;
-    for (const CommandDescription& program : {velPosture(), oddProgram()}) {
-        const std::string script = folder.write("_completion", zshCompletion(program));
-        EXPECT_EQ((ChildProgram{{"/usr/bin/env", "zsh", "-f", "-n", script}}.run()),
+    const auto expanded = [&arrays](std::string text) {
+        for (int level = 0; level < 3; ++level) {
+            for (const auto& [name, content] : arrays) {
+                const std::size_t at = text.find("$" + name);
+                if (at != std::string::npos) {
+                    text.replace(at, name.size() + 1, content);
+                }
+            }
+        }
+        return text;
+    };
+    for (const auto& [name, command] : commands()) {
+        const std::string text =
+            expanded(name.empty() ? between(script, "_arguments -C", "\n")
+                                  : between(script, "\n    " + name + ")", ";;"));
+        EXPECT_EQ(found(text, "(--[a-z-]+)"), optionsOf(command)) << name << text;
+        for (const auto& [option, value] : command.options) {
+            const std::string spec = between(text, option + "=", "'");
+            EXPECT_EQ(!spec.empty(), value.exists) << name << option;
+            EXPECT_EQ(spec.find(":_files") != std::string::npos, value.isFile) << name << option;
+            EXPECT_EQ(found(between(spec, ":(", ")"), "([a-z_]+)"), value.words) << name << option;
+        }
+    }
+    if (isInstalled("zsh")) {
+        EXPECT_EQ((ChildProgram{{"/usr/bin/env", "zsh", "-f", "-n", zshPath}}.run()),
                   (Result{0, "", ""}));
     }
 }
 
-TEST(CommandDocuments, ZshQuotesWhatItWouldTakeForItsOwn) {
-    const std::string script = zshCompletion(oddProgram());
-    for (const char* line :
-         {R"(        'stop:It'\''s `over`')",
-          R"('(-n --number)-n+[A $(number)\: it'\''s '\''N'\'' \[1\]]:N: ' \)",
-          R"('(-n --number)--number=[A $(number)\: it'\''s '\''N'\'' \[1\]]:N: ')",
-          R"('1:WORD:(one two)' \)", R"('*:FILE:_files' \)"}) {
-        EXPECT_NE(script.find(line), std::string::npos) << line << "\n" << script;
+TEST(CommandDocuments, FishOffersTheTable) {
+    const std::string script = contentOf(fishPath);
+    EXPECT_EQ(found(script, "-n __fish_use_subcommand -a ([a-z]+)"), commandNames());
+    for (const auto& [name, command] : commands()) {
+        const std::string condition = name.empty() ? "(?:-s h|-n __fish_use_subcommand)"
+                                                   : "(?:-s h|-n '__fish_seen_subcommand_from"
+                                                     "(?: [a-z]+)* " +
+                                                         name + "(?: [a-z]+)*')";
+        Words offered;
+        for (const std::string& option : found(script, condition + " -l ([a-z-]+)")) {
+            offered.insert("--" + option);
+        }
+        EXPECT_EQ(offered, optionsOf(command)) << name;
+        for (const auto& [option, value] : command.options) {
+            const std::string start = condition + " -l " + option.substr(2);
+            EXPECT_EQ(found(script, start + "( -r -F) -d").size(), value.isFile ? 1U : 0U)
+                << name << option;
+            Words words;
+            for (const std::string& list : found(script, start + " -x -a '([a-z_ ]+)'")) {
+                words.merge(found(list, "([a-z_]+)"));
+            }
+            EXPECT_EQ(words, value.words) << name << option;
+        }
     }
 }
 
-TEST(CommandDocuments, FishOffersTheSame) {
+TEST(CommandDocuments, FishCompletes) {
     if (!isInstalled("fish")) {
         GTEST_SKIP() << "fish is not installed";
     }
     const TemporaryFolder folder;
-    const auto offered = [&folder](const CommandDescription& program, const std::string& line) {
-        const std::string script = folder.write("completion.fish", fishCompletion(program));
+    folder.write("request.json", "{}");
+    const auto offered = [&folder](const std::string& line) {
         ChildProgram fish{{"/usr/bin/env", "fish", "--no-config", "-c",
-                           "source " + script + "; complete -C '" + line + "'"}};
+                           "source " + fishPath + "; complete -C '" + line + "'"}};
         fish.environment = {{"HOME", folder.path()}, {"LC_ALL", "C.UTF-8"}};
         const Result result = fish.run();
-        return result.output + result.errors;
+        EXPECT_EQ(result.errors, "");
+        return found(result.output, "([^\t\n]+)(?:\t[^\n]*)?\n");
     };
-    const CommandDescription program = velPosture();
-    const CommandDescription& check = named(program, "check");
-    const std::string format = inOneLine(optionNamed(check, "--format").text);
-    EXPECT_EQ(offered(velPosture(), "vel-posture che"), "check\t" + check.text + "\n");
-    EXPECT_EQ(offered(velPosture(), "vel-posture check --format "),
-              "json\t" + format + "\ntext\t" + format + "\n");
-    EXPECT_EQ(offered(velPosture(), "vel-posture identity device_i"), "device_id\n");
-    EXPECT_EQ(offered(velPosture(), "vel-posture check " + folder.path() + "/comp"),
-              folder.path() + "/completion.fish\n");
-    EXPECT_EQ(offered(velPosture(), "vel-posture catalogue " + folder.path() + "/comp"), "");
-    EXPECT_EQ(offered(oddProgram(), "odd-tool st"), "stop\tIt's `over`\n");
-    EXPECT_EQ(offered(oddProgram(), "odd-tool run --numb"),
-              "--number\tA $(number): it's 'N' [1]\n");
+    EXPECT_EQ(offered("vel-posture che"), Words{"check"});
+    EXPECT_EQ(offered("vel-posture check --format "),
+              commands().at("check").options.at("--format").words);
+    EXPECT_EQ(offered("vel-posture identity device_i"), Words{"device_id"});
+    EXPECT_EQ(offered("vel-posture check " + folder.path() + "/req"),
+              Words{folder.path() + "/request.json"});
+    EXPECT_EQ(offered("vel-posture catalogue " + folder.path() + "/req"), Words());
 }
 
-// ---- the manual page
-
-TEST(CommandDocuments, ManualPageTellsTheTable) {
-    const std::string frame = "@NAME@|@SUMMARY@|@DATE@\n-- synopsis\n@SYNOPSIS@-- options\n"
-                              "@OPTIONS@-- commands\n@COMMANDS@-- status\n@EXIT_STATUS@";
-    EXPECT_EQ(manualPage(oddProgram(), frame, 1709164800),
-              "odd-tool|does it's \\(dq$HOME\\(dq `id` \\en [a:b] too|February 29, 2024\n"
-              "-- synopsis\n"
-              ".Nm\n.Cm run\n.Op Fl n , Fl -number Ar N\n.Ar WORD\n.Op Ar FILE ...\n"
-              ".Nm\n.Cm stop\n"
-              ".Nm\n.Fl h , Fl -help\n"
-              "-- options\n"
-              ".Bl -tag -width Ds\n.It Fl h , Fl -help\nPrint help.\n.El\n"
-              "-- commands\n"
-              ".Ss run\nRuns.\nThen ends.\n"
-              ".Bl -tag -width Ds\n"
-              ".It Ar WORD\n\\&.first\nsecond.\n"
-              ".It Ar FILE ...\nOthers.\n"
-              ".It Fl n , Fl -number Ar N\nA $(number): it's 'N' [1].\n"
-              ".El\n"
-              ".Ss stop\nIt's `over`.\n"
-              "-- status\n"
-              ".It 0\nit's done\n"
-              ".It 12\n\\&'odd'\n");
-}
-
-TEST(CommandDocuments, ManualPageNeedsAllItsPlaces) {
-    EXPECT_THROW(manualPage(oddProgram(), "@NAME@", 0), std::invalid_argument);
-}
-
-TEST(CommandDocuments, ManualPageIsClean) {
-    if (!isInstalled("mandoc")) {
-        GTEST_SKIP() << "mandoc is not installed";
-    }
-    const TemporaryFolder folder;
-    std::ifstream file(VEL_SOURCE_DIRECTORY "/Tools/documents/vel-posture.1.in");
-    const std::string frame{std::istreambuf_iterator<char>(file), {}};
-    for (const CommandDescription& program : {velPosture(), oddProgram()}) {
-        const std::string page =
-            folder.write(program.name + ".1", manualPage(program, frame, 1709164800));
-        EXPECT_EQ((ChildProgram{{"/usr/bin/env", "mandoc", "-Tlint", page}}.run()),
-                  (Result{0, "", ""}));
-    }
-}
+} // namespace

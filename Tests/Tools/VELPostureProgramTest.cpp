@@ -233,11 +233,10 @@ TEST(VELPostureProgram, AsksForTheIdentityValuesNamed) {
                       R"({"identity_params":{"device_id":"27b1f0c4-7c5d-4b0e-8f3e-5a9c1d2e3f40"},)"
                       R"("metrics":{"total_ms":0.0}})"
                       "\n",
-                      "vel-posture: there is no identity value check\n"}));
-    EXPECT_EQ(
-        program({"identity", "other", "--machine", outOfDateMac, "--format", "text"}).run(),
-        (Result{0, "no identity values\n", "vel-posture: there is no identity value other\n"}));
-    EXPECT_EQ(program({"identity", "\xff"}).run(), failure("a NAME is not UTF-8"));
+                      "vel-posture: unknown identity value: check\n"}));
+    EXPECT_EQ(program({"identity", "other", "--machine", outOfDateMac, "--format", "text"}).run(),
+              (Result{0, "no identity values\n", "vel-posture: unknown identity value: other\n"}));
+    EXPECT_EQ(program({"identity", "\xff"}).run(), failure("NAME is not valid UTF-8"));
 }
 
 // ---- lint
@@ -253,14 +252,14 @@ ChildProgram lintOf(const std::string& request, const Arguments& options = {}) {
 const std::string misspeltRequest = R"({"mac": [{"type": "localfirewall"}]})";
 const std::string misspeltReport =
     "mac[0].type\n"
-    "    is \"localfirewall\", which is no check type: the entry is an error\n"
+    "    is \"localfirewall\", which is not a check type: the entry is an error\n"
     "    advice: did you mean \"localFirewall\"?\n"
     "\n"
     "1 finding\n";
 
 TEST(VELPostureProgram, LintsARequest) {
     const std::string finding =
-        R"({"findings":[{"place":"mac[0].type","problem":"is \"localfirewall\", which is no check )"
+        R"({"findings":[{"place":"mac[0].type","problem":"is \"localfirewall\", which is not a check )"
         R"(type: the entry is an error","advice":"did you mean \"localFirewall\"?"}]})"
         "\n";
     EXPECT_EQ(lintOf(misspeltRequest).run(), (Result{1, finding, ""}));
@@ -284,7 +283,7 @@ TEST(VELPostureProgram, LintsForATerminal) {
     EXPECT_EQ(child.run(), (Result{1, misspeltReport, ""}));
     child.columns = 40;
     EXPECT_EQ(child.run().output, "mac[0].type\n"
-                                  "    is \"localfirewall\", which is no\n"
+                                  "    is \"localfirewall\", which is not a\n"
                                   "    check type: the entry is an error\n"
                                   "    advice: did you mean\n"
                                   "    \"localFirewall\"?\n"
@@ -384,7 +383,7 @@ TEST(VELPostureProgram, HelpsOnStandardOutput) {
 TEST(VELPostureProgram, RefusesWrongUse) {
     const std::string checkHelp = "vel-posture check --help";
     EXPECT_EQ(program({}).run(), wrongUse("A subcommand is required"));
-    EXPECT_EQ(program({"chekc"}).run(), wrongUse("there is no subcommand chekc"));
+    EXPECT_EQ(program({"chekc"}).run(), wrongUse("unknown command: chekc"));
     EXPECT_EQ(program({"--verbose"}).run(), wrongUse("A subcommand is required"));
     EXPECT_EQ(program({"check", "--verbose"}).run(),
               wrongUse("The following argument was not expected: --verbose", checkHelp));
@@ -605,7 +604,7 @@ TEST(VELPostureProgram, SaysThatItReadsFromATerminal) {
     EXPECT_EQ(
         child.run(),
         (Result{0, passingResult,
-                "vel-posture: reading a request from standard input, to its end (Ctrl-D)\n"}));
+                "vel-posture: reading a request from standard input (end it with Ctrl-D)\n"}));
 }
 
 } // namespace

@@ -34,18 +34,19 @@ void addRunOptions(CLI::App& command, CommandLine& commandLine) {
     command
         .add_option("--machine", commandLine.machine,
                     "Ask the Mac that FILE describes, not this machine")
-        ->option_text("FILE");
+        ->type_name("FILE");
     addFormat(command, commandLine);
     command
         .add_option("--log", commandLine.log,
                     "Append the log to FILE, a JSON object per line;\n- is standard error")
-        ->option_text("FILE");
+        ->type_name("FILE");
 }
 
 void addRequest(CLI::App& command, CommandLine& commandLine) {
     command
         .add_option("REQUEST", commandLine.request,
                     "File with the request in JSON; -, or none:\nstandard input")
+        ->type_name("FILE")
         ->option_text(" ");
 }
 
@@ -55,7 +56,7 @@ void addCommands(CLI::App& program, CommandLine& commandLine) {
     addRunOptions(*check, commandLine);
 
     CLI::App* identity =
-        program.add_subcommand("identity", "Ask for the machine's identity values");
+        program.add_subcommand("identity", "Ask for the identity values of the machine");
     identity
         ->add_option("NAME", commandLine.names, "device_serial_number or device_id (default: both)")
         ->type_name("device_serial_number|device_id")
@@ -63,7 +64,7 @@ void addCommands(CLI::App& program, CommandLine& commandLine) {
     addRunOptions(*identity, commandLine);
 
     CLI::App* lint = program.add_subcommand(
-        "lint", "Point out mistakes in a request document, without running it");
+        "lint", "Report likely mistakes in a request document, without running it");
     addRequest(*lint, commandLine);
     addFormat(*lint, commandLine);
 
@@ -87,7 +88,7 @@ std::string textOf(const CLI::ParseError& error, const CLI::App& program) {
     const std::vector<std::string> unknown = program.remaining();
     if (program.get_subcommands().empty() && !unknown.empty() &&
         !unknown.front().starts_with('-')) {
-        return "there is no subcommand " + unknown.front();
+        return "unknown command: " + unknown.front();
     }
     return error.what();
 }
@@ -103,8 +104,8 @@ std::string helpCommandOf(const CLI::App& program) {
 } // namespace
 
 std::unique_ptr<CLI::App> makeOptionTable(CommandLine& commandLine) {
-    auto program = std::make_unique<CLI::App>(
-        "Says whether a machine is in the state that a posture request asks for.", programName);
+    auto program = std::make_unique<CLI::App>("Checks whether a machine meets a posture request.",
+                                              programName);
     program->set_version_flag("--version", std::string(programName) + " (" +
                                                vel_device_trustVersionString + ")");
     program->require_subcommand(1);

@@ -14,7 +14,7 @@ bool isPlain(char character) {
     return character >= ' ' && character <= '~';
 }
 
-bool steersTerminal(std::int32_t codePoint) {
+bool isControlOrFormat(std::int32_t codePoint) {
     switch (utf8proc_category(codePoint)) {
     case UTF8PROC_CATEGORY_CC:
     case UTF8PROC_CATEGORY_CF:
@@ -106,7 +106,7 @@ std::string printable(std::string_view text) {
     result.reserve(text.size());
     while (!text.empty()) {
         const vel::CodePoint next = vel::firstCodePoint(text);
-        if (!isPlain(text.front()) && steersTerminal(next.value)) {
+        if (!isPlain(text.front()) && isControlOrFormat(next.value)) {
             appendEscape(result, next.value);
         } else {
             result += text.substr(0, next.length);

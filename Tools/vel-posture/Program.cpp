@@ -1,31 +1,16 @@
 // SPDX-License-Identifier: Apache-2.0
 #include "Tools/vel-posture/Program.h"
 
-#include "Base/VELJSON.h"
-#include "Base/VELText.h"
 #include "Classes/Mac/VELPostureCheckRunner+Mac.h"
-#include "Tools/vel-posture/ProgramFailure.h"
-#include "Tools/vel-posture/Report.h"
+#include "Tools/vel-posture/OutputStyle.h"
 #include "Tools/vel-posture/StandardStreams.h"
-#include "Tools/vel-posture/check/JSONLogFile.h"
-#include "Tools/vel-posture/check/MachineFile.h"
-#include "Tools/vel-posture/check/RunningNotice.h"
-#include "Tools/vel-posture/lint/LintReport.h"
-#include "Tools/vel-posture/lint/RequestLint.h"
-
-#include <nlohmann/json.hpp>
-
-#include <unistd.h>
-
-#include <chrono>
-#include <memory>
-#include <string>
-#include <string_view>
-#include <utility>
-#include <vector>
+#include "Tools/vel-posture/catalogue/CatalogueReport.h"
+#include "Tools/vel-posture/check/CheckCommand.h"
+#include "Tools/vel-posture/lint/LintCommand.h"
 
 namespace {
 
+<<<<<<< HEAD
 constexpr const char* platformIdentifier = "mac";
 constexpr std::chrono::milliseconds noticeDelay(200);
 
@@ -138,10 +123,13 @@ int runLintCommand(const CommandLine& commandLine) {
     return findings->empty() ? 0 : 1;
 }
 
+=======
+>>>>>>> d9b82b4 (Sort the program by subcommand and reword its texts)
 int runCatalogueCommand(const CommandLine& commandLine) {
     const VELPostureCheckCatalogue catalogue = macPostureCheckCatalogue(VELPlatform::host());
-    writeStandardOutput(wantsText(commandLine) ? catalogueReport(catalogue, reportStyle())
-                                               : catalogueJSON(catalogue) + "\n");
+    writeStandardOutput(outputFormat(commandLine) == CommandLine::Format::text
+                            ? catalogueReport(catalogue, styleOfStandardOutput())
+                            : catalogueJSON(catalogue) + "\n");
     return 0;
 }
 
@@ -150,8 +138,9 @@ int runCatalogueCommand(const CommandLine& commandLine) {
 int runProgram(const CommandLine& commandLine) {
     switch (commandLine.command) {
     case CommandLine::Command::check:
+        return runCheckCommand(commandLine);
     case CommandLine::Command::identity:
-        return runRequestCommand(commandLine);
+        return runIdentityCommand(commandLine);
     case CommandLine::Command::lint:
         return runLintCommand(commandLine);
     case CommandLine::Command::catalogue:

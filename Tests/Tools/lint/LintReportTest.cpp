@@ -6,23 +6,23 @@
 namespace {
 
 const std::vector<Finding> two = {
-    {"mac[0].sha1", "has 64 digits, as a fingerprint of SHA-256: no certificate matches",
+    {"mac[0].sha1", "has 64 digits, like a fingerprint of SHA-256: no certificate matches",
      "write the SHA-1 fingerprint"},
-    {"mac[1].type", "is \"x\", which is no check type: the entry is an error",
+    {"mac[1].type", "is \"x\", which is not a check type: the entry is an error",
      "did you mean \"localFirewall\"?"}};
 
 TEST(LintReport, ShowsPlaceProblemAndAdvice) {
     EXPECT_EQ(lintReport(two, {}),
               "mac[0].sha1\n"
-              "    has 64 digits, as a fingerprint of SHA-256: no certificate matches\n"
+              "    has 64 digits, like a fingerprint of SHA-256: no certificate matches\n"
               "    advice: write the SHA-1 fingerprint\n"
               "mac[1].type\n"
-              "    is \"x\", which is no check type: the entry is an error\n"
+              "    is \"x\", which is not a check type: the entry is an error\n"
               "    advice: did you mean \"localFirewall\"?\n"
               "\n"
               "2 findings\n");
     EXPECT_EQ(lintReport({two[1]}, {}), "mac[1].type\n"
-                                        "    is \"x\", which is no check type: the entry is an "
+                                        "    is \"x\", which is not a check type: the entry is an "
                                         "error\n"
                                         "    advice: did you mean \"localFirewall\"?\n"
                                         "\n"
@@ -32,7 +32,7 @@ TEST(LintReport, ShowsPlaceProblemAndAdvice) {
 
 TEST(LintReport, WrapsOnATerminal) {
     EXPECT_EQ(lintReport({two[0]}, {.columns = 30}), "mac[0].sha1\n"
-                                                     "    has 64 digits, as a\n"
+                                                     "    has 64 digits, like a\n"
                                                      "    fingerprint of SHA-256: no\n"
                                                      "    certificate matches\n"
                                                      "    advice: write the SHA-1\n"
@@ -41,7 +41,7 @@ TEST(LintReport, WrapsOnATerminal) {
                                                      "1 finding\n");
     EXPECT_EQ(lintReport({two[0]}, {.columns = 15}), "mac[0].sha1\n"
                                                      "has 64 digits,\n"
-                                                     "as a\n"
+                                                     "like a\n"
                                                      "fingerprint of\n"
                                                      "SHA-256: no\n"
                                                      "certificate\n"
@@ -56,7 +56,7 @@ TEST(LintReport, WrapsOnATerminal) {
 TEST(LintReport, ColoursEachLine) {
     EXPECT_EQ(lintReport({two[1]}, {.columns = 80, .colour = true}),
               "\x1b[1;33mmac[1].type\x1b[0m\n"
-              "    is \"x\", which is no check type: the entry is an error\n"
+              "    is \"x\", which is not a check type: the entry is an error\n"
               "    advice: did you mean \"localFirewall\"?\n"
               "\n"
               "\x1b[1;31m1 finding\x1b[0m\n");
@@ -72,9 +72,10 @@ TEST(LintReport, NothingInItSteersATerminal) {
 }
 
 TEST(LintReport, IsJSONForPrograms) {
-    EXPECT_EQ(lintJSON({two[1]}),
-              R"({"findings":[{"place":"mac[1].type","problem":"is \"x\", which is no check type: )"
-              R"(the entry is an error","advice":"did you mean \"localFirewall\"?"}]})");
+    EXPECT_EQ(
+        lintJSON({two[1]}),
+        R"({"findings":[{"place":"mac[1].type","problem":"is \"x\", which is not a check type: )"
+        R"(the entry is an error","advice":"did you mean \"localFirewall\"?"}]})");
     EXPECT_EQ(lintJSON({}), R"({"findings":[]})");
 }
 

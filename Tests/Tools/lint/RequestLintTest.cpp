@@ -130,14 +130,12 @@ const std::vector<Row> documentRows = {
      {{"mac[1]", "is a boolean, not an object: the whole request is refused",
        R"(write an object such as {"type": "localFirewall"})"}}},
     {R"({"mac": [{"type": "localFirewall"}], "mac": [{"type": "localFirewall"}]})",
-     {{"mac", "is given 2 times: the last one counts, the others are dropped",
-       "keep one of them"}}},
+     {{"mac", "is given 2 times: only the last one counts", "keep one of them"}}},
     {R"({"mac": [{"type": "x", "type": "y", "type": "localFirewall"}]})",
-     {{"mac[0].type", "is given 3 times: the last one counts, the others are dropped",
-       "keep one of them"}}},
+     {{"mac[0].type", "is given 3 times: only the last one counts", "keep one of them"}}},
     {R"({"mac": [{"type": "anyProcessRunning",
                   "processes": [{"name": "SampleAgent"}, {"name": "a", "name": "b"}]}]})",
-     {{"mac[0].processes[1].name", "is given 2 times: the last one counts, the others are dropped",
+     {{"mac[0].processes[1].name", "is given 2 times: only the last one counts",
        "keep one of them"}}},
 };
 
@@ -174,13 +172,13 @@ const std::vector<Row> entryRows = {
     {requestWith(R"({"type": 7, "comment": ""})"),
      {{"mac[0].type", "is a number, not a string: the entry is an error", theTypes}}},
     {requestWith(R"({"type": "LocalFirewall"})"),
-     {{"mac[0].type", R"(is "LocalFirewall", which is no check type: the entry is an error)",
+     {{"mac[0].type", R"(is "LocalFirewall", which is not a check type: the entry is an error)",
        R"(did you mean "localFirewall"?)"}}},
     {requestWith(R"({"type": "minOSVersion", "version": 1})"),
-     {{"mac[0].type", R"(is "minOSVersion", which is no check type: the entry is an error)",
+     {{"mac[0].type", R"(is "minOSVersion", which is not a check type: the entry is an error)",
        R"(did you mean "minimumOSVersion"?)"}}},
     {requestWith(R"({"type": "screenLock\u001b"})"),
-     {{"mac[0].type", R"(is "screenLock\u001b", which is no check type: the entry is an error)",
+     {{"mac[0].type", R"(is "screenLock\u001b", which is not a check type: the entry is an error)",
        theTypes}}},
     {requestWith(R"({"type": "certificatePresent"})"),
      {{"mac[0]", R"(has no "sha1": the entry is an error)",
@@ -197,13 +195,13 @@ const std::vector<Row> entryRows = {
      {{"mac[0].comment", "is not read", removeUnread}}},
     {requestWith(R"({"type": "minimumOSVersion", "version": "13", "names": ["*"]})"),
      {{"mac[0].names", "is a parameter of joinedToDomain, not of minimumOSVersion: it is ignored",
-       R"(give it to an entry of the type "joinedToDomain")"}}},
+       R"(move it to an entry of the type "joinedToDomain")"}}},
     {requestWith(R"({"type": "localFirewall", "enabled": true})"),
      {{"mac[0].enabled", "is ignored: localFirewall takes no parameters", removeUnread}}},
     {requestWith(R"({"type": "fullDiskEncryption", "version": "13"})"),
      {{"mac[0].version",
        "is a parameter of minimumOSVersion, not of fullDiskEncryption: it is ignored",
-       R"(give it to an entry of the type "minimumOSVersion")"}}},
+       R"(move it to an entry of the type "minimumOSVersion")"}}},
     {requestWith(R"({"type": "localFirewall", "Type": "x"})"),
      {{"mac[0].Type", "is not read", R"(did you mean "type"?)"}}},
     {requestWith(R"({"type": "localFirewall", "pass": true, "error": ""})"),
@@ -213,7 +211,7 @@ const std::vector<Row> entryRows = {
        "stays in the result where the check ends in an error, and looks like its answer",
        "remove it"}}},
     {requestWith(R"({"type": "screenLock", "pass": true})"),
-     {{"mac[0].type", R"(is "screenLock", which is no check type: the entry is an error)",
+     {{"mac[0].type", R"(is "screenLock", which is not a check type: the entry is an error)",
        theTypes},
       {"mac[0].pass",
        "stays in the result where the check ends in an error, and looks like its answer",
@@ -244,21 +242,22 @@ const std::string anythingElse =
 
 const std::vector<Row> fingerprintRows = {
     fingerprintRow(R"("DA:39:A3:EE:5E:6B:4B:0D:32:55:BF:EF:95:60:18:90:AF:D8:07:09")",
-                   "holds colons" + anythingElse, "write \"" + noBytes + "\""),
+                   "contains colons" + anythingElse, "write \"" + noBytes + "\""),
     fingerprintRow(R"("da39a3ee-5e6b4b0d-3255bfef-95601890-afd80709")",
-                   "holds hyphens" + anythingElse, "write \"" + noBytes + "\""),
-    fingerprintRow("\"\\t" + noBytes + "\\r\\n\"", "holds tabs and line breaks" + anythingElse,
+                   "contains hyphens" + anythingElse, "write \"" + noBytes + "\""),
+    fingerprintRow("\"\\t" + noBytes + "\\r\\n\"", "contains tabs and line breaks" + anythingElse,
                    "write \"" + noBytes + "\""),
     fingerprintRow("\"\u200E" + noBytes + "\u00A0\"",
-                   R"(holds "\u200e" and no-break spaces)" + anythingElse,
+                   R"(contains "\u200e" and no-break spaces)" + anythingElse,
                    "write \"" + noBytes + "\""),
-    fingerprintRow("\"0x" + noBytes + "\"", R"(holds "x")" + anythingElse),
-    fingerprintRow(R"("SHA1 Fingerprint=DA")", R"(holds "s", "h", "i" and others)" + anythingElse),
+    fingerprintRow("\"0x" + noBytes + "\"", R"(contains "x")" + anythingElse),
+    fingerprintRow(R"("SHA1 Fingerprint=DA")",
+                   R"(contains "s", "h", "i" and others)" + anythingElse),
     fingerprintRow("\"" + noBytes + "12345678 9012345678901234\"",
-                   "has 64 digits, as a fingerprint of SHA-256: no certificate matches",
+                   "has 64 digits, like a fingerprint of SHA-256: no certificate matches",
                    fingerprintCommand),
     fingerprintRow(R"("d41d8cd98f00b204e9800998ecf8427e")",
-                   "has 32 digits, as a fingerprint of MD5: no certificate matches",
+                   "has 32 digits, like a fingerprint of MD5: no certificate matches",
                    fingerprintCommand),
     fingerprintRow("\"" + noBytes.substr(1) + "\"",
                    "has 39 digits, not 40: no certificate matches"),
@@ -267,7 +266,7 @@ const std::vector<Row> fingerprintRows = {
     fingerprintRow("7", R"(is a number, not a string: the entry is an error ("sha1 is not a )"
                         R"(string"))"),
     {requestWith(R"({"type": "certificatePresent", "sha1": "d4:1d:8c:d9:8f:00:b2:04"})"),
-     {{"mac[0].sha1", "holds colons" + anythingElse,
+     {{"mac[0].sha1", "contains colons" + anythingElse,
        "write the SHA-1 fingerprint: 40 hexadecimal digits"},
       {"mac[0].sha1", "has 16 digits, not 40: no certificate matches",
        "write the SHA-1 fingerprint: 40 hexadecimal digits"}}},
@@ -290,11 +289,12 @@ Row patternsRow(const std::string& value, const std::string& place, const std::s
 Row refusedPatternRow(const std::string& value, const std::string& characters,
                       const std::string& advice) {
     return patternsRow("[" + value + "]", "[0]",
-                       "holds " + characters + ", which no pattern may: it matches no domain",
+                       "contains " + characters +
+                           ", which a pattern cannot contain: it matches no domain",
                        advice);
 }
 
-const std::string alone = "give each pattern alone, as an element of its own";
+const std::string alone = "write each pattern as its own list element";
 const std::string noExpression = "a pattern is no regular expression: its dots are literal, and it "
                                  "is searched for anywhere in the domain";
 
@@ -321,11 +321,12 @@ const std::vector<Row> patternRows = {
     patternsRow(R"(["*"])", "[0]", "matches every domain"),
     patternsRow(R"(["***"])", "[0]", "matches every domain"),
     patternsRow(R"(["*.*"])", "[0]",
-                "names no domain: it matches every one with these signs in its name"),
-    patternsRow(R"(["sample"])", "[0]",
-                "has no dot, and is searched for anywhere: it matches domains of any organisation"),
+                "has no letter or digit: it matches every domain that contains these characters"),
+    patternsRow(
+        R"(["sample"])", "[0]",
+        "has no dot, and is found anywhere in a domain: it matches domains of any organisation"),
     refusedPatternRow(R"("corp?.sample.test")", R"("?")",
-                      R"("*" stands for any run of characters; nothing stands for a single one)"),
+                      R"("*" matches any run of characters; no wildcard matches a single one)"),
     refusedPatternRow(R"("^corp\\.sample\\.test$")", R"("^", "\" and "$")", noExpression),
     refusedPatternRow(R"("corp.sample.test, eu.sample.test")", R"("," and spaces)", alone),
     refusedPatternRow(R"("corp.sample.test ")", "spaces", alone),
@@ -335,7 +336,7 @@ const std::vector<Row> patternRows = {
     refusedPatternRow(R"("corp.sample.test€")", R"("€")",
                       R"(write letters, digits, ".", "-", "_" and "*" alone)"),
     patternsRow(R"(["*.other.test", "*.OTHER.test"])", "[1]",
-                "repeats mac[0].names[0], letter case aside", "remove one of them"),
+                "repeats mac[0].names[0], ignoring case", "remove one of them"),
 };
 
 TEST(RequestLint, FindsWhatIsWrongWithADomainPattern) {
@@ -400,24 +401,24 @@ const std::vector<Row> processRows = {
     processesRow(R"([{"name": "SampleAgent", "type": "T"}])", "[0].type", "is not read",
                  removeUnread),
     nameRow("", "is empty: it selects no process"),
-    nameRow("Sample\\nAgent", "holds a line break: it selects no process"),
-    nameRow("/usr/libexec/SampleAgent", "holds a \"/\": " + bareNames, R"(write "SampleAgent")"),
-    nameRow("/Applications/Sample.app/", "holds a \"/\": " + bareNames,
+    nameRow("Sample\\nAgent", "contains a line break: it selects no process"),
+    nameRow("/usr/libexec/SampleAgent", "contains a \"/\": " + bareNames, R"(write "SampleAgent")"),
+    nameRow("/Applications/Sample.app/", "contains a \"/\": " + bareNames,
             R"(write the name of the bundle's executable, often "Sample")"),
-    nameRow("//", "holds a \"/\": " + bareNames),
-    nameRow("SampleAgent ", "ends in white space: it selects no process whose name does not"),
+    nameRow("//", "contains a \"/\": " + bareNames),
+    nameRow("SampleAgent ", "ends in white space: it selects no process, unless the name does too"),
     nameRow("Sample.app", R"(ends in ".app": the process listing shows executables, not bundles)",
             R"(write the name of the bundle's executable, often "Sample")"),
-    nameRow("Cmd", "is how the heading of the process listing ends: it is always found",
+    nameRow("Cmd", "matches the end of the heading of the process listing: it is always found",
             "write the whole name of the executable"),
-    nameRow("d", "is how the heading of the process listing ends: it is always found",
+    nameRow("d", "matches the end of the heading of the process listing: it is always found",
             "write the whole name of the executable"),
     signerRow("null",
               "is null, not a string: where the process runs and has a signer, the entry is an "
               R"(error ("processes[0].signingCertificateSubjectOU is not a string"))",
               signerAdvice),
     signerRow("\"\"", "is empty: only a certificate with an empty OU passes", signerAdvice),
-    signerRow("\"TEAM/42\"", R"(holds a "/": the OU found ends before one, so no signer passes)",
+    signerRow("\"TEAM/42\"", R"(contains a "/": the OU found ends before one, so no signer passes)",
               bareSigner),
     signerRow("\"OU=TEAM42\"", R"(begins with "OU=": it is compared with the bare value)",
               R"(write "TEAM42")"),
@@ -425,13 +426,13 @@ const std::vector<Row> processRows = {
     processesRow(R"([{"name": "none", "signingCertificateSubjectOU": "A"},
                      {"name": "SampleAgent", "signingCertificateSubjectOU": "TEAM42"}])",
                  "[1].signingCertificateSubjectOU",
-                 "is not looked at once mac[0].processes[0] was found with another signer",
+                 "is not checked once mac[0].processes[0] was found with another signer",
                  "of all processes with a signer only the first one found is examined: list the "
                  "one that is to decide first, or leave the other signers out"),
     processesRow(R"([{"name": "SampleAgent", "signingCertificateSubjectOU": "TEAM42"},
                      {"name": "agent"}])",
                  "[0].signingCertificateSubjectOU",
-                 "decides nothing: mac[0].processes[1] finds the same process, whoever signed it",
+                 "has no effect: mac[0].processes[1] finds the same process, whoever signed it",
                  "give both a signer, or remove one of them"),
     processesRow(R"([{"name": "SampleAgent"}, {"name": "sampleagent"}])", "[1]",
                  "repeats mac[0].processes[0]", "remove one of them"),
@@ -473,20 +474,21 @@ const std::vector<Row> versionRows = {
     versionRow(R"("１２")", R"(begins with "１", not with a digit: no version passes)",
                numbersAndDots),
     versionRow(R"("14.5 ")",
-               R"(holds spaces after "14.5": "14.5" itself fails, although "14.5.1" passes)",
+               R"(contains spaces after "14.5": "14.5" itself fails, although "14.5.1" passes)",
                R"(write "14.5")"),
-    versionRow(R"("12.x")", R"(holds "x" after "12": "12" itself fails, and so does "12.1")",
+    versionRow(R"("12.x")", R"(contains "x" after "12": "12" itself fails, and so does "12.1")",
                R"(write "12")"),
-    versionRow(R"("12x")", R"(holds "x" after "12": "12" itself fails, and so does "12.1")",
+    versionRow(R"("12x")", R"(contains "x" after "12": "12" itself fails, and so does "12.1")",
                R"(write "12")"),
-    versionRow(R"("12.*")", R"(holds "*" after "12": "12" itself fails, although "12.1" passes)",
+    versionRow(R"("12.*")", R"(contains "*" after "12": "12" itself fails, although "12.1" passes)",
                R"(write "12")"),
     versionRow(R"("12.3-beta")",
-               R"(holds hyphens after "12.3": "12.3" itself fails, although "12.3.1" passes)",
+               R"(contains hyphens after "12.3": "12.3" itself fails, although "12.3.1" passes)",
                R"(write "12.3")"),
-    versionRow(R"("12.")", R"(holds "." after "12": "12" itself fails, although "12.1" passes)",
+    versionRow(R"("12.")", R"(contains "." after "12": "12" itself fails, although "12.1" passes)",
                R"(write "12")"),
-    versionRow(R"("12..1")", R"(holds "." after "12": "12" itself fails, although "12.1" passes)",
+    versionRow(R"("12..1")",
+               R"(contains "." after "12": "12" itself fails, although "12.1" passes)",
                R"(write "12")"),
 };
 
@@ -651,7 +653,7 @@ TEST(RequestLint, TheLibraryAnswersAsAFindingSays) {
         {"no machine passes", false},      {"it selects no process", false},
         {"no signer passes", false},       {"no version passes", false},
         {"every version passes", true},    {"matches every", true},
-        {"it is always found", true},      {"decides nothing", true}};
+        {"it is always found", true},      {"has no effect", true}};
     std::map<std::string, unsigned> seen;
     for (const Row& row : allRows()) {
         for (const auto& [claim, passes] : claims) {
@@ -830,7 +832,7 @@ TEST(RequestLint, CountsTheFindingsThatItDoesNotKeep) {
     ASSERT_EQ(findings.size(), 1001U);
     EXPECT_EQ(findings[999].place, "mac[999]");
     EXPECT_EQ(findings[1000], (Finding{"the request", "has 3 more findings",
-                                       "mend those listed, then look again"}));
+                                       "fix those listed, then run lint again"}));
 }
 
 } // namespace

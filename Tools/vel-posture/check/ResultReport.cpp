@@ -1,8 +1,9 @@
 // SPDX-License-Identifier: Apache-2.0
-#include "Tools/vel-posture/Report.h"
+#include "Tools/vel-posture/check/ResultReport.h"
 
 #include "Base/VELJSON.h"
 #include "Tools/vel-posture/DisplayText.h"
+#include "vel_device_trust/VELPostureCheckRunner.h"
 
 #include <nlohmann/json.hpp>
 
@@ -16,15 +17,8 @@
 namespace {
 
 constexpr std::size_t resultColumns = 6;         // "RESULT"
-constexpr std::size_t narrowestDetail = 24;      // narrower, and a check takes lines of its own
-constexpr std::size_t narrowestText = 12;        // narrower, and a text stands below its name
-constexpr std::size_t widestName = 28;           // of a column of names
 constexpr std::size_t widestText = 60;           // in a parameter: a fingerprint with its spaces
 constexpr std::size_t widestParameterList = 120; // of all parameters of a check
-constexpr std::size_t widestTerminal = 10'000;   // where there is none
-constexpr std::string_view gap = "  ";
-
-enum class Colour { none, green, red, yellow };
 
 enum class Outcome { pass, fail, error };
 
@@ -34,16 +28,6 @@ struct CheckLine {
     std::string type;
     std::string detail;
 };
-
-std::string coloured(std::string text, Colour colour, const ReportStyle& style) {
-    if (!style.colour || colour == Colour::none) {
-        return text;
-    }
-    const std::string_view code = colour == Colour::green ? "32"
-                                  : colour == Colour::red ? "31"
-                                                          : "33";
-    return "\x1b[1;" + std::string(code) + "m" + std::move(text) + "\x1b[0m";
-}
 
 std::string_view nameOf(Outcome outcome) {
     switch (outcome) {
@@ -168,87 +152,6 @@ std::vector<CheckLine> checkLines(const VELValue& result) {
     return lines;
 }
 
-/// The columns that a column of names takes: a name from a request may have any length.
-template <typename Lines, typename Name>
-std::size_t nameColumns(const Lines& lines, std::size_t headingColumns, Name name) {
-    std::size_t columns = headingColumns;
-    for (const auto& line : lines) {
-        columns = std::max(columns, displayWidth(name(line)));
-    }
-    return std::min(columns, widestName);
-}
-
-void trimLine(std::string& report) {
-    report.erase(report.find_last_not_of(' ') + 1);
-}
-
-void endLine(std::string& report) {
-    trimLine(report);
-    report += '\n';
-}
-
-/// Where the lines of a text stand on a terminal.
-struct TextBlock {
-    std::size_t indent;
-    std::size_t columns;
-    bool startsBelow; // there is no room behind what stands on the line already
-};
-
-TextBlock textBlock(std::size_t indent, std::size_t terminalColumns) {
-    const bool startsBelow = indent + narrowestText > terminalColumns;
-    const std::size_t used = startsBelow ? gap.size() : indent;
-    return {used, terminalColumns > used ? terminalColumns - used : 1, startsBelow};
-}
-
-void addLines(std::string& report, const std::vector<std::string_view>& lines,
-              const TextBlock& block) {
-    const std::string lineBreak = "\n" + std::string(block.indent, ' ');
-    std::string_view separator;
-    if (block.startsBelow) {
-        separator = lineBreak;
-        trimLine(report);
-    }
-    for (const std::string_view line : lines) {
-        report += separator;
-        report += line;
-        separator = lineBreak;
-    }
-}
-
-/// Adds `text`, whose first line starts in column `indent` and is already begun by `report`. Where
-/// that leaves no room, the text stands below.
-void addWrapped(std::string& report, std::string_view text, std::size_t indent,
-                const ReportStyle& style) {
-    if (!style.columns || text.empty()) {
-        report += text;
-        return;
-    }
-    const TextBlock block = textBlock(indent, *style.columns);
-    addLines(report, wrapped(text, block.columns), block);
-}
-
-/// The same with commas between `parts`. Lines are broken behind commas; a part that is wider than
-/// a line is broken at its spaces.
-void addList(std::string& report, const std::vector<std::string>& parts, std::size_t indent,
-             const ReportStyle& style) {
-    const TextBlock block = textBlock(indent, style.columns.value_or(widestTerminal));
-    std::vector<std::string> rows;
-    for (std::size_t index = 0; index < parts.size(); ++index) {
-        const std::string part = parts[index] + (index + 1 < parts.size() ? "," : "");
-        if (!rows.empty() && displayWidth(rows.back()) + 1 + displayWidth(part) <= block.columns) {
-            rows.back() += " " + part;
-        } else {
-            rows.push_back(part);
-        }
-    }
-    std::vector<std::string_view> lines;
-    for (const std::string& row : rows) {
-        const auto rowLines = wrapped(row, block.columns);
-        lines.insert(lines.end(), rowLines.begin(), rowLines.end());
-    }
-    addLines(report, lines, block);
-}
-
 std::string rightAligned(std::string_view text, std::size_t columns) {
     return std::string(text.size() < columns ? columns - text.size() : 0, ' ') + std::string(text);
 }
@@ -262,20 +165,20 @@ std::string outcomeColumn(Outcome outcome, const ReportStyle& style) {
 std::string checkTable(const std::vector<CheckLine>& lines, std::size_t millisecondsColumns,
                        std::size_t typeColumns, const ReportStyle& style) {
     const std::size_t detailColumn =
-        resultColumns + millisecondsColumns + typeColumns + 3 * gap.size();
+        resultColumns + millisecondsColumns + typeColumns + 3 * columnGap.size();
     std::string report;
-    report += padded("RESULT", resultColumns) + std::string(gap) +
-              rightAligned("MS", millisecondsColumns) + std::string(gap) +
-              padded("CHECK", typeColumns) + std::string(gap) + "DETAIL";
+    report += padded("RESULT", resultColumns) + std::string(columnGap) +
+              rightAligned("MS", millisecondsColumns) + std::string(columnGap) +
+              padded("CHECK", typeColumns) + std::string(columnGap) + "DETAIL";
     endLine(report);
     for (const CheckLine& line : lines) {
         report += outcomeColumn(line.outcome, style);
-        report += gap;
+        report += columnGap;
         report += rightAligned(line.milliseconds, millisecondsColumns);
-        report += gap;
+        report += columnGap;
         report +=
             padded(style.columns ? truncated(line.type, typeColumns) : line.type, typeColumns);
-        report += gap;
+        report += columnGap;
         addWrapped(report, line.detail, detailColumn, style);
         endLine(report);
     }
@@ -285,7 +188,7 @@ std::string checkTable(const std::vector<CheckLine>& lines, std::size_t millisec
 /// For a narrow terminal: type and milliseconds beside the outcome, the rest below them.
 std::string checkList(const std::vector<CheckLine>& lines, std::size_t columns,
                       const ReportStyle& style) {
-    const std::size_t indent = resultColumns + gap.size();
+    const std::size_t indent = resultColumns + columnGap.size();
     std::string report;
     const auto addBelow = [&](std::string_view text) {
         report.append(indent, ' ');
@@ -295,11 +198,11 @@ std::string checkList(const std::vector<CheckLine>& lines, std::size_t columns,
     for (const CheckLine& line : lines) {
         const std::string milliseconds = line.milliseconds + " ms";
         const bool fits =
-            indent + displayWidth(line.type) + gap.size() + milliseconds.size() <= columns;
+            indent + displayWidth(line.type) + columnGap.size() + milliseconds.size() <= columns;
         report += outcomeColumn(line.outcome, style);
-        report += gap;
-        addWrapped(report, fits ? line.type + std::string(gap) + milliseconds : line.type, indent,
-                   style);
+        report += columnGap;
+        addWrapped(report, fits ? line.type + std::string(columnGap) + milliseconds : line.type,
+                   indent, style);
         endLine(report);
         if (!fits) {
             addBelow(milliseconds);
@@ -311,10 +214,6 @@ std::string checkList(const std::vector<CheckLine>& lines, std::size_t columns,
     return report;
 }
 
-std::string countOf(std::size_t count, std::string_view what) {
-    return std::to_string(count) + " " + std::string(what);
-}
-
 std::vector<std::string> summaryOf(const std::vector<CheckLine>& lines, const VELValue& metrics) {
     if (lines.empty()) {
         return {"no checks were run"};
@@ -324,14 +223,13 @@ std::vector<std::string> summaryOf(const std::vector<CheckLine>& lines, const VE
             std::count_if(lines.begin(), lines.end(),
                           [outcome](const CheckLine& line) { return line.outcome == outcome; }));
     };
-    std::vector<std::string> parts = {countOf(
-        count(Outcome::pass),
-        "of " + countOf(lines.size(), lines.size() == 1 ? "check passed" : "checks passed"))};
+    std::vector<std::string> parts = {std::to_string(count(Outcome::pass)) + " of " +
+                                      countOf(lines.size(), "check passed", "checks passed")};
     if (const std::size_t failures = count(Outcome::fail); failures != 0) {
-        parts.push_back(countOf(failures, "failed"));
+        parts.push_back(countOf(failures, "failed", "failed"));
     }
     if (const std::size_t errors = count(Outcome::error); errors != 0) {
-        parts.push_back(countOf(errors, errors == 1 ? "error" : "errors"));
+        parts.push_back(countOf(errors, "error", "errors"));
     }
     parts.push_back(millisecondsOf(metrics) + " ms");
     return parts;
@@ -341,11 +239,11 @@ std::string verdict(const VELValue& result, const std::vector<CheckLine>& lines,
                     const ReportStyle& style) {
     const bool passed = result.at("pass").get<bool>();
     const std::string_view word = passed ? "PASSED" : "NOT PASSED";
-    // A request that asked for nothing passes, which is hardly what its author meant.
+    // A request that asked for nothing passes, which its author probably did not mean.
     const Colour colour = !passed ? Colour::red : lines.empty() ? Colour::yellow : Colour::green;
     std::string report = coloured(std::string(word), colour, style);
-    report += gap;
-    addList(report, summaryOf(lines, result.at("metrics")), word.size() + gap.size(), style);
+    report += columnGap;
+    addList(report, summaryOf(lines, result.at("metrics")), word.size() + columnGap.size(), style);
     endLine(report);
     return report;
 }
@@ -360,37 +258,13 @@ std::string deviceTrustReport(const VELValue& result, const ReportStyle& style) 
         millisecondsColumns = std::max(millisecondsColumns, line.milliseconds.size());
     }
     const std::size_t typeColumns =
-        nameColumns(lines, 5, [](const CheckLine& line) { return std::string_view(line.type); });
+        columnsOfNames(lines, 5, [](const CheckLine& line) { return std::string_view(line.type); });
     const std::size_t detailColumn =
-        resultColumns + millisecondsColumns + typeColumns + 3 * gap.size();
+        resultColumns + millisecondsColumns + typeColumns + 3 * columnGap.size();
     const bool fits = !style.columns || detailColumn + narrowestDetail <= *style.columns;
     return (fits ? checkTable(lines, millisecondsColumns, typeColumns, style)
                  : checkList(lines, *style.columns, style)) +
            "\n" + verdict(result, lines, style);
-}
-
-using NamedText = std::pair<std::string, std::string>;
-
-/// Lines of a name and a text; a name that leaves no room for its text stands above it.
-std::string namedTexts(const std::vector<NamedText>& texts, std::size_t headingColumns,
-                       const ReportStyle& style) {
-    const std::size_t columns = nameColumns(
-        texts, headingColumns, [](const NamedText& text) { return std::string_view(text.first); });
-    const std::size_t indent = columns + gap.size();
-    std::string report;
-    for (const auto& [name, text] : texts) {
-        if (style.columns && indent + narrowestDetail > *style.columns) {
-            addWrapped(report, name, 0, style);
-            report += '\n' + std::string(gap);
-            addWrapped(report, text, gap.size(), style);
-        } else {
-            report += padded(name, columns);
-            report += gap;
-            addWrapped(report, text, indent, style);
-        }
-        endLine(report);
-    }
-    return report;
 }
 
 std::string identityReport(const VELValue& result, const ReportStyle& style) {
@@ -405,8 +279,8 @@ std::string identityReport(const VELValue& result, const ReportStyle& style) {
 }
 
 std::string errorReport(const VELValue& result, const ReportStyle& style) {
-    std::string report = coloured("ERROR", Colour::red, style) + std::string(gap);
-    addWrapped(report, shown(result.at("error")), 5 + gap.size(), style);
+    std::string report = coloured("ERROR", Colour::red, style) + std::string(columnGap);
+    addWrapped(report, shown(result.at("error")), 5 + columnGap.size(), style);
     endLine(report);
     return report;
 }
@@ -438,25 +312,4 @@ int exitStatus(const VELValue& result) {
 
 bool ranNoCheck(const VELValue& result) {
     return isDeviceTrustResult(result) && result.at("checks").empty();
-}
-
-std::string catalogueReport(const VELPostureCheckCatalogue& catalogue, const ReportStyle& style) {
-    std::vector<NamedText> texts = {{"CHECK", "REQUIRED PARAMETERS"}};
-    for (const auto& [type, check] : catalogue) {
-        std::string names;
-        for (const std::string& parameter :
-             check->requiredParameters().value_or(std::vector<std::string>())) {
-            names += (names.empty() ? "" : ", ") + parameter;
-        }
-        texts.emplace_back(type, names.empty() ? "(none)" : std::move(names));
-    }
-    return namedTexts(texts, 5, style);
-}
-
-std::string catalogueJSON(const VELPostureCheckCatalogue& catalogue) {
-    VELDictionary document = VELValue::object();
-    for (const auto& [type, check] : catalogue) {
-        document[type] = check->requiredParameters().value_or(std::vector<std::string>());
-    }
-    return vel::compactText(document);
 }

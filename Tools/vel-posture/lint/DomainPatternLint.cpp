@@ -1,6 +1,7 @@
 // SPDX-License-Identifier: Apache-2.0
 #include "Base/VELText.h"
 #include "Classes/Mac/VELDomainCheck.h"
+#include "Classes/Shared/VELErrorTexts.h"
 #include "Tools/vel-posture/lint/ParameterLint.h"
 
 #include <nlohmann/json.hpp>
@@ -20,10 +21,10 @@ struct Habit {
 };
 
 constexpr std::array habits = {
-    Habit{"?", "\"*\" stands for any run of characters; nothing stands for a single one"},
+    Habit{"?", "\"*\" matches any run of characters; no wildcard matches a single one"},
     Habit{"^$\\[](){}|+", "a pattern is no regular expression: its dots are literal, and it is "
                           "searched for anywhere in the domain"},
-    Habit{",; \t\r\n", "give each pattern alone, as an element of its own"},
+    Habit{",; \t\r\n", "write each pattern as its own list element"},
     Habit{"@/:", "write the domain alone, without a user, a scheme or a port"},
 };
 
@@ -61,17 +62,18 @@ void lintPattern(const std::string& pattern, const Place& place, FindingList& fi
         findings.add(place, "is empty: it matches no domain", wanted);
     } else if (const auto refused = refusedCharacters(pattern); !refused.empty()) {
         findings.add(place,
-                     "holds " + finding::charactersIn(refused) +
-                         ", which no pattern may: it matches no domain",
+                     "contains " + finding::charactersIn(refused) +
+                         ", which a pattern cannot contain: it matches no domain",
                      adviceFor(refused));
     } else if (pattern.find_first_not_of('*') == std::string::npos) {
         findings.add(place, "matches every domain", wanted);
     } else if (!namesSomething(pattern)) {
-        findings.add(place, "names no domain: it matches every one with these signs in its name",
-                     wanted);
+        findings.add(
+            place, "has no letter or digit: it matches every domain that contains these characters",
+            wanted);
     } else if (pattern.find('.') == std::string::npos) {
         findings.add(place,
-                     "has no dot, and is searched for anywhere: it matches domains of any "
+                     "has no dot, and is found anywhere in a domain: it matches domains of any "
                      "organisation",
                      wanted);
     }
@@ -83,8 +85,8 @@ void lintDomainPatterns(const ParameterLint& names) {
     if (!names.value.is_array()) {
         const auto* text = names.value.get_ptr<const std::string*>();
         names.report(finding::wrongKind(names.value, "an array") +
-                         ": on a machine that is bound to a domain, the entry is an error "
-                         "(\"names is not an array\")",
+                         ": on a machine that is bound to a domain, the entry is an error (\"" +
+                         vel::errortext::notAnArray("names") + "\")",
                      "write a list: [" +
                          (text != nullptr ? finding::quoted(*text) : "\"*.sample.test\"") + "]");
         return;
@@ -102,15 +104,15 @@ void lintDomainPatterns(const ParameterLint& names) {
                 place,
                 finding::wrongKind(element, "a string") + ": on a machine that is bound to a " +
                     (index == 0 ? "domain" : "domain that no pattern before it matches") +
-                    ", the entry is an error (\"names[" + std::to_string(index) +
-                    "] is not a string\")",
+                    ", the entry is an error (\"" +
+                    vel::errortext::notAString("names[" + std::to_string(index) + "]") + "\")",
                 wanted);
             continue;
         }
         lintPattern(*pattern, place, names.findings);
         const auto [first, isNew] = seen.emplace(vel::lowercase(*pattern), place);
         if (!isNew) {
-            names.findings.add(place, "repeats " + first->second.text() + ", letter case aside",
+            names.findings.add(place, "repeats " + first->second.text() + ", ignoring case",
                                "remove one of them");
         }
     }

@@ -39,7 +39,7 @@ public:
             if (count > 1) {
                 _findings.add(object.place.key(name),
                               "is given " + std::to_string(count) +
-                                  " times: the last one counts, the others are dropped",
+                                  " times: only the last one counts",
                               "keep one of them");
             }
         }

@@ -6,5 +6,5 @@
 #include <string_view>
 
 /// Adds a finding for every key that an object of a JSON text holds more than once: readers keep
-/// the last one without a word. `text` has been read without an error.
+/// the last one silently. `text` has been read without an error.
 void findDuplicateKeys(std::string_view text, FindingList& findings);

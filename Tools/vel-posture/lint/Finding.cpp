@@ -98,7 +98,7 @@ void FindingList::add(const Place& place, std::string problem, std::string advic
 std::vector<Finding> FindingList::take() {
     if (_dropped > 0) {
         _findings.push_back({"the request", "has " + std::to_string(_dropped) + " more findings",
-                             "mend those listed, then look again"});
+                             "fix those listed, then run lint again"});
         _dropped = 0;
     }
     return std::exchange(_findings, {});
@@ -150,6 +150,10 @@ std::string finding::charactersIn(std::u32string_view characters) {
         names.push_back(std::move(name));
     }
     return joined(names);
+}
+
+std::string finding::entryIsAnError(std::string_view text) {
+    return ": the entry is an error (\"" + std::string(text) + "\")";
 }
 
 std::string finding::listed(const std::vector<std::string>& names) {

@@ -8,8 +8,7 @@
 #include <string_view>
 #include <vector>
 
-/// Something in a request that hardly does what its author meant. The texts hold nothing that
-/// steers a terminal.
+/// A likely mistake in a request. Control and format characters in its texts are escaped.
 struct Finding {
     /// A path into the request, such as "mac[0].sha1".
     std::string place;
@@ -68,6 +67,9 @@ std::string wrongKind(const VELValue& value, std::string_view wanted);
 /// The different characters of `characters`, the first three by name or in quotes: `colons and
 /// "g"`.
 std::string charactersIn(std::u32string_view characters);
+
+/// That the entry ends in an error with this text: `: the entry is an error ("...")`.
+std::string entryIsAnError(std::string_view text);
 
 /// "a, b and c".
 std::string listed(const std::vector<std::string>& names);

@@ -1,6 +1,7 @@
 // SPDX-License-Identifier: Apache-2.0
 #include "Base/VELText.h"
 #include "Classes/Mac/VELCertificateCheck.h"
+#include "Classes/Shared/VELErrorTexts.h"
 #include "Tools/vel-posture/lint/ParameterLint.h"
 
 #include <nlohmann/json.hpp>
@@ -42,7 +43,7 @@ void lintLength(std::size_t count, const ParameterLint& sha1) {
         std::find_if(otherDigests.begin(), otherDigests.end(),
                      [&](const Digest& each) { return each.digits == count; });
     if (digest != otherDigests.end()) {
-        sha1.report(digits + ", as a fingerprint of " + digest->name + matchesNone, command);
+        sha1.report(digits + ", like a fingerprint of " + digest->name + matchesNone, command);
     } else {
         sha1.report(digits + ", not 40" + matchesNone, wanted);
     }
@@ -54,7 +55,7 @@ void lintFingerprint(const ParameterLint& sha1) {
     const auto* text = sha1.value.get_ptr<const std::string*>();
     if (text == nullptr) {
         sha1.report(finding::wrongKind(sha1.value, "a string") +
-                        ": the entry is an error (\"sha1 is not a string\")",
+                        finding::entryIsAnError(vel::errortext::notAString("sha1")),
                     wanted);
         return;
     }
@@ -76,7 +77,7 @@ void lintFingerprint(const ParameterLint& sha1) {
     const bool isSeparated = areDigits(digits) && !digits.empty();
     if (!other.empty()) {
         const bool isWhole = isSeparated && digits.size() == wantedDigits;
-        sha1.report("holds " + finding::charactersIn(other) +
+        sha1.report("contains " + finding::charactersIn(other) +
                         ": with anything but hexadecimal digits and spaces, no certificate matches",
                     isWhole ? "write \"" + std::string(digits.begin(), digits.end()) + "\""
                             : wanted);

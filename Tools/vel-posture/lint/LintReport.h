@@ -1,7 +1,7 @@
 // SPDX-License-Identifier: Apache-2.0
 #pragma once
 
-#include "Tools/vel-posture/Report.h"
+#include "Tools/vel-posture/ReportText.h"
 #include "Tools/vel-posture/lint/Finding.h"
 
 #include <string>

@@ -1,6 +1,7 @@
 // SPDX-License-Identifier: Apache-2.0
 #include "Base/VELJSON.h"
 #include "Base/VELText.h"
+#include "Classes/Shared/VELErrorTexts.h"
 #include "Tools/vel-posture/lint/KeyLint.h"
 #include "Tools/vel-posture/lint/ParameterLint.h"
 
@@ -59,20 +60,21 @@ void lintName(const std::string& name, const Place& place, FindingList& findings
     if (name.empty()) {
         findings.add(place, "is empty: it selects no process", bareName);
     } else if (name.find('\n') != std::string::npos) {
-        findings.add(place, "holds a line break: it selects no process", bareName);
+        findings.add(place, "contains a line break: it selects no process", bareName);
     } else if (name.find('/') != std::string::npos) {
         findings.add(place,
-                     "holds a \"/\": the process listing shows bare names, so it selects no "
+                     "contains a \"/\": the process listing shows bare names, so it selects no "
                      "process",
                      adviceForPath(name));
     } else if (name.ends_with(' ') || name.ends_with('\t')) {
-        findings.add(place, "ends in white space: it selects no process whose name does not",
+        findings.add(place, "ends in white space: it selects no process, unless the name does too",
                      bareName);
     } else if (name.ends_with(bundleSuffix)) {
         findings.add(place, "ends in \".app\": the process listing shows executables, not bundles",
                      adviceForPath(name));
     } else if (heading.ends_with(vel::lowercase(name))) {
-        findings.add(place, "is how the heading of the process listing ends: it is always found",
+        findings.add(place,
+                     "matches the end of the heading of the process listing: it is always found",
                      "write the whole name of the executable");
     }
 }
@@ -82,7 +84,7 @@ void lintSignerText(const std::string& signer, const Place& place, FindingList& 
         findings.add(place, "is empty: only a certificate with an empty OU passes",
                      "write the OU, such as \"TEAM42\"; without this key any signer passes");
     } else if (signer.find('/') != std::string::npos) {
-        findings.add(place, "holds a \"/\": the OU found ends before one, so no signer passes",
+        findings.add(place, "contains a \"/\": the OU found ends before one, so no signer passes",
                      "write the OU alone, such as \"TEAM42\"");
     } else if (signer.starts_with("OU=")) {
         findings.add(place, "begins with \"OU=\": it is compared with the bare value",
@@ -119,14 +121,13 @@ private:
             _processes.findings.add(
                 place,
                 finding::wrongKind(process, "an object") + ": " +
-                    anErrorOf(index, pathInEntry(index) + " is not an object"),
+                    anErrorOf(index, vel::errortext::notAnObject(pathInEntry(index))),
                 "write {\"name\": " +
                     (text != nullptr ? finding::quoted(*text) : "\"SampleAgent\"") + "}");
             return;
         }
         KeyLint keys(process, place, {nameKey, signerKey}, _processes.findings);
-        if (keys.require(nameKey,
-                         anErrorOf(index, "Process name missing from process running check."),
+        if (keys.require(nameKey, anErrorOf(index, vel::errortext::processNameMissing),
                          "add \"name\", such as \"name\": \"SampleAgent\"")) {
             lintNameValue(process.at(nameKey), index);
         }
@@ -144,7 +145,7 @@ private:
             _processes.findings.add(
                 place,
                 finding::wrongKind(name, "a string") + ": " +
-                    anErrorOf(index, pathInEntry(index, nameKey) + " is not a string"),
+                    anErrorOf(index, vel::errortext::notAString(pathInEntry(index, nameKey))),
                 bareName);
         }
     }
@@ -158,7 +159,7 @@ private:
                 place,
                 finding::wrongKind(signer, "a string") +
                     ": where the process runs and has a signer, the entry is an error (\"" +
-                    pathInEntry(index, signerKey) + " is not a string\")",
+                    vel::errortext::notAString(pathInEntry(index, signerKey)) + "\")",
                 "write the OU, such as \"TEAM42\"; without this key any signer passes");
         }
     }
@@ -219,13 +220,13 @@ private:
         const Place place = placeOf(index).key(signerKey);
         if (const auto laxer = laxerThan(vel::lowercase(textOf(process->at(nameKey))))) {
             _processes.findings.add(place,
-                                    "decides nothing: " + placeOf(*laxer).text() +
+                                    "has no effect: " + placeOf(*laxer).text() +
                                         " finds the same process, whoever signed it",
                                     "give both a signer, or remove one of them");
         } else if (_firstSigned) {
             _processes.findings.add(
                 place,
-                "is not looked at once " + placeOf(*_firstSigned).text() +
+                "is not checked once " + placeOf(*_firstSigned).text() +
                     " was found with another signer",
                 "of all processes with a signer only the first one found is examined: list the "
                 "one that is to decide first, or leave the other signers out");
@@ -246,7 +247,7 @@ private:
 void lintProcesses(const ParameterLint& processes) {
     if (!processes.value.is_array()) {
         processes.report(finding::wrongKind(processes.value, "an array") +
-                             ": the entry is an error (\"processes is not an array\")",
+                             finding::entryIsAnError(vel::errortext::notAnArray("processes")),
                          R"(write a list: [{"name": "SampleAgent"}])");
         return;
     }

@@ -103,7 +103,7 @@ void lintEntryWithoutCheck(const VELValue& entry, const Place& place, const Lint
             name != nullptr ? nearestName(*name, typesOf(lint.rules.catalogue)) : std::nullopt;
         lint.findings.add(place.key("type"),
                           (name != nullptr
-                               ? "is " + finding::quoted(*name) + ", which is no check type"
+                               ? "is " + finding::quoted(*name) + ", which is not a check type"
                                : finding::wrongKind(type, "a string")) +
                               ": " + entryIsAnError,
                           near ? finding::didYouMean(*near) : theTypes(lint.rules.catalogue));
@@ -126,7 +126,7 @@ void lintUnknownKeys(KeyLint& keys, const Place& place, const std::string& type,
             lint.findings.add(place.key(key),
                               "is a parameter of " + *owner + ", not of " + type +
                                   ": it is ignored",
-                              "give it to an entry of the type \"" + *owner + "\"");
+                              "move it to an entry of the type \"" + *owner + "\"");
         } else if (takesNone && nearestName(key, {"type"}) == std::nullopt) {
             lint.findings.add(place.key(key), "is ignored: " + type + " takes no parameters",
                               removeUnread);

@@ -1,6 +1,7 @@
 // SPDX-License-Identifier: Apache-2.0
 #include "Base/VELBase64.h"
 #include "Base/VELText.h"
+#include "Classes/Shared/VELErrorTexts.h"
 #include "Platform/X509/VELCertificateChain.h"
 #include "Platform/X509/VELCertificateParts.h"
 #include "Platform/X509/VELX509Name.h"
@@ -25,7 +26,7 @@ constexpr std::string_view certificateLabel = "CERTIFICATE";
 constexpr const char* noMachine = ": no machine passes";
 constexpr const char* refused = ": every chain to it is refused, no machine passes";
 constexpr const char* notRecognised =
-    ": a machine's identity that is the root itself is not passed over, and may pass";
+    ": an identity that is the root certificate itself is not excluded, and may pass";
 constexpr const char* wanted =
     "write what this prints: openssl x509 -in ROOT -outform DER | openssl base64 -A";
 constexpr const char* anotherRoot = "have the authority make a new root certificate";
@@ -38,12 +39,12 @@ struct PolicyRow {
 };
 
 constexpr std::array policyRows = {
-    PolicyRow{ChainCheck::keySize, "has a key that is too short, or of a kind that is not known",
+    PolicyRow{ChainCheck::keySize, "has a key that is too short, or of an unknown kind",
               anotherRoot},
     PolicyRow{ChainCheck::signatureAlgorithm, "is signed with MD5 or an older digest", anotherRoot},
     PolicyRow{ChainCheck::basicConstraints, "has no basic constraints that make it an authority",
               authority},
-    PolicyRow{ChainCheck::basicConstraintsAuthority, "is no certificate authority", authority},
+    PolicyRow{ChainCheck::basicConstraintsAuthority, "is not a certificate authority", authority},
     PolicyRow{ChainCheck::keyUsage, "is not allowed to sign certificates", authority},
     PolicyRow{ChainCheck::unreadableExtension, "has an extension that cannot be read", anotherRoot},
     PolicyRow{ChainCheck::duplicateExtension, "has an extension twice", anotherRoot},
@@ -75,11 +76,11 @@ std::optional<std::string_view> withoutArmour(std::string_view text,
         return std::nullopt;
     }
     const bool isSingle = text.find(armourStart) == std::string_view::npos;
-    certificate.report(
-        std::string(isSingle ? "holds the armour lines of a PEM file" : "holds several PEM texts") +
-            noMachine,
-        isSingle ? "write the base64 text between them alone"
-                 : "write the base64 text of the root certificate alone");
+    certificate.report(std::string(isSingle ? "contains the armour lines of a PEM file"
+                                            : "contains several PEM texts") +
+                           noMachine,
+                       isSingle ? "write the base64 text between them alone"
+                                : "write the base64 text of the root certificate alone");
     if (!isSingle) {
         return std::nullopt;
     }
@@ -103,15 +104,16 @@ std::u32string skippedCharacters(std::string_view text) {
 
 /// Whether it is worth reading on.
 bool lintAlphabet(const std::u32string& skipped, const ParameterLint& certificate) {
-    const std::string holds = "holds " + finding::charactersIn(skipped);
+    const std::string contains = "contains " + finding::charactersIn(skipped);
     if (skipped.find_first_of(U"-_") != std::u32string::npos) {
-        certificate.report(holds + ", which are skipped, and is then another text" + noMachine,
+        certificate.report(contains + ", which are skipped, so that it decodes to other bytes" +
+                               noMachine,
                            "write the standard alphabet of base64: \"+\" for \"-\" and \"/\" for "
                            "\"_\"");
         return false;
     }
     if (skipped.find(U'\\') != std::u32string::npos) {
-        certificate.report(holds + ", of which nothing but line breaks may be there" + noMachine,
+        certificate.report(contains + "; of these only line breaks are allowed" + noMachine,
                            "a line break in JSON is \\n with a single backslash");
         return false;
     }
@@ -128,8 +130,8 @@ void lintNoCertificate(const std::string& bytes, const ParameterLint& certificat
 void lintEncoding(std::string_view text, const std::string& bytes, const Certificate& root,
                   const ParameterLint& certificate) {
     if (const auto skipped = skippedCharacters(text); !skipped.empty()) {
-        certificate.report("holds " + finding::charactersIn(skipped) +
-                               ", which only decoding skips" + notRecognised,
+        certificate.report("contains " + finding::charactersIn(skipped) + ", which are skipped" +
+                               notRecognised,
                            "write the base64 text without them; line breaks may stay");
     }
     if (const std::size_t more = bytes.size() - root->der().size(); more > 0) {
@@ -142,9 +144,10 @@ void lintEncoding(std::string_view text, const std::string& bytes, const Certifi
     std::erase_if(plain,
                   [](char character) { return !isBase64(static_cast<unsigned char>(character)); });
     if (plain != vel::base64Text(root->der())) {
-        certificate.report(std::string("has other padding than the certificate's base64 text") +
-                               notRecognised,
-                           wanted);
+        certificate.report(
+            std::string("is padded differently from the certificate's own base64 text") +
+                notRecognised,
+            wanted);
     }
 }
 
@@ -152,16 +155,17 @@ void lintIssuer(const Certificate& root, const ParameterLint& certificate) {
     constexpr const char* advice = "write the root certificate, which issued itself";
     if (root->isSelfIssued()) {
         if (!vel::x509::isSignedBy(*root, *root)) {
-            certificate.report("is no root: it names itself as its issuer, but another key signed "
-                               "it",
-                               advice);
+            certificate.report(
+                "is not a root certificate: it names itself as its issuer, but another key signed "
+                "it",
+                advice);
         }
         return;
     }
     const auto parts = vel::x509::certificateParts(root->der());
     const auto issuer = vel::x509::nameSummary(parts->issuer).text;
-    certificate.report("is no root: " + (issuer ? finding::quoted(*issuer) : "another authority") +
-                           " issued it",
+    certificate.report("is not a root certificate: " +
+                           (issuer ? finding::quoted(*issuer) : "another authority") + " issued it",
                        advice);
 }
 
@@ -206,7 +210,7 @@ void lintRootCertificate(const ParameterLint& certificate) {
     const auto* text = certificate.value.get_ptr<const std::string*>();
     if (text == nullptr) {
         certificate.report(finding::wrongKind(certificate.value, "a string") +
-                               ": the entry is an error (\"cert is not a string\")",
+                               finding::entryIsAnError(vel::errortext::notAString("cert")),
                            wanted);
         return;
     }
@@ -220,9 +224,10 @@ void lintRootCertificate(const ParameterLint& certificate) {
     }
     const auto bytes = vel::bytesOfBase64IgnoringUnknown(*body);
     if (!bytes) {
-        certificate.report(std::string("is no base64 text: its padding is missing or within it") +
-                               noMachine,
-                           wanted);
+        certificate.report(
+            std::string("is not valid base64: its padding is missing or in the wrong place") +
+                noMachine,
+            wanted);
         return;
     }
     const Certificate root = VELX509Certificate::parse(*bytes);

@@ -1,5 +1,6 @@
 // SPDX-License-Identifier: Apache-2.0
 #include "Base/VELText.h"
+#include "Classes/Shared/VELErrorTexts.h"
 #include "Tools/vel-posture/lint/ParameterLint.h"
 
 #include <nlohmann/json.hpp>
@@ -62,7 +63,7 @@ void lintRest(const std::string& text, std::size_t length, const ParameterLint& 
     const std::string shownOwn = finding::quoted(own);
     const std::string shownLater = finding::quoted(later);
     const bool isDotFirst = text[length] == '.' && length + 1 < text.size();
-    version.report("holds " + characterAt(text, length + (isDotFirst ? 1U : 0U)) + " after " +
+    version.report("contains " + characterAt(text, length + (isDotFirst ? 1U : 0U)) + " after " +
                        shownOwn + ": " + shownOwn + " itself fails, " +
                        (passes(text, later) ? "although " + shownLater + " passes"
                                             : "and so does " + shownLater),
@@ -83,8 +84,7 @@ void lintVersion(const ParameterLint& version) {
     const auto* text = version.value.get_ptr<const std::string*>();
     if (text == nullptr) {
         version.report(finding::wrongKind(version.value, "a string") +
-                           ": the entry is an error (\"Invalid version type in OS version "
-                           "check.\")",
+                           finding::entryIsAnError(vel::errortext::invalidVersionType),
                        "write the version in quotes, such as \"14.5\"");
         return;
     }
