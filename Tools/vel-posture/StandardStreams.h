@@ -22,16 +22,8 @@ std::string readStandardInput();
 
 void writeStandardOutput(std::string_view text);
 
-<<<<<<< HEAD
-/// Writes a line to standard error: "vel-posture: " and `text`, in which nothing steers a terminal.
-/// A failure is ignored, since nobody could be told.
-=======
-/// Writes all of `text`; on failure what `errno` says, else 0.
-int writeAll(int descriptor, std::string_view text) noexcept;
-
-/// Writes a line to standard error: "vel-posture: " and `text`, with control and
-/// format characters escaped. A failure is ignored.
->>>>>>> d9b82b4 (Sort the program by subcommand and reword its texts)
+/// Writes a line to standard error: "vel-posture: " and `text`, with control and format characters
+/// escaped. A failure is ignored.
 void diagnose(std::string_view text) noexcept;
 
 /// What is wrong, in words: "No such file or directory".

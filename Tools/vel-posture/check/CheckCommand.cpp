@@ -4,6 +4,7 @@
 #include "Base/VELJSON.h"
 #include "Base/VELText.h"
 #include "Classes/Mac/VELPostureCheckRunner+Mac.h"
+#include "Platform/POSIX/VELDescriptor.h"
 #include "Tools/vel-posture/OutputStyle.h"
 #include "Tools/vel-posture/ProgramFailure.h"
 #include "Tools/vel-posture/RequestSource.h"
@@ -55,7 +56,7 @@ std::shared_ptr<RunningNotice> makeNotice(const JSONLogFile* log) {
     }
     return std::make_shared<RunningNotice>(
         noticeDelay, terminalColumns(STDERR_FILENO),
-        [](std::string_view text) { writeAll(STDERR_FILENO, text); });
+        [](std::string_view text) { vel::writeAll(STDERR_FILENO, text); });
 }
 
 std::string runRequest(const std::string& request, std::shared_ptr<const VELPlatform> platform,
