@@ -2,28 +2,34 @@
 #pragma once
 
 #include <optional>
+#include <string>
 #include <string_view>
+#include <vector>
 
 /// What a set of packet filter rules says about connections from outside.
 namespace vel {
 
-/// Whether a packet to this machine that no rule picks out is dropped or rejected.
-struct InboundDenial {
-    bool ipv4 = false;
-    bool ipv6 = false;
-
-    friend bool operator==(const InboundDenial&, const InboundDenial&) = default;
+enum class InboundDefault {
+    refused, ///< connections that nobody here asked for are dropped or rejected
+    letIn,   ///< on more than one port in a hundred one may get through
+    hidden,  ///< it depends on conditions that nft does not show
 };
 
-/// Judges what "nft -j list ruleset" printed. Nothing when that is no such document.
+/// What is asked about the rules.
+struct InboundQuestion {
+    /// Where connections from outside come in. None: by an interface that no rule names.
+    std::vector<std::string> interfaces;
+    bool isIPv6Judged = true;
+};
+
+/// Judges the rules that "nft -j list ruleset" printed as `ruleset` and "nft -a list ruleset" as
+/// `listing` (needed where `hasHiddenMatches`; may be empty). Nullopt when the first is no ruleset.
 ///
-/// Inbound traffic is denied when one base chain of type filter at the hook input drops or rejects
-/// it on every way: by its policy, or by a rule without a condition that is reached through jumps
-/// without a condition. Where it is in doubt it is not denied:
-/// - a rule with a condition, or with a statement that is not known here, is taken as not matching;
-///   one whose only conditions are negated, which most packets meet, as matching and as not;
-/// - what is handed to another program (queue) is taken as let in;
-/// - a table that is, or may be, dormant counts for nothing.
-std::optional<InboundDenial> inboundDenial(std::string_view ruleset);
+/// Refused means: a new connection from a public address to an address of this machine is dropped
+/// or rejected on at least 99 % of the ports, for IPv4 and IPv6, for TCP and UDP, on every
+/// interface to the outside. A condition whose value cannot be known counts as met where the packet
+/// is then let in, and as not met where it is then refused.
+std::optional<InboundDefault> inboundDefault(std::string_view ruleset, std::string_view listing,
+                                             const InboundQuestion& question);
 
 } // namespace vel

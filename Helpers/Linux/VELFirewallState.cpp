@@ -2,7 +2,10 @@
 #include "Helpers/Linux/VELFirewallState.h"
 #include "Base/VELShellVariable.h"
 #include "Base/VELText.h"
+#include "Helpers/Linux/VELFirewallHiddenMatches.h"
 #include "Helpers/Linux/VELFirewallRuleset.h"
+#include "Helpers/Linux/VELFirewalldZones.h"
+#include "Helpers/Linux/VELOutsideInterfaces.h"
 #include "Platform/POSIX/VELDescriptor.h"
 #include "Platform/POSIX/VELFileReader.h"
 
@@ -26,13 +29,13 @@ constexpr std::size_t maximumRulesetBytes = std::size_t{32} << 20U;
 constexpr auto filterTimeout = std::chrono::seconds(4);
 
 /// Starts a program with its output in `output`, nothing to read, no environment and no voice.
-std::optional<pid_t> start(const std::string& program, int output) {
+std::optional<pid_t> start(const std::string& program, const char* form, int output) {
     posix_spawn_file_actions_t actions;
     ::posix_spawn_file_actions_init(&actions);
     ::posix_spawn_file_actions_addopen(&actions, STDIN_FILENO, "/dev/null", O_RDONLY, 0);
     ::posix_spawn_file_actions_addopen(&actions, STDERR_FILENO, "/dev/null", O_WRONLY, 0);
     ::posix_spawn_file_actions_adddup2(&actions, output, STDOUT_FILENO);
-    std::array<std::string, 4> words = {program, "-j", "list", "ruleset"};
+    std::array<std::string, 4> words = {program, form, "list", "ruleset"};
     std::array<char*, 5> arguments = {words[0].data(), words[1].data(), words[2].data(),
                                       words[3].data(), nullptr};
     std::array<char*, 1> environment = {nullptr};
@@ -63,8 +66,10 @@ std::optional<std::string> readInTime(int descriptor, std::chrono::steady_clock:
     return std::nullopt;
 }
 
-/// What the packet filter's program printed, if it ended well.
-std::optional<std::string> listedRuleset(const std::vector<std::string>& programs) {
+/// What the packet filter's program printed, if it ended well: as JSON ("-j"), or as text with the
+/// handles of the rules ("-a").
+std::optional<std::string> listedRuleset(const std::vector<std::string>& programs,
+                                         const char* form) {
     std::array<int, 2> ends{};
     if (::pipe2(ends.data(), O_CLOEXEC) != 0) {
         return std::nullopt;
@@ -73,7 +78,7 @@ std::optional<std::string> listedRuleset(const std::vector<std::string>& program
     VELDescriptor writer(ends[1]);
     std::optional<pid_t> processID;
     for (const auto& program : programs) {
-        processID = processID ? processID : start(program, writer.get());
+        processID = processID ? processID : start(program, form, writer.get());
     }
     writer.close();
     auto output = processID
@@ -103,22 +108,53 @@ bool isDeniedByUFW(const SystemBus& bus, const std::string& root) {
            bus.unitState("ufw.service") == "active";
 }
 
+/// Nullopt when the rules cannot be read.
+std::optional<FirewallState> stateByRules(const FirewallSources& sources,
+                                          const std::vector<std::string>& interfaces) {
+    const auto ruleset = listedRuleset(sources.filterPrograms, "-j");
+    if (!ruleset) {
+        return std::nullopt;
+    }
+    const auto listing =
+        hasHiddenMatches(*ruleset) ? listedRuleset(sources.filterPrograms, "-a") : std::nullopt;
+    const auto inbound = inboundDefault(*ruleset, listing.value_or(""),
+                                        {interfaces, !isIPv6SwitchedOff(sources.root)});
+    if (!inbound) {
+        return std::nullopt;
+    }
+    switch (*inbound) {
+    case InboundDefault::refused:
+        return FirewallState::on;
+    case InboundDefault::letIn:
+        return FirewallState::off;
+    case InboundDefault::hidden:
+        return FirewallState::matchesHidden;
+    }
+    return std::nullopt;
+}
+
+FirewallState stateByServices(const FirewallSources& sources,
+                              const std::vector<std::string>& interfaces) {
+    const auto bus = SystemBus::connect(sources.busAddress);
+    if (bus && bus->nameHasOwner("org.fedoraproject.FirewallD1").value_or(true)) {
+        const auto refuses = doesFirewalldRefuse(*bus, interfaces);
+        return !refuses   ? FirewallState::firewalldNotTold
+               : *refuses ? FirewallState::on
+                          : FirewallState::off;
+    }
+    return bus && isDeniedByUFW(*bus, sources.root) ? FirewallState::on
+                                                    : FirewallState::nothingReadable;
+}
+
 } // namespace
 
 FirewallState firewallState(const FirewallSources& sources) {
-    if (const auto ruleset = listedRuleset(sources.filterPrograms)) {
-        if (const auto denial = inboundDenial(*ruleset)) {
-            return denial->ipv4 && (denial->ipv6 || isIPv6SwitchedOff(sources.root))
-                       ? FirewallState::on
-                       : FirewallState::off;
-        }
+    const auto interfaces = outsideInterfaces();
+    if (!interfaces) {
+        return FirewallState::interfacesNotTold;
     }
-    const auto bus = SystemBus::connect(sources.busAddress);
-    if (bus && (bus->nameHasOwner("org.fedoraproject.FirewallD1").value_or(false) ||
-                isDeniedByUFW(*bus, sources.root))) {
-        return FirewallState::on;
-    }
-    return FirewallState::unknown;
+    const auto state = stateByRules(sources, *interfaces);
+    return state ? *state : stateByServices(sources, *interfaces);
 }
 
 bool isIPv6SwitchedOff(const std::string& root) {

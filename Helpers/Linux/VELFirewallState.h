@@ -8,7 +8,15 @@
 
 namespace vel {
 
-enum class FirewallState { off, on, unknown };
+/// The state, or why it is not known.
+enum class FirewallState {
+    on,
+    off,
+    matchesHidden,     ///< the rules depend on conditions that nft does not show
+    interfacesNotTold, ///< the kernel does not list its interfaces and routes
+    firewalldNotTold,  ///< the rules may not be read, and firewalld may not be asked
+    nothingReadable,   ///< the rules may not be read, and no other source says anything
+};
 
 /// Where the state of the firewall is looked for.
 struct FirewallSources {
@@ -19,10 +27,10 @@ struct FirewallSources {
     std::string root;
 };
 
-/// Whether inbound connections are denied by default. The packet filter's rules decide, for IPv4
-/// and, unless the machine has it switched off, IPv6. Where they may not be read: on while
-/// firewalld is on the bus, or while ufw is enabled, its unit active and its default for incoming
-/// connections to deny; else unknown.
+/// Whether connections from outside are refused by default. The packet filter's rules decide, for
+/// IPv4 and, unless the machine has it switched off, IPv6. Where they may not be read: firewalld
+/// where it runs, for the zones of the interfaces to the outside; else on while ufw is enabled, its
+/// unit active and its default for incoming connections to deny.
 FirewallState firewallState(const FirewallSources& sources);
 
 /// Whether IPv6 is switched off under `root`: the kernel has none, or every interface but the

@@ -1,6 +1,8 @@
 // SPDX-License-Identifier: Apache-2.0
 #pragma once
 
+#include <functional>
+#include <map>
 #include <memory>
 #include <optional>
 #include <string>
@@ -37,6 +39,19 @@ public:
     objectPaths(const Property& property) const;
     using TextPairs = std::vector<std::pair<std::string, std::string>>;
     [[nodiscard]] std::optional<TextPairs> textPairs(const Property& property) const;
+
+    /// The answer of a method to the texts in `arguments`; the service is not started for it.
+    /// Nothing: no such service or method, it refuses, another type, or no answer.
+    [[nodiscard]] std::optional<std::string>
+    askText(const Property& method, const std::vector<std::string>& arguments) const;
+    [[nodiscard]] std::optional<std::vector<std::string>>
+    askTexts(const Property& method, const std::vector<std::string>& arguments) const;
+
+    /// Settings by name. Each is a list of groups of texts: one group of one for a text, one for
+    /// each text or structure of a list. Numbers and booleans are left out.
+    using Settings = std::map<std::string, std::vector<std::vector<std::string>>, std::less<>>;
+    [[nodiscard]] std::optional<Settings>
+    askSettings(const Property& method, const std::vector<std::string>& arguments) const;
 
     /// The state of a unit of the service manager ("active"). Nothing when it is not loaded or the
     /// manager does not answer.

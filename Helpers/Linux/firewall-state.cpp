@@ -31,7 +31,10 @@ int main(int argumentCount, char** arguments) {
         case vel::FirewallState::off:
             vel::writeAll(STDOUT_FILENO, "Firewall is disabled. (State = 0)\n");
             break;
-        case vel::FirewallState::unknown:
+        case vel::FirewallState::matchesHidden:
+        case vel::FirewallState::interfacesNotTold:
+        case vel::FirewallState::firewalldNotTold:
+        case vel::FirewallState::nothingReadable:
             break;
         }
         return 0;

@@ -1,25 +1,18 @@
 // SPDX-License-Identifier: Apache-2.0
-#include "Helpers/Linux/VELFirewallRuleset.h"
+#include "Tests/Helpers/Linux/InboundDefaultPrinter.h"
+#include "Tests/Helpers/Linux/ToolRun.h"
 
 #include <gtest/gtest.h>
-#include <ostream>
 #include <string>
 #include <vector>
 
-namespace vel {
-static void PrintTo(const InboundDenial& denial, std::ostream* stream) {
-    *stream << "{IPv4 " << denial.ipv4 << ", IPv6 " << denial.ipv6 << "}";
-}
-} // namespace vel
-
 namespace {
 
-using vel::InboundDenial;
+using vel::InboundDefault;
 
-constexpr InboundDenial none = {false, false};
-constexpr InboundDenial both = {true, true};
-constexpr InboundDenial onlyIPv4 = {true, false};
-constexpr InboundDenial onlyIPv6 = {false, true};
+constexpr auto refused = InboundDefault::refused;
+constexpr auto letIn = InboundDefault::letIn;
+constexpr auto hidden = InboundDefault::hidden;
 
 std::string document(const std::vector<std::string>& objects) {
     std::string text = R"({"nftables": [{"metainfo": {"version": "1.0.6"}})";
@@ -41,177 +34,468 @@ std::string rule(const std::string& chainName, const std::string& statements,
            R"(", "expr": [)" + statements + "]}}";
 }
 
-const std::string input = R"("type": "filter", "hook": "input", "prio": 0, "policy": "accept")";
-const std::string denyingInput = R"("type": "filter", "hook": "input", "policy": "drop")";
+const std::string open = R"("type": "filter", "hook": "input", "prio": 0, "policy": "accept")";
+const std::string closed = R"("type": "filter", "hook": "input", "prio": 0, "policy": "drop")";
+const std::string translation =
+    R"("type": "nat", "hook": "prerouting", "prio": -100, "policy": "accept")";
 
-/// The judgement of one accepting base chain with these rules.
-InboundDenial ofRules(const std::vector<std::string>& rules,
-                      const std::vector<std::string>& others = {},
-                      const std::string& hook = input) {
+InboundDefault judge(const std::vector<std::string>& objects, bool isIPv6Judged = true,
+                     const std::vector<std::string>& interfaces = {"eth0"}) {
+    return vel::inboundDefault(document(objects), "", {interfaces, isIPv6Judged}).value();
+}
+
+/// The judgement of one base chain with these rules.
+InboundDefault ofRules(const std::string& hook, const std::vector<std::string>& rules,
+                       const std::vector<std::string>& others = {}) {
     std::vector<std::string> objects = {chain("i", hook)};
     for (const auto& statements : rules) {
         objects.push_back(rule("i", statements));
     }
     objects.insert(objects.end(), others.begin(), others.end());
-    return vel::inboundDenial(document(objects)).value();
+    return judge(objects);
 }
 
 const std::string drop = R"({"drop": null})";
 const std::string accept = R"({"accept": null})";
 const std::string returns = R"({"return": null})";
-const std::string someAddress =
-    R"({"match": {"op": "==", "left": {"payload": {"protocol": "ip", "field": "saddr"}}, "right": "10.0.0.1"}})";
-const std::string notLoopback =
-    R"({"match": {"op": "!=", "left": {"meta": {"key": "iifname"}}, "right": "lo"}})";
+
 std::string jump(const std::string& target) {
     return R"({"jump": {"target": ")" + target + R"("}})";
 }
 std::string goTo(const std::string& target) {
     return R"({"goto": {"target": ")" + target + R"("}})";
 }
-std::string familyIs(const std::string& key, const std::string& op, const std::string& right) {
-    return R"({"match": {"op": ")" + op + R"(", "left": {"meta": {"key": ")" + key +
-           R"("}}, "right": )" + right + "}}";
+std::string match(const std::string& left, const std::string& right,
+                  const std::string& operation = "==") {
+    return R"({"match": {"op": ")" + operation + R"(", "left": )" + left + R"(, "right": )" +
+           right + "}}";
+}
+std::string meta(const std::string& key) {
+    return R"({"meta": {"key": ")" + key + R"("}})";
+}
+std::string payload(const std::string& protocol, const std::string& field) {
+    return R"({"payload": {"protocol": ")" + protocol + R"(", "field": ")" + field + R"("}})";
+}
+std::string ct(const std::string& key) {
+    return R"({"ct": {"key": ")" + key + R"("}})";
+}
+std::string prefix(const std::string& address, int length) {
+    return R"({"prefix": {"addr": ")" + address + R"(", "len": )" + std::to_string(length) + "}}";
+}
+std::string ports(int first, int last) {
+    return R"({"range": [)" + std::to_string(first) + ", " + std::to_string(last) + "]}";
+}
+std::string vmap(const std::string& key, const std::string& data) {
+    return R"({"vmap": {"key": )" + key + R"(, "data": )" + data + "}}";
 }
 
 TEST(FirewallRuleset, OnlyARulesetIsJudged) {
     for (const char* text :
          {"", "{", "null", "[]", "{}", R"({"nftables": {}})", R"({"nftables": []} x)", "\xff"}) {
-        EXPECT_FALSE(vel::inboundDenial(text)) << text;
+        EXPECT_FALSE(vel::inboundDefault(text, "", {})) << text;
     }
-    EXPECT_EQ(vel::inboundDenial(R"({"nftables": []})"), none);
-    EXPECT_EQ(vel::inboundDenial(R"({"nftables": [1, null, "x", [], {}, {"chain": 1},
-        {"rule": {"expr": 5}}, {"table": []}, {"map": {}}]})"),
-              none);
+    EXPECT_EQ(vel::inboundDefault(R"({"nftables": []})", "", {}), letIn);
+    EXPECT_EQ(vel::inboundDefault(R"({"nftables": [1, null, "x", [], {}, {"chain": 1},
+        {"rule": {"expr": 5}}, {"table": []}, {"map": {}}, {"set": null}]})",
+                                  "", {}),
+              letIn);
 }
 
 TEST(FirewallRuleset, ThePolicyDecides) {
-    EXPECT_EQ(ofRules({}, {}, input), none);
-    EXPECT_EQ(ofRules({}, {}, denyingInput), both);
-    EXPECT_EQ(ofRules({}, {}, R"("type": "filter", "hook": "input")"), none);
-    EXPECT_EQ(ofRules({}, {}, R"("type": "filter", "hook": "forward", "policy": "drop")"), none);
-    EXPECT_EQ(ofRules({}, {}, R"("type": "nat", "hook": "input", "policy": "drop")"), none);
-    for (const auto& [family, expected] :
-         {std::pair("ip", onlyIPv4), std::pair("ip6", onlyIPv6), std::pair("inet", both),
-          std::pair("bridge", none), std::pair("arp", none), std::pair("netdev", none)}) {
-        EXPECT_EQ(vel::inboundDenial(document({chain("i", denyingInput, family)})), expected)
-            << family;
+    EXPECT_EQ(ofRules(open, {}), letIn);
+    EXPECT_EQ(ofRules(closed, {}), refused);
+    EXPECT_EQ(ofRules(R"("type": "filter", "hook": "input")", {}), letIn);
+    EXPECT_EQ(ofRules(R"("type": "filter", "hook": "forward", "policy": "drop")", {}), letIn);
+    EXPECT_EQ(ofRules(R"("type": "nat", "hook": "input", "policy": "drop")", {}), letIn);
+    for (const char* family : {"ip", "ip6", "bridge", "arp", "netdev"}) {
+        EXPECT_EQ(judge({chain("i", closed, family)}), letIn) << family;
     }
-    EXPECT_EQ(vel::inboundDenial(
-                  document({chain("i", denyingInput, "ip"), chain("i", denyingInput, "ip6")})),
-              both);
-    EXPECT_EQ(vel::inboundDenial(
-                  document({chain("i", denyingInput), chain("j", input), rule("j", accept)})),
-              both)
-        << "one chain that denies is enough";
+    EXPECT_EQ(judge({chain("i", closed, "ip")}, false), refused) << "no IPv6 on this machine";
+    EXPECT_EQ(judge({chain("i", closed, "ip6")}, false), letIn);
+    EXPECT_EQ(judge({chain("i", closed, "ip"), chain("i", closed, "ip6")}), refused);
+}
+
+TEST(FirewallRuleset, ADropInAnyBaseChainIsFinalAnAcceptIsNot) {
+    EXPECT_EQ(judge({chain("i", closed), chain("j", open), rule("j", accept)}), refused);
+    EXPECT_EQ(judge({chain("i", open), rule("i", accept), chain("j", closed)}), refused);
+    EXPECT_EQ(
+        judge({chain("i", closed), rule("i", match(payload("tcp", "dport"), "22") + ", " + accept),
+               chain("j", open), rule("j", accept)}),
+        refused);
+    EXPECT_EQ(
+        judge({chain("i", closed),
+               rule("i", match(payload("tcp", "dport"), ports(1, 2'000)) + ", " + accept),
+               chain("j", closed),
+               rule("j", match(payload("tcp", "dport"), ports(2'001, 4'000)) + ", " + accept)}),
+        refused)
+        << "no port passes both";
 }
 
 TEST(FirewallRuleset, ARuleWithoutConditionEndsThePath) {
-    EXPECT_EQ(ofRules({drop}), both);
-    EXPECT_EQ(ofRules({R"({"reject": {"type": "icmpx", "expr": "admin-prohibited"}})"}), both);
-    EXPECT_EQ(ofRules({R"({"counter": {"packets": 0}}, {"log": {"prefix": "x"}}, )" + drop}), both);
-    EXPECT_EQ(ofRules({R"({"xt": {"type": "match", "name": "comment"}}, )" + drop}), both);
-    EXPECT_EQ(ofRules({R"({"counter": null}, {"xt": {"type": "target", "name": "REJECT"}})"}),
-              both);
-    EXPECT_EQ(ofRules({R"({"xt": {"type": "target", "name": "LOG"}})", drop}), both);
-    EXPECT_EQ(ofRules({R"({"mangle": {"key": {}, "value": 1}})", drop}), both);
-    EXPECT_EQ(ofRules({accept, drop}), none);
-    EXPECT_EQ(ofRules({accept}, {}, denyingInput), none);
-    EXPECT_EQ(ofRules({R"({"queue": {"num": 1}})"}, {}, denyingInput), none);
-    EXPECT_EQ(ofRules({returns, drop}), none);
-    EXPECT_EQ(ofRules({returns}, {}, denyingInput), both);
-}
-
-TEST(FirewallRuleset, ARuleWithAConditionDoesNot) {
-    for (const std::string& condition :
-         {someAddress, std::string(R"({"limit": {"rate": 1}})"),
-          std::string(R"({"quota": {"val": 1}})"), std::string(R"({"ct count": {"val": 3}})"),
-          std::string(R"({"xt": null})"), std::string(R"({"xt": {"type": "match"}})"),
+    for (const std::string& refusing :
+         {drop, std::string(R"({"reject": null})"),
+          std::string(R"({"reject": {"type": "icmpx", "expr": "admin-prohibited"}})"),
+          R"({"counter": {"packets": 0}}, {"log": {"prefix": "x"}}, )" + drop,
+          R"({"xt": {"type": "match", "name": "comment"}}, )" + drop,
+          std::string(R"({"counter": null}, {"xt": {"type": "target", "name": "REJECT"}})"),
+          R"({"xt": {"type": "target", "name": "LOG"}}, )" + drop,
+          R"({"mangle": {"key": {"meta": {"key": "mark"}}, "value": 1}}, )" + drop}) {
+        EXPECT_EQ(ofRules(open, {refusing}), refused) << refusing;
+        EXPECT_EQ(ofRules(open, {accept, refusing}), letIn) << refusing;
+        EXPECT_EQ(ofRules(open, {returns, refusing}), letIn) << refusing;
+    }
+    for (const std::string& accepting :
+         {accept, std::string(R"({"queue": {"num": 1}})"),
+          std::string(R"({"xt": {"type": "target", "name": "NFQUEUE"}})"),
           std::string(R"({"unheard-of": 1})"), std::string("1"), std::string("{}"),
-          std::string(R"({"counter": 1, "log": 1})"), std::string(R"({"match": {}})")}) {
-        EXPECT_EQ(ofRules({condition + ", " + drop}), none) << condition;
-        EXPECT_EQ(ofRules({condition + ", " + accept}, {}, denyingInput), both) << condition;
-        EXPECT_EQ(ofRules({condition + ", " + accept, drop}), both) << condition;
+          std::string(R"({"counter": 1, "log": 1})"),
+          R"({"mangle": {"key": {"payload": {}}, "value": 1}})" + (", " + returns)}) {
+        EXPECT_EQ(ofRules(closed, {accepting}), letIn) << accepting;
+        EXPECT_EQ(ofRules(closed, {drop, accepting}), refused) << accepting;
+    }
+    EXPECT_EQ(ofRules(closed, {returns}), refused);
+}
+
+TEST(FirewallRuleset, ARejectionReachesWhatItsReplyIsFor) {
+    const auto reject = [](const std::string& type) {
+        return R"({"reject": {"type": ")" + type + R"("}})";
+    };
+    EXPECT_EQ(ofRules(open, {reject("tcp reset")}), letIn);
+    EXPECT_EQ(ofRules(open, {reject("icmp")}), letIn);
+    EXPECT_EQ(ofRules(open, {reject("icmpv6")}), letIn);
+    EXPECT_EQ(ofRules(open, {reject("icmp"), reject("icmpv6")}), refused);
+    EXPECT_EQ(ofRules(open, {reject("tcp reset"),
+                             match(meta("l4proto"), "\"udp\"") + ", " + reject("icmpx")}),
+              refused);
+}
+
+TEST(FirewallRuleset, AnUnknownConditionLetsInAndDoesNotRefuse) {
+    for (const std::string& condition :
+         {std::string(R"({"limit": {"rate": 1}})"),
+          std::string(R"({"quota": {"val": 1}})"),
+          std::string(R"({"ct count": {"val": 3}})"),
+          std::string(R"({"match": {}})"),
+          std::string(R"({"set": {"op": "add", "elem": 1, "set": "@s"}})"),
+          match(payload("ip", "ttl"), "0", ">") + ", " + match(payload("ip", "ttl"), "64", "<"),
+          match(meta("mark"), "1"),
+          match(meta("hour"), ports(1, 2)),
+          match(payload("ip", "saddr"), prefix("0.0.0.0", 1)),
+          match(payload("ip", "saddr"), "\"8.8.8.8\""),
+          match(payload("ip", "saddr"), "\"10.0.0.1\"", "<"),
+          match(payload("ip", "saddr"), "\"host\""),
+          match(payload("ip", "daddr"), "\"10.0.0.1\""),
+          match(payload("tcp", "sport"), ports(1'024, 65'535)),
+          match(payload("tcp", "flags"), "\"syn\"", "in"),
+          match(R"({"payload": {"base": "th", "offset": 16, "len": 16}})", "22"),
+          match(R"({"&": [)" + ct("mark") + ", 255]}", "1"),
+          match(R"({"ct": {"key": "state", "dir": "original"}})", "\"new\""),
+          match(R"({"fib": {"result": "type", "flags": ["daddr", "iif"]}})", "\"local\""),
+          match(R"({"fib": {"result": "oif", "flags": ["saddr", "iif"]}})", "false"),
+          match(ct("status"), "\"snat\"", "in"),
+          match(ct("state"), R"(["new", "related"])", "!="),
+          match(meta("iifname"), R"("eth\\*")"),
+          match(meta("nfproto"), "2")}) {
+        EXPECT_EQ(ofRules(open, {condition + ", " + drop}), letIn) << condition;
+        EXPECT_EQ(ofRules(closed, {condition + ", " + accept}), letIn) << condition;
+        EXPECT_EQ(ofRules(closed, {drop, condition + ", " + accept}), refused) << condition;
+        EXPECT_EQ(ofRules(closed, {condition + ", " + returns, accept}), letIn) << condition;
+        EXPECT_EQ(ofRules(closed, {condition + ", " + jump("c")}, {chain("c"), rule("c", accept)}),
+                  letIn)
+            << condition;
+        EXPECT_EQ(ofRules(open, {condition + ", " + goTo("c"), drop}, {chain("c")}), letIn)
+            << condition;
     }
 }
 
-TEST(FirewallRuleset, ANegatedConditionCountsForBothWays) {
-    EXPECT_EQ(ofRules({notLoopback + ", " + drop}), none);
-    EXPECT_EQ(ofRules({notLoopback + ", " + accept}, {}, denyingInput), none);
-    EXPECT_EQ(ofRules({notLoopback + ", " + someAddress + ", " + accept}, {}, denyingInput), both);
-    EXPECT_EQ(ofRules({notLoopback + ", " + returns, drop}), none);
-    EXPECT_EQ(ofRules({notLoopback + ", " + drop, drop}), both);
-    EXPECT_EQ(ofRules({notLoopback + ", " + goTo("c"), drop}, {chain("c")}), none);
-    EXPECT_EQ(ofRules({notLoopback + ", " + goTo("c"), drop}, {chain("c"), rule("c", drop)}), both);
+struct KnownCondition {
+    std::string condition;
+    bool holds; // for packets of some kind; else for none
+};
+
+TEST(FirewallRuleset, AKnownConditionIsWeighed) {
+    const std::string halves =
+        R"({"set": [)" + prefix("0.0.0.0", 1) + ", " + prefix("128.0.0.0", 1) + "]}";
+    const std::string destinationType = R"({"fib": {"result": "type", "flags": ["daddr"]}})";
+    for (const auto& [condition, holds] : std::vector<KnownCondition>{
+             {match(ct("state"), "\"new\"", "in"), true},
+             {match(ct("state"), R"(["established", "new"])", "in"), true},
+             {match(ct("state"), R"({"set": ["established", "new"]})"), true},
+             {match(ct("state"), "\"established\"", "!="), true},
+             {match(ct("state"), R"(["established", "related"])", "in"), false},
+             {match(ct("state"), "\"new\"", "!="), false},
+             {match(ct("state"), "\"untracked\"", "in"), false},
+             {match(ct("direction"), "\"original\""), true},
+             {match(ct("direction"), "\"reply\""), false},
+             {match(ct("status"), "\"dnat\"", "in"), false},
+             {match(ct("status"), "\"dnat\"", "!="), true},
+             {match(destinationType, "\"local\""), true},
+             {match(destinationType, R"({"set": ["multicast", "local"]})"), true},
+             {match(destinationType, "\"multicast\""), false},
+             {match(meta("pkttype"), "\"host\""), true},
+             {match(meta("pkttype"), "\"unicast\""), true},
+             {match(meta("pkttype"), "\"broadcast\""), false},
+             {match(meta("l4proto"), "\"tcp\""), true},
+             {match(meta("l4proto"), "17"), true},
+             {match(meta("l4proto"), ports(7, 255)), true},
+             {match(meta("l4proto"), ports(7, 16)), false},
+             {match(meta("l4proto"), R"({"set": ["icmp", "ipv6-icmp"]})"), false},
+             {match(meta("l4proto"), R"({"set": ["icmp", "ipv6-icmp"]})", "!="), true},
+             {match(payload("ip", "protocol"), "\"udp\""), true},
+             {match(payload("ip", "protocol"), "\"esp\""), false},
+             {match(payload("icmp", "type"), "\"echo-request\""), false},
+             {match(payload("icmp", "type"), "\"echo-request\"", "!="), false},
+             {match(meta("nfproto"), "\"ipv6\""), true},
+             {match(meta("protocol"), "\"ip\""), true},
+             {match(meta("protocol"), "\"arp\""), false},
+             {match(payload("ip", "saddr"), prefix("0.0.0.0", 0)), true},
+             {match(payload("ip", "saddr"), prefix("0.0.0.0", 0), "!="), false},
+             {match(payload("ip6", "saddr"), prefix("::", 0)), true},
+             {match(payload("ip6", "saddr"), prefix("::", 0), "!="), false},
+             {match(payload("ip", "saddr"), halves), true},
+             {match(payload("ip", "saddr"), prefix("10.0.0.0", 8)), false},
+             {match(payload("ip", "saddr"), prefix("10.0.0.0", 8), "!="), true},
+             {match(payload("ip", "saddr"), R"({"range": ["10.0.0.1", "10.0.0.9"]})"), false},
+             {match(payload("ip6", "saddr"), prefix("fe80::", 10)), false},
+             {match(payload("ip", "daddr"), "\"224.0.0.251\""), false},
+             {match(payload("ip", "daddr"), "\"224.0.0.251\"", "!="), true},
+             {match(payload("tcp", "dport"), ports(0, 65'535)), true},
+             {match(payload("th", "dport"), ports(1, 656)), true},
+             {match(payload("th", "dport"), ports(1, 655)), false},
+             {match(payload("udp", "dport"), "22", "!="), true},
+             {match(payload("tcp", "dport"), "65535", "<"), true},
+             {match(payload("tcp", "dport"), "65534", ">"), false},
+             {match(payload("tcp", "dport"), "656", "<="), true},
+             {match(payload("tcp", "dport"), "656", "<"), false},
+             {match(payload("tcp", "dport"), "64880", ">="), true},
+             {match(payload("tcp", "dport"), "64880", ">"), false},
+             {match(payload("tcp", "dport"), R"({"set": [22, 80, {"range": [100, 200]}]})"), false},
+             {match(payload("tcp", "dport"), R"({"set": [22, "*"]})"), true},
+             {match(meta("iifname"), "\"eth0\""), true},
+             {match(meta("iif"), "\"eth0\""), true},
+             {match(meta("iifname"), "\"eth*\""), true},
+             {match(meta("iifname"), "\"lo\""), false},
+             {match(meta("iifname"), "\"lo\"", "!="), true},
+             {match(meta("iifname"), "\"docker*\""), false},
+             {match(meta("iif"), "7"), false},
+             {match(meta("iifname"), R"({"set": ["lo", {"elem": {"val": "eth0"}}]})"), true},
+             {match(R"({"concat": [)" + meta("iifname") + ", " + payload("tcp", "dport") + "]}",
+                    R"({"set": [{"concat": ["eth0", {"range": [1, 60000]}]}]})"),
+              true},
+             {match(R"({"concat": [)" + meta("iifname") + ", " + payload("tcp", "dport") + "]}",
+                    R"({"set": [{"concat": ["lo", {"range": [1, 60000]}]}]})"),
+              false},
+             {match(R"({"concat": [)" + payload("icmp", "type") + ", " + meta("mark") + "]}",
+                    R"({"set": []})", "!="),
+              false}}) {
+        EXPECT_EQ(ofRules(closed, {condition + ", " + accept}), holds ? letIn : refused)
+            << condition;
+    }
 }
 
-TEST(FirewallRuleset, AConditionOnTheFamilyIsWeighed) {
-    for (const auto& [key, four, six] : {std::tuple("nfproto", R"("ipv4")", R"("ipv6")"),
-                                         std::tuple("protocol", R"("ip")", R"("ip6")")}) {
-        EXPECT_EQ(ofRules({familyIs(key, "==", four) + ", " + drop}), onlyIPv4);
-        EXPECT_EQ(ofRules({familyIs(key, "==", six) + ", " + drop}), onlyIPv6);
-        EXPECT_EQ(ofRules({familyIs(key, "!=", six) + ", " + drop}), onlyIPv4);
-        EXPECT_EQ(ofRules({familyIs(key, "==", six) + ", " + accept}, {}, denyingInput), onlyIPv4);
-        const std::string set = std::string(R"({"set": [)") + four + ", " + six + "]}";
-        EXPECT_EQ(ofRules({familyIs(key, "==", set) + ", " + drop}), both);
+TEST(FirewallRuleset, WhatHoldsForEveryPacketRefusesEverything) {
+    for (const std::string& condition :
+         {match(ct("state"), "\"new\"", "in"), match(ct("direction"), "\"original\""),
+          match(ct("state"), R"(["established", "related"])", "!="),
+          match(meta("l4proto"), R"({"set": ["tcp", "udp"]})"),
+          match(meta("nfproto"), R"({"set": ["ipv4", "ipv6"]})"),
+          match(payload("th", "dport"), ports(1, 64'880)), match(meta("iifname"), "\"lo\"", "!="),
+          match(payload("th", "dport"), "655", ">")}) {
+        EXPECT_EQ(ofRules(open, {condition + ", " + drop}), refused) << condition;
     }
-    const std::string anyIPv4 =
-        R"({"match": {"op": "==", "left": {"payload": {"protocol": "ip", "field": "saddr"}}, "right": {"prefix": {"addr": "0.0.0.0", "len": 0}}}})";
-    EXPECT_EQ(ofRules({anyIPv4 + ", " + accept}, {}, denyingInput), onlyIPv6);
-    EXPECT_EQ(ofRules({anyIPv4 + ", " + drop}), onlyIPv4);
+    EXPECT_EQ(ofRules(open, {match(payload("th", "dport"), ports(1, 64'879)) + ", " + drop}),
+              letIn);
+    EXPECT_EQ(ofRules(open, {match(payload("ip", "saddr"), prefix("0.0.0.0", 0)) + ", " + drop,
+                             match(payload("ip6", "saddr"), prefix("::", 0)) + ", " + drop}),
+              refused);
+    EXPECT_EQ(
+        ofRules(open, {match(payload("ip", "saddr"), prefix("0.0.0.0", 0), "!=") + ", " + drop,
+                       match(payload("ip6", "saddr"), prefix("::", 0), "!=") + ", " + drop}),
+        letIn)
+        << "no packet has such an address";
+    EXPECT_EQ(ofRules(open, {match(payload("ip6", "nexthdr"), "\"tcp\"") + ", " + drop,
+                             match(payload("ip6", "nexthdr"), "\"udp\"") + ", " + drop,
+                             match(meta("nfproto"), "\"ipv4\"") + ", " + drop}),
+              letIn)
+        << "behind an extension header";
+}
+
+TEST(FirewallRuleset, EveryInterfaceToTheOutsideCounts) {
+    const auto dropOn = [](const std::string& name) {
+        return rule("i", match(meta("iifname"), '"' + name + '"') + ", " + drop);
+    };
+    EXPECT_EQ(judge({chain("i", open), dropOn("eth0")}), refused);
+    EXPECT_EQ(judge({chain("i", open), dropOn("eth0")}, true, {"eth0", "wlan0"}), letIn);
+    EXPECT_EQ(judge({chain("i", open), dropOn("eth0"), dropOn("wlan0")}, true, {"eth0", "wlan0"}),
+              refused);
+    EXPECT_EQ(judge({chain("i", open), dropOn("eth0")}, true, {}), letIn)
+        << "an interface that no rule names";
+    EXPECT_EQ(
+        judge({chain("i", closed), rule("i", match(meta("iifname"), "\"eth*\"") + ", " + accept)},
+              true, {}),
+        refused);
 }
 
 TEST(FirewallRuleset, JumpsAreFollowed) {
-    EXPECT_EQ(ofRules({jump("c")}, {chain("c"), rule("c", drop)}), both);
-    EXPECT_EQ(ofRules({jump("c"), drop}, {chain("c"), rule("c", accept)}), none);
-    EXPECT_EQ(ofRules({jump("c"), drop}, {chain("c"), rule("c", returns), rule("c", accept)}),
-              both);
-    EXPECT_EQ(ofRules({jump("c"), drop}, {chain("c")}), both);
-    EXPECT_EQ(ofRules({goTo("c"), drop}, {chain("c")}), none);
-    EXPECT_EQ(ofRules({goTo("c")}, {chain("c")}, denyingInput), both);
-    EXPECT_EQ(ofRules({goTo("c")}, {chain("c"), rule("c", drop)}), both);
-    EXPECT_EQ(ofRules({someAddress + ", " + jump("c")}, {chain("c"), rule("c", drop)}), none);
-    EXPECT_EQ(ofRules({jump("c")}, {chain("c"), rule("c", jump("d")), chain("d"), rule("d", drop)}),
-              both);
-    EXPECT_EQ(ofRules({jump("missing"), drop}), none);
-    EXPECT_EQ(ofRules({jump("c"), drop}, {chain("c"), rule("c", jump("c"))}), none);
-    EXPECT_EQ(ofRules({jump("c"), drop}, {chain("c", {}, "ip"), rule("c", returns, "ip")}), none)
+    EXPECT_EQ(ofRules(open, {jump("c")}, {chain("c"), rule("c", drop)}), refused);
+    EXPECT_EQ(ofRules(open, {jump("c"), drop}, {chain("c"), rule("c", accept)}), letIn);
+    EXPECT_EQ(ofRules(open, {jump("c"), drop}, {chain("c"), rule("c", returns), rule("c", accept)}),
+              refused);
+    EXPECT_EQ(ofRules(open, {jump("c"), drop}, {chain("c")}), refused);
+    EXPECT_EQ(ofRules(open, {goTo("c"), drop}, {chain("c")}), letIn);
+    EXPECT_EQ(ofRules(closed, {goTo("c")}, {chain("c")}), refused);
+    EXPECT_EQ(ofRules(open, {goTo("c")}, {chain("c"), rule("c", drop)}), refused);
+    EXPECT_EQ(
+        ofRules(open, {jump("c")}, {chain("c"), rule("c", jump("d")), chain("d"), rule("d", drop)}),
+        refused);
+    EXPECT_EQ(ofRules(open, {jump("missing"), drop}), letIn);
+    EXPECT_EQ(ofRules(open, {jump("c"), drop}, {chain("c"), rule("c", jump("c"))}), letIn);
+    EXPECT_EQ(ofRules(open, {jump("c"), drop}, {chain("c", {}, "ip"), rule("c", returns, "ip")}),
+              letIn)
         << "a chain of another table";
+    const std::string few = match(payload("th", "dport"), "22") + ", ";
+    EXPECT_EQ(ofRules(closed, {few + jump("c")}, {chain("c"), rule("c", accept)}), refused)
+        << "only what jumps there is accepted";
+    EXPECT_EQ(ofRules(closed, {few + jump("c"), jump("c")}, {chain("c"), rule("c", accept)}),
+              letIn);
 }
 
-TEST(FirewallRuleset, VerdictMapsCountByTheirDefault) {
-    const auto vmap = [](const std::string& data) {
-        return R"({"vmap": {"key": {"ct": {"key": "state"}}, "data": )" + data + "}}";
-    };
+TEST(FirewallRuleset, VerdictMapsAreFollowed) {
     const std::string established = R"(["established", {"accept": null}])";
-    EXPECT_EQ(ofRules({vmap(R"({"set": [)" + established + "]}"), drop}), both);
-    EXPECT_EQ(ofRules({vmap(R"({"set": [)" + established + R"(, ["*", {"drop": null}]]})")}), both);
-    EXPECT_EQ(ofRules({vmap(R"({"set": [["*", {"accept": null}]]})")}, {}, denyingInput), none);
-    const std::string map =
-        R"({"map": {"family": "inet", "name": "m", "table": "t", "elem": [["*", {"accept": null}]]}})";
-    EXPECT_EQ(ofRules({vmap(R"("@m")")}, {map}, denyingInput), none);
-    EXPECT_EQ(ofRules({vmap(R"("@other")"), drop}, {map}), both);
-    EXPECT_EQ(ofRules({vmap(R"({"set": [["*", {"vmap": {}}]]})"), drop}), both);
+    const auto states = [](const std::string& elements) {
+        return vmap(ct("state"), R"({"set": [)" + elements + "]}");
+    };
+    EXPECT_EQ(ofRules(open, {states(established), drop}), refused);
+    EXPECT_EQ(ofRules(open, {states(established + R"(, ["*", {"drop": null}])")}), refused);
+    EXPECT_EQ(ofRules(closed, {states(R"(["new", {"accept": null}])")}), letIn);
+    EXPECT_EQ(ofRules(closed, {states(R"(["*", {"accept": null}])")}), letIn);
+    EXPECT_EQ(ofRules(closed, {states(R"(["new", {"drop": null}], ["*", {"accept": null}])")}),
+              refused);
+    EXPECT_EQ(ofRules(closed, {states(R"(["new", {"jump": {"target": "c"}}])")},
+                      {chain("c"), rule("c", accept)}),
+              letIn);
+    EXPECT_EQ(ofRules(closed, {states(R"(["new", {"continue": null}])") + ", " + accept}), letIn);
+    EXPECT_EQ(ofRules(closed, {states(established) + ", " + accept}), refused);
+    EXPECT_EQ(ofRules(closed, {states("5")}), letIn);
+    EXPECT_EQ(ofRules(closed, {vmap(payload("tcp", "dport"),
+                                    R"({"set": [[)" + ports(1, 655) + R"(, {"accept": null}]]})")}),
+              refused);
+    EXPECT_EQ(ofRules(closed, {vmap(payload("ip", "saddr"), R"({"set": [[)" + prefix("0.0.0.0", 1) +
+                                                                R"(, {"accept": null}]]})")}),
+              letIn);
+    const std::string dropRest =
+        vmap(payload("tcp", "dport"), R"({"set": [["*", {"drop": null}]]})");
+    EXPECT_EQ(ofRules(open, {dropRest}), letIn) << "datagrams have no port of TCP";
+    EXPECT_EQ(ofRules(open, {dropRest, match(meta("l4proto"), "\"udp\"") + ", " + drop}), refused);
 }
 
-TEST(FirewallRuleset, ATableThatMayBeDormantCountsForNothing) {
+TEST(FirewallRuleset, NamedSetsAndMapsAreRead) {
+    const auto named = [](const std::string& kind, const std::string& rest) {
+        return R"({")" + kind + R"(": {"family": "inet", "name": "s", "table": "t")" + rest + "}}";
+    };
+    const std::string states = vmap(ct("state"), "\"@s\"");
+    EXPECT_EQ(ofRules(closed, {states}, {named("map", R"(, "elem": [["new", {"accept": null}]])")}),
+              letIn);
+    EXPECT_EQ(
+        ofRules(closed, {states}, {named("map", R"(, "elem": [["related", {"accept": null}]])")}),
+        refused);
+    EXPECT_EQ(ofRules(closed, {states}, {named("map", "")}), refused);
+    EXPECT_EQ(ofRules(closed, {states}, {named("map", R"(, "flags": ["timeout"])")}), letIn);
+    EXPECT_EQ(ofRules(closed, {states}), letIn) << "no such map";
+    const std::string sources = match(payload("ip", "saddr"), "\"@s\"") + ", " + accept;
+    EXPECT_EQ(
+        ofRules(closed, {sources}, {named("set", R"(, "elem": [)" + prefix("0.0.0.0", 1) + "]")}),
+        letIn);
+    EXPECT_EQ(
+        ofRules(closed, {sources}, {named("set", R"(, "elem": [)" + prefix("10.0.0.0", 8) + "]")}),
+        refused);
+    EXPECT_EQ(ofRules(closed, {sources}, {named("set", "")}), refused);
+    EXPECT_EQ(ofRules(closed, {sources}), letIn) << "no such set";
+    EXPECT_EQ(ofRules(closed, {sources}, {named("set", R"(, "flags": ["dynamic"])")}), letIn);
+    EXPECT_EQ(ofRules(closed,
+                      {sources, R"({"set": {"op": "add", "elem": 1, "set": "@s"}}, )" + drop},
+                      {named("set", "")}),
+              letIn)
+        << "a rule fills it";
+}
+
+TEST(FirewallRuleset, TranslatedPortsCountAsOpen) {
+    const auto translating = [](const std::string& rules) {
+        return std::vector<std::string>{chain("p", translation), rule("p", rules)};
+    };
+    const std::string some = match(payload("tcp", "dport"), "80") + ", ";
+    const std::string many = match(payload("tcp", "dport"), ports(1, 700)) + ", ";
+    for (const char* target : {R"({"redirect": {"port": 22}})", R"({"redirect": null})",
+                               R"({"dnat": {"family": "ip", "addr": "10.0.0.1"}})",
+                               R"({"xt": {"type": "target", "name": "DNAT"}})",
+                               R"({"xt": {"type": "target", "name": "REDIRECT"}})"}) {
+        EXPECT_EQ(ofRules(closed, {}, translating(target)), letIn) << target;
+        EXPECT_EQ(ofRules(closed, {}, translating(many + target)), letIn) << target;
+        EXPECT_EQ(ofRules(closed, {}, translating(some + target)), refused) << target;
+    }
+    EXPECT_EQ(ofRules(closed, {}, translating(accept)), refused);
+    EXPECT_EQ(
+        ofRules(closed, {jump("c")},
+                {chain("p", translation), rule("p", jump("c")), chain("c"), rule("c", accept)}),
+        letIn)
+        << "a chain of both kinds is followed for each";
+}
+
+TEST(FirewallRuleset, UntrackedPacketsAreNotNew) {
+    const std::string untracked = match(ct("state"), "\"untracked\"", "in") + ", " + accept;
+    const std::string dropNew = match(ct("state"), "\"new\"", "in") + ", " + drop;
+    EXPECT_EQ(ofRules(closed, {untracked}), refused);
+    EXPECT_EQ(ofRules(open, {dropNew}), refused);
+    for (const char* exemption :
+         {R"({"notrack": null})", R"({"xt": {"type": "target", "name": "CT"}})"}) {
+        const std::vector<std::string> raw = {
+            chain("r", R"("type": "filter", "hook": "prerouting", "policy": "accept")"),
+            rule("r", exemption)};
+        EXPECT_EQ(ofRules(closed, {untracked}, raw), letIn) << exemption;
+        EXPECT_EQ(ofRules(open, {dropNew}, raw), letIn) << exemption;
+    }
+}
+
+TEST(FirewallRuleset, ATableThatMayBeDormantRefusesNothing) {
     const auto table = [](const std::string& flags) {
         return R"({"table": {"family": "inet", "name": "t", "flags": )" + flags + "}}";
     };
     for (const char* flags : {R"("dormant")", R"("t")", R"(["dormant"])", R"(["owner", "dormant"])",
                               "1", "null", R"({})"}) {
-        EXPECT_EQ(ofRules({}, {table(flags)}, denyingInput), none) << flags;
+        EXPECT_EQ(ofRules(closed, {}, {table(flags)}), letIn) << flags;
+        EXPECT_EQ(ofRules(closed, {},
+                          {table(flags), chain("i", closed, "ip"), chain("i", closed, "ip6")}),
+                  refused)
+            << "a table of another family";
+        EXPECT_EQ(judge({table(flags), chain("i", closed, "ip"), chain("i", closed, "ip6"),
+                         chain("p", translation), rule("p", R"({"redirect": null})")}),
+                  letIn)
+            << "it may as well not be dormant";
     }
     for (const char* flags : {R"("owner")", R"(["owner", "persist"])", "[]"}) {
-        EXPECT_EQ(ofRules({}, {table(flags)}, denyingInput), both) << flags;
+        EXPECT_EQ(ofRules(closed, {}, {table(flags)}), refused) << flags;
     }
-    EXPECT_EQ(vel::inboundDenial(document({chain("i", denyingInput, "ip"), table(R"("t")")})),
-              onlyIPv4)
-        << "a table of another family";
+}
+
+TEST(FirewallRuleset, WhatDependsOnAHiddenMatchIsHidden) {
+    const std::string extension = R"({"xt": {"type": "match", "name": "recent"}}, )";
+    const std::string few = match(payload("tcp", "dport"), "22") + ", ";
+    EXPECT_EQ(ofRules(closed, {extension + accept}), hidden);
+    EXPECT_EQ(ofRules(open, {extension + drop}), hidden);
+    EXPECT_EQ(ofRules(closed, {few + extension + accept}), refused);
+    EXPECT_EQ(ofRules(open, {few + extension + drop}), letIn);
+    EXPECT_EQ(ofRules(open, {extension + accept}), letIn);
+    EXPECT_EQ(ofRules(closed, {extension + drop}), refused);
+    EXPECT_EQ(ofRules(closed, {extension + accept, accept}), letIn);
+    EXPECT_EQ(ofRules(closed, {extension + returns, accept}), letIn);
+    EXPECT_EQ(ofRules(open, {extension + jump("c")}, {chain("c"), rule("c", drop)}), hidden);
+    EXPECT_EQ(ofRules(open, {extension + jump("c")}, {chain("c")}), letIn);
+    EXPECT_EQ(ofRules(closed, {R"({"xt": null})"}), hidden);
+    EXPECT_EQ(ofRules(open, {R"({"xt": null})"}), hidden);
+    EXPECT_EQ(ofRules(closed, {R"({"xt": null})", accept}), hidden);
 }
 
 TEST(FirewallRuleset, DepthAndBreadthAreBounded) {
-    std::vector<std::string> objects = {chain("c0", input)};
+    std::vector<std::string> objects = {chain("c0", open)};
     for (int i = 0; i < 200; ++i) { // each jumps twice to the next: 2^200 paths
         const std::string name = "c" + std::to_string(i);
         const std::string next = "c" + std::to_string(i + 1);
@@ -219,12 +503,39 @@ TEST(FirewallRuleset, DepthAndBreadthAreBounded) {
                        {rule(name, jump(next)), rule(name, jump(next)), chain(next)});
     }
     objects.push_back(rule("c0", drop));
-    EXPECT_EQ(vel::inboundDenial(document(objects)), none);
+    EXPECT_EQ(judge(objects), letIn) << "deeper than the kernel follows";
     const std::string deep(1'000'000, '[');
-    EXPECT_FALSE(vel::inboundDenial(deep));
-    EXPECT_FALSE(vel::inboundDenial(document({deep + std::string(deep.size(), ']')})));
+    EXPECT_FALSE(vel::inboundDefault(deep, "", {}));
+    EXPECT_FALSE(vel::inboundDefault(document({deep + std::string(deep.size(), ']')}), "", {}));
     const std::string nested(100, '[');
-    EXPECT_EQ(ofRules({nested + std::string(nested.size(), ']') + ", " + drop}), none);
+    EXPECT_EQ(ofRules(open, {drop, nested + std::string(nested.size(), ']')}), refused);
+    const std::string self = R"({"set": {"family": "inet", "name": "s", "table": "t",
+        "elem": ["@s", {"set": ["@s"]}, {"elem": {"val": "@s"}}]}})";
+    EXPECT_EQ(ofRules(closed, {match(payload("ip", "saddr"), "\"@s\"") + ", " + accept}, {self}),
+              letIn);
 }
+
+/// What ufw 0.36.2 and firewalld 1.3.3 load as they come, and with rules of their own, of Docker
+/// and of libvirt ("containers").
+class CapturedRules : public testing::TestWithParam<const char*> {
+protected:
+    static std::string file(const std::string& ending) {
+        return readTestFile(VEL_SOURCE_DIRECTORY "/Tests/Helpers/Linux/Rulesets/" +
+                            std::string(GetParam()) + ending);
+    }
+};
+
+TEST_P(CapturedRules, RefuseByDefault) {
+    for (const auto& interfaces :
+         {std::vector<std::string>{"eth0"}, {"eth0", "wlan0"}, std::vector<std::string>()}) {
+        EXPECT_EQ(vel::inboundDefault(file(".json"), file(".txt"), {interfaces, true}), refused);
+    }
+    EXPECT_NE(vel::inboundDefault(file(".json"), "", {{"eth0"}, true}), letIn)
+        << "without the listing";
+}
+
+INSTANTIATE_TEST_SUITE_P(, CapturedRules,
+                         testing::Values("ufw", "ufw-containers", "firewalld",
+                                         "firewalld-containers"));
 
 } // namespace
