@@ -123,7 +123,6 @@ protected:
 
     void verifyParameters(const MarkdownTable& table) const;
     [[nodiscard]] const MarkdownTable& table(const Row& heading) const;
-    [[nodiscard]] std::set<std::string> firstColumn(const Row& heading) const;
 
     void provoke(const VELDictionary& entry);
     void provokeToolErrors();
@@ -257,10 +256,10 @@ const MarkdownTable& AdministratorPages::table(const Row& heading) const {
     return *found;
 }
 
-/// The first word of each cell in the first column, without the brackets of a link.
-std::set<std::string> AdministratorPages::firstColumn(const Row& heading) const {
+/// The first word in code of each cell in the first column.
+std::set<std::string> firstColumnOf(const MarkdownTable& table) {
     std::set<std::string> names;
-    for (const Row& row : table(heading).rows) {
+    for (const Row& row : table.rows) {
         const std::string& cell = row.front();
         const std::size_t begin = cell.find('`') + 1;
         names.insert(cell.substr(begin, cell.find_first_of("` ", begin) - begin));
@@ -338,8 +337,8 @@ TEST_F(AdministratorPages, NameEveryCheckIdentityValueCommandAndOption) {
     for (const auto& [type, check] : macPostureCheckCatalogue(mac)) {
         types.insert(type);
     }
-    EXPECT_EQ(firstColumn({"Type", "Question"}), types);
-    EXPECT_EQ(firstColumn({"Name", "Value"}),
+    EXPECT_EQ(firstColumnOf(table({"Type", "Question"})), types);
+    EXPECT_EQ(firstColumnOf(table({"Name", "Value"})),
               (std::set<std::string>{kMacSerialNumberKey, kDeviceIDKey}));
 
     CommandLine commandLine;
@@ -354,8 +353,17 @@ TEST_F(AdministratorPages, NameEveryCheckIdentityValueCommandAndOption) {
             }
         }
     }
-    EXPECT_EQ(firstColumn({"Command", "What it does"}), commands);
-    EXPECT_EQ(firstColumn({"Option", "What it does"}), options);
+    EXPECT_EQ(firstColumnOf(table({"Command", "What it does"})), commands);
+    EXPECT_EQ(firstColumnOf(table({"Option", "What it does"})), options);
+}
+
+TEST_F(AdministratorPages, ThreatModelCoversEveryCheckAndIdentityValue) {
+    std::set<std::string> expected = {kMacSerialNumberKey, kDeviceIDKey};
+    for (const auto& [type, check] : macPostureCheckCatalogue(mac)) {
+        expected.insert(type);
+    }
+    const auto pages = MarkdownDocument::read({"Documentation/threat-model.md"});
+    EXPECT_EQ(firstColumnOf(pages.tables.at(0)), expected);
 }
 
 TEST_F(AdministratorPages, StatusesAreThoseOfTheProgram) {
