@@ -8,18 +8,17 @@
 /// Base64 with the standard alphabet ("+" and "/") and padding.
 namespace vel {
 
-/// `bytes` as base64 on one line. No bytes are the empty text.
+/// `bytes` as base64 on one line; empty for no bytes.
 std::string base64Text(std::string_view bytes);
 
-/// The bytes that a base64 text stands for; ASCII white space anywhere in it does not count.
-/// Nothing if it holds another character, is not padded to groups of four, or has padding elsewhere
-/// than at its end. Unused bits of the last group may be anything.
+/// Decodes base64, ignoring ASCII white space. Returns nullopt if the text contains another
+/// character, is not padded to groups of four, or has padding elsewhere than at its end. Unused
+/// bits of the last group are ignored.
 std::optional<std::string> bytesOfBase64(std::string_view text);
 
-/// The bytes that a base64 text stands for, however it is written: every character outside the
-/// alphabet is skipped, also between padding; padding beyond what is needed and unused bits of the
-/// last group are ignored. The empty text is no bytes. Nothing when padding is missing, when there
-/// is nothing but padding, or when more follows the padding.
+/// Decodes base64 leniently: skips every character outside the alphabet, also between padding, and
+/// ignores excess padding and unused bits of the last group. The empty text decodes to no bytes.
+/// Returns nullopt if padding is missing, if there is only padding, or if more text follows it.
 std::optional<std::string> bytesOfBase64IgnoringUnknown(std::string_view text);
 
 } // namespace vel

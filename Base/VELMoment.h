@@ -5,14 +5,14 @@
 #include <optional>
 #include <string_view>
 
-/// A moment of the calendar (UTC): what the validity of a certificate is compared with.
+/// A point in calendar time (UTC), to compare with the validity of certificates.
 using VELMoment = std::chrono::sys_time<std::chrono::microseconds>;
 
 namespace vel {
 
 /// The moment that an RFC 3339 time names, such as "2024-06-01T12:00:00Z" or
-/// "2024-06-01T14:00:00.5+02:00". Digits beyond microseconds do not count; a leap second is the
-/// first one of the next minute. Nothing: it is no such time.
+/// "2024-06-01T14:00:00.5+02:00". Digits beyond microseconds are ignored; a leap second counts as
+/// the first second of the next minute. Returns nullopt for any other text.
 std::optional<VELMoment> momentOfText(std::string_view text);
 
 } // namespace vel

@@ -13,16 +13,16 @@ namespace vel {
 
 /// A process listing to look names up in: lines separated by "\n" (a heading, and an empty line
 /// after the last "\n", are lines like the others), of which each begins with a process ID and ends
-/// with a name. Letter case is folded away once, for every look-up.
+/// with a name. Case is folded once, for all look-ups.
 class ProcessListing {
 public:
-    /// Absent: a listing without any line (an empty one has a line, the empty one).
+    /// Absent: a listing without any line (an empty listing has one line, the empty one).
     explicit ProcessListing(std::optional<std::string_view> text);
 
     [[nodiscard]] std::size_t lineCount() const noexcept { return _lines.size(); }
 
-    /// The number at the start of every line that ends with `name`, letter case aside, in the order
-    /// of the lines; 0 for a line that starts with none. No line ends with the empty name.
+    /// The number at the start of every line that ends with `name`, ignoring case, in the order of
+    /// the lines; 0 for a line that does not start with a number. An empty `name` matches no line.
     [[nodiscard]] std::vector<std::int64_t> processIDs(std::string_view name) const;
 
 private:

@@ -10,30 +10,30 @@
 
 namespace vel {
 
-/// What a property list may cost to read. Over a limit, it does not parse.
+/// Limits for property lists. One that exceeds a limit does not parse.
 inline constexpr std::size_t maximumPropertyListBytes = std::size_t{1} << 20U;
-/// How deep dictionaries and arrays may nest.
+/// The maximum nesting depth of dictionaries and arrays.
 inline constexpr std::size_t maximumPropertyListDepth = 512;
-/// How many values there may be in all: containers and the root count, keys do not. A binary
-/// property list may refer to one object many times; each time counts.
+/// The maximum number of values: containers and the root count, keys do not. A binary
+/// property list can refer to one object many times; each time counts.
 inline constexpr std::size_t maximumPropertyListNodes = 100'000;
-/// How many bytes the keys, strings, dates and data may have in all, as they are in the result and
+/// The maximum total size of keys, strings, dates and data in bytes, as they are in the result and
 /// again as often as a binary property list refers to them.
 inline constexpr std::size_t maximumPropertyListTextBytes = std::size_t{16} << 20U;
 
-/// Reads a property list, XML or binary ("bplist00"), from its bytes. Nothing on failure, with an
-/// error of "NSCocoaErrorDomain" 3840 whose text says what is wrong and where: the line of an XML
-/// property list, the byte of a binary one. The root may be of any kind.
+/// Reads a property list, XML or binary ("bplist00"), from its bytes. Returns nullopt on failure,
+/// with an error of "NSCocoaErrorDomain" 3840 whose text says what is wrong and where: the line of
+/// an XML property list, the byte of a binary one. The root may be of any kind.
 ///
 /// Integers of 64 bits, signed and unsigned, are exact; one that 64 bits do not hold is an error,
 /// and so is a real that is not finite. A date becomes its ISO 8601 text ("2026-11-21T08:30:00Z"),
 /// without fractions of a second; its year is 0 to 9999. Data become their base64 text, a UID a
-/// dictionary with the one key "CF$UID", the binary form's null object a JSON null. Of equal keys
-/// the last one counts. Strings are valid UTF-8; those of the binary form may hold NUL.
+/// dictionary with the one key "CF$UID", the binary form's null object a JSON null. Of duplicate
+/// keys the last one counts. Strings are valid UTF-8; those of the binary form can contain NUL.
 ///
-/// XML may be in UTF-8, UTF-16, ISO 8859-1 or US-ASCII. A document type may be named, but not be
-/// declared in the document itself: no entities beside those of XML. Nothing else is ever loaded.
-/// White space around an integer, a real or a date, and anywhere in data, does not count.
+/// XML can be in UTF-8, UTF-16, ISO 8859-1 or US-ASCII. A document type can be named, but not
+/// declared in the document itself, so there are only the predefined entities. Nothing else is ever
+/// loaded. White space around an integer, a real or a date, and anywhere in data, is ignored.
 std::optional<VELValue> readPropertyList(std::string_view bytes, std::optional<VELError>* error);
 
 } // namespace vel

@@ -12,10 +12,10 @@
 #include <utility>
 #include <vector>
 
-/// What the readers of the two forms of a property list share. For them alone.
+/// Shared code of the readers of the two forms of a property list. Only for them.
 namespace vel {
 
-/// What a reader made of its bytes: the value, or why there is none.
+/// The result of a reader: the value, or why there is none.
 struct PropertyListReading {
     std::optional<VELValue> value;
     std::string failure;
@@ -24,10 +24,10 @@ struct PropertyListReading {
 PropertyListReading readXMLPropertyList(std::string_view bytes);
 PropertyListReading readBinaryPropertyList(std::string_view bytes);
 
-/// Puts the value of a property list together, within the limits on depth, values and text.
+/// Builds the value of a property list, within the limits on depth, values and text.
 ///
-/// Each operation that adds something answers false when a limit does not allow it; `failure()`
-/// then names the limit. The caller sees to it that what it adds may stand where it does.
+/// Each operation that adds something returns false if it would exceed a limit; `failure()` then
+/// names the limit. The caller makes sure that what it adds is allowed at that place.
 class PropertyListBuilder {
 public:
     /// What may come next.
@@ -41,9 +41,9 @@ public:
 
     [[nodiscard]] Next next() const;
     [[nodiscard]] bool addKey(std::string name);
-    /// Adds a value that is no container.
+    /// Adds a value that is not a container.
     [[nodiscard]] bool add(VELValue value);
-    /// Adds an empty container, to which is added from now on.
+    /// Adds an empty container; following values go into it.
     [[nodiscard]] bool open(VELValue container);
     /// Ends the container that was opened last.
     void close();

@@ -8,8 +8,8 @@
 namespace vel {
 
 /// The value of a variable after a shell has read `text`, a file of assignments: quotes and escapes
-/// taken off, comments skipped, the last assignment counts. Absent: it is never assigned, its value
-/// would need an expansion ("$", "`", "~"), or the text is malformed (a quote that is not closed,
+/// removed, comments skipped, the last assignment counts. Absent: it is never assigned, its value
+/// needs an expansion ("$", "`", "~"), or the text is malformed (a quote that is not closed,
 /// an operator, a NUL).
 std::optional<std::string> shellVariable(std::string_view text, std::string_view name);
 

@@ -5,13 +5,13 @@
 
 namespace vel {
 
-/// Whether `pattern` fits somewhere in `text`: its characters stand for themselves, "*" for any run
-/// of characters within one line, the empty one included. Both are compared by their full case
-/// folding, and a match begins and ends between characters of the text: never within the folding of
-/// one ("ss" fits "ß", "s" does not). The empty pattern fits nothing.
+/// Whether `pattern` matches anywhere in `text`: "*" matches any run of characters within one line,
+/// also an empty one, and every other character itself. Both are compared by their full case
+/// folding, and a match begins and ends between characters of the text, never within the folding of
+/// one ("ss" matches "ß", "s" does not). The empty pattern matches nothing.
 ///
-/// Takes time and memory linear in the two lengths together, whatever they hold. Bytes that are not
-/// UTF-8 count as U+FFFD.
+/// Time and memory are linear in the sum of the two lengths. Bytes that are not UTF-8 count as
+/// U+FFFD.
 bool matchesWildcard(std::string_view pattern, std::string_view text);
 
 } // namespace vel
