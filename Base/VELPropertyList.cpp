@@ -3,6 +3,8 @@
 
 #include "Base/VELPropertyListBuilder.h"
 
+#include <nlohmann/json.hpp>
+
 #include <utility>
 
 namespace vel {
@@ -18,6 +20,14 @@ PropertyListReading read(std::string_view bytes) {
     return bytes.starts_with("bplist") ? readBinaryPropertyList(bytes) : readXMLPropertyList(bytes);
 }
 
+/// A UID alone is no dictionary: it becomes its number.
+void unwrapUID(VELValue& root) {
+    if (root.is_object() && root.size() == 1 && root.contains("CF$UID") &&
+        root["CF$UID"].is_number_integer()) {
+        root = VELValue(root["CF$UID"]);
+    }
+}
+
 } // namespace
 
 std::optional<VELValue> readPropertyList(std::string_view bytes, std::optional<VELError>* error) {
@@ -27,6 +37,9 @@ std::optional<VELValue> readPropertyList(std::string_view bytes, std::optional<V
         *error = VELError::withLocalizedDescription("NSCocoaErrorDomain", readCorruptError,
                                                     "The property list cannot be read: " +
                                                         reading.failure);
+    }
+    if (reading.value) {
+        unwrapUID(*reading.value);
     }
     return std::move(reading.value);
 }

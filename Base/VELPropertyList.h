@@ -28,8 +28,9 @@ inline constexpr std::size_t maximumPropertyListTextBytes = std::size_t{16} << 2
 /// Integers of 64 bits, signed and unsigned, are exact; one that 64 bits do not hold is an error,
 /// and so is a real that is not finite. A date becomes its ISO 8601 text ("2026-11-21T08:30:00Z"),
 /// without fractions of a second; its year is 0 to 9999. Data become their base64 text, a UID a
-/// dictionary with the one key "CF$UID", the binary form's null object a JSON null. Of duplicate
-/// keys the last one counts. Strings are valid UTF-8; those of the binary form can contain NUL.
+/// dictionary with the one key "CF$UID" (its number where it is the root), the binary form's null
+/// object a JSON null. Of duplicate keys the last one counts. Strings are valid UTF-8; those of the
+/// binary form can contain NUL.
 ///
 /// XML can be in UTF-8, UTF-16, ISO 8859-1 or US-ASCII. A document type can be named, but not
 /// declared in the document itself, so there are only the predefined entities. Nothing else is ever

@@ -210,11 +210,15 @@ TEST(BinaryPropertyList, ReadsStrings) {
 }
 
 TEST(BinaryPropertyList, ReadsUIDs) {
+    EXPECT_EQ(readObjects({"\xA1\x01", "\x80\x03"}), R"([{"CF$UID":3}])");
+}
+
+TEST(BinaryPropertyList, ReadsAUIDAtTheRootAsItsNumber) {
     expectEach({
-        {"\x80\x03", R"({"CF$UID":3})"},
-        {"\x81\x01\x00"s, R"({"CF$UID":256})"},
-        {"\x82\x01\x00\x00"s, R"({"CF$UID":65536})"},
-        {"\x87" + bigEndian(~std::uint64_t{0}, 8), R"({"CF$UID":18446744073709551615})"},
+        {"\x80\x03", "3"},
+        {"\x81\x01\x00"s, "256"},
+        {"\x82\x01\x00\x00"s, "65536"},
+        {"\x87" + bigEndian(~std::uint64_t{0}, 8), "18446744073709551615"},
         {"\x88" + std::string(9, '\0'), "error: a UID of 9 bytes at byte 8"},
         {"\x81\x01", "error: an object that is cut off at byte 8"},
     });

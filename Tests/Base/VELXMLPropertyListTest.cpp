@@ -67,6 +67,10 @@ TEST(XMLPropertyList, ReadsAWholeFile) {
                                 R"("key":"Zm9vYmE=","since":"2026-11-21T08:30:00Z"})");
 }
 
+TEST(XMLPropertyList, ReadsAUIDAtTheRootAsItsNumber) {
+    EXPECT_EQ(readAsText("<plist><dict><key>CF$UID</key><integer>3</integer></dict></plist>"), "3");
+}
+
 TEST(XMLPropertyList, ReadsIntegers) {
     expectEach({
         {"<integer>0</integer>", "0"},
