@@ -1,6 +1,8 @@
 // SPDX-License-Identifier: Apache-2.0
 #include "Platform/X509/VELCertificateChain.h"
 
+#include "Platform/X509/VELDERReader.h"
+#include "Platform/X509/VELNameConstraints.h"
 #include "Platform/X509/VELSecurityStatus.h"
 #include "vel_device_trust/VELValue.h"
 
@@ -8,6 +10,7 @@
 
 #include <algorithm>
 #include <iterator>
+#include <openssl/core_names.h>
 #include <string_view>
 #include <tuple>
 #include <utility>
@@ -16,7 +19,6 @@ namespace vel::x509 {
 namespace {
 
 constexpr int minimumRSABits = 1024;
-constexpr long version3 = 2; // as it is encoded
 
 /// Kinds of failures, the weightiest first.
 enum class Kind : std::uint8_t { keySize, algorithm, compliance, trust, usage, expired };
@@ -60,12 +62,16 @@ const CheckRow& rowOf(ChainCheck check) {
     return rows[static_cast<std::size_t>(check)];
 }
 
-/// The curves that the platform has. Parameters that spell out a curve name none.
+/// The curves that the platform has, by their name alone: parameters that spell out a curve do not
+/// count.
 bool hasKnownCurve(const EVP_PKEY* key) {
     constexpr std::string_view known[] = {"prime192v1", "secp224r1", "prime256v1", "secp384r1",
                                           "secp521r1"};
     char name[32] = {};
-    return EVP_PKEY_get_group_name(key, name, sizeof name, nullptr) == 1 &&
+    int isSpelledOut = 1;
+    return EVP_PKEY_get_int_param(key, OSSL_PKEY_PARAM_EC_DECODED_FROM_EXPLICIT_PARAMS,
+                                  &isSpelledOut) == 1 &&
+           isSpelledOut == 0 && EVP_PKEY_get_group_name(key, name, sizeof name, nullptr) == 1 &&
            std::find(std::begin(known), std::end(known), name) != std::end(known);
 }
 
@@ -103,33 +109,43 @@ bool hasBrokenSignature(const VELX509Certificate& certificate) {
            !(certificate.isSelfIssued() && isSignedBy(certificate, certificate));
 }
 
-/// Beside what OpenSSL does not know: what it knows of address blocks counts for nothing here.
-bool hasUnknownCriticalExtension(X509* certificate) {
-    if ((X509_get_extension_flags(certificate) & EXFLAG_CRITICAL) != 0) {
-        return true;
-    }
-    for (const int type : {NID_sbgp_ipAddrBlock, NID_sbgp_autonomousSysNum}) {
-        const int position = X509_get_ext_by_NID(certificate, type, -1);
-        const X509_EXTENSION* extension = X509_get_ext(certificate, position);
-        if (extension != nullptr && X509_EXTENSION_get_critical(extension) != 0) {
-            return true;
+/// What OpenSSL cannot read of what the verification of a chain depends on. It reads more: in forms
+/// of alternative names into which nobody else looks, say.
+bool isUnreadableForOpenSSL(const X509* certificate) {
+    constexpr int types[] = {NID_subject_key_identifier,  NID_authority_key_identifier,
+                             NID_basic_constraints,       NID_key_usage,
+                             NID_ext_key_usage,           NID_name_constraints,
+                             NID_crl_distribution_points, NID_certificate_policies,
+                             NID_policy_mappings,         NID_policy_constraints,
+                             NID_inhibit_any_policy};
+    return std::any_of(std::begin(types), std::end(types), [&](int type) {
+        int presence = -1;
+        void* value = X509_get_ext_d2i(certificate, type, &presence, nullptr);
+        const bool isUnread = value == nullptr && presence != -1;
+        const X509V3_EXT_METHOD* method = X509V3_EXT_get_nid(type);
+        if (value != nullptr && method != nullptr) {
+            ASN1_item_free(static_cast<ASN1_VALUE*>(value), ASN1_ITEM_ptr(method->it));
         }
-    }
-    return false;
+        return isUnread;
+    });
 }
 
-bool isAuthority(X509* certificate) {
-    return (X509_get_extension_flags(certificate) & EXFLAG_CA) != 0;
+bool hasUnreadableExtension(const VELX509Certificate& certificate) {
+    X509* x509 = certificate.x509();
+    return certificate.parts().extensions.hasUnreadable ||
+           (x509 != nullptr && (X509_get_extension_flags(x509) & EXFLAG_INVALID) != 0 &&
+            isUnreadableForOpenSSL(x509));
 }
 
-bool hasSubject(const VELX509Certificate& certificate) {
-    if (X509_NAME_entry_count(X509_get_subject_name(certificate.x509())) > 0) {
-        return true;
-    }
-    const int position = X509_get_ext_by_NID(certificate.x509(), NID_subject_alt_name, -1);
-    const X509_EXTENSION* names = X509_get_ext(certificate.x509(), position);
-    return names != nullptr && X509_EXTENSION_get_critical(names) != 0 &&
-           !isAuthority(certificate.x509());
+bool isAuthority(const CertificateParts& parts) {
+    const auto& constraints = parts.extensions.basicConstraints;
+    return constraints && constraints->isAuthority;
+}
+
+bool hasSubject(const CertificateParts& parts) {
+    const auto subject = der::Reader(parts.subject).next();
+    const bool isEmpty = !subject || subject->content.empty();
+    return !isEmpty || (parts.extensions.hasCriticalAlternativeNames && !isAuthority(parts));
 }
 
 /// Finds the failures of one chain.
@@ -168,57 +184,72 @@ private:
 
     void checkCertificate(std::size_t position) {
         const VELX509Certificate& certificate = *_chain.certificates[position];
+        const CertificateExtensions& extensions = certificate.parts().extensions;
         if (certificate.x509() == nullptr) {
             fail(ChainCheck::anchorTrusted, position);
-            return;
+        } else {
+            require(hasStrongKey(certificate.x509()), ChainCheck::keySize, position);
+            require(!hasBrokenSignature(certificate), ChainCheck::signatureAlgorithm, position);
         }
-        require(hasStrongKey(certificate.x509()), ChainCheck::keySize, position);
-        require(!hasBrokenSignature(certificate), ChainCheck::signatureAlgorithm, position);
-        require(isAnchor(position) || !hasUnknownCriticalExtension(certificate.x509()),
-                ChainCheck::criticalExtension, position);
-        require(!certificate.hasDuplicateExtension(), ChainCheck::duplicateExtension, position);
-        require(certificate.hasDuplicateExtension() || !certificate.hasUnreadableExtension(),
+        require(isAnchor(position) || !extensions.hasUnknownCritical, ChainCheck::criticalExtension,
+                position);
+        require(!extensions.hasDuplicate, ChainCheck::duplicateExtension, position);
+        require(extensions.hasDuplicate || !hasUnreadableExtension(certificate),
                 ChainCheck::unreadableExtension, position);
-        require(hasSubject(certificate), ChainCheck::nonEmptySubject, position);
+        require(hasSubject(certificate.parts()), ChainCheck::nonEmptySubject, position);
         require(certificate.isValidAt(_moment), ChainCheck::validity, position);
     }
 
     void checkIssuer(std::size_t position) {
-        X509* issuer = _chain.certificates[position]->x509();
-        X509* child = _chain.certificates[position - 1]->x509();
-        if (issuer == nullptr || child == nullptr) {
-            return;
-        }
+        const CertificateParts& issuer = _chain.certificates[position]->parts();
+        const CertificateParts& child = _chain.certificates[position - 1]->parts();
         checkBasicConstraints(issuer, position);
-        const std::uint32_t usage = X509_get_key_usage(issuer); // all bits when it is absent
-        require((usage & KU_KEY_CERT_SIGN) != 0, ChainCheck::keyUsage, position);
-        const long pathLength = X509_get_pathlen(issuer); // negative when it is absent
-        require(pathLength < 0 || intermediatesBelow(position) <= pathLength,
-                ChainCheck::pathLength, position);
-        const auto* wanted = X509_get0_authority_key_id(child);
-        const auto* found = X509_get0_subject_key_id(issuer);
-        require(wanted == nullptr || found == nullptr || ASN1_OCTET_STRING_cmp(wanted, found) == 0,
-                ChainCheck::identifierLinkage, position - 1);
+        const auto& usage = issuer.extensions.keyUsage;
+        require(!usage || (*usage >> keyCertSign & 1U) != 0, ChainCheck::keyUsage, position);
+        const std::string_view wanted = child.extensions.authorityKeyIdentifier;
+        const std::string_view found = issuer.extensions.subjectKeyIdentifier;
+        require(wanted.empty() || found.empty() || wanted == found, ChainCheck::identifierLinkage,
+                position - 1);
+        checkNamesBelow(position);
     }
 
-    void checkBasicConstraints(X509* issuer, std::size_t position) {
-        if (X509_get_version(issuer) < version3) {
+    void checkBasicConstraints(const CertificateParts& issuer, std::size_t position) {
+        if (issuer.version < 3) {
             // Such an intermediate is as good as an anchor of its time.
             const bool isOldAnchor =
-                _chain.isAnchored &&
-                X509_get_version(_chain.certificates.back()->x509()) < version3;
+                _chain.isAnchored && _chain.certificates.back()->parts().version < 3;
             require(isOldAnchor, ChainCheck::basicConstraints, position);
             return;
         }
-        if (X509_get_ext_by_NID(issuer, NID_basic_constraints, -1) < 0) {
+        const auto& constraints = issuer.extensions.basicConstraints;
+        if (!constraints) {
             fail(ChainCheck::basicConstraints, position);
-        } else {
-            require(isAuthority(issuer), ChainCheck::basicConstraintsAuthority, position);
+            return;
+        }
+        require(constraints->isAuthority, ChainCheck::basicConstraintsAuthority, position);
+        require(!constraints->pathLength ||
+                    intermediatesBelow(position) <= std::int64_t{*constraints->pathLength},
+                ChainCheck::pathLength, position);
+    }
+
+    /// Self-issued intermediates may have any name.
+    void checkNamesBelow(std::size_t position) {
+        const auto& subtrees = _chain.certificates[position]->parts().extensions.nameSubtrees;
+        if (!subtrees) {
+            return;
+        }
+        require(isAnchor(position) || !subtrees->isCritical || areSubtreesSupported(*subtrees),
+                ChainCheck::nameConstraints, position);
+        for (std::size_t below = 0; below < position; ++below) {
+            const VELX509Certificate& certificate = *_chain.certificates[below];
+            require((below > 0 && certificate.isSelfIssued()) ||
+                        allowsNames(*subtrees, certificate.parts()),
+                    ChainCheck::nameConstraints, below);
         }
     }
 
     /// Self-issued ones, as of a renewal, do not count.
-    [[nodiscard]] long intermediatesBelow(std::size_t position) const {
+    [[nodiscard]] std::int64_t intermediatesBelow(std::size_t position) const {
         const auto first = _chain.certificates.begin() + 1;
         return std::count_if(first, first + static_cast<std::ptrdiff_t>(position) - 1,
                              [](const auto& certificate) { return !certificate->isSelfIssued(); });
@@ -235,7 +266,6 @@ ChainCheck checkOfError(int error) {
     case X509_V_ERR_PERMITTED_VIOLATION:
     case X509_V_ERR_EXCLUDED_VIOLATION:
     case X509_V_ERR_SUBTREE_MINMAX:
-    case X509_V_ERR_UNSUPPORTED_CONSTRAINT_TYPE:
     case X509_V_ERR_UNSUPPORTED_CONSTRAINT_SYNTAX:
     case X509_V_ERR_UNSUPPORTED_NAME_SYNTAX:
         return ChainCheck::nameConstraints;
@@ -258,14 +288,18 @@ int isIssuedInChain(X509_STORE_CTX* context, X509* child, X509* issuer) {
     return 0;
 }
 
-/// Lets pass what the platform judges otherwise, and what `PolicyChecks` has judged.
-int judgedOtherwise(int isFine, X509_STORE_CTX* context) {
-    const int error = X509_STORE_CTX_get_error(context);
-    if (error == X509_V_ERR_INVALID_CA || error == X509_V_ERR_UNHANDLED_CRITICAL_EXTENSION) {
+/// Lets pass what `PolicyChecks` has judged, with which OpenSSL agrees or is stricter than the
+/// platform.
+int judgedBefore(int isFine, X509_STORE_CTX* context) {
+    switch (X509_STORE_CTX_get_error(context)) {
+    case X509_V_ERR_INVALID_CA:
+    case X509_V_ERR_UNHANDLED_CRITICAL_EXTENSION:
+    case X509_V_ERR_UNSUPPORTED_CONSTRAINT_TYPE:
         X509_STORE_CTX_set_error(context, X509_V_OK);
         return 1;
+    default:
+        return isFine;
     }
-    return isFine;
 }
 
 StoreContextHandle verification(const CertificateChain& chain, STACK_OF(X509) * intermediates,
@@ -282,7 +316,7 @@ StoreContextHandle verification(const CertificateChain& chain, STACK_OF(X509) * 
     // Without this, a chain that requires some policy would have to end in one named here.
     X509_VERIFY_PARAM* parameters = X509_STORE_CTX_get0_param(context.get());
     requireSuccess(X509_VERIFY_PARAM_add0_policy(parameters, OBJ_nid2obj(NID_any_policy)));
-    X509_STORE_CTX_set_verify_cb(context.get(), judgedOtherwise);
+    X509_STORE_CTX_set_verify_cb(context.get(), judgedBefore);
     return context;
 }
 

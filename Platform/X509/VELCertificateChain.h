@@ -55,15 +55,15 @@ struct ChainFailure {
 bool outweighs(const ChainFailure& left, const ChainFailure& right);
 
 /// The failure of the chain that is reported; nothing when there is none but for what
-/// `verifiedFailure` finds. Signatures are not looked at.
+/// `verifiedFailure` finds. The signatures of the chain are not verified.
 std::optional<ChainFailure> policyFailure(const CertificateChain& chain, VELMoment moment);
 
 /// What makes every chain fail that ends at `anchor`, the weightiest first; nothing when there is
 /// no such thing.
 std::vector<ChainCheck> anchorFailures(const CertificatePointer& anchor, VELMoment moment);
 
-/// What OpenSSL's verification of an anchored chain finds beside that: signatures, name and policy
-/// constraints. Exactly this chain is verified.
+/// What OpenSSL's verification of an anchored chain finds beside that: signatures, policy
+/// constraints, and name constraints once more. Exactly this chain is verified.
 std::optional<ChainFailure> verifiedFailure(const CertificateChain& chain);
 
 /// Whether `parent`'s key made the signature of `child`. An algorithm that is too old to be

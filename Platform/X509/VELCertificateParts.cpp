@@ -4,33 +4,191 @@
 #include "Platform/X509/VELDERReader.h"
 #include "Platform/X509/VELX509Name.h"
 
-#include <set>
+#include <chrono>
+#include <cstddef>
 
 namespace vel::x509 {
 namespace {
 
-/// The optional parts behind the public key: two unique identifiers, then the extensions.
-std::optional<std::string_view> readExtensions(der::Reader& reader) {
-    static_cast<void>(reader.next(0x81));
-    static_cast<void>(reader.next(0x82));
-    const auto wrapper = reader.next(der::context(3));
-    if (!reader.atEnd()) {
-        return std::nullopt;
+constexpr std::size_t maximumSerialNumber = 37; // bytes
+
+/// An algorithm with or without parameters.
+bool readAlgorithm(der::Reader& reader) {
+    const auto algorithm = reader.next(der::sequence);
+    if (!algorithm) {
+        return false;
     }
-    if (!wrapper) {
-        return std::string_view();
-    }
-    der::Reader content(wrapper->content);
-    const auto extensions = content.next(der::sequence);
-    return extensions && content.atEnd() ? std::optional(extensions->content) : std::nullopt;
+    der::Reader content(algorithm->content);
+    return content.next(der::objectIdentifier) && (content.atEnd() || content.next()) &&
+           content.atEnd();
 }
 
-std::optional<std::string_view> typeOfExtension(std::string_view extension) {
-    der::Reader reader(extension);
-    const auto type = reader.next(der::objectIdentifier);
-    static_cast<void>(reader.next(der::boolean));
-    const auto value = reader.next(der::octetString);
-    return type && value && reader.atEnd() ? std::optional(type->content) : std::nullopt;
+/// Version 1 is left out; 2 and 3 are written as 1 and 2.
+std::optional<int> readVersion(der::Reader& reader) {
+    const auto wrapper = reader.next(der::context(0));
+    if (!wrapper) {
+        return 1;
+    }
+    der::Reader content(wrapper->content);
+    const auto number = content.next(der::integer);
+    if (!number || !content.atEnd() || number->content.size() != 1) {
+        return std::nullopt;
+    }
+    const int version = 1 + static_cast<unsigned char>(number->content[0]);
+    return version == 2 || version == 3 ? std::optional(version) : std::nullopt;
+}
+
+bool readSerialNumber(der::Reader& reader) {
+    const auto number = reader.next(der::integer);
+    return number && !number->content.empty() && number->content.size() <= maximumSerialNumber;
+}
+
+/// Reads the digits of a date and a time two by two.
+class TimeDigits {
+public:
+    explicit TimeDigits(std::string_view text) : _rest(text) {}
+
+    /// Nothing: no two digits stand there.
+    std::optional<int> pair() {
+        const auto isDigit = [](char character) { return character >= '0' && character <= '9'; };
+        if (_rest.size() < 2 || !isDigit(_rest[0]) || !isDigit(_rest[1])) {
+            return std::nullopt;
+        }
+        const int value = 10 * (_rest[0] - '0') + (_rest[1] - '0');
+        _rest.remove_prefix(2);
+        return value;
+    }
+
+    /// "Z", or a sign, hours and minutes east or west of Greenwich.
+    std::optional<std::chrono::minutes> zone() {
+        const char first = _rest.empty() ? '\0' : _rest[0];
+        _rest.remove_prefix(_rest.empty() ? 0 : 1);
+        if (first == 'Z') {
+            return _rest.empty() ? std::optional(std::chrono::minutes(0)) : std::nullopt;
+        }
+        const auto hours = pair();
+        const auto minutes = pair();
+        if ((first != '+' && first != '-') || !hours || !minutes || !_rest.empty()) {
+            return std::nullopt;
+        }
+        return (first == '+' ? 1 : -1) * std::chrono::minutes(60 * *hours + *minutes);
+    }
+
+    [[nodiscard]] bool isAtZone() const { return _rest == "Z"; }
+
+private:
+    std::string_view _rest;
+};
+
+/// The year of two digits, as far as the platform tells it: nothing for 50 to 69.
+std::optional<int> fullYear(int pair) {
+    if (pair < 50) {
+        return 2000 + pair;
+    }
+    return pair >= 70 ? std::optional(1900 + pair) : std::nullopt;
+}
+
+/// YYMMDDhhmm[ss] or YYYYMMDDhhmmss and the zone. A second 60 is a leap second.
+std::optional<VELMoment> momentOfTime(const der::Element& time) {
+    using namespace std::chrono;
+    const bool isShort = time.tag == der::utcTime;
+    if (!isShort && time.tag != der::generalizedTime) {
+        return std::nullopt;
+    }
+    TimeDigits digits(time.content);
+    const auto century = isShort ? std::optional(0) : digits.pair();
+    const auto yearDigits = digits.pair();
+    const auto monthDigits = digits.pair();
+    const auto dayDigits = digits.pair();
+    const auto hour = digits.pair();
+    const auto minute = digits.pair();
+    const auto second = isShort && digits.isAtZone() ? std::optional(0) : digits.pair();
+    const auto zone = digits.zone();
+    if (!century || !yearDigits || !monthDigits || !dayDigits || !hour || !minute || !second ||
+        !zone || *hour > 23 || *minute > 59 || *second > 60) {
+        return std::nullopt;
+    }
+    const auto yearNumber = isShort ? fullYear(*yearDigits) : 100 * *century + *yearDigits;
+    const year_month_day date(year(yearNumber.value_or(2001)),
+                              month(static_cast<unsigned>(*monthDigits)),
+                              day(static_cast<unsigned>(*dayDigits)));
+    if (!date.ok()) {
+        return std::nullopt;
+    }
+    if (!yearNumber) {
+        return sys_days(year(2001) / January / 1); // what the platform takes such a time for
+    }
+    return sys_days(date) + hours(*hour) + minutes(*minute) + seconds(*second) - *zone;
+}
+
+bool readValidity(der::Reader& reader, CertificateParts& parts) {
+    const auto validity = reader.next(der::sequence);
+    if (!validity) {
+        return false;
+    }
+    der::Reader content(validity->content);
+    const auto first = content.next();
+    const auto last = content.next();
+    const auto notBefore = first ? momentOfTime(*first) : std::nullopt;
+    const auto notAfter = last ? momentOfTime(*last) : std::nullopt;
+    if (!notBefore || !notAfter || !content.atEnd()) {
+        return false;
+    }
+    parts.notBefore = *notBefore;
+    parts.notAfter = *notAfter;
+    return true;
+}
+
+bool readPublicKey(der::Reader& reader) {
+    const auto key = reader.next(der::sequence);
+    if (!key) {
+        return false;
+    }
+    der::Reader content(key->content);
+    return readAlgorithm(content) && content.next(der::bitString) && content.atEnd();
+}
+
+/// What may follow the public key: two unique identifiers, then the extensions.
+bool readRest(der::Reader& reader, CertificateParts& parts) {
+    static_cast<void>(reader.next(der::contextPrimitive(1)));
+    static_cast<void>(reader.next(der::contextPrimitive(2)));
+    if (reader.atEnd()) {
+        return true;
+    }
+    const auto wrapper = reader.next(der::context(3));
+    if (!wrapper || !reader.atEnd()) {
+        return false;
+    }
+    der::Reader content(wrapper->content);
+    const auto list = content.next(der::sequence);
+    const auto extensions =
+        list && content.atEnd() ? certificateExtensions(list->content) : std::nullopt;
+    if (!extensions) {
+        return false;
+    }
+    parts.extensions = *extensions;
+    return true;
+}
+
+std::optional<CertificateParts> readSignedPart(std::string_view signedPart) {
+    CertificateParts parts;
+    der::Reader reader(signedPart);
+    const auto version = readVersion(reader);
+    if (!version || !readSerialNumber(reader) || !readAlgorithm(reader)) {
+        return std::nullopt;
+    }
+    parts.version = *version;
+    const auto issuer = reader.next(der::sequence);
+    if (!issuer || !readValidity(reader, parts)) {
+        return std::nullopt;
+    }
+    parts.issuer = issuer->whole;
+    const auto subject = reader.next(der::sequence);
+    if (!subject || !readPublicKey(reader) || !readRest(reader, parts)) {
+        return std::nullopt;
+    }
+    parts.subject = subject->whole;
+    return parts;
 }
 
 } // namespace
@@ -40,50 +198,21 @@ std::optional<CertificateParts> certificateParts(std::string_view bytes) {
     if (!certificate) {
         return std::nullopt;
     }
-    der::Reader outer(certificate->content);
-    const auto signedPart = outer.next(der::sequence);
-    const bool isSigned = signedPart && outer.next(der::sequence) && outer.next(der::bitString);
-    if (!isSigned || !outer.atEnd()) {
+    der::Reader reader(certificate->content);
+    const auto signedPart = reader.next(der::sequence);
+    if (!signedPart || !readAlgorithm(reader) || !reader.next(der::bitString) || !reader.atEnd()) {
         return std::nullopt;
     }
-    der::Reader reader(signedPart->content);
-    static_cast<void>(reader.next(der::context(0)));
-    if (!reader.next(der::integer) || !reader.next(der::sequence)) {
-        return std::nullopt;
+    auto parts = readSignedPart(signedPart->content);
+    if (parts) {
+        parts->whole = certificate->whole;
     }
-    const auto issuer = reader.next(der::sequence);
-    const bool hasValidity = reader.next(der::sequence).has_value();
-    const auto subject = reader.next(der::sequence);
-    const bool hasKey = reader.next(der::sequence).has_value();
-    if (!issuer || !hasValidity || !subject || !hasKey) {
-        return std::nullopt;
-    }
-    const auto extensions = readExtensions(reader);
-    if (!extensions) {
-        return std::nullopt;
-    }
-    return CertificateParts{certificate->whole, issuer->whole, subject->whole, *extensions};
+    return parts;
 }
 
 std::optional<std::vector<std::string>> commonNamesOfCertificate(std::string_view bytes) {
     const auto parts = certificateParts(bytes);
     return parts ? commonNamesOfName(parts->subject) : std::nullopt;
-}
-
-ExtensionList extensionList(std::string_view extensions) {
-    std::set<std::string_view> types;
-    der::Reader reader(extensions);
-    while (!reader.atEnd()) {
-        const auto extension = reader.next(der::sequence);
-        const auto type = extension ? typeOfExtension(extension->content) : std::nullopt;
-        if (!type) {
-            return ExtensionList::malformed;
-        }
-        if (!types.insert(*type).second) {
-            return ExtensionList::duplicate;
-        }
-    }
-    return ExtensionList::wellFormed;
 }
 
 } // namespace vel::x509

@@ -4,6 +4,8 @@
 namespace vel::der {
 namespace {
 
+using namespace std::string_view_literals;
+
 constexpr std::uint8_t tagNumberBits = 0x1F;
 constexpr std::size_t longForm = 0x80;
 constexpr std::size_t maximumLengthBytes = 4;
@@ -46,6 +48,33 @@ std::optional<Element> Reader::next() {
 
 std::optional<Element> Reader::next(std::uint8_t tag) {
     return !_rest.empty() && byteAt(_rest, 0) == tag ? next() : std::nullopt;
+}
+
+std::optional<bool> booleanValue(std::string_view content) {
+    if (content == "\x00"sv || content == "\xFF"sv) {
+        return content != "\x00"sv;
+    }
+    return std::nullopt;
+}
+
+std::optional<std::uint32_t> unsignedValue(std::string_view content) {
+    if (content.empty() || byteAt(content, 0) >= 0x80) {
+        return std::nullopt;
+    }
+    if (byteAt(content, 0) == 0 && content.size() > 1) {
+        content.remove_prefix(1); // stands before a byte that would be read as a sign
+        if (byteAt(content, 0) < 0x80) {
+            return std::nullopt;
+        }
+    }
+    if (content.size() > sizeof(std::uint32_t)) {
+        return std::nullopt;
+    }
+    std::uint32_t value = 0;
+    for (std::size_t index = 0; index < content.size(); ++index) {
+        value = value << 8U | byteAt(content, index);
+    }
+    return value;
 }
 
 std::string header(std::uint8_t tag, std::size_t contentLength) {

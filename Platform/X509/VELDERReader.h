@@ -20,6 +20,8 @@ inline constexpr std::uint8_t printableString = 0x13;
 inline constexpr std::uint8_t teletexString = 0x14;
 inline constexpr std::uint8_t videotexString = 0x15;
 inline constexpr std::uint8_t ia5String = 0x16;
+inline constexpr std::uint8_t utcTime = 0x17;
+inline constexpr std::uint8_t generalizedTime = 0x18;
 inline constexpr std::uint8_t visibleString = 0x1A;
 inline constexpr std::uint8_t universalString = 0x1C;
 inline constexpr std::uint8_t bmpString = 0x1E;
@@ -29,6 +31,11 @@ inline constexpr std::uint8_t set = 0x31;
 /// The tag of a constructed element with a tag number of the context.
 constexpr std::uint8_t context(unsigned number) {
     return static_cast<std::uint8_t>(0xA0U | number);
+}
+
+/// The same of a primitive element.
+constexpr std::uint8_t contextPrimitive(unsigned number) {
+    return static_cast<std::uint8_t>(0x80U | number);
 }
 
 struct Element {
@@ -54,6 +61,13 @@ public:
 private:
     std::string_view _rest;
 };
+
+/// The value of a boolean's content: one byte, 00 or FF. Nothing: it is neither.
+std::optional<bool> booleanValue(std::string_view content);
+
+/// The value of an integer's content. Nothing: it is empty, negative, longer than it needs to be,
+/// or has more than 32 bits.
+std::optional<std::uint32_t> unsignedValue(std::string_view content);
 
 /// The bytes of tag and length before `contentLength` bytes of content.
 std::string header(std::uint8_t tag, std::size_t contentLength);

@@ -40,17 +40,10 @@ public:
 
     [[nodiscard]] bool isSelfIssued() const { return _subject && _subject == _issuer; }
 
-    /// The first and the last moment of the validity. Absent: the date cannot be read.
-    [[nodiscard]] std::optional<VELMoment> notBefore() const;
-    [[nodiscard]] std::optional<VELMoment> notAfter() const;
-
-    /// Whether `moment` is within the validity, both ends included. Never, when the dates cannot be
-    /// read.
-    [[nodiscard]] bool isValidAt(VELMoment moment) const;
-
-    /// Whether an extension is there twice; whether one cannot be read.
-    [[nodiscard]] bool hasDuplicateExtension() const { return _hasDuplicateExtension; }
-    [[nodiscard]] bool hasUnreadableExtension() const { return _hasUnreadableExtension; }
+    /// Whether `moment` is within the validity, both ends included.
+    [[nodiscard]] bool isValidAt(VELMoment moment) const {
+        return _parts.notBefore <= moment && moment <= _parts.notAfter;
+    }
 
     [[nodiscard]] const std::shared_ptr<const VELCertificatePool>& pool() const { return _pool; }
 
@@ -61,14 +54,10 @@ public:
 private:
     explicit VELX509Certificate(std::string_view der) : _der(der) {}
 
-    [[nodiscard]] std::optional<std::string> firstAlternativeName(int type) const;
-
     std::string _der;
     vel::x509::CertificateParts _parts;
     std::optional<std::string> _subject;
     std::optional<std::string> _issuer;
-    bool _hasDuplicateExtension = false;
-    bool _hasUnreadableExtension = false;
     std::shared_ptr<const VELCertificatePool> _pool;
     vel::x509::CertificateHandle _x509;
 };

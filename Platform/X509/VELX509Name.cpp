@@ -219,6 +219,20 @@ std::optional<std::vector<std::string>> commonNamesOfName(std::string_view name)
     return names;
 }
 
+std::vector<std::optional<std::string>> emailAddressesOfName(std::string_view name) {
+    std::vector<std::optional<std::string>> addresses;
+    for (const Attribute& attribute : attributesOf(name)) {
+        if (attribute.type == emailAddressType) {
+            addresses.push_back(textOfValue(attribute.value.tag, attribute.value.content));
+        }
+    }
+    return addresses;
+}
+
+std::size_t attributeCount(std::string_view name) {
+    return attributesOf(name).size();
+}
+
 NameSummary nameSummary(std::string_view name) {
     NameSummary summary;
     std::vector<std::string> texts;

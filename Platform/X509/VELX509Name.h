@@ -1,6 +1,7 @@
 // SPDX-License-Identifier: Apache-2.0
 #pragma once
 
+#include <cstddef>
 #include <cstdint>
 #include <optional>
 #include <string>
@@ -23,6 +24,13 @@ std::optional<std::string> textOfValue(std::uint8_t tag, std::string_view conten
 /// The common names in the name, in its order; there may be none. Nothing: one has no text, or the
 /// name is malformed.
 std::optional<std::vector<std::string>> commonNamesOfName(std::string_view name);
+
+/// The e-mail addresses in the name, in its order; one without a text is absent. Empty also when
+/// the name is malformed.
+std::vector<std::optional<std::string>> emailAddressesOfName(std::string_view name);
+
+/// How many attributes the name has; 0 also when it is malformed.
+std::size_t attributeCount(std::string_view name);
 
 /// The short form of a name: its common names, else organizational units, else organizations, else
 /// all other texts; those that stand last in the name first, with commas. A description follows a

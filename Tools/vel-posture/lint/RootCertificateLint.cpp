@@ -3,7 +3,6 @@
 #include "Base/VELText.h"
 #include "Classes/Shared/VELErrorTexts.h"
 #include "Platform/X509/VELCertificateChain.h"
-#include "Platform/X509/VELCertificateParts.h"
 #include "Platform/X509/VELX509Name.h"
 #include "Tools/vel-posture/lint/ParameterLint.h"
 
@@ -162,8 +161,7 @@ void lintIssuer(const Certificate& root, const ParameterLint& certificate) {
         }
         return;
     }
-    const auto parts = vel::x509::certificateParts(root->der());
-    const auto issuer = vel::x509::nameSummary(parts->issuer).text;
+    const auto issuer = vel::x509::nameSummary(root->parts().issuer).text;
     certificate.report("is not a root certificate: " +
                            (issuer ? finding::quoted(*issuer) : "another authority") + " issued it",
                        advice);
@@ -178,16 +176,13 @@ std::string dateText(VELMoment moment) {
 }
 
 void lintValidity(const Certificate& root, const ParameterLint& certificate) {
-    const auto first = root->notBefore();
-    const auto last = root->notAfter();
-    if (!first || !last) {
-        certificate.report(std::string("has a validity that cannot be read") + refused,
-                           anotherRoot);
-    } else if (certificate.now < *first) {
-        certificate.report("is not valid before " + dateText(*first) + refused,
+    const VELMoment first = root->parts().notBefore;
+    const VELMoment last = root->parts().notAfter;
+    if (certificate.now < first) {
+        certificate.report("is not valid before " + dateText(first) + refused,
                            "write a root certificate that is valid now");
-    } else if (certificate.now > *last) {
-        certificate.report("expired on " + dateText(*last) + refused,
+    } else if (certificate.now > last) {
+        certificate.report("expired on " + dateText(last) + refused,
                            "write the root certificate that replaced it");
     }
 }
