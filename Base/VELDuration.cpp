@@ -2,6 +2,7 @@
 #include "Base/VELDuration.h"
 
 #include <cmath>
+#include <cstdint>
 #include <limits>
 
 std::chrono::nanoseconds vel::nanoseconds(double seconds) {
@@ -19,11 +20,6 @@ std::chrono::nanoseconds vel::nanoseconds(double seconds) {
     return std::chrono::nanoseconds(static_cast<std::int64_t>(count));
 }
 
-std::uint64_t vel::momentAfter(std::uint64_t moment, std::chrono::nanoseconds delay) {
-    if (delay <= std::chrono::nanoseconds::zero()) {
-        return moment;
-    }
-    const auto distance = static_cast<std::uint64_t>(delay.count());
-    const std::uint64_t room = std::numeric_limits<std::uint64_t>::max() - moment;
-    return moment + (distance < room ? distance : room);
+double vel::seconds(std::chrono::nanoseconds duration) {
+    return static_cast<double>(duration.count()) / 1'000'000'000.0;
 }

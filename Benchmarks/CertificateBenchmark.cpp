@@ -98,7 +98,8 @@ void trustEvaluation(benchmark::State& state, const std::string& key, const std:
         return workshop.make({.name = who, .issuer = issuer, .extensions = extensions, .key = key});
     };
     VELSimulatedKeychain keychain;
-    const auto root = keychain.parseCertificate(make("Root", "", authorityExtensions));
+    const VELSimulatedCertificates certificates(keychain);
+    const auto root = certificates.parseCertificate(make("Root", "", authorityExtensions));
     const std::string middle = make("Middle", "Root", authorityExtensions);
     keychain.certificateList = {middle};
     keychain.identityList = {{.certificate = make("Leaf", "Middle", leafExtensions)}};
@@ -111,7 +112,7 @@ void trustEvaluation(benchmark::State& state, const std::string& key, const std:
     measureRatio(
         state, "trust evaluation / X509_verify_cert, " + name, trustLimit,
         [&] {
-            const auto created = keychain.createTrust(leaf);
+            const auto created = certificates.createTrust(leaf);
             std::optional<VELError> error;
             if (created.trust->setOnlyAnchor(root) != 0 || !created.trust->evaluate(&error)) {
                 throw std::runtime_error("the identity is not trusted");

@@ -45,7 +45,8 @@ void requireSuccess(bool succeeded) {
 
 void runWithATimeout() {
     const auto platform = VELPlatform::host();
-    requireSuccess(runWithTimeout(platform->task(tool, {}), toolTimeout, nullptr, *platform) == "");
+    requireSuccess(
+        runWithTimeout(platform->task(tool, {}, nullptr), toolTimeout, nullptr, *platform) == "");
 }
 
 /// A pipe, a spawn, a wait and a read to the end.

@@ -1,6 +1,6 @@
 // SPDX-License-Identifier: Apache-2.0
 #include "Fuzz/FuzzInput.h"
-#include "Platform/Simulated/VELSimulatedKeychain.h"
+#include "Platform/Simulated/VELSimulatedCertificates.h"
 #include "Platform/X509/VELDERReader.h"
 #include "Platform/X509/VELX509Name.h"
 
@@ -33,33 +33,35 @@ void checkNames(std::string_view bytes) {
     }
 }
 
-void checkCertificate(const VELKeychain& keychain, std::string_view bytes) {
-    const auto certificate = keychain.parseCertificate(bytes);
+void checkCertificate(const VELCertificates& certificates, std::string_view bytes) {
+    const auto certificate = certificates.parseCertificate(bytes);
     if (certificate == nullptr) {
         return;
     }
     require(bytes.starts_with(certificate->der()));
-    require(certificate->commonNames() == keychain.commonNames(bytes));
+    require(certificate->commonNames() == certificates.commonNames(bytes));
     static_cast<void>(certificate->subjectSummary());
-    const auto again = keychain.parseCertificate(certificate->der());
+    const auto again = certificates.parseCertificate(certificate->der());
     require(again != nullptr && again->normalizedSubject() == certificate->normalizedSubject());
 }
 
-void checkTrust(const std::vector<std::string>& certificates) {
+void checkTrust(const std::vector<std::string>& bytes) {
     VELSimulatedKeychain keychain;
+    const VELSimulatedCertificates certificates(keychain);
     keychain.date = VELMoment(std::chrono::days(20'000));
-    keychain.certificateList = certificates;
-    const auto anchor = keychain.parseCertificate(certificates.back());
+    keychain.certificateList = bytes;
+    const auto anchor = certificates.parseCertificate(bytes.back());
     const auto subject = anchor != nullptr ? anchor->normalizedSubject() : std::nullopt;
     if (!subject) {
         return;
     }
-    for (const std::string& certificate : certificates) {
+    for (const std::string& certificate : bytes) {
         keychain.identityList.push_back({.certificate = certificate});
     }
     for (const auto& identity : keychain.identities(*subject).identities) {
-        const auto created = keychain.createTrust(identity->copyCertificate().certificate);
-        require(created.status == 0 && created.trust->setOnlyAnchor(anchor) == 0);
+        const auto created = certificates.createTrust(identity->copyCertificate().certificate);
+        require(created.status == VELSecurityStatus::success &&
+                created.trust->setOnlyAnchor(anchor) == VELSecurityStatus::success);
         std::optional<VELError> error;
         require(created.trust->evaluate(&error) != error.has_value());
         require(!error || !error->message().empty());
@@ -72,8 +74,7 @@ void checkTrust(const std::vector<std::string>& certificates) {
 extern "C" int LLVMFuzzerTestOneInput(const std::uint8_t* data, std::size_t size) {
     const std::string_view bytes = fuzzText(data, size);
     checkNames(bytes);
-    const VELSimulatedKeychain keychain;
-    checkCertificate(keychain, bytes);
+    checkCertificate(VELX509Certificates(), bytes);
     const auto certificates = certificatesOf(bytes);
     if (!certificates.empty() && certificates.size() <= 8) {
         checkTrust(certificates);

@@ -1,7 +1,10 @@
 // SPDX-License-Identifier: Apache-2.0
 #include "Platform/VELPlatform.h"
 
-#if defined(__linux__)
+#if defined(__APPLE__)
+#include "Platform/Apple/VELApplePlatform.h"
+using HostPlatform = VELApplePlatform;
+#elif defined(__linux__)
 #include "Platform/Linux/VELLinuxPlatform.h"
 using HostPlatform = VELLinuxPlatform;
 #else
@@ -9,6 +12,7 @@ using HostPlatform = VELLinuxPlatform;
 #endif
 
 std::shared_ptr<const VELPlatform> VELPlatform::host() {
-    static const auto platform = std::make_shared<const HostPlatform>();
+    // Never destroyed: the host's static objects may still make requests while the process exits.
+    static const auto& platform = *new auto(std::make_shared<const HostPlatform>());
     return platform;
 }

@@ -1,14 +1,16 @@
 // SPDX-License-Identifier: Apache-2.0
 #pragma once
 
+#include "Platform/VELCertificates.h"
+#include "Platform/VELClock.h"
 #include "Platform/VELDiskArbitration.h"
 #include "Platform/VELFiles.h"
 #include "Platform/VELKeychain.h"
 #include "Platform/VELPreferences.h"
 #include "Platform/VELTask.h"
 #include "Platform/VELWorkQueue.h"
+#include "Platform/VELWorkingPlace.h"
 
-#include <cstdint>
 #include <memory>
 #include <optional>
 #include <string>
@@ -22,11 +24,11 @@ class VELPlatform {
 public:
     virtual ~VELPlatform() = default;
 
-    /// The platform of the machine that runs this process.
+    /// The platform of the machine that runs this process. It is never destroyed.
     static std::shared_ptr<const VELPlatform> host();
 
-    /// Nanoseconds of a monotonic clock, since an arbitrary fixed origin. Never fails.
-    [[nodiscard]] virtual std::uint64_t ticks() const = 0;
+    /// The time of the platform's monotonic clock, which starts anywhere. Never fails.
+    [[nodiscard]] virtual VELTimePoint ticks() const = 0;
 
     /// The product version of the operating system, such as "14.5". Absent: no version record, one
     /// that cannot be read, or one without a version. UTF-8.
@@ -45,16 +47,23 @@ public:
     /// Disks and the mount table.
     [[nodiscard]] virtual const VELDiskArbitration& diskArbitration() const = 0;
 
-    /// The calling user's certificates and identities, and trust.
+    /// The calling user's certificates and identities.
     [[nodiscard]] virtual const VELKeychain& keychain() const = 0;
 
-    /// The executable that stands for a tool of macOS, which is named by its path there
-    /// ("/bin/ps"). A tool that nothing stands for is answered with its own path.
-    [[nodiscard]] virtual std::string toolPath(std::string_view tool) const = 0;
+    /// Parsing certificates, and trust.
+    [[nodiscard]] virtual const VELCertificates& certificates() const = 0;
 
-    /// A task, not yet launched, for the executable at `launchPath` with `arguments`.
+    /// A new place for tools that leave files for each other. Never null; a place that could not be
+    /// made makes the launch of a task in it fail.
+    [[nodiscard]] virtual std::shared_ptr<const VELWorkingPlace> openWorkingPlace() const = 0;
+
+    /// A task, not yet launched, for a tool of macOS, named by its path there ("/bin/ps"), with
+    /// `arguments`. The platform decides which executable stands for the tool: the task's launch
+    /// path tells. A tool that nothing stands for is the executable at that path itself. `place`
+    /// is one of this platform's, or null for a tool that leaves nothing behind.
     [[nodiscard]] virtual std::shared_ptr<VELTask>
-    task(std::string launchPath, std::vector<std::string> arguments) const = 0;
+    task(std::string_view tool, std::vector<std::string> arguments,
+         std::shared_ptr<const VELWorkingPlace> place) const = 0;
 
     /// The platform's default-priority queue.
     [[nodiscard]] virtual const VELWorkQueue& workQueue() const = 0;

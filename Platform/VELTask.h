@@ -1,6 +1,8 @@
 // SPDX-License-Identifier: Apache-2.0
 #pragma once
 
+#include "Platform/VELClock.h"
+
 #include <cstdint>
 #include <optional>
 #include <stdexcept>
@@ -13,9 +15,8 @@ public:
 };
 
 /// One run of a tool as a child process, its standard output collected. Standard error, standard
-/// input, environment and working directory are the host's, unless the platform has a reason to
-/// give the tool a place of its own. A task is launched once. Made by the platform
-/// (`VELPlatform::task`).
+/// input, environment and working directory are the host's. A task is launched once. Made by the
+/// platform (`VELPlatform::task`).
 ///
 /// `isRunning` and `terminate` may be called from any thread at any time; everything else belongs
 /// to the thread that launched the task.
@@ -30,7 +31,8 @@ public:
     [[nodiscard]] virtual const std::string& launchPath() const = 0;
 
     /// Starts the child. Throws `VELTaskLaunchFailure`, with no child and no descriptor left over,
-    /// when there is no executable file at the launch path or the machine refuses a new process.
+    /// when there is no executable file at the launch path, the system cannot create a process, or
+    /// the task's working place could not be made.
     virtual void launch() = 0;
 
     /// Whether the child has been started and has not exited yet.
@@ -51,10 +53,10 @@ public:
     /// holds the other side any more. Nothing when the end is not reached before the platform's
     /// `ticks()` reach `deadline` (a grandchild holds it), or when reading fails. After
     /// `waitUntilExit`, once.
-    virtual std::optional<std::string> readOutputToEnd(std::uint64_t deadline) = 0;
+    virtual std::optional<std::string> readOutputToEnd(VELTimePoint deadline) = 0;
 
-    /// Closes what the run held open: the output can not be read any more. Called at the end of
+    /// Closes what the run held open: the output cannot be read any more. Called at the end of
     /// every run, also of one whose output was never read, so that whoever still holds the task
     /// holds no descriptor.
-    virtual void close() = 0;
+    virtual void close() noexcept = 0;
 };

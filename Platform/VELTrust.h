@@ -2,9 +2,9 @@
 #pragma once
 
 #include "Platform/VELCertificate.h"
+#include "Platform/VELSecurityStatus.h"
 #include "vel_device_trust/VELError.h"
 
-#include <cstdint>
 #include <memory>
 #include <optional>
 
@@ -14,8 +14,8 @@ public:
     virtual ~VELTrust() = default;
 
     /// Makes `anchor` the only certificate that a chain may end at; the system's own anchors do not
-    /// count any more. Answers a status: 0, or why it failed.
-    virtual std::int32_t setOnlyAnchor(std::shared_ptr<const VELCertificate> anchor) = 0;
+    /// count any more. Returns `success`, or why it failed.
+    virtual VELSecurityStatus setOnlyAnchor(std::shared_ptr<const VELCertificate> anchor) = 0;
 
     /// Whether a chain from the certificate to the anchor is valid now. Intermediates may come from
     /// the keychain; nothing is fetched. If not, `error` (never null) says why, in the domain

@@ -5,11 +5,9 @@
 #include "Base/VELText.h"
 #include "vel_device_trust/VELPostureCheckErrors.h"
 
-#include <cstdint>
-
 namespace {
 
-/// Closes what a run held open, however it ends.
+/// Closes what a run holds open, however the run ends.
 class RunCloser {
 public:
     explicit RunCloser(VELTask& task) : _task(task) {}
@@ -38,7 +36,7 @@ std::optional<std::string> runWithTimeout(const std::shared_ptr<VELTask>& task, 
                              "Error launching task " + task->launchPath() + ": " + failure.what());
         return std::nullopt;
     }
-    const std::uint64_t deadline = vel::momentAfter(platform.ticks(), vel::nanoseconds(timeout));
+    const VELTimePoint deadline = vel::momentAfter(platform.ticks(), vel::nanoseconds(timeout));
     waitUntilExitWithTimeout(task, timeout, platform);
     if (const std::int32_t status = task->terminationStatus(); status != 0) {
         SetPostureCheckError(error, VELPostureCheckErrorTaskExitStatus,

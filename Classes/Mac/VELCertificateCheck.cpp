@@ -3,6 +3,7 @@
 
 #include "Base/VELJSON.h"
 #include "Base/VELText.h"
+#include "Classes/Mac/VELErrorParameter.h"
 #include "Classes/Shared/VELDTLogger.h"
 #include "Classes/Shared/VELErrorTexts.h"
 #include "vel_device_trust/VELPostureCheckErrors.h"
@@ -43,9 +44,7 @@ bool VELCertificateCheck::certificateInstalledWithSHA1(const VELValue& wanted,
     const std::string normalized = normalizeSHA1(wanted.get_ref<const std::string&>());
     VELDTLogger::logMessageWithLevel(VELLogLevel::information, searchFunction,
                                      "Normalized SHA1: %@", normalized);
-    if (error != nullptr) {
-        error->reset();
-    }
+    vel::clearError(error);
     std::optional<VELError> keychainError;
     const auto certificates = allCertificateData(&keychainError);
     if (!certificates) {
@@ -72,7 +71,7 @@ void VELCertificateCheck::logMismatch(std::string_view certificate) const {
     }
     std::optional<VELValue> commonName;
     const char* typeName = nullptr;
-    if (auto names = _platform->keychain().commonNames(certificate)) {
+    if (auto names = _platform->certificates().commonNames(certificate)) {
         const bool isSingle = names->size() == 1;
         commonName = isSingle ? VELValue(std::move(names->front())) : VELValue(*std::move(names));
         typeName = isSingle ? "VELString" : "VELArray";
@@ -93,7 +92,7 @@ std::optional<std::vector<std::string>>
 VELCertificateCheck::allCertificateData(std::optional<VELError>* error) const {
     VELKeychain::CertificatesResult result =
         _platform->keychain().certificates(maximumCertificates);
-    if (result.status != 0) {
+    if (result.status != VELSecurityStatus::success) {
         SetPostureCheckError(error, VELPostureCheckErrorKeychain,
                              "Error loading certificates from keychain.");
         return std::nullopt;
@@ -103,7 +102,7 @@ VELCertificateCheck::allCertificateData(std::optional<VELError>* error) const {
 
 std::string VELCertificateCheck::sha1(std::string_view bytes) const {
     std::string text;
-    for (const char character : _platform->keychain().sha1(bytes)) {
+    for (const char character : _platform->certificates().sha1(bytes)) {
         if (!text.empty()) {
             text += ' ';
         }

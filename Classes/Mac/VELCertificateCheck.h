@@ -14,7 +14,7 @@
 /// tolerated: a fingerprint with colons never matches.
 class VELCertificateCheck final : public VELPostureCheckItem {
 public:
-    explicit VELCertificateCheck(std::shared_ptr<const VELPlatform> platform = VELPlatform::host());
+    explicit VELCertificateCheck(std::shared_ptr<const VELPlatform> platform);
 
     /// Throws `std::invalid_argument` when "sha1" is not a string.
     bool runCheckWithParameters(const VELDictionary& parameters,

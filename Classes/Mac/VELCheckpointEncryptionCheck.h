@@ -10,8 +10,7 @@
 /// the file says of every disk that it is encrypted.
 class VELCheckpointEncryptionCheck final : public VELPostureCheckItem {
 public:
-    explicit VELCheckpointEncryptionCheck(
-        std::shared_ptr<const VELPlatform> platform = VELPlatform::host());
+    explicit VELCheckpointEncryptionCheck(std::shared_ptr<const VELPlatform> platform);
 
     bool runCheckWithParameters(const VELDictionary& parameters,
                                 std::optional<VELError>* error) const override;

@@ -13,10 +13,9 @@ public:
     VELDeviceIDsInterface() = delete;
 
     /// The hardware serial number; absent when it cannot be read.
-    static std::optional<std::string>
-    getMacSerialNumber(const VELPlatform& platform = *VELPlatform::host());
+    static std::optional<std::string> getMacSerialNumber(const VELPlatform& platform);
 
     /// The device identifier that a management tool stored as "deviceId" of "com.vel.deviceId", as
     /// stored: the one for any user, else the current user's, else "".
-    static VELValue getMacDeviceID(const VELPlatform& platform = *VELPlatform::host());
+    static VELValue getMacDeviceID(const VELPlatform& platform);
 };

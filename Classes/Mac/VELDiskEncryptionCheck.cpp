@@ -2,6 +2,7 @@
 #include "Classes/Mac/VELDiskEncryptionCheck.h"
 
 #include "Classes/Mac/VELCheckpointEncryptionCheck.h"
+#include "Classes/Mac/VELErrorParameter.h"
 #include "Classes/Mac/VELFileVaultEncryptionCheck.h"
 #include "Classes/Shared/VELDTLogger.h"
 
@@ -26,9 +27,7 @@ bool VELDiskEncryptionCheck::runCheckWithParameters(const VELDictionary& paramet
     }};
     for (const Method& method : methods) {
         if (method.check->runCheckWithParameters(parameters, error)) {
-            if (error != nullptr) {
-                error->reset();
-            }
+            vel::clearError(error);
             VELDTLogger::logMessageWithLevel(
                 VELLogLevel::information, "-[VELDiskEncryptionCheck runCheckWithParameters:error:]",
                 "Kind of disk encryption check passed: %@", method.className);

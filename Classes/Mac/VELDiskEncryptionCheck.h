@@ -11,8 +11,7 @@
 /// Takes no parameters.
 class VELDiskEncryptionCheck final : public VELPostureCheckItem {
 public:
-    explicit VELDiskEncryptionCheck(
-        std::shared_ptr<const VELPlatform> platform = VELPlatform::host());
+    explicit VELDiskEncryptionCheck(std::shared_ptr<const VELPlatform> platform);
 
     /// Asks the methods in their order; the first that passes decides, and an error that one before
     /// it left in `error` is discarded.

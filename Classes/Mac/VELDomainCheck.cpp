@@ -72,7 +72,7 @@ bool VELDomainCheck::runCheckWithParameters(const VELDictionary& parameters,
 
 std::optional<std::string>
 VELDomainCheck::computerDomainError(std::optional<VELError>* error) const {
-    const auto task = _platform->task(_platform->toolPath(directoryTool), {"-show", "-xml"});
+    const auto task = _platform->task(directoryTool, {"-show", "-xml"}, nullptr);
     const std::optional<std::string> output = runWithTimeout(task, toolTimeout, error, *_platform);
     VELDTLogger::logMessageWithLevel(VELLogLevel::information,
                                      "-[VELDomainCheck computerDomainError:]",

@@ -14,7 +14,7 @@
 /// wildcard patterns under "names" (an array of strings) fits.
 class VELDomainCheck final : public VELPostureCheckItem {
 public:
-    explicit VELDomainCheck(std::shared_ptr<const VELPlatform> platform = VELPlatform::host());
+    explicit VELDomainCheck(std::shared_ptr<const VELPlatform> platform);
 
     [[nodiscard]] std::optional<std::vector<std::string>> requiredParameters() const override;
 

@@ -12,8 +12,7 @@
 /// system volume, and in the "Data" role.
 class VELFileVaultEncryptionCheck final : public VELPostureCheckItem {
 public:
-    explicit VELFileVaultEncryptionCheck(
-        std::shared_ptr<const VELPlatform> platform = VELPlatform::host());
+    explicit VELFileVaultEncryptionCheck(std::shared_ptr<const VELPlatform> platform);
 
     /// Never writes `error`: what goes wrong shows as false, or as a volume left out.
     bool runCheckWithParameters(const VELDictionary& parameters,

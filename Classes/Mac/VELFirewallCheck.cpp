@@ -41,7 +41,7 @@ bool VELFirewallCheck::runCheckWithParameters(const VELDictionary& /*parameters*
 
 bool VELFirewallCheck::isMacFirewallEnabledError(std::optional<VELError>* error) const {
     constexpr const char* function = "-[VELFirewallCheck isMacFirewallEnabledError:]";
-    const auto task = _platform->task(_platform->toolPath(firewallTool), {"--getglobalstate"});
+    const auto task = _platform->task(firewallTool, {"--getglobalstate"}, nullptr);
     const std::optional<std::string> output = runWithTimeout(task, toolTimeout, error, *_platform);
     std::optional<std::int64_t> state = stateInOutput(output.value_or(""));
     if (!state) {

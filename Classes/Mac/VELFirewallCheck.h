@@ -12,7 +12,7 @@
 /// "localFirewall": passes when the application firewall is on. It takes no parameters.
 class VELFirewallCheck final : public VELPostureCheckItem {
 public:
-    explicit VELFirewallCheck(std::shared_ptr<const VELPlatform> platform = VELPlatform::host());
+    explicit VELFirewallCheck(std::shared_ptr<const VELPlatform> platform);
 
     bool runCheckWithParameters(const VELDictionary& parameters,
                                 std::optional<VELError>* error) const override;

@@ -4,6 +4,7 @@
 #include "Base/VELBase64.h"
 #include "Base/VELJSON.h"
 #include "Base/VELText.h"
+#include "Classes/Mac/VELErrorParameter.h"
 #include "Classes/Shared/VELDTLogger.h"
 #include "Classes/Shared/VELErrorTexts.h"
 
@@ -42,16 +43,14 @@ bool VELPerDeviceCertificatePresentCheck::runCheckWithParameters(
 bool VELPerDeviceCertificatePresentCheck::perDeviceCertificateCheck(
     const VELValue& adminCertificate, std::optional<VELError>* error) const {
     VELDTLogger::logMessageWithLevel(VELLogLevel::information, checkFunction, "Starting check");
-    if (error != nullptr) {
-        error->reset();
-    }
+    vel::clearError(error);
     if (!adminCertificate.is_string()) {
         throw std::invalid_argument(vel::errortext::notAString("cert"));
     }
     const auto& adminBase64 = adminCertificate.get_ref<const std::string&>();
     const VELKeychain& keychain = _platform->keychain();
     const std::optional<std::string> der = vel::bytesOfBase64IgnoringUnknown(adminBase64);
-    const auto adminRoot = der ? keychain.parseCertificate(*der) : nullptr;
+    const auto adminRoot = der ? _platform->certificates().parseCertificate(*der) : nullptr;
     if (adminRoot == nullptr) {
         VELDTLogger::logMessageWithLevel(VELLogLevel::error, checkFunction,
                                          "Invalid DER-encoded X.509 certificate");
@@ -66,11 +65,11 @@ bool VELPerDeviceCertificatePresentCheck::perDeviceCertificateCheck(
                                      "Admin certificate subject is: %@", bytesOf(*adminSubject));
 
     const VELKeychain::IdentitiesResult found = keychain.identities(*adminSubject);
-    if (found.status != 0) {
+    if (found.status != VELSecurityStatus::success) {
         VELDTLogger::logMessageWithLevel(
             VELLogLevel::error, checkFunction,
             "Failure to get identities from the Keychain, status code is: %d, message: %@",
-            found.status, keychain.statusText(found.status));
+            vel::integerOfStatus(found.status), keychain.statusText(found.status));
         return false;
     }
     const std::string adminText = vel::withoutLineBreaks(adminBase64);
@@ -89,11 +88,11 @@ bool VELPerDeviceCertificatePresentCheck::isTrustedIdentity(
     const std::string& adminText, std::optional<VELError>* error) const {
     const VELKeychain& keychain = _platform->keychain();
     const VELIdentity::CertificateResult copied = identity.copyCertificate();
-    if (copied.status != 0) {
+    if (copied.status != VELSecurityStatus::success) {
         VELDTLogger::logMessageWithLevel(
             VELLogLevel::error, checkFunction,
             "Failure to get certificate from the Identity, status code is: %d, message: %@",
-            copied.status, keychain.statusText(copied.status));
+            vel::integerOfStatus(copied.status), keychain.statusText(copied.status));
         return false;
     }
     VELDTLogger::logMessageWithLevel(VELLogLevel::information, checkFunction,
@@ -105,19 +104,21 @@ bool VELPerDeviceCertificatePresentCheck::isTrustedIdentity(
             "Skipping certificate validation for admin root certificate");
         return false;
     }
-    const VELKeychain::TrustResult created = keychain.createTrust(copied.certificate);
-    if (created.status != 0) {
+    const VELCertificates::TrustResult created =
+        _platform->certificates().createTrust(copied.certificate);
+    if (created.status != VELSecurityStatus::success) {
         VELDTLogger::logMessageWithLevel(
             VELLogLevel::error, checkFunction,
-            "Failure to create trust object, status code is: %d, message: %@", created.status,
-            keychain.statusText(created.status));
+            "Failure to create trust object, status code is: %d, message: %@",
+            vel::integerOfStatus(created.status), keychain.statusText(created.status));
         return false;
     }
-    if (const std::int32_t status = created.trust->setOnlyAnchor(adminRoot); status != 0) {
+    if (const VELSecurityStatus status = created.trust->setOnlyAnchor(adminRoot);
+        status != VELSecurityStatus::success) {
         VELDTLogger::logMessageWithLevel(
             VELLogLevel::error, checkFunction,
-            "Failure to set anchor certificate, status code is: %d, message: %@", status,
-            keychain.statusText(status));
+            "Failure to set anchor certificate, status code is: %d, message: %@",
+            vel::integerOfStatus(status), keychain.statusText(status));
         return false;
     }
     return evaluateTrust(*created.trust, error);
@@ -126,9 +127,7 @@ bool VELPerDeviceCertificatePresentCheck::isTrustedIdentity(
 bool VELPerDeviceCertificatePresentCheck::evaluateTrust(VELTrust& trust,
                                                         std::optional<VELError>* error) {
     constexpr const char* function = "-[VELPerDeviceCertificatePresentCheck evaluateTrust:error:]";
-    if (error != nullptr) {
-        error->reset();
-    }
+    vel::clearError(error);
     VELDTLogger::logMessageWithLevel(VELLogLevel::information, function,
                                      "Calling SecTrustEvaluateWithError");
     std::optional<VELError> trustError;
@@ -149,9 +148,7 @@ std::optional<std::string> VELPerDeviceCertificatePresentCheck::extractSubjectFr
     const VELCertificate& certificate, std::optional<VELError>* error) {
     constexpr const char* function =
         "-[VELPerDeviceCertificatePresentCheck extractSubjectFromCertificate:error:]";
-    if (error != nullptr) {
-        error->reset();
-    }
+    vel::clearError(error);
     VELDTLogger::logMessageWithLevel(VELLogLevel::information, function,
                                      "Calling SecCertificateCopyNormalizedSubjectSequence");
     std::optional<std::string> subject = certificate.normalizedSubject();

@@ -13,8 +13,7 @@
 /// with that root as the only anchor. The root itself is passed over.
 class VELPerDeviceCertificatePresentCheck final : public VELPostureCheckItem {
 public:
-    explicit VELPerDeviceCertificatePresentCheck(
-        std::shared_ptr<const VELPlatform> platform = VELPlatform::host());
+    explicit VELPerDeviceCertificatePresentCheck(std::shared_ptr<const VELPlatform> platform);
 
     /// Throws `std::invalid_argument` when "cert" is not a string.
     bool runCheckWithParameters(const VELDictionary& parameters,

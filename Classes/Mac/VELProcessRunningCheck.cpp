@@ -3,6 +3,7 @@
 
 #include "Base/VELJSON.h"
 #include "Classes/Mac/NSTask+Timeout.h"
+#include "Classes/Mac/VELErrorParameter.h"
 #include "Classes/Shared/VELDTLogger.h"
 #include "Classes/Shared/VELErrorTexts.h"
 #include "vel_device_trust/VELPostureCheckErrors.h"
@@ -32,12 +33,6 @@ const std::string& requireString(const VELValue& value, const std::string& param
 /// Whether an error stands after a tool was run; a caller that takes none is told by the output.
 bool errorStands(const std::optional<VELError>* error, const std::optional<std::string>& output) {
     return error != nullptr ? error->has_value() : !output.has_value();
-}
-
-void clear(std::optional<VELError>* error) {
-    if (error != nullptr) {
-        error->reset();
-    }
 }
 
 } // namespace
@@ -70,7 +65,7 @@ bool VELProcessRunningCheck::runCheckWithParameters(const VELDictionary& paramet
 bool VELProcessRunningCheck::isAnyValidProcessRunning(const VELArray& processes,
                                                       std::optional<VELError>* error) const {
     constexpr const char* function = "-[VELProcessRunningCheck isAnyValidProcessRunning:error:]";
-    const std::optional<std::string> output = run(processStatusTool, {"-axc"}, error);
+    const std::optional<std::string> output = run(processStatusTool, {"-axc"}, nullptr, error);
     if (errorStands(error, output)) {
         return false;
     }
@@ -97,7 +92,7 @@ bool VELProcessRunningCheck::isAnyValidProcessRunning(const VELArray& processes,
         const Entry entry{requireString(*name, path + "." + nameParameter),
                           vel::valueUnder(subjectOUParameter, process), path + "."};
         if (isRunning(entry, listing, error)) {
-            clear(error);
+            vel::clearError(error);
             return true;
         }
     }
@@ -122,7 +117,7 @@ bool VELProcessRunningCheck::isRunning(const Entry& entry, const vel::ProcessLis
     for (const std::int64_t processID : candidates) {
         const std::optional<std::string> found = signingCertSubjectOUForProcess(processID, error);
         if (found && *found == entry.requiredSubjectOU()) {
-            clear(error);
+            vel::clearError(error);
             return true;
         }
         if (error != nullptr && !*error) {
@@ -145,14 +140,16 @@ VELProcessRunningCheck::processIDsForProcessWithName(std::string_view name,
 std::optional<std::string>
 VELProcessRunningCheck::signingCertSubjectOUForProcess(std::int64_t processID,
                                                        std::optional<VELError>* error) const {
-    const std::optional<std::string> extraction = run(
-        codeSigningTool, {"--display", "--extract-certificates", std::to_string(processID)}, error);
+    const auto place = _platform->openWorkingPlace();
+    const std::optional<std::string> extraction =
+        run(codeSigningTool, {"--display", "--extract-certificates", std::to_string(processID)},
+            place, error);
     if (errorStands(error, extraction)) {
         return std::nullopt;
     }
     const std::optional<std::string> line =
         run(certificateTool, {"x509", "-inform", "DER", "-in", "codesign0", "-subject", "-noout"},
-            error);
+            place, error);
     if (errorStands(error, line) || !line) {
         return std::nullopt;
     }
@@ -175,7 +172,8 @@ std::optional<std::string> VELProcessRunningCheck::subjectOUInSubjectLine(std::s
 
 std::optional<std::string> VELProcessRunningCheck::run(const char* tool,
                                                        std::vector<std::string> arguments,
+                                                       std::shared_ptr<const VELWorkingPlace> place,
                                                        std::optional<VELError>* error) const {
-    const auto task = _platform->task(_platform->toolPath(tool), std::move(arguments));
+    const auto task = _platform->task(tool, std::move(arguments), std::move(place));
     return runWithTimeout(task, toolTimeout, error, *_platform);
 }

@@ -13,13 +13,12 @@
 #include <vector>
 
 /// "anyProcessRunning": passes when one of the processes under "processes" (an array of objects) is
-/// running: one whose name ends with "name" (a string), letter case aside, and whose leaf signing
+/// running: one whose name ends with "name" (a string), ignoring case, and whose leaf signing
 /// certificate carries the subject organisational unit "signingCertificateSubjectOU" (a string),
 /// when that is given.
 class VELProcessRunningCheck final : public VELPostureCheckItem {
 public:
-    explicit VELProcessRunningCheck(
-        std::shared_ptr<const VELPlatform> platform = VELPlatform::host());
+    explicit VELProcessRunningCheck(std::shared_ptr<const VELPlatform> platform);
 
     [[nodiscard]] std::optional<std::vector<std::string>> requiredParameters() const override;
 
@@ -61,6 +60,7 @@ private:
     [[nodiscard]] bool isRunning(const Entry& entry, const vel::ProcessListing& listing,
                                  std::optional<VELError>* error) const;
     std::optional<std::string> run(const char* tool, std::vector<std::string> arguments,
+                                   std::shared_ptr<const VELWorkingPlace> place,
                                    std::optional<VELError>* error) const;
 
     std::shared_ptr<const VELPlatform> _platform;

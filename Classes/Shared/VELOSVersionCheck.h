@@ -12,7 +12,7 @@
 /// "version" (a string).
 class VELOSVersionCheck final : public VELPostureCheckItem {
 public:
-    explicit VELOSVersionCheck(std::shared_ptr<const VELPlatform> platform = VELPlatform::host());
+    explicit VELOSVersionCheck(std::shared_ptr<const VELPlatform> platform);
 
     bool runCheckWithParameters(const VELDictionary& parameters,
                                 std::optional<VELError>* error) const override;
@@ -21,7 +21,7 @@ public:
     /// Whether the system's version is `version` or a later one, runs of digits compared by value.
     /// A system whose version is not known is older than every version. `error` is never written.
     static bool osVersionAtLeast(const std::string& version, std::optional<VELError>* error,
-                                 const VELPlatform& platform = *VELPlatform::host());
+                                 const VELPlatform& platform);
 
 private:
     std::shared_ptr<const VELPlatform> _platform;

@@ -1,6 +1,7 @@
 // SPDX-License-Identifier: Apache-2.0
 #include "vel_device_trust/VELPostureCheckRunner.h"
 
+#include "Base/VELDuration.h"
 #include "Base/VELJSON.h"
 #include "Base/VELText.h"
 #include "Classes/Shared/VELDTLogger.h"
@@ -239,5 +240,5 @@ std::string VELPostureCheckRunner::errorDocument(std::string_view message) const
 }
 
 double VELPostureCheckRunner::getTimestamp() const {
-    return static_cast<double>(_platform->ticks()) / 1'000'000'000.0;
+    return vel::seconds(_platform->ticks().time_since_epoch());
 }

@@ -1,6 +1,5 @@
 // SPDX-License-Identifier: Apache-2.0
 #include "Helpers/Linux/VELSignedProcess.h"
-#include "Helpers/Linux/VELToolCommandLine.h"
 #include "Platform/POSIX/VELDescriptor.h"
 #include "Platform/POSIX/VELFileReader.h"
 
@@ -19,7 +18,6 @@ namespace vel {
 namespace {
 
 constexpr std::size_t maximumSignatureBytes = std::size_t{1} << 20U;
-constexpr std::string_view certificateFilePrefix = "codesign";
 
 std::optional<std::string> readRegularFile(const std::string& path) {
     VELFileContents file = readFile(path, maximumSignatureBytes);
@@ -62,14 +60,6 @@ std::optional<std::vector<std::string>> readAnchors(const std::string& folder) {
     return problem ? std::nullopt : std::optional(std::move(anchors));
 }
 
-bool isCertificateFileName(std::string_view name) {
-    if (!name.starts_with(certificateFilePrefix) || name.size() == certificateFilePrefix.size()) {
-        return false;
-    }
-    name.remove_prefix(certificateFilePrefix.size());
-    return std::ranges::all_of(name, [](char c) { return c >= '0' && c <= '9'; });
-}
-
 } // namespace
 
 std::variant<SignerCertificates, SignatureRefusal>
@@ -108,33 +98,6 @@ signerOfProcess(const std::string& processID, const SignedProcessSources& source
         return SignatureRefusal{"it has ended or runs another executable"};
     }
     return result;
-}
-
-bool removeCertificateFiles() {
-    std::error_code problem;
-    std::vector<std::string> names;
-    std::filesystem::directory_iterator files(".", problem);
-    for (; !problem && files != std::filesystem::directory_iterator(); files.increment(problem)) {
-        if (isCertificateFileName(files->path().filename().native())) {
-            names.push_back(files->path().filename());
-        }
-    }
-    return !problem && std::ranges::all_of(names, [](const std::string& name) {
-        return ::unlink(name.c_str()) == 0;
-    });
-}
-
-bool writeCertificateFiles(const SignerCertificates& certificates) {
-    for (std::size_t i = 0; i < certificates.size(); ++i) {
-        const std::string name = std::string(certificateFilePrefix) + std::to_string(i);
-        const VELDescriptor file(
-            ::open(name.c_str(), O_WRONLY | O_CREAT | O_EXCL | O_NOFOLLOW | O_CLOEXEC, 0600));
-        if (!file || writeAll(file.get(), certificates[i]) != 0) {
-            removeCertificateFiles();
-            return false;
-        }
-    }
-    return true;
 }
 
 } // namespace vel

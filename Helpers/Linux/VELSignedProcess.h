@@ -23,11 +23,4 @@ struct SignedProcessSources {
 std::variant<SignerCertificates, SignatureRefusal>
 signerOfProcess(const std::string& processID, const SignedProcessSources& sources);
 
-/// Removes the files codesign0, codesign1, ... of the current directory. False when one stays.
-bool removeCertificateFiles();
-
-/// Writes the certificates as codesign0, codesign1, ... into the current directory. On failure none
-/// is left.
-bool writeCertificateFiles(const SignerCertificates& certificates);
-
 } // namespace vel

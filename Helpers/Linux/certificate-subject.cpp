@@ -1,25 +1,25 @@
 // SPDX-License-Identifier: Apache-2.0
 #include "Helpers/Linux/VELCertificateSubject.h"
 #include "Helpers/Linux/VELToolCommandLine.h"
+#include "Helpers/Linux/VELWorkingPlaceFile.h"
 #include "Platform/POSIX/VELDescriptor.h"
-#include "Platform/POSIX/VELFileReader.h"
 #include "Platform/X509/VELOpenSSL.h"
 
 #include <unistd.h>
 
 namespace {
 
-int printSubject(const vel::ToolValues& values) {
-    const std::string& path = values.at("FILE");
-    const auto fail = [&path](const std::string& problem) {
-        vel::writeAll(STDERR_FILENO, "certificate-subject: " + path + " " + problem + "\n");
-        return 1;
-    };
-    const vel::VELFileContents file = vel::readFile(path);
-    if (file.status != vel::VELFileStatus::read) {
+int fail(const std::string& problem) {
+    vel::writeAll(STDERR_FILENO, "certificate-subject: codesign0 " + problem + "\n");
+    return 1;
+}
+
+int printSubject(const vel::ToolValues& /*values*/) {
+    const auto der = vel::readWorkingPlace();
+    if (!der) {
         return fail("cannot be read");
     }
-    const auto subject = vel::certificateSubject(file.bytes);
+    const auto subject = vel::certificateSubject(*der);
     if (!subject) {
         return fail("is no certificate in DER");
     }
@@ -31,8 +31,10 @@ int printSubject(const vel::ToolValues& values) {
 int main(int argumentCount, char** arguments) {
     const vel::ToolUsage usage = {
         .name = "certificate-subject",
-        .purpose = "Prints the subject of a certificate: subject=/CN=Agent/OU=TEAM42/O=Sample",
-        .arguments = {"x509", "-inform", "DER", "-in", "FILE", "-subject", "-noout"},
+        .purpose =
+            "Prints the subject of the certificate in the file that is open as descriptor 3:\n"
+            "subject=/CN=Agent/OU=TEAM42/O=Sample",
+        .arguments = {"x509", "-inform", "DER", "-in", "codesign0", "-subject", "-noout"},
         .options = {},
     };
     vel::x509::forgoConfiguration();

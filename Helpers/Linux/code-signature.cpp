@@ -1,6 +1,7 @@
 // SPDX-License-Identifier: Apache-2.0
 #include "Helpers/Linux/VELSignedProcess.h"
 #include "Helpers/Linux/VELToolCommandLine.h"
+#include "Helpers/Linux/VELWorkingPlaceFile.h"
 #include "Platform/POSIX/VELDescriptor.h"
 #include "Platform/X509/VELOpenSSL.h"
 
@@ -16,7 +17,7 @@ int fail(int status, const std::string& problem) {
     return status;
 }
 
-int extractCertificates(const vel::ToolValues& values) {
+int extractCertificate(const vel::ToolValues& values) {
     const std::string& processID = values.at("PID");
     const bool isNumber =
         std::ranges::all_of(processID, [](char c) { return c >= '0' && c <= '9'; });
@@ -24,8 +25,8 @@ int extractCertificates(const vel::ToolValues& values) {
         return fail(2, "\"" + processID + "\" is no process ID");
     }
     // First of all, so that no certificate of another process is taken for this one's.
-    if (!vel::removeCertificateFiles()) {
-        return fail(1, "the certificate files of an earlier run cannot be removed");
+    if (!vel::clearWorkingPlace()) {
+        return fail(1, "descriptor 3 is not a file that can be written to");
     }
     vel::SignedProcessSources sources;
     sources.processFolder = vel::valueOr(values, "--proc", sources.processFolder);
@@ -34,8 +35,8 @@ int extractCertificates(const vel::ToolValues& values) {
     if (const auto* refusal = std::get_if<vel::SignatureRefusal>(&result)) {
         return fail(1, "process " + processID + ": " + refusal->reason);
     }
-    if (!vel::writeCertificateFiles(std::get<vel::SignerCertificates>(result))) {
-        return fail(1, "the certificate files cannot be written");
+    if (!vel::writeWorkingPlace(std::get<vel::SignerCertificates>(result).front())) {
+        return fail(1, "the certificate cannot be written");
     }
     return 0;
 }
@@ -46,8 +47,8 @@ int main(int argumentCount, char** arguments) {
     const vel::ToolUsage usage = {
         .name = "code-signature",
         .purpose = "Verifies the signature of the executable that a process runs, a detached CMS\n"
-                   "signature in EXECUTABLE.p7s, and writes its certificates in DER, the signer's\n"
-                   "first, to codesign0, codesign1, ... in the current directory.",
+                   "signature in EXECUTABLE.p7s, and writes the signer's certificate in DER into\n"
+                   "the file that is open as descriptor 3, which is emptied first.",
         .arguments = {"--display", "--extract-certificates", "PID"},
         .options = {{"--proc", "The folder to read instead of /proc"},
                     {"--signers", "Where the certificates are that must vouch for the signer,\n"
@@ -55,5 +56,5 @@ int main(int argumentCount, char** arguments) {
                                   "                    without that folder anybody may sign"}},
     };
     vel::x509::forgoConfiguration();
-    return vel::runTool(usage, argumentCount, arguments, &extractCertificates);
+    return vel::runTool(usage, argumentCount, arguments, &extractCertificate);
 }

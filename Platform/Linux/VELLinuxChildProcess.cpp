@@ -11,7 +11,6 @@ namespace {
 
 // Neither is in the headers of every C library that has what else is needed.
 constexpr auto pidfdIdentifier = static_cast<idtype_t>(3);
-constexpr int firstBeyondStandardStreams = 3;
 
 } // namespace
 
@@ -24,8 +23,8 @@ std::optional<std::array<VELDescriptor, 2>> vel::child::makePipe() {
 }
 
 int vel::child::closeInheritedDescriptors(posix_spawn_file_actions_t* actions,
-                                          posix_spawnattr_t* /*attributes*/) {
-    return ::posix_spawn_file_actions_addclosefrom_np(actions, firstBeyondStandardStreams);
+                                          posix_spawnattr_t* /*attributes*/, int first) {
+    return ::posix_spawn_file_actions_addclosefrom_np(actions, first);
 }
 
 VELDescriptor vel::child::openHandle(pid_t process) {

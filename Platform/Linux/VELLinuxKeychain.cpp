@@ -2,10 +2,11 @@
 #include "Platform/Linux/VELLinuxKeychain.h"
 
 #include "Base/VELBase64.h"
+#include "Base/VELDuration.h"
 #include "Base/VELText.h"
 #include "Platform/Linux/VELLinuxToolPaths.h"
+#include "Platform/POSIX/VELMonotonicClock.h"
 #include "Platform/POSIX/VELPOSIXTask.h"
-#include "Platform/X509/VELSecurityStatus.h"
 
 #include <algorithm>
 #include <cerrno>
@@ -13,22 +14,19 @@
 
 namespace {
 
-using namespace vel::security;
+using enum VELSecurityStatus;
 
-constexpr std::int32_t timedOut = statusOfErrorNumber(ETIMEDOUT);
+constexpr VELSecurityStatus timedOut = vel::statusOfErrorNumber(ETIMEDOUT);
 constexpr std::int32_t helperWasTooSlow = 3;
-
-VELMoment now() {
-    using namespace std::chrono;
-    return time_point_cast<microseconds>(system_clock::now());
-}
 
 class Identity final : public VELIdentity {
 public:
     explicit Identity(std::shared_ptr<const VELX509Certificate> certificate)
         : _certificate(std::move(certificate)) {}
 
-    [[nodiscard]] CertificateResult copyCertificate() const override { return {0, _certificate}; }
+    [[nodiscard]] CertificateResult copyCertificate() const override {
+        return {success, _certificate};
+    }
 
 private:
     std::shared_ptr<const VELX509Certificate> _certificate;
@@ -39,22 +37,19 @@ private:
 VELLinuxKeychain::VELLinuxKeychain()
     : VELLinuxKeychain(Helper{.path = vel::linuxToolPath("/usr/bin/security")}) {}
 
-VELLinuxKeychain::VELLinuxKeychain(Helper helper) : VELLinuxKeychain(std::move(helper), now) {}
-
 VELLinuxKeychain::VELLinuxKeychain(Helper helper, VELX509Trust::Clock clock)
     : VELX509Keychain(std::move(clock)), _helper(std::move(helper)) {}
 
-std::int32_t VELLinuxKeychain::read(vel::TokenContents& contents) const {
+VELSecurityStatus VELLinuxKeychain::read(vel::TokenContents& contents) const {
     VELPOSIXTask task(_helper.path, _helper.arguments);
     try {
         task.launch();
     } catch (const VELTaskLaunchFailure&) {
         return notAvailable;
     }
-    const auto deadline = std::chrono::steady_clock::now() + _helper.timeOut;
     // Read while it writes: there may be more than a pipe holds.
-    const auto output = task.readOutputToEnd(
-        static_cast<std::uint64_t>(deadline.time_since_epoch() / std::chrono::nanoseconds(1)));
+    const auto output =
+        task.readOutputToEnd(vel::momentAfter(vel::monotonicNow(), _helper.timeOut));
     task.close();
     if (!output) {
         task.terminate();
@@ -74,7 +69,7 @@ std::int32_t VELLinuxKeychain::read(vel::TokenContents& contents) const {
 
 VELKeychain::CertificatesResult VELLinuxKeychain::certificates(std::size_t limit) const {
     vel::TokenContents contents;
-    if (const std::int32_t status = read(contents); status != success) {
+    if (const VELSecurityStatus status = read(contents); status != success) {
         return {status, {}};
     }
     auto& certificates = contents.certificates;
@@ -84,7 +79,7 @@ VELKeychain::CertificatesResult VELLinuxKeychain::certificates(std::size_t limit
 
 VELKeychain::IdentitiesResult VELLinuxKeychain::identities(const std::string& issuer) const {
     vel::TokenContents contents;
-    if (const std::int32_t status = read(contents); status != success) {
+    if (const VELSecurityStatus status = read(contents); status != success) {
         return {status, {}};
     }
     std::vector<std::string_view> candidates;
@@ -100,7 +95,7 @@ VELKeychain::IdentitiesResult VELLinuxKeychain::identities(const std::string& is
             found.push_back(std::make_unique<Identity>(std::move(certificate)));
         }
     }
-    const std::int32_t status = found.empty() ? itemNotFound : success;
+    const VELSecurityStatus status = found.empty() ? itemNotFound : success;
     return {status, std::move(found)};
 }
 

@@ -4,7 +4,6 @@
 #include "Platform/X509/VELX509Keychain.h"
 
 #include <chrono>
-#include <cstdint>
 #include <optional>
 #include <string>
 #include <string_view>
@@ -38,16 +37,15 @@ public:
 
     /// The helper of this installation, and the machine's clock.
     VELLinuxKeychain();
-    explicit VELLinuxKeychain(Helper helper);
-    VELLinuxKeychain(Helper helper, VELX509Trust::Clock clock);
+    VELLinuxKeychain(Helper helper, VELX509Trust::Clock clock = VELX509Trust::now);
 
     /// In the order of token serial number, CKA_ID and DER.
     [[nodiscard]] CertificatesResult certificates(std::size_t limit) const override;
     [[nodiscard]] IdentitiesResult identities(const std::string& issuer) const override;
 
 private:
-    /// A status, and the contents when it is 0.
-    std::int32_t read(vel::TokenContents& contents) const;
+    /// A status, and the contents when it is `success`.
+    VELSecurityStatus read(vel::TokenContents& contents) const;
 
     Helper _helper;
 };

@@ -1,24 +1,24 @@
 // SPDX-License-Identifier: Apache-2.0
 #include "Platform/Linux/VELLinuxPlatform.h"
 
-#include "Platform/Linux/VELLinuxSigningFolder.h"
 #include "Platform/Linux/VELLinuxToolPaths.h"
+#include "Platform/Linux/VELLinuxWorkingPlace.h"
+#include "Platform/POSIX/VELMonotonicClock.h"
 #include "Platform/POSIX/VELPOSIXTask.h"
 
-#include <chrono>
 #include <utility>
 
 VELLinuxPlatform::VELLinuxPlatform(VELLinuxProductVersion productVersion,
                                    VELLinuxSerialNumber serialNumber,
                                    VELLinuxPreferences preferences, VELPOSIXFiles files,
-                                   VELLinuxDisks disks, VELLinuxKeychain keychain)
+                                   VELLinuxDisks disks, VELLinuxKeychain keychain,
+                                   VELX509Certificates certificates)
     : _productVersion(std::move(productVersion)), _serialNumber(std::move(serialNumber)),
       _preferences(std::move(preferences)), _files(std::move(files)), _disks(std::move(disks)),
-      _keychain(std::move(keychain)) {}
+      _keychain(std::move(keychain)), _certificates(std::move(certificates)) {}
 
-std::uint64_t VELLinuxPlatform::ticks() const {
-    return static_cast<std::uint64_t>(std::chrono::steady_clock::now().time_since_epoch() /
-                                      std::chrono::nanoseconds(1));
+VELTimePoint VELLinuxPlatform::ticks() const {
+    return vel::monotonicNow();
 }
 
 std::optional<std::string> VELLinuxPlatform::productVersion() const {
@@ -45,17 +45,24 @@ const VELKeychain& VELLinuxPlatform::keychain() const {
     return _keychain;
 }
 
-std::string VELLinuxPlatform::toolPath(std::string_view tool) const {
-    return vel::linuxToolPath(tool);
+const VELCertificates& VELLinuxPlatform::certificates() const {
+    return _certificates;
 }
 
-std::shared_ptr<VELTask> VELLinuxPlatform::task(std::string launchPath,
-                                                std::vector<std::string> arguments) const {
-    if (const auto step = vel::signingStep(launchPath)) {
-        return vel::signingTask(*step, std::move(launchPath), std::move(arguments),
-                                vel::privateFolderPlaces());
+std::shared_ptr<const VELWorkingPlace> VELLinuxPlatform::openWorkingPlace() const {
+    return std::make_shared<const VELLinuxWorkingPlace>();
+}
+
+std::shared_ptr<VELTask>
+VELLinuxPlatform::task(std::string_view tool, std::vector<std::string> arguments,
+                       std::shared_ptr<const VELWorkingPlace> place) const {
+    VELPOSIXTask::Options options;
+    if (auto own = std::dynamic_pointer_cast<const VELLinuxWorkingPlace>(std::move(place))) {
+        const VELDescriptor* file = &own->file();
+        options.inherited = std::shared_ptr<const VELDescriptor>(std::move(own), file);
     }
-    return std::make_shared<VELPOSIXTask>(std::move(launchPath), std::move(arguments));
+    return std::make_shared<VELPOSIXTask>(vel::linuxToolPath(tool), std::move(arguments),
+                                          std::move(options));
 }
 
 const VELWorkQueue& VELLinuxPlatform::workQueue() const {

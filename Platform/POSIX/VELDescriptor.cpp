@@ -3,6 +3,7 @@
 
 #include <algorithm>
 #include <cerrno>
+#include <fcntl.h>
 #include <poll.h>
 
 namespace {
@@ -19,7 +20,7 @@ bool mayTryAgain(int descriptor, short events) noexcept {
 
 } // namespace
 
-void VELDescriptor::close() {
+void VELDescriptor::close() noexcept {
     if (_descriptor < 0) {
         return;
     }
@@ -27,6 +28,12 @@ void VELDescriptor::close() {
     // Not tried again when interrupted: the descriptor is gone then, and may be somebody else's.
     ::close(std::exchange(_descriptor, -1));
     errno = before;
+}
+
+void VELDescriptor::moveAboveStandardStreams() {
+    if (_descriptor >= 0 && _descriptor <= STDERR_FILENO) {
+        *this = VELDescriptor(::fcntl(_descriptor, F_DUPFD_CLOEXEC, STDERR_FILENO + 1));
+    }
 }
 
 int vel::readAll(int descriptor, std::string& bytes, std::size_t maximumBytes) {

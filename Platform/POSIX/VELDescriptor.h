@@ -32,7 +32,12 @@ public:
     explicit operator bool() const { return _descriptor >= 0; }
 
     /// Leaves `errno` as it was.
-    void close();
+    void close() noexcept;
+
+    /// Moves a descriptor that is one of the standard streams' above them, close-on-exec: a host
+    /// that has closed its standard streams goes on writing to them, and must not hit this file.
+    /// None afterwards when that fails, and `errno` says why.
+    void moveAboveStandardStreams();
 
 private:
     int _descriptor = -1;

@@ -2,11 +2,11 @@
 #include "Platform/POSIX/VELPOSIXTask.h"
 
 #include "Platform/POSIX/VELChildProcess.h"
+#include "Platform/POSIX/VELMonotonicClock.h"
 
 #include <algorithm>
 #include <array>
 #include <cerrno>
-#include <chrono>
 #include <climits>
 #include <fcntl.h>
 #include <poll.h>
@@ -40,12 +40,12 @@ public:
 
     void resetSignals() {
         sigset_t signals;
-        ::sigemptyset(&signals);
+        sigemptyset(&signals); // a macro on some systems
         keep(::posix_spawnattr_setsigmask(&attributes, &signals));
-        ::sigfillset(&signals);
+        sigfillset(&signals);
         keep(::posix_spawnattr_setsigdefault(&attributes, &signals));
-        keep(::posix_spawnattr_setflags(&attributes,
-                                        POSIX_SPAWN_SETSIGMASK | POSIX_SPAWN_SETSIGDEF));
+        keep(
+            vel::child::addSpawnFlags(&attributes, POSIX_SPAWN_SETSIGMASK | POSIX_SPAWN_SETSIGDEF));
     }
 
     posix_spawn_file_actions_t actions = {};
@@ -63,42 +63,37 @@ bool isExecutableFile(const std::string& path) {
            ::faccessat(AT_FDCWD, path.c_str(), X_OK, AT_EACCESS) == 0;
 }
 
-/// A host whose standard streams are closed goes on writing to them: it must not hit the pipe.
-/// False when there is no descriptor afterwards.
-bool moveAboveStandardStreams(VELDescriptor& descriptor) {
-    if (descriptor && descriptor.get() <= STDERR_FILENO) {
-        descriptor = VELDescriptor(::fcntl(descriptor.get(), F_DUPFD_CLOEXEC, STDERR_FILENO + 1));
-    }
-    return static_cast<bool>(descriptor);
-}
-
 std::array<VELDescriptor, 2> makePipe() {
-    auto ends = vel::child::makePipe();
-    if (!ends || !moveAboveStandardStreams((*ends)[0]) || !moveAboveStandardStreams((*ends)[1])) {
+    auto pipe = vel::child::makePipe();
+    if (!pipe) {
         failLaunch("Couldn't create a pipe", errno);
     }
-    return std::move(*ends);
+    for (VELDescriptor& end : *pipe) {
+        end.moveAboveStandardStreams();
+        if (!end) {
+            failLaunch("Couldn't create a pipe", errno);
+        }
+    }
+    return *std::move(pipe);
 }
 
-std::uint64_t now() {
-    return static_cast<std::uint64_t>(std::chrono::steady_clock::now().time_since_epoch() /
-                                      std::chrono::nanoseconds(1));
+bool isClosed(int descriptor) {
+    return ::fcntl(descriptor, F_GETFD) < 0 && errno == EBADF;
 }
 
 /// Until `deadline`, rounded up, as `poll` counts; 0 when it has passed.
-int millisecondsUntil(std::uint64_t deadline) {
-    constexpr std::uint64_t nanosecondsPerMillisecond = 1'000'000;
-    const std::uint64_t moment = now();
-    if (moment >= deadline) {
+int millisecondsUntil(VELTimePoint deadline) {
+    const VELTimePoint now = vel::monotonicNow();
+    if (now >= deadline) {
         return 0;
     }
-    return static_cast<int>(
-        std::min<std::uint64_t>((deadline - moment - 1) / nanosecondsPerMillisecond + 1, INT_MAX));
+    const auto left = std::chrono::ceil<std::chrono::milliseconds>(deadline - now).count();
+    return static_cast<int>(std::min<std::int64_t>(left, INT_MAX));
 }
 
 enum class Readiness { bytes, nothingMoreIsWritten, deadline, failure };
 
-Readiness waitForBytes(int descriptor, std::uint64_t deadline) {
+Readiness waitForBytes(int descriptor, VELTimePoint deadline) {
     while (true) {
         pollfd readable = {descriptor, POLLIN, 0};
         const int timeout = millisecondsUntil(deadline);
@@ -133,6 +128,14 @@ ssize_t readMore(int descriptor, std::string& bytes) {
 
 } // namespace
 
+int vel::child::addSpawnFlags(posix_spawnattr_t* attributes, short flags) {
+    short before = 0;
+    const int failure = ::posix_spawnattr_getflags(attributes, &before);
+    return failure != 0
+               ? failure
+               : ::posix_spawnattr_setflags(attributes, static_cast<short>(before | flags));
+}
+
 VELPOSIXTask::VELPOSIXTask(std::string launchPath, std::vector<std::string> arguments)
     : VELPOSIXTask(std::move(launchPath), std::move(arguments), Options()) {}
 
@@ -154,11 +157,21 @@ const std::string& VELPOSIXTask::launchPath() const {
 pid_t VELPOSIXTask::spawn(int output) const {
     SpawnSettings settings;
     settings.keep(::posix_spawn_file_actions_adddup2(&settings.actions, output, STDOUT_FILENO));
-    settings.keep(vel::child::closeInheritedDescriptors(&settings.actions, &settings.attributes));
-    if (!_options.workingDirectory.empty()) {
-        settings.keep(::posix_spawn_file_actions_addchdir_np(&settings.actions,
-                                                             _options.workingDirectory.c_str()));
+    int firstClosed = inheritedDescriptor;
+    if (_options.inherited != nullptr) {
+        settings.keep(::posix_spawn_file_actions_adddup2(
+            &settings.actions, _options.inherited->get(), inheritedDescriptor));
+        ++firstClosed;
     }
+    for (const int stream : {STDIN_FILENO, STDERR_FILENO}) {
+        // A tool that starts without a stream would open some other file in its place.
+        if (isClosed(stream)) {
+            settings.keep(::posix_spawn_file_actions_addopen(&settings.actions, stream, "/dev/null",
+                                                             O_RDWR, 0));
+        }
+    }
+    settings.keep(vel::child::closeInheritedDescriptors(&settings.actions, &settings.attributes,
+                                                        firstClosed));
     settings.resetSignals();
 
     std::vector<char*> words;
@@ -191,7 +204,7 @@ void VELPOSIXTask::launch() {
     _output = std::move(pipe[0]);
     if (_options.usesProcessHandle) {
         _handle = vel::child::openHandle(_process);
-        moveAboveStandardStreams(_handle);
+        _handle.moveAboveStandardStreams();
     }
 }
 
@@ -232,15 +245,21 @@ void VELPOSIXTask::terminate() {
     if (!runsNow()) {
         return;
     }
-    if (!_handle || !vel::child::sendSignal(_handle, SIGTERM)) {
-        ::kill(_process, SIGTERM);
+    // A stopped process takes notice of the first signal when the second lets it continue.
+    for (const int signal : {SIGTERM, SIGCONT}) {
+        if (!_handle || !vel::child::sendSignal(_handle, signal)) {
+            ::kill(_process, signal);
+        }
     }
 }
 
 void VELPOSIXTask::reap(int options) {
     siginfo_t information;
     if (wait(information, WEXITED | options) == 0 && information.si_pid != 0) {
-        _status = information.si_status;
+        // Some systems put more bits of an exit status there than a process can end with.
+        constexpr int exitStatusBits = 0xFF;
+        _status = information.si_code == CLD_EXITED ? information.si_status & exitStatusBits
+                                                    : information.si_status;
     }
     _process = 0;
     _handle.close();
@@ -261,7 +280,7 @@ std::int32_t VELPOSIXTask::terminationStatus() const {
     return _status;
 }
 
-std::optional<std::string> VELPOSIXTask::readOutputToEnd(std::uint64_t deadline) {
+std::optional<std::string> VELPOSIXTask::readOutputToEnd(VELTimePoint deadline) {
     std::string bytes;
     while (_output) {
         const Readiness readiness = waitForBytes(_output.get(), deadline);
@@ -272,13 +291,13 @@ std::optional<std::string> VELPOSIXTask::readOutputToEnd(std::uint64_t deadline)
         if (count == 0) {
             return bytes;
         }
-        if (count < 0 || (readiness == Readiness::bytes && now() >= deadline)) {
+        if (count < 0 || (readiness == Readiness::bytes && vel::monotonicNow() >= deadline)) {
             break;
         }
     }
     return std::nullopt;
 }
 
-void VELPOSIXTask::close() {
+void VELPOSIXTask::close() noexcept {
     _output.close();
 }

@@ -5,23 +5,28 @@
 #include "Platform/VELTask.h"
 
 #include <csignal>
+#include <memory>
 #include <mutex>
 #include <sys/types.h>
 #include <vector>
 
 /// A child process of this one. It is spawned, never forked, so that a host of any size starts it
-/// as fast; it gets the host's environment, standard input and standard error and no other
-/// descriptor, and every signal at its default and unblocked, whatever the host does with them. It
-/// alone is waited for.
+/// as fast; it gets the host's environment, standard input and standard error (/dev/null for one
+/// that the host has closed) and no other descriptor, and every signal at its default and
+/// unblocked, whatever the host does with them. It alone is waited for.
 ///
 /// What a launch failure says: "launch path not accessible" when there is no executable file at the
 /// launch path, otherwise "Couldn't posix_spawn: error N" or "Couldn't create a pipe: error N",
 /// where N is the error number.
 class VELPOSIXTask final : public VELTask {
 public:
+    /// The first descriptor after the standard streams.
+    static constexpr int inheritedDescriptor = 3;
+
     struct Options {
-        /// Where the child starts; empty: in the host's current directory.
-        std::string workingDirectory = {};
+        /// What the child gets as its descriptor `inheritedDescriptor`; null: nothing. One that is
+        /// not open makes the launch fail.
+        std::shared_ptr<const VELDescriptor> inherited = nullptr;
 
         /// Off: the child is signalled and waited for by its number, as on a machine that has no
         /// handles for processes.
@@ -41,11 +46,11 @@ public:
     void waitUntilExit() override;
     [[nodiscard]] std::int32_t terminationStatus() const override;
 
-    /// Moments are those of `std::chrono::steady_clock`. What was written before the deadline and
-    /// ended is read even when the deadline has passed. It may also be called before
-    /// `waitUntilExit`, for a child that writes more than a pipe holds.
-    std::optional<std::string> readOutputToEnd(std::uint64_t deadline) override;
-    void close() override;
+    /// Moments are those of `vel::monotonicNow`. What was written before the deadline and ended is
+    /// read even when the deadline has passed. It may also be called before `waitUntilExit`, for a
+    /// child that writes more than a pipe holds.
+    std::optional<std::string> readOutputToEnd(VELTimePoint deadline) override;
+    void close() noexcept override;
 
 private:
     [[nodiscard]] pid_t spawn(int output) const;

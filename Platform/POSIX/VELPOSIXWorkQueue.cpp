@@ -1,6 +1,8 @@
 // SPDX-License-Identifier: Apache-2.0
 #include "Platform/POSIX/VELPOSIXWorkQueue.h"
 
+#include "Base/VELDuration.h"
+
 #include <algorithm>
 #include <atomic>
 #include <condition_variable>
@@ -25,11 +27,6 @@ struct PendingBlock {
 
 bool isLater(const PendingBlock& left, const PendingBlock& right) {
     return std::pair(left.due, left.sequence) > std::pair(right.due, right.sequence);
-}
-
-Moment momentAfter(std::chrono::nanoseconds delay) {
-    const Moment now = std::chrono::steady_clock::now();
-    return delay < Moment::max() - now ? now + delay : Moment::max();
 }
 
 class Queue {
@@ -74,7 +71,7 @@ bool Queue::startWorker() {
     // The worker inherits the mask: the host's signal handlers run on the host's threads.
     sigset_t all;
     sigset_t before;
-    ::sigfillset(&all);
+    sigfillset(&all); // a macro on some systems
     ::pthread_sigmask(SIG_SETMASK, &all, &before);
     pthread_t thread = {};
     _hasWorker = ::pthread_create(&thread, &attributes, work, this) == 0;
@@ -140,7 +137,8 @@ Queue& processQueue() {
 
 bool VELPOSIXWorkQueue::after(std::chrono::nanoseconds delay, std::function<void()> block) const {
     try {
-        return processQueue().add(momentAfter(delay), std::move(block));
+        return processQueue().add(vel::momentAfter(std::chrono::steady_clock::now(), delay),
+                                  std::move(block));
     } catch (const std::exception&) {
         return false; // no memory for it
     }

@@ -70,7 +70,7 @@ public:
 
     [[nodiscard]] std::int32_t integer() const {
         require(_value.is_number_integer(), "is not an integer");
-        return status();
+        return integer32();
     }
 
     /// A length of time, in seconds.
@@ -89,8 +89,10 @@ public:
         return std::move(*decoded);
     }
 
+    [[nodiscard]] VELSecurityStatus status() const { return VELSecurityStatus{integer32()}; }
+
     /// An integer of 32 bits.
-    [[nodiscard]] std::int32_t status() const {
+    [[nodiscard]] std::int32_t integer32() const {
         using Limits = std::numeric_limits<std::int32_t>;
         const bool isSmall =
             _value.is_number_unsigned()

@@ -1,28 +1,18 @@
 // SPDX-License-Identifier: Apache-2.0
 #include "Platform/Simulated/VELSimulatedDisks.h"
 
+#include "Platform/Simulated/VELSimulatedHandle.h"
+
 #include <algorithm>
 
 namespace {
 
 using Counts = VELSimulatedDisks::Counts;
 
-/// Counts one object that is out, as long as it lives.
-class HandedOut {
-public:
-    explicit HandedOut(Counts& counts) : _counts(counts) { ++_counts.handedOut; }
-    HandedOut(const HandedOut&) = delete;
-    HandedOut& operator=(const HandedOut&) = delete;
-    ~HandedOut() { --_counts.handedOut; }
-
-private:
-    Counts& _counts;
-};
-
 class Media final : public VELDiskMedia {
 public:
     Media(const VELSimulatedDisk& disk, Counts& counts)
-        : _disk(disk), _counts(counts), _handedOut(counts) {}
+        : _disk(disk), _counts(counts), _handle(counts.handedOut) {}
 
     [[nodiscard]] std::optional<VELValue> property(std::string_view name) const override {
         ++_counts.properties;
@@ -33,13 +23,13 @@ public:
 private:
     const VELSimulatedDisk& _disk;
     Counts& _counts;
-    HandedOut _handedOut;
+    VELSimulatedHandle _handle;
 };
 
 class Disk final : public VELDisk {
 public:
     Disk(const VELSimulatedDisk& disk, Counts& counts)
-        : _disk(disk), _counts(counts), _handedOut(counts) {}
+        : _disk(disk), _counts(counts), _handle(counts.handedOut) {}
 
     [[nodiscard]] std::optional<VELDiskDescription> copyDescription() const override {
         ++_counts.descriptions;
@@ -54,12 +44,13 @@ public:
 private:
     const VELSimulatedDisk& _disk;
     Counts& _counts;
-    HandedOut _handedOut;
+    VELSimulatedHandle _handle;
 };
 
 class Session final : public VELDiskSession {
 public:
-    explicit Session(const VELSimulatedDisks& disks) : _disks(disks), _handedOut(disks.counts) {}
+    explicit Session(const VELSimulatedDisks& disks)
+        : _disks(disks), _handle(disks.counts.handedOut) {}
 
     [[nodiscard]] std::unique_ptr<VELDisk>
     diskAtMountPoint(const std::string& mountPoint) const override {
@@ -79,7 +70,7 @@ public:
 
 private:
     const VELSimulatedDisks& _disks;
-    HandedOut _handedOut;
+    VELSimulatedHandle _handle;
 };
 
 } // namespace
@@ -99,15 +90,4 @@ std::optional<std::vector<VELMount>> VELSimulatedDisks::mountTable() const {
         table.push_back({mount.fileSystemType, mount.mountPoint});
     }
     return table;
-}
-
-bool VELSimulatedFiles::exists(const std::string& path) const {
-    ++existsCalls;
-    return contents.contains(path);
-}
-
-std::optional<std::string> VELSimulatedFiles::read(const std::string& path) const {
-    ++readCalls;
-    const auto file = contents.find(path);
-    return file == contents.end() ? std::nullopt : file->second;
 }

@@ -2,21 +2,42 @@
 #pragma once
 
 #include "Base/VELMoment.h"
+#include "Platform/Simulated/VELSimulatedHandle.h"
 #include "Platform/X509/VELX509Keychain.h"
 
 #include <atomic>
-#include <cstdint>
 #include <memory>
 #include <optional>
 #include <string>
 #include <vector>
 
-/// An identity in plain data, and how what is asked of it fails: a status other than 0.
+/// An identity in plain data, and how what is asked of it fails: a status other than `success`.
 struct VELSimulatedIdentity {
     std::string certificate = {}; ///< DER; bytes that are no certificate match no issuer
-    std::int32_t certificateStatus = 0;
-    std::int32_t trustStatus = 0;
-    std::int32_t anchorsStatus = 0;
+    VELSecurityStatus certificateStatus = VELSecurityStatus::success;
+    VELSecurityStatus trustStatus = VELSecurityStatus::success;
+    VELSecurityStatus anchorsStatus = VELSecurityStatus::success;
+};
+
+/// An identity's certificate, which knows whose it is. The keychain outlives it.
+class VELSimulatedIdentityCertificate final : public VELCertificate {
+public:
+    VELSimulatedIdentityCertificate(std::shared_ptr<const VELX509Certificate> certificate,
+                                    const VELSimulatedIdentity& identity,
+                                    std::atomic<int>& handedOut);
+
+    [[nodiscard]] const std::string& der() const override;
+    [[nodiscard]] std::optional<std::vector<std::string>> commonNames() const override;
+    [[nodiscard]] std::optional<std::string> normalizedSubject() const override;
+    [[nodiscard]] std::optional<std::string> subjectSummary() const override;
+
+    [[nodiscard]] const auto& certificate() const { return _certificate; }
+    [[nodiscard]] const VELSimulatedIdentity& identity() const { return _identity; }
+
+private:
+    std::shared_ptr<const VELX509Certificate> _certificate;
+    const VELSimulatedIdentity& _identity;
+    VELSimulatedHandle _handle;
 };
 
 /// A keychain in plain data. Counts what it is asked, and how much of what it handed out is still
@@ -27,35 +48,29 @@ public:
 
     /// When certificates are valid. Absent: now, by the clock of this machine.
     std::optional<VELMoment> date;
+    /// The date, or what stands for it.
+    [[nodiscard]] VELMoment moment() const { return date ? *date : VELX509Trust::now(); }
 
     /// In the order in which they are answered; any bytes.
     std::vector<std::string> certificateList;
-    /// Absent: 0, or that of an item not found when the list is empty.
-    std::optional<std::int32_t> certificatesStatus;
+    /// Absent: `success`, or `itemNotFound` when the list is empty.
+    std::optional<VELSecurityStatus> certificatesStatus;
 
     std::vector<VELSimulatedIdentity> identityList;
-    /// Other than 0: nothing is looked for.
-    std::int32_t identitiesStatus = 0;
+    /// Other than `success`: nothing is looked for.
+    VELSecurityStatus identitiesStatus = VELSecurityStatus::success;
 
     struct Counts {
         std::atomic<unsigned> certificates = 0;
         std::atomic<unsigned> identities = 0;
         std::atomic<unsigned> identityCertificates = 0;
-        std::atomic<unsigned> commonNames = 0;
-        std::atomic<unsigned> trusts = 0;
-        std::atomic<unsigned> anchors = 0;
-        std::atomic<unsigned> evaluations = 0;
-        /// Identities, their certificates and trust objects that have not been given back.
+        /// Identities and their certificates that have not been given back.
         std::atomic<int> handedOut = 0;
     };
     mutable Counts counts;
 
     [[nodiscard]] CertificatesResult certificates(std::size_t limit) const override;
     [[nodiscard]] IdentitiesResult identities(const std::string& issuer) const override;
-    [[nodiscard]] std::optional<std::vector<std::string>>
-    commonNames(std::string_view der) const override;
-    [[nodiscard]] TrustResult
-    createTrust(std::shared_ptr<const VELCertificate> certificate) const override;
 
 private:
     [[nodiscard]] std::shared_ptr<const VELCertificatePool> pool() const;

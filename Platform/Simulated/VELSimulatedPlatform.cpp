@@ -3,46 +3,11 @@
 
 #include <utility>
 
-namespace {
-
-const VELValue* find(const VELSimulatedPreferences::Store& store, std::string_view key,
-                     std::string_view applicationID) {
-    const auto application = store.find(applicationID);
-    if (application == store.end()) {
-        return nullptr;
-    }
-    const auto value = application->second.find(key);
-    return value == application->second.end() ? nullptr : &value->second;
+void VELSimulatedPlatform::advanceTime(std::chrono::nanoseconds duration) const {
+    time.advanceTo(time.now() + duration);
 }
 
-} // namespace
-
-std::optional<VELValue> VELSimulatedPreferences::copyValue(std::string_view key,
-                                                           std::string_view applicationID,
-                                                           VELPreferencesScope scope) const {
-    ++copyValueCalls;
-    const Store& store = scope == VELPreferencesScope::anyUser ? machine : user;
-    const VELValue* value = find(store, key, applicationID);
-    return value != nullptr ? std::optional(*value) : std::nullopt;
-}
-
-VELPreferences::IntegerValue
-VELSimulatedPreferences::appIntegerValue(std::string_view key,
-                                         std::string_view applicationID) const {
-    ++appIntegerValueCalls;
-    for (const Store* store : {&user, &machine}) {
-        if (const VELValue* value = find(*store, key, applicationID)) {
-            return integerValue(value);
-        }
-    }
-    return {0, false};
-}
-
-void VELSimulatedPlatform::advanceTime(std::uint64_t nanoseconds) const {
-    time.advanceTo(time.now() + nanoseconds);
-}
-
-std::uint64_t VELSimulatedPlatform::ticks() const {
+VELTimePoint VELSimulatedPlatform::ticks() const {
     ++ticksCalls;
     return time.now();
 }
@@ -74,14 +39,21 @@ const VELKeychain& VELSimulatedPlatform::keychain() const {
     return keychainStore;
 }
 
-std::string VELSimulatedPlatform::toolPath(std::string_view tool) const {
-    return std::string(tool);
+const VELCertificates& VELSimulatedPlatform::certificates() const {
+    return certificateStore;
 }
 
-std::shared_ptr<VELTask> VELSimulatedPlatform::task(std::string launchPath,
-                                                    std::vector<std::string> arguments) const {
-    arguments.insert(arguments.begin(), std::move(launchPath));
-    return std::make_shared<VELSimulatedTask>(std::move(arguments), tools, time, taskRecord);
+std::shared_ptr<const VELWorkingPlace> VELSimulatedPlatform::openWorkingPlace() const {
+    return std::make_shared<const VELSimulatedWorkingPlace>(workingPlacesAvailable);
+}
+
+std::shared_ptr<VELTask>
+VELSimulatedPlatform::task(std::string_view tool, std::vector<std::string> arguments,
+                           std::shared_ptr<const VELWorkingPlace> place) const {
+    arguments.insert(arguments.begin(), std::string(tool));
+    return std::make_shared<VELSimulatedTask>(
+        std::move(arguments), std::dynamic_pointer_cast<const VELSimulatedWorkingPlace>(place),
+        tools, time, taskRecord);
 }
 
 const VELWorkQueue& VELSimulatedPlatform::workQueue() const {

@@ -1,42 +1,22 @@
 // SPDX-License-Identifier: Apache-2.0
 #pragma once
 
+#include "Platform/Simulated/VELSimulatedCertificates.h"
 #include "Platform/Simulated/VELSimulatedDisks.h"
+#include "Platform/Simulated/VELSimulatedFiles.h"
 #include "Platform/Simulated/VELSimulatedKeychain.h"
+#include "Platform/Simulated/VELSimulatedPreferences.h"
 #include "Platform/Simulated/VELSimulatedTask.h"
 #include "Platform/Simulated/VELSimulatedTime.h"
 #include "Platform/VELPlatform.h"
 
 #include <atomic>
-#include <cstdint>
-#include <functional>
-#include <map>
-#include <nlohmann/json.hpp>
+#include <chrono>
+#include <memory>
 #include <optional>
 #include <string>
 #include <string_view>
 #include <vector>
-
-/// Preferences in plain data, and how often they were asked.
-class VELSimulatedPreferences final : public VELPreferences {
-public:
-    /// Application ID to key to value.
-    using Store = std::map<std::string, std::map<std::string, VELValue, std::less<>>, std::less<>>;
-
-    Store machine;
-    Store user;
-
-    mutable std::atomic<unsigned> copyValueCalls = 0;
-    mutable std::atomic<unsigned> appIntegerValueCalls = 0;
-
-    [[nodiscard]] std::optional<VELValue> copyValue(std::string_view key,
-                                                    std::string_view applicationID,
-                                                    VELPreferencesScope scope) const override;
-
-    /// Looks for the user first, then machine-wide.
-    [[nodiscard]] IntegerValue appIntegerValue(std::string_view key,
-                                               std::string_view applicationID) const override;
-};
 
 /// A whole Mac in plain data: what its public members say is what it answers, and it counts what it
 /// is asked. It does no input or output. Fill it before it is asked; asking is safe from several
@@ -46,16 +26,20 @@ public:
     /// Absent: the platform's "absent".
     std::optional<std::string> productVersionRecord;
     std::optional<std::string> hardwareSerialNumber;
-    /// How long reading the serial number takes, in virtual nanoseconds.
-    std::uint64_t serialNumberDuration = 0;
+    /// How long reading the serial number takes, in virtual time.
+    std::chrono::nanoseconds serialNumberDuration{};
     VELSimulatedPreferences preferenceStore;
     VELSimulatedFiles fileStore;
     VELSimulatedDisks disks;
     VELSimulatedKeychain keychainStore;
+    VELSimulatedCertificates certificateStore{keychainStore};
 
     /// The runs of tools. Those with the same command are used up in order; the last one serves
-    /// every further run. A command without a run can not be launched.
+    /// every further run. A command without a run cannot be launched.
     std::vector<VELSimulatedRun> tools;
+
+    /// Whether working places can be made.
+    bool workingPlacesAvailable = true;
 
     /// Time is virtual and each thread has its own.
     VELSimulatedTime time;
@@ -67,9 +51,9 @@ public:
     mutable std::atomic<unsigned> serialNumberCalls = 0;
 
     /// Moves the calling thread's time on, and runs the blocks that become due on the way.
-    void advanceTime(std::uint64_t nanoseconds) const;
+    void advanceTime(std::chrono::nanoseconds duration) const;
 
-    [[nodiscard]] std::uint64_t ticks() const override;
+    [[nodiscard]] VELTimePoint ticks() const override;
     [[nodiscard]] std::optional<std::string> productVersion() const override;
     [[nodiscard]] std::optional<std::string> serialNumber() const override;
     [[nodiscard]] const VELPreferences& preferences() const override;
@@ -77,9 +61,12 @@ public:
     [[nodiscard]] const VELDiskArbitration& diskArbitration() const override;
     [[nodiscard]] const VELKeychain& keychain() const override;
 
-    /// The tool's own path.
-    [[nodiscard]] std::string toolPath(std::string_view tool) const override;
-    [[nodiscard]] std::shared_ptr<VELTask> task(std::string launchPath,
-                                                std::vector<std::string> arguments) const override;
+    [[nodiscard]] const VELCertificates& certificates() const override;
+    [[nodiscard]] std::shared_ptr<const VELWorkingPlace> openWorkingPlace() const override;
+
+    /// The launch path is the tool's own.
+    [[nodiscard]] std::shared_ptr<VELTask>
+    task(std::string_view tool, std::vector<std::string> arguments,
+         std::shared_ptr<const VELWorkingPlace> place) const override;
     [[nodiscard]] const VELWorkQueue& workQueue() const override;
 };

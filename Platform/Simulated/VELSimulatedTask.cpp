@@ -13,7 +13,8 @@ using Kind = VELSimulatedTaskEvent::Kind;
 std::ostream& operator<<(std::ostream& stream, const VELSimulatedTaskEvent& event) {
     constexpr std::array names = {"launch", "wait",       "isRunning", "terminate",
                                   "status", "readOutput", "close"};
-    stream << names.at(static_cast<std::size_t>(event.kind)) << " at " << event.moment << " ns:";
+    stream << names.at(static_cast<std::size_t>(event.kind)) << " at "
+           << event.moment.time_since_epoch().count() << " ns:";
     for (const std::string& word : event.command) {
         stream << ' ' << word;
     }
@@ -36,9 +37,20 @@ std::vector<std::vector<std::string>> VELSimulatedTaskRecord::launchedCommands()
     return commands;
 }
 
+std::vector<std::shared_ptr<const VELSimulatedWorkingPlace>>
+VELSimulatedTaskRecord::workingPlaces() const {
+    const std::scoped_lock lock(_mutex);
+    return _workingPlaces;
+}
+
 void VELSimulatedTaskRecord::add(VELSimulatedTaskEvent event) {
     const std::scoped_lock lock(_mutex);
     _events.push_back(std::move(event));
+}
+
+void VELSimulatedTaskRecord::add(std::shared_ptr<const VELSimulatedWorkingPlace> place) {
+    const std::scoped_lock lock(_mutex);
+    _workingPlaces.push_back(std::move(place));
 }
 
 const VELSimulatedRun* VELSimulatedTaskRecord::nextRun(const std::vector<VELSimulatedRun>& runs,
@@ -61,9 +73,11 @@ const VELSimulatedRun* VELSimulatedTaskRecord::nextRun(const std::vector<VELSimu
 }
 
 VELSimulatedTask::VELSimulatedTask(std::vector<std::string> command,
+                                   std::shared_ptr<const VELSimulatedWorkingPlace> place,
                                    const std::vector<VELSimulatedRun>& runs,
                                    const VELSimulatedTime& time, VELSimulatedTaskRecord& record)
-    : _command(std::move(command)), _runs(runs), _time(time), _record(record) {}
+    : _command(std::move(command)), _place(std::move(place)), _runs(runs), _time(time),
+      _record(record) {}
 
 const std::string& VELSimulatedTask::launchPath() const {
     return _command.front();
@@ -77,7 +91,7 @@ bool VELSimulatedTask::runsNow() const {
     return _run && (!_exitMoment || _time.now(_thread) < *_exitMoment);
 }
 
-std::optional<std::uint64_t> VELSimulatedTask::exitMoment() const {
+std::optional<VELTimePoint> VELSimulatedTask::exitMoment() const {
     const std::scoped_lock lock(_mutex);
     return _exitMoment;
 }
@@ -87,6 +101,10 @@ void VELSimulatedTask::launch() {
     _thread = VELSimulatedTime::currentThread();
     ++_record.launches;
     note(Kind::launch);
+    _record.add(_place);
+    if (_place != nullptr && !_place->isMade) {
+        throw VELTaskLaunchFailure("no working place on this machine");
+    }
     const VELSimulatedRun* run = _record.nextRun(_runs, _command);
     if (run == nullptr) {
         throw VELTaskLaunchFailure("no such tool on this machine");
@@ -124,8 +142,8 @@ void VELSimulatedTask::waitUntilExit() {
     note(Kind::wait);
     _time.advanceTo(_time.now());
     while (true) {
-        const std::optional<std::uint64_t> exit = exitMoment();
-        const std::optional<std::uint64_t> due = _time.nextDue();
+        const std::optional<VELTimePoint> exit = exitMoment();
+        const std::optional<VELTimePoint> due = _time.nextDue();
         if (exit && (!due || *exit <= *due)) {
             _time.advanceTo(*exit);
             return;
@@ -143,13 +161,13 @@ std::int32_t VELSimulatedTask::terminationStatus() const {
     return _run && _run->statusIsLost ? -1 : _status;
 }
 
-std::optional<std::string> VELSimulatedTask::readOutputToEnd(std::uint64_t deadline) {
+std::optional<std::string> VELSimulatedTask::readOutputToEnd(VELTimePoint deadline) {
     note(Kind::readOutput);
     if (!_run || _closed || _run->outputReadFails) {
         return std::nullopt;
     }
-    const std::uint64_t end = vel::momentAfter(exitMoment().value_or(_time.now()),
-                                               vel::nanoseconds(_run->secondsOutputIsHeld));
+    const VELTimePoint end = vel::momentAfter(exitMoment().value_or(_time.now()),
+                                              vel::nanoseconds(_run->secondsOutputIsHeld));
     if (end > _time.now() && end >= deadline) {
         _time.advanceTo(deadline);
         return std::nullopt;
@@ -158,7 +176,7 @@ std::optional<std::string> VELSimulatedTask::readOutputToEnd(std::uint64_t deadl
     return _run->output.substr(0, pipeCapacity);
 }
 
-void VELSimulatedTask::close() {
+void VELSimulatedTask::close() noexcept {
     const std::scoped_lock lock(_mutex);
     note(Kind::close);
     if (_run && !std::exchange(_closed, true)) {

@@ -3,11 +3,13 @@
 
 #include "Platform/Simulated/VELSimulatedTime.h"
 #include "Platform/VELTask.h"
+#include "Platform/VELWorkingPlace.h"
 
 #include <atomic>
 #include <cstddef>
 #include <cstdint>
 #include <map>
+#include <memory>
 #include <mutex>
 #include <optional>
 #include <ostream>
@@ -51,12 +53,20 @@ struct VELSimulatedRun {
     bool statusIsLost = false;
 };
 
+/// A working place, of which nothing but its identity matters.
+class VELSimulatedWorkingPlace final : public VELWorkingPlace {
+public:
+    explicit VELSimulatedWorkingPlace(bool wasMade) : isMade(wasMade) {}
+
+    const bool isMade;
+};
+
 /// One thing that was asked of a simulated task.
 struct VELSimulatedTaskEvent {
     enum class Kind { launch, wait, isRunning, terminate, status, readOutput, close };
 
     Kind kind;
-    std::uint64_t moment; // nanoseconds, in the time of the thread that launched the task
+    VELTimePoint moment; // in the time of the thread that launched the task
     std::vector<std::string> command;
 
     friend bool operator==(const VELSimulatedTaskEvent&, const VELSimulatedTaskEvent&) = default;
@@ -79,7 +89,12 @@ public:
     /// The launch path and arguments of each launch that was tried, in order.
     [[nodiscard]] std::vector<std::vector<std::string>> launchedCommands() const;
 
+    /// The working place of each launch that was tried, in order; null where there was none.
+    [[nodiscard]] std::vector<std::shared_ptr<const VELSimulatedWorkingPlace>>
+    workingPlaces() const;
+
     void add(VELSimulatedTaskEvent event);
+    void add(std::shared_ptr<const VELSimulatedWorkingPlace> place);
 
     /// The run of `runs` that serves the next launch of `command`: those with the same command in
     /// order, the last one for ever. Null: there is none.
@@ -89,6 +104,7 @@ public:
 private:
     mutable std::mutex _mutex;
     std::vector<VELSimulatedTaskEvent> _events;
+    std::vector<std::shared_ptr<const VELSimulatedWorkingPlace>> _workingPlaces;
     std::map<std::vector<std::string>, std::size_t> _usedRuns;
 };
 
@@ -99,8 +115,10 @@ public:
     /// How many bytes a pipe holds.
     static constexpr std::size_t pipeCapacity = 65'536;
 
-    VELSimulatedTask(std::vector<std::string> command, const std::vector<VELSimulatedRun>& runs,
-                     const VELSimulatedTime& time, VELSimulatedTaskRecord& record);
+    VELSimulatedTask(std::vector<std::string> command,
+                     std::shared_ptr<const VELSimulatedWorkingPlace> place,
+                     const std::vector<VELSimulatedRun>& runs, const VELSimulatedTime& time,
+                     VELSimulatedTaskRecord& record);
 
     [[nodiscard]] const std::string& launchPath() const override;
     void launch() override;
@@ -108,23 +126,24 @@ public:
     void terminate() override;
     void waitUntilExit() override;
     [[nodiscard]] std::int32_t terminationStatus() const override;
-    std::optional<std::string> readOutputToEnd(std::uint64_t deadline) override;
-    void close() override;
+    std::optional<std::string> readOutputToEnd(VELTimePoint deadline) override;
+    void close() noexcept override;
 
 private:
     void note(VELSimulatedTaskEvent::Kind kind) const;
     [[nodiscard]] bool runsNow() const;
-    [[nodiscard]] std::optional<std::uint64_t> exitMoment() const;
+    [[nodiscard]] std::optional<VELTimePoint> exitMoment() const;
 
     const std::vector<std::string> _command;
+    const std::shared_ptr<const VELSimulatedWorkingPlace> _place;
     const std::vector<VELSimulatedRun>& _runs;
     const VELSimulatedTime& _time;
     VELSimulatedTaskRecord& _record;
 
     mutable std::mutex _mutex;
     VELSimulatedTime::Thread _thread = VELSimulatedTime::currentThread();
-    std::optional<VELSimulatedRun> _run;      // absent until launched
-    std::optional<std::uint64_t> _exitMoment; // absent: it never exits by itself
+    std::optional<VELSimulatedRun> _run;     // absent until launched
+    std::optional<VELTimePoint> _exitMoment; // absent: it never exits by itself
     std::int32_t _status = 0;
     bool _closed = false;
 };

@@ -13,12 +13,12 @@ VELSimulatedTime::Thread VELSimulatedTime::currentThread() {
     return thread;
 }
 
-std::uint64_t VELSimulatedTime::now(Thread thread) const {
+VELTimePoint VELSimulatedTime::now(Thread thread) const {
     const std::scoped_lock lock(_mutex);
     return _threads[thread].now;
 }
 
-std::function<void()> VELSimulatedTime::takeDueBlock(std::uint64_t moment) const {
+std::function<void()> VELSimulatedTime::takeDueBlock(VELTimePoint moment) const {
     const std::scoped_lock lock(_mutex);
     State& state = _threads[currentThread()];
     const auto first = state.blocks.begin();
@@ -32,13 +32,13 @@ std::function<void()> VELSimulatedTime::takeDueBlock(std::uint64_t moment) const
     return block;
 }
 
-void VELSimulatedTime::advanceTo(std::uint64_t moment) const {
+void VELSimulatedTime::advanceTo(VELTimePoint moment) const {
     while (const std::function<void()> block = takeDueBlock(moment)) {
         block();
     }
 }
 
-std::optional<std::uint64_t> VELSimulatedTime::nextDue() const {
+std::optional<VELTimePoint> VELSimulatedTime::nextDue() const {
     const std::scoped_lock lock(_mutex);
     const State& state = _threads[currentThread()];
     return state.blocks.empty() ? std::nullopt : std::optional(state.blocks.begin()->first);

@@ -3,7 +3,7 @@
 
 #include "Platform/X509/VELDERReader.h"
 #include "Platform/X509/VELNameConstraints.h"
-#include "Platform/X509/VELSecurityStatus.h"
+#include "Platform/X509/VELSecurityStatusText.h"
 #include "vel_device_trust/VELValue.h"
 
 #include <nlohmann/json.hpp>
@@ -25,27 +25,27 @@ enum class Kind : std::uint8_t { keySize, algorithm, compliance, trust, usage, e
 
 struct CheckRow {
     Kind kind;
-    security::Status code;
+    VELSecurityStatus code;
 };
 
 /// Ordered as `ChainCheck`.
 constexpr CheckRow rows[] = {
-    {Kind::keySize, security::unsupportedKeySize},
-    {Kind::algorithm, security::invalidDigestAlgorithm},
-    {Kind::compliance, security::noBasicConstraints},
-    {Kind::compliance, security::noBasicConstraintsAuthority},
-    {Kind::compliance, security::pathLengthExceeded},
-    {Kind::compliance, security::invalidIdentifierLinkage},
-    {Kind::compliance, security::unknownCriticalExtension},
-    {Kind::compliance, security::unknownCertificateExtension},
-    {Kind::compliance, security::certificateDuplicateExtension},
-    {Kind::compliance, security::invalidSubjectName},
-    {Kind::compliance, security::invalidName},
-    {Kind::compliance, security::invalidPolicyIdentifiers},
-    {Kind::trust, security::notTrusted},
-    {Kind::trust, security::createChainFailed},
-    {Kind::usage, security::invalidKeyUsageForPolicy},
-    {Kind::expired, security::certificateExpired},
+    {Kind::keySize, VELSecurityStatus::unsupportedKeySize},
+    {Kind::algorithm, VELSecurityStatus::invalidDigestAlgorithm},
+    {Kind::compliance, VELSecurityStatus::noBasicConstraints},
+    {Kind::compliance, VELSecurityStatus::noBasicConstraintsAuthority},
+    {Kind::compliance, VELSecurityStatus::pathLengthExceeded},
+    {Kind::compliance, VELSecurityStatus::invalidIdentifierLinkage},
+    {Kind::compliance, VELSecurityStatus::unknownCriticalExtension},
+    {Kind::compliance, VELSecurityStatus::unknownCertificateExtension},
+    {Kind::compliance, VELSecurityStatus::certificateDuplicateExtension},
+    {Kind::compliance, VELSecurityStatus::invalidSubjectName},
+    {Kind::compliance, VELSecurityStatus::invalidName},
+    {Kind::compliance, VELSecurityStatus::invalidPolicyIdentifiers},
+    {Kind::trust, VELSecurityStatus::notTrusted},
+    {Kind::trust, VELSecurityStatus::createChainFailed},
+    {Kind::usage, VELSecurityStatus::invalidKeyUsageForPolicy},
+    {Kind::expired, VELSecurityStatus::certificateExpired},
 };
 
 /// Ordered as `Kind`: what stands behind the name of the certificate.
@@ -395,7 +395,8 @@ VELError errorOf(const ChainFailure& failure, const CertificateChain& chain) {
     std::string text =
         summary ? "\u201C" + *summary + "\u201D" + descriptions[static_cast<std::size_t>(row.kind)]
                 : security::textOfStatus(row.code);
-    return VELError::withLocalizedDescription("NSOSStatusErrorDomain", row.code, std::move(text));
+    return VELError::withLocalizedDescription("NSOSStatusErrorDomain", integerOfStatus(row.code),
+                                              std::move(text));
 }
 
 } // namespace vel::x509

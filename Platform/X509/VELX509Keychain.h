@@ -5,29 +5,14 @@
 #include "Platform/X509/VELX509Trust.h"
 
 #include <memory>
-#include <optional>
 #include <string>
 #include <string_view>
 #include <vector>
 
-/// What keychains over OpenSSL share: everything but what is in them.
+/// What keychains over OpenSSL share: everything but their contents.
 class VELX509Keychain : public VELKeychain {
 public:
-    [[nodiscard]] std::string statusText(std::int32_t status) const override;
-
-    [[nodiscard]] std::shared_ptr<const VELCertificate>
-    parseCertificate(std::string_view der) const override;
-
-    [[nodiscard]] std::optional<std::vector<std::string>>
-    commonNames(std::string_view der) const override;
-
-    /// Intermediates come from the keychain as it was when an identity handed the certificate out;
-    /// one that was parsed from bytes has none. Fails with the status of a wrong parameter for a
-    /// certificate of another platform.
-    [[nodiscard]] TrustResult
-    createTrust(std::shared_ptr<const VELCertificate> certificate) const override;
-
-    [[nodiscard]] std::string sha1(std::string_view bytes) const override;
+    [[nodiscard]] std::string statusText(VELSecurityStatus status) const override;
 
 protected:
     explicit VELX509Keychain(VELX509Trust::Clock clock);

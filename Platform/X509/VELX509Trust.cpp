@@ -2,9 +2,9 @@
 #include "Platform/X509/VELX509Trust.h"
 
 #include "Platform/X509/VELCertificateChain.h"
-#include "Platform/X509/VELSecurityStatus.h"
 
 #include <algorithm>
+#include <chrono>
 #include <map>
 #include <utility>
 
@@ -160,16 +160,21 @@ private:
 
 } // namespace
 
+VELMoment VELX509Trust::now() {
+    using namespace std::chrono;
+    return time_point_cast<microseconds>(system_clock::now());
+}
+
 VELX509Trust::VELX509Trust(std::shared_ptr<const VELX509Certificate> certificate, Clock clock)
     : _certificate(std::move(certificate)), _clock(std::move(clock)) {}
 
-std::int32_t VELX509Trust::setOnlyAnchor(std::shared_ptr<const VELCertificate> anchor) {
+VELSecurityStatus VELX509Trust::setOnlyAnchor(std::shared_ptr<const VELCertificate> anchor) {
     auto own = std::dynamic_pointer_cast<const VELX509Certificate>(std::move(anchor));
     if (own == nullptr) {
-        return vel::security::parameter;
+        return VELSecurityStatus::parameter;
     }
     _anchor = std::move(own);
-    return vel::security::success;
+    return VELSecurityStatus::success;
 }
 
 bool VELX509Trust::evaluate(std::optional<VELError>* error) {

@@ -4,7 +4,6 @@
 #include "Platform/VELTrust.h"
 #include "Platform/X509/VELCertificatePool.h"
 
-#include <cstdint>
 #include <functional>
 #include <memory>
 #include <optional>
@@ -16,11 +15,14 @@ class VELX509Trust final : public VELTrust {
 public:
     using Clock = std::function<VELMoment()>;
 
+    /// The time of day of this machine.
+    static VELMoment now();
+
     VELX509Trust(std::shared_ptr<const VELX509Certificate> certificate, Clock clock);
 
     /// Fails with the status of a wrong parameter when the anchor is none that this platform
     /// parsed.
-    std::int32_t setOnlyAnchor(std::shared_ptr<const VELCertificate> anchor) override;
+    VELSecurityStatus setOnlyAnchor(std::shared_ptr<const VELCertificate> anchor) override;
 
     bool evaluate(std::optional<VELError>* error) override;
 

@@ -6,9 +6,10 @@
 
 namespace {
 
+using namespace std::chrono_literals;
+
 constexpr std::int64_t earliest = std::numeric_limits<std::int64_t>::min();
 constexpr std::int64_t latest = std::numeric_limits<std::int64_t>::max();
-constexpr std::uint64_t lastMoment = std::numeric_limits<std::uint64_t>::max();
 
 TEST(Nanoseconds, AreTruncatedTowardZero) {
     EXPECT_EQ(vel::nanoseconds(10.0).count(), 10'000'000'000);
@@ -29,14 +30,26 @@ TEST(Nanoseconds, AreTheNearestThatFit) {
     EXPECT_EQ(vel::nanoseconds(std::numeric_limits<double>::quiet_NaN()).count(), 0);
 }
 
+TEST(Seconds, AreTheNearestDouble) {
+    EXPECT_EQ(vel::seconds(0ns), 0.0);
+    EXPECT_EQ(vel::seconds(1ns), 1e-9);
+    EXPECT_EQ(vel::seconds(-2500ms), -2.5);
+    EXPECT_EQ(vel::seconds(1'234'567'890'123'456'789ns), 1'234'567'890'123'456'789.0 / 1e9);
+}
+
 TEST(MomentAfter, NeitherGoesBackNorOverflows) {
-    EXPECT_EQ(vel::momentAfter(5, std::chrono::nanoseconds(7)), 12U);
-    EXPECT_EQ(vel::momentAfter(5, std::chrono::nanoseconds(0)), 5U);
-    EXPECT_EQ(vel::momentAfter(5, std::chrono::nanoseconds(-7)), 5U);
-    EXPECT_EQ(vel::momentAfter(5, std::chrono::nanoseconds(earliest)), 5U);
-    EXPECT_EQ(vel::momentAfter(lastMoment - 7, std::chrono::nanoseconds(7)), lastMoment);
-    EXPECT_EQ(vel::momentAfter(lastMoment - 7, std::chrono::nanoseconds(8)), lastMoment);
-    EXPECT_EQ(vel::momentAfter(lastMoment, std::chrono::nanoseconds(latest)), lastMoment);
+    using Moment = std::chrono::time_point<std::chrono::steady_clock, std::chrono::nanoseconds>;
+    constexpr Moment moment(5ns);
+    EXPECT_EQ(vel::momentAfter(moment, 7ns), Moment(12ns));
+    EXPECT_EQ(vel::momentAfter(moment, 0ns), moment);
+    EXPECT_EQ(vel::momentAfter(moment, -7ns), moment);
+    EXPECT_EQ(vel::momentAfter(moment, std::chrono::nanoseconds::min()), moment);
+    EXPECT_EQ(vel::momentAfter(moment, std::chrono::nanoseconds::max()), Moment::max());
+    EXPECT_EQ(vel::momentAfter(Moment::max() - 7ns, 6ns), Moment::max() - 1ns);
+    EXPECT_EQ(vel::momentAfter(Moment::max() - 7ns, 7ns), Moment::max());
+    EXPECT_EQ(vel::momentAfter(Moment::max() - 7ns, 8ns), Moment::max());
+    EXPECT_EQ(vel::momentAfter(Moment::max(), std::chrono::nanoseconds::max()), Moment::max());
+    EXPECT_EQ(vel::momentAfter(Moment(-5ns), std::chrono::nanoseconds::max()), Moment::max() - 5ns);
 }
 
 } // namespace

@@ -40,7 +40,7 @@ std::string escaped(const std::string& text) {
 
 /// The forms of the errors of a run of the tool.
 std::string toolErrors(const char* tool) {
-    const std::string path = escaped(VELPlatform::host()->toolPath(tool));
+    const std::string path = escaped(VELPlatform::host()->task(tool, {}, nullptr)->launchPath());
     return "Error launching task " + path + ": .+|Task " + path +
            R"( exited with status code -?\d+\.)";
 }

@@ -2,9 +2,10 @@
 #include "Platform/VELKeychain.h"
 
 #include "Base/VELMoment.h"
-#include "Platform/Simulated/VELSimulatedKeychain.h"
+#include "Platform/Simulated/VELSimulatedCertificates.h"
 #include "Tests/Support/CertificateWorkshop.h"
 #include "Tests/Support/MadeTokens.h"
+#include "Tests/Support/SecurityStatus.h"
 
 #include <gtest/gtest.h>
 
@@ -27,6 +28,7 @@ public:
     SimulatedKeychainMachine() { setDate("2030-01-01T00:00:00Z"); }
 
     [[nodiscard]] const VELKeychain& keychain() const { return _keychain; }
+    [[nodiscard]] const VELCertificates& certificates() const { return _certificates; }
 
     void setDate(const char* date) { _keychain.date = vel::momentOfText(date).value(); }
     void addCertificate(const std::string& der) { _keychain.certificateList.push_back(der); }
@@ -35,12 +37,13 @@ public:
         _keychain.identityList.push_back({.certificate = der});
     }
     void fail() {
-        _keychain.certificatesStatus = -2070;
-        _keychain.identitiesStatus = -2070;
+        _keychain.certificatesStatus = VELSecurityStatus::internalComponent;
+        _keychain.identitiesStatus = VELSecurityStatus::internalComponent;
     }
 
 private:
     VELSimulatedKeychain _keychain;
+    VELSimulatedCertificates _certificates{_keychain};
 };
 
 /// Keys are on another token than the certificates of others.
@@ -48,16 +51,18 @@ class LinuxKeychainMachine {
 public:
     const VELKeychain& keychain() {
         if (!_isMade) {
-            _tokens.make("token certificates\n" + _certificates + "token identities\n" +
+            _tokens.make("token certificates\n" + _certificateLines + "token identities\n" +
                          _identities);
             _isMade = true;
         }
         return _keychain;
     }
 
+    [[nodiscard]] const VELCertificates& certificates() const { return _certificates; }
+
     void setDate(const char* date) { _date = vel::momentOfText(date).value(); }
     void addCertificate(const std::string& der) {
-        _certificates += _tokens.certificateLine(nextIdentifier(), der);
+        _certificateLines += _tokens.certificateLine(nextIdentifier(), der);
     }
     void addIdentity(const std::string& der) {
         const std::string identifier = nextIdentifier();
@@ -75,12 +80,13 @@ private:
     }
 
     MadeTokens _tokens;
-    std::string _certificates;
+    std::string _certificateLines;
     std::string _identities;
     int _count = 100;
     bool _isMade = false;
     VELMoment _date = vel::momentOfText("2030-01-01T00:00:00Z").value();
     VELLinuxKeychain _keychain = keychainOfModule(MadeTokens::module(), clock());
+    VELX509Certificates _certificates{clock()};
 };
 
 using KeychainMachines = testing::Types<SimulatedKeychainMachine, LinuxKeychainMachine>;
@@ -97,7 +103,7 @@ Certificates summariesOf(const VELKeychain::IdentitiesResult& found) {
     Certificates summaries;
     if (found.status != 0) {
         EXPECT_TRUE(found.identities.empty());
-        return {std::to_string(found.status)};
+        return {std::to_string(vel::integerOfStatus(found.status))};
     }
     for (const auto& identity : found.identities) {
         const auto copied = identity->copyCertificate();
@@ -110,9 +116,10 @@ Certificates summariesOf(const VELKeychain::IdentitiesResult& found) {
 template <typename Machine> class KeychainContract : public testing::Test {
 protected:
     const VELKeychain& keychain() { return machine.keychain(); }
+    const VELCertificates& certificates() { return machine.certificates(); }
 
     std::string subjectOf(const std::string& der) {
-        return keychain().parseCertificate(der)->normalizedSubject().value();
+        return certificates().parseCertificate(der)->normalizedSubject().value();
     }
 
     Certificates identitiesIssuedBy(const std::string& der) {
@@ -126,9 +133,9 @@ protected:
             return std::to_string(found.identities.size()) + " identities";
         }
         const auto trust =
-            keychain().createTrust(found.identities.front()->copyCertificate().certificate);
+            certificates().createTrust(found.identities.front()->copyCertificate().certificate);
         EXPECT_EQ(trust.status, 0);
-        EXPECT_EQ(trust.trust->setOnlyAnchor(keychain().parseCertificate(anchor)), 0);
+        EXPECT_EQ(trust.trust->setOnlyAnchor(certificates().parseCertificate(anchor)), 0);
         return verdictOf(*trust.trust);
     }
 
@@ -300,8 +307,8 @@ TYPED_TEST(KeychainContract, TrustIsThatOfTheMomentOfItsEvaluation) {
     const auto found = this->keychain().identities(this->subjectOf(root));
     ASSERT_EQ(found.identities.size(), 1U);
     const auto trust =
-        this->keychain().createTrust(found.identities.front()->copyCertificate().certificate);
-    EXPECT_EQ(trust.trust->setOnlyAnchor(this->keychain().parseCertificate(root)), 0);
+        this->certificates().createTrust(found.identities.front()->copyCertificate().certificate);
+    EXPECT_EQ(trust.trust->setOnlyAnchor(this->certificates().parseCertificate(root)), 0);
     EXPECT_EQ(this->verdictOf(*trust.trust), "trusted");
     this->machine.setDate("2040-01-01T00:00:00Z");
     EXPECT_EQ(this->verdictOf(*trust.trust),
@@ -313,15 +320,15 @@ TYPED_TEST(KeychainContract, TrustIsThatOfTheMomentOfItsEvaluation) {
 TYPED_TEST(KeychainContract, TheLastAnchorSetIsTheOnlyOne) {
     const std::string root = this->workshop.makeAuthority("Root");
     const std::string other = this->workshop.makeAuthority("Other");
-    const auto trust = this->keychain().createTrust(
-        this->keychain().parseCertificate(this->workshop.makeLeaf("Leaf", "Root")));
+    const auto trust = this->certificates().createTrust(
+        this->certificates().parseCertificate(this->workshop.makeLeaf("Leaf", "Root")));
     ASSERT_EQ(trust.status, 0);
     const std::string untrusted =
         "NSOSStatusErrorDomain -25318 \u201CLeaf\u201D certificate is not trusted";
     EXPECT_EQ(this->verdictOf(*trust.trust), untrusted) << "there is no anchor";
-    EXPECT_EQ(trust.trust->setOnlyAnchor(this->keychain().parseCertificate(root)), 0);
+    EXPECT_EQ(trust.trust->setOnlyAnchor(this->certificates().parseCertificate(root)), 0);
     EXPECT_EQ(this->verdictOf(*trust.trust), "trusted");
-    EXPECT_EQ(trust.trust->setOnlyAnchor(this->keychain().parseCertificate(other)), 0);
+    EXPECT_EQ(trust.trust->setOnlyAnchor(this->certificates().parseCertificate(other)), 0);
     EXPECT_EQ(this->verdictOf(*trust.trust), untrusted);
 }
 
@@ -345,11 +352,11 @@ private:
 TYPED_TEST(KeychainContract, ACertificateOfAnotherPlatformIsAWrongParameter) {
     const auto foreign = std::make_shared<const ForeignCertificate>();
     for (const auto& wrong : {std::shared_ptr<const VELCertificate>(foreign), {}}) {
-        const auto refused = this->keychain().createTrust(wrong);
+        const auto refused = this->certificates().createTrust(wrong);
         EXPECT_EQ(refused.status, -50);
         EXPECT_EQ(refused.trust, nullptr);
-        const auto trust = this->keychain().createTrust(
-            this->keychain().parseCertificate(this->workshop.makeAuthority("Root")));
+        const auto trust = this->certificates().createTrust(
+            this->certificates().parseCertificate(this->workshop.makeAuthority("Root")));
         ASSERT_EQ(trust.status, 0);
         EXPECT_EQ(trust.trust->setOnlyAnchor(wrong), -50);
     }
@@ -358,16 +365,16 @@ TYPED_TEST(KeychainContract, ACertificateOfAnotherPlatformIsAWrongParameter) {
 TYPED_TEST(KeychainContract, ACertificateIsParsedFromTheStartOfItsBytes) {
     const std::string root = this->workshop.makeAuthority("Root");
     for (const std::string& rest : {std::string(), std::string("\0rest", 5), root}) {
-        const auto parsed = this->keychain().parseCertificate(root + rest);
+        const auto parsed = this->certificates().parseCertificate(root + rest);
         ASSERT_NE(parsed, nullptr);
         EXPECT_EQ(parsed->der(), root);
-        EXPECT_EQ(this->keychain().commonNames(root + rest), Names({"Root"}));
+        EXPECT_EQ(this->certificates().commonNames(root + rest), Names({"Root"}));
     }
     for (const std::string& wrong :
          {std::string(), std::string("garbage"), root.substr(1), root.substr(0, root.size() - 1),
           std::string("\x30\x80\0\0", 4), std::string("\x30\x84\xFF\xFF\xFF\xFF", 6)}) {
-        EXPECT_EQ(this->keychain().parseCertificate(wrong), nullptr);
-        EXPECT_EQ(this->keychain().commonNames(wrong), std::nullopt);
+        EXPECT_EQ(this->certificates().parseCertificate(wrong), nullptr);
+        EXPECT_EQ(this->certificates().commonNames(wrong), std::nullopt);
     }
 }
 
@@ -379,8 +386,8 @@ TYPED_TEST(KeychainContract, CommonNamesAreThoseOfTheParsedCertificate) {
     };
     for (const auto& [subject, names] : subjects) {
         const std::string der = this->workshop.make({.name = "Some", .subject = subject});
-        EXPECT_EQ(this->keychain().commonNames(der), names) << subject;
-        EXPECT_EQ(this->keychain().parseCertificate(der)->commonNames(), names) << subject;
+        EXPECT_EQ(this->certificates().commonNames(der), names) << subject;
+        EXPECT_EQ(this->certificates().parseCertificate(der)->commonNames(), names) << subject;
     }
 }
 
@@ -394,14 +401,14 @@ TYPED_TEST(KeychainContract, StatusesHaveTexts) {
         {-2147483647 - 1, "OSStatus -2147483648"},
     };
     for (const auto& [status, text] : texts) {
-        EXPECT_EQ(this->keychain().statusText(status), text);
+        EXPECT_EQ(this->keychain().statusText(VELSecurityStatus{status}), text);
     }
 }
 
 TYPED_TEST(KeychainContract, SHA1IsThatOfTheStandard) {
-    EXPECT_EQ(this->keychain().sha1("abc"),
+    EXPECT_EQ(this->certificates().sha1("abc"),
               "\xA9\x99\x3E\x36\x47\x06\x81\x6A\xBA\x3E\x25\x71\x78\x50\xC2\x6C\x9C\xD0\xD8\x9D");
-    EXPECT_EQ(this->keychain().sha1(""),
+    EXPECT_EQ(this->certificates().sha1(""),
               "\xDA\x39\xA3\xEE\x5E\x6B\x4B\x0D\x32\x55\xBF\xEF\x95\x60\x18\x90\xAF\xD8\x07\x09");
 }
 

@@ -39,7 +39,7 @@ TYPED_TEST(PlatformRecordsContract, RecordsDoNotAnswerForOneAnother) {
 
 TYPED_TEST(PlatformRecordsContract, TicksNeverGoBack) {
     const VELPlatform& platform = this->machine.platform();
-    const std::uint64_t first = platform.ticks();
+    const VELTimePoint first = platform.ticks();
     EXPECT_LE(first, platform.ticks());
 }
 

@@ -14,7 +14,13 @@ namespace {
 
 using Kind = VELSimulatedTaskEvent::Kind;
 
-constexpr std::uint64_t second = 1'000'000'000;
+using namespace std::chrono_literals;
+
+/// A moment of the virtual clock.
+constexpr VELTimePoint at(std::chrono::nanoseconds sinceStart) {
+    return VELTimePoint(sinceStart);
+}
+
 constexpr double forever = std::numeric_limits<double>::infinity();
 const std::vector<std::string> command = {"/usr/bin/tool", "--state"};
 
@@ -26,7 +32,7 @@ protected:
     std::optional<std::string> run(VELSimulatedRun description, double timeout = 10) {
         description.command = command;
         platform.tools = {std::move(description)};
-        task = platform.task(command[0], {command[1]});
+        task = platform.task(command[0], {command[1]}, nullptr);
         return runWithTimeout(task, timeout, &error, platform);
     }
 
@@ -71,15 +77,15 @@ TEST_F(RunWithTimeout, ReturnsWhatTheToolPrinted) {
     expectNoError();
     EXPECT_EQ(platform.taskRecord.launchedCommands(),
               (std::vector<std::vector<std::string>>{command}));
-    EXPECT_EQ(platform.ticks(), 0U);
+    EXPECT_EQ(platform.ticks(), at(0s));
 }
 
 TEST_F(RunWithTimeout, WaitsFirstAndReadsAfterwards) {
     EXPECT_EQ(run({.output = "done", .seconds = 3}), "done");
     const std::vector<VELSimulatedTaskEvent> expected = {
-        {Kind::launch, 0, command},          {Kind::wait, 0, command},
-        {Kind::status, 3 * second, command}, {Kind::readOutput, 3 * second, command},
-        {Kind::close, 3 * second, command},
+        {Kind::launch, at(0s), command}, {Kind::wait, at(0s), command},
+        {Kind::status, at(3s), command}, {Kind::readOutput, at(3s), command},
+        {Kind::close, at(3s), command},
     };
     EXPECT_EQ(platform.taskRecord.events(), expected);
     EXPECT_EQ(platform.time.afterCalls, 1U);
@@ -110,7 +116,8 @@ TEST_F(RunWithTimeout, AToolThatCanNotBeLaunchedIsError2) {
 }
 
 TEST_F(RunWithTimeout, AMissingToolIsError2) {
-    EXPECT_EQ(runWithTimeout(platform.task("/bin/none", {}), 10, &error, platform), std::nullopt);
+    EXPECT_EQ(runWithTimeout(platform.task("/bin/none", {}, nullptr), 10, &error, platform),
+              std::nullopt);
     expectError(2, "Error launching task /bin/none: no such tool on this machine");
 }
 
@@ -134,12 +141,9 @@ TEST_F(RunWithTimeout, AToolThatOverstaysIsEndedAtTheTimeout) {
     EXPECT_EQ(run({.output = "late", .seconds = 11}), std::nullopt);
     expectError(3, "Task /usr/bin/tool exited with status code 15.");
     const std::vector<VELSimulatedTaskEvent> expected = {
-        {Kind::launch, 0, command},
-        {Kind::wait, 0, command},
-        {Kind::isRunning, 10 * second, command},
-        {Kind::terminate, 10 * second, command},
-        {Kind::status, 10 * second, command},
-        {Kind::close, 10 * second, command},
+        {Kind::launch, at(0s), command},     {Kind::wait, at(0s), command},
+        {Kind::isRunning, at(10s), command}, {Kind::terminate, at(10s), command},
+        {Kind::status, at(10s), command},    {Kind::close, at(10s), command},
     };
     EXPECT_EQ(platform.taskRecord.events(), expected);
 }
@@ -153,7 +157,7 @@ TEST_F(RunWithTimeout, AToolIsAskedToEndOnceAndNoHarder) {
     EXPECT_EQ(run({.output = "at last", .seconds = 3600, .ignoresTermination = true}), "at last");
     expectNoError();
     EXPECT_EQ(platform.taskRecord.terminations, 1U);
-    EXPECT_EQ(platform.ticks(), 3600 * second);
+    EXPECT_EQ(platform.ticks(), at(3600s));
 }
 
 TEST_F(RunWithTimeout, AToolMayExitWithAStatusWhenAskedToEnd) {
@@ -165,25 +169,25 @@ TEST_F(RunWithTimeout, AToolMayExitWithAStatusWhenAskedToEnd) {
 TEST_F(RunWithTimeout, OutputThatFillsAPipeIsReadWhole) {
     const std::string full(65'536, 'x');
     EXPECT_EQ(run({.output = full}), full);
-    EXPECT_EQ(platform.ticks(), 0U);
+    EXPECT_EQ(platform.ticks(), at(0s));
 }
 
 TEST_F(RunWithTimeout, OutputThatAPipeCanNotHoldRunsIntoTheTimeout) {
     EXPECT_EQ(run({.output = std::string(65'537, 'x')}), std::nullopt);
     expectError(3, "Task /usr/bin/tool exited with status code 15.");
-    EXPECT_EQ(platform.ticks(), 10 * second);
+    EXPECT_EQ(platform.ticks(), at(10s));
 }
 
 TEST_F(RunWithTimeout, OutputHeldByALeftProcessIsReadNoLongerThanToTheDeadline) {
     EXPECT_EQ(run({.output = "held", .seconds = 1, .secondsOutputIsHeld = forever}), std::nullopt);
     expectNoError();
-    EXPECT_EQ(platform.ticks(), 10 * second);
+    EXPECT_EQ(platform.ticks(), at(10s));
     EXPECT_EQ(platform.taskRecord.closes, 1U);
 }
 
 TEST_F(RunWithTimeout, OutputHeldForLessIsReadWhole) {
     EXPECT_EQ(run({.output = "held", .seconds = 1, .secondsOutputIsHeld = 8.5}), "held");
-    EXPECT_EQ(platform.ticks(), 9 * second + second / 2);
+    EXPECT_EQ(platform.ticks(), at(9500ms));
 }
 
 TEST_F(RunWithTimeout, OutputThatCanNotBeReadIsNothingWithoutAnError) {
@@ -196,11 +200,11 @@ TEST_F(RunWithTimeout, LeavesTheBlockToItsDeadline) {
     EXPECT_EQ(run({.output = "done"}), "done");
     const std::weak_ptr<VELTask> held = task;
     task = nullptr;
-    EXPECT_EQ(platform.time.nextDue(), 10 * second);
-    platform.advanceTime(10 * second - 1);
+    EXPECT_EQ(platform.time.nextDue(), at(10s));
+    platform.advanceTime(10s - 1ns);
     EXPECT_FALSE(held.expired());
     EXPECT_EQ(operations().back(), Kind::close);
-    platform.advanceTime(1);
+    platform.advanceTime(1ns);
     EXPECT_TRUE(held.expired());
     EXPECT_EQ(operations().back(), Kind::isRunning);
     EXPECT_EQ(platform.taskRecord.terminations, 0U);
@@ -223,8 +227,10 @@ TEST_F(RunWithTimeout, AFailureReplacesAnEarlierError) {
 
 TEST_F(RunWithTimeout, ACallerThatWantsNoErrorHearsOfNone) {
     platform.tools = {{.command = {"/bin/false"}, .status = 1}};
-    EXPECT_EQ(runWithTimeout(platform.task("/bin/false", {}), 10, nullptr, platform), std::nullopt);
-    EXPECT_EQ(runWithTimeout(platform.task("/bin/none", {}), 10, nullptr, platform), std::nullopt);
+    EXPECT_EQ(runWithTimeout(platform.task("/bin/false", {}, nullptr), 10, nullptr, platform),
+              std::nullopt);
+    EXPECT_EQ(runWithTimeout(platform.task("/bin/none", {}, nullptr), 10, nullptr, platform),
+              std::nullopt);
     expectNoError();
 }
 
@@ -235,22 +241,21 @@ TEST_F(RunWithTimeout, ATimeoutThatIsNotPositiveEndsWhateverStillRuns) {
         EXPECT_EQ(run({.seconds = 1}, timeout), std::nullopt) << timeout;
         expectError(3, "Task /usr/bin/tool exited with status code 15.");
         error.reset();
-        EXPECT_EQ(platform.ticks(), 0U);
+        EXPECT_EQ(platform.ticks(), at(0s));
     }
 }
 
 TEST_F(RunWithTimeout, AHugeTimeoutIsTheLongestThereIs) {
-    constexpr auto longest = static_cast<std::uint64_t>(std::numeric_limits<std::int64_t>::max());
     for (const double timeout : {1e10, 1e300, forever}) {
         EXPECT_EQ(run({.output = "slow", .seconds = 1}, timeout), "slow") << timeout;
     }
-    EXPECT_EQ(platform.time.nextDue(), longest);
-    EXPECT_EQ(platform.ticks(), 3 * second);
+    EXPECT_EQ(platform.time.nextDue(), VELTimePoint::max());
+    EXPECT_EQ(platform.ticks(), at(3s));
 }
 
 TEST_F(RunWithTimeout, FractionsOfANanosecondAreCutOff) {
     EXPECT_EQ(run({.seconds = 2}, 1.0000000019), std::nullopt);
-    EXPECT_EQ(platform.ticks(), second + 1);
+    EXPECT_EQ(platform.ticks(), at(1s + 1ns));
 }
 
 TEST_F(RunWithTimeout, WithoutAWorkerAToolMustHaveEndedAlready) {
@@ -259,7 +264,7 @@ TEST_F(RunWithTimeout, WithoutAWorkerAToolMustHaveEndedAlready) {
     expectNoError();
     EXPECT_EQ(run({.seconds = 1}), std::nullopt);
     expectError(3, "Task /usr/bin/tool exited with status code 15.");
-    EXPECT_EQ(platform.ticks(), 0U);
+    EXPECT_EQ(platform.ticks(), at(0s));
 }
 
 TEST_F(RunWithTimeout, AnExceptionOfAnotherKindPassesOn) {
@@ -271,8 +276,8 @@ TEST_F(RunWithTimeout, AnExceptionOfAnotherKindPassesOn) {
         void terminate() override {}
         void waitUntilExit() override {}
         std::int32_t terminationStatus() const override { return 0; }
-        std::optional<std::string> readOutputToEnd(std::uint64_t) override { return ""; }
-        void close() override { ++closes; }
+        std::optional<std::string> readOutputToEnd(VELTimePoint) override { return ""; }
+        void close() noexcept override { ++closes; }
         int closes = 0;
     };
     const auto raising = std::make_shared<RaisingTask>();
@@ -284,23 +289,23 @@ TEST_F(RunWithTimeout, AnExceptionOfAnotherKindPassesOn) {
 TEST_F(RunWithTimeout, AToolThatNeverEndsIsToldApart) {
     EXPECT_THROW(run({.output = std::string(65'537, 'x'), .ignoresTermination = true}),
                  std::runtime_error);
-    EXPECT_EQ(platform.ticks(), 10 * second);
+    EXPECT_EQ(platform.ticks(), at(10s));
 }
 
 TEST(WaitUntilExitWithTimeout, ReturnsOnceTheTaskHasExited) {
     VELSimulatedPlatform platform;
     platform.tools = {{.command = {"/bin/quick"}, .seconds = 2},
                       {.command = {"/bin/slow"}, .seconds = 20}};
-    const auto quick = platform.task("/bin/quick", {});
+    const auto quick = platform.task("/bin/quick", {}, nullptr);
     quick->launch();
     waitUntilExitWithTimeout(quick, 5, platform);
-    EXPECT_EQ(platform.ticks(), 2 * second);
+    EXPECT_EQ(platform.ticks(), at(2s));
     EXPECT_EQ(quick->terminationStatus(), 0);
 
-    const auto slow = platform.task("/bin/slow", {});
+    const auto slow = platform.task("/bin/slow", {}, nullptr);
     slow->launch();
     waitUntilExitWithTimeout(slow, 5, platform);
-    EXPECT_EQ(platform.ticks(), 7 * second);
+    EXPECT_EQ(platform.ticks(), at(7s));
     EXPECT_EQ(slow->terminationStatus(), SIGTERM);
     // The deadline of the first came meanwhile and found it gone.
     EXPECT_EQ(platform.taskRecord.terminations, 1U);

@@ -106,7 +106,7 @@ TEST_F(CertificateCheck, KeychainsWithoutACertificateAreAnError) {
                                "\"Error loading certificates from keychain.\"}",
                                "SetPostureCheckError"};
     for (const std::int32_t status : {-25300, -25291, 1}) {
-        platform->keychainStore.certificatesStatus = status;
+        platform->keychainStore.certificatesStatus = VELSecurityStatus{status};
         EXPECT_FALSE(run(sha1OfABC));
         ASSERT_TRUE(error);
         EXPECT_EQ(error->domain(), "com.vel.posturecheck");
@@ -175,10 +175,10 @@ TEST_F(CertificateCheck, ReadsNoNameWithoutALogger) {
     VELDTLogger::setLogger(nullptr);
     certificates = {"other", "abc"};
     EXPECT_TRUE(run(sha1OfABC));
-    EXPECT_EQ(platform->keychainStore.counts.commonNames, 0U);
+    EXPECT_EQ(platform->certificateStore.counts.commonNames, 0U);
     VELDTLogger::setLogger(logger);
     EXPECT_TRUE(run(sha1OfABC));
-    EXPECT_EQ(platform->keychainStore.counts.commonNames, 1U);
+    EXPECT_EQ(platform->certificateStore.counts.commonNames, 1U);
 }
 
 TEST_F(CertificateCheck, FindsTheFingerprintThatOpensslPrints) {

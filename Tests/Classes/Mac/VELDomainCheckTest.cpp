@@ -223,7 +223,7 @@ TEST_F(VELDomainCheckTest, EndsTheToolAfterTenSeconds) {
     mac->tools.back().seconds = 11;
     EXPECT_FALSE(run({"*"}));
     expectError(error, 3, "Task /usr/sbin/dsconfigad exited with status code 15.");
-    EXPECT_EQ(mac->ticks(), 10'000'000'000U);
+    EXPECT_EQ(mac->ticks(), VELTimePoint(std::chrono::seconds(10)));
 }
 
 void expectRaised(const std::function<void()>& work, const std::string& text) {

@@ -142,7 +142,7 @@ TEST_F(VELFirewallCheckTest, FallsBackAfterTenSeconds) {
     prefer(1);
     EXPECT_TRUE(run());
     expectError(error, 3, message);
-    EXPECT_EQ(mac->ticks(), 10'000'000'000U);
+    EXPECT_EQ(mac->ticks(), VELTimePoint(std::chrono::seconds(10)));
 }
 
 TEST_F(VELFirewallCheckTest, ReplacesTheLaunchErrorWhenThereIsNoStateAtAll) {
@@ -207,7 +207,7 @@ public:
 
 class PlatformWithUnfoundPreferences final : public VELPlatform {
 public:
-    [[nodiscard]] std::uint64_t ticks() const override { return mac.ticks(); }
+    [[nodiscard]] VELTimePoint ticks() const override { return mac.ticks(); }
     [[nodiscard]] std::optional<std::string> productVersion() const override { return {}; }
     [[nodiscard]] std::optional<std::string> serialNumber() const override { return {}; }
     [[nodiscard]] const VELPreferences& preferences() const override { return store; }
@@ -216,12 +216,16 @@ public:
         return mac.diskArbitration();
     }
     [[nodiscard]] const VELKeychain& keychain() const override { return mac.keychain(); }
-    [[nodiscard]] std::string toolPath(std::string_view name) const override {
-        return "/opt/tools" + std::string(name);
+    [[nodiscard]] const VELCertificates& certificates() const override {
+        return mac.certificates();
     }
-    [[nodiscard]] std::shared_ptr<VELTask> task(std::string launchPath,
-                                                std::vector<std::string> arguments) const override {
-        return mac.task(std::move(launchPath), std::move(arguments));
+    [[nodiscard]] std::shared_ptr<const VELWorkingPlace> openWorkingPlace() const override {
+        return mac.openWorkingPlace();
+    }
+    [[nodiscard]] std::shared_ptr<VELTask>
+    task(std::string_view name, std::vector<std::string> arguments,
+         std::shared_ptr<const VELWorkingPlace> place) const override {
+        return mac.task("/opt/tools" + std::string(name), std::move(arguments), std::move(place));
     }
     [[nodiscard]] const VELWorkQueue& workQueue() const override { return mac.workQueue(); }
 

@@ -7,6 +7,7 @@
 #include "Platform/Simulated/VELSimulatedPlatform.h"
 #include "Tests/Support/CertificateWorkshop.h"
 #include "Tests/Support/RecordingLogger.h"
+#include "Tests/Support/SecurityStatus.h"
 
 #include <gtest/gtest.h>
 #include <nlohmann/json.hpp>
@@ -72,6 +73,7 @@ protected:
     }
     ~PerDeviceCertificateCheck() override {
         EXPECT_EQ(keychain.counts.handedOut, 0);
+        EXPECT_EQ(certificates.counts.handedOut, 0);
         VELDTLogger::setLogger(nullptr);
     }
 
@@ -84,7 +86,7 @@ protected:
 
     /// The lines up to the query of the keychain.
     [[nodiscard]] Lines opening() const {
-        const auto subject = keychain.parseCertificate(root)->normalizedSubject().value();
+        const auto subject = certificates.parseCertificate(root)->normalizedSubject().value();
         return {starting,
                 {1, "Calling SecCertificateCopyNormalizedSubjectSequence", subjectFunction},
                 {1, "Admin certificate subject is: " + hexadecimal(subject), checkFunction}};
@@ -112,6 +114,7 @@ protected:
     std::shared_ptr<RecordingLogger> logger = std::make_shared<RecordingLogger>();
     std::shared_ptr<VELSimulatedPlatform> platform = std::make_shared<VELSimulatedPlatform>();
     VELSimulatedKeychain& keychain = platform->keychainStore;
+    VELSimulatedCertificates& certificates = platform->certificateStore;
     std::string root = workshop.makeAuthority("Root");
     std::string rootText = vel::base64Text(root);
     VELPerDeviceCertificatePresentCheck check{platform};
@@ -151,7 +154,7 @@ TEST_F(PerDeviceCertificateCheck, TheRootIsRecognisedWithLineBreaks) {
         EXPECT_FALSE(error);
         EXPECT_EQ(logger->take(), openingAnd({processing("Root"), skipping, none}));
     }
-    EXPECT_EQ(keychain.counts.trusts, 0U);
+    EXPECT_EQ(certificates.counts.trusts, 0U);
 }
 
 TEST_F(PerDeviceCertificateCheck, TheRootIsMissedWithSpaces) {
@@ -222,7 +225,7 @@ TEST_F(PerDeviceCertificateCheck, NoIdentityIsALoggedFailureAndNoError) {
     EXPECT_FALSE(error);
     EXPECT_EQ(logger->take(), openingAnd({notFound}));
 
-    keychain.identitiesStatus = -25291;
+    keychain.identitiesStatus = VELSecurityStatus::notAvailable;
     EXPECT_FALSE(run(rootText));
     EXPECT_FALSE(error);
     EXPECT_EQ(logger->take(),
@@ -244,7 +247,7 @@ TEST_F(PerDeviceCertificateCheck, IdentitiesOutsideTheirValidityAreNeverEvaluate
     EXPECT_FALSE(error);
     EXPECT_EQ(logger->take().size(), 4U);
     EXPECT_EQ(keychain.counts.identityCertificates, 0U);
-    EXPECT_EQ(keychain.counts.evaluations, 0U);
+    EXPECT_EQ(certificates.counts.evaluations, 0U);
 }
 
 TEST_F(PerDeviceCertificateCheck, ATrustedIdentityAfterAnUntrustedOnePasses) {
@@ -256,7 +259,7 @@ TEST_F(PerDeviceCertificateCheck, ATrustedIdentityAfterAnUntrustedOnePasses) {
     EXPECT_EQ(logger->take(), openingAnd({processing("First"), evaluating,
                                           untrusted(-67818, expiredText("Middle of First")),
                                           processing("Second"), evaluating, trusted}));
-    EXPECT_EQ(keychain.counts.evaluations, 2U);
+    EXPECT_EQ(certificates.counts.evaluations, 2U);
 }
 
 TEST_F(PerDeviceCertificateCheck, OfUntrustedIdentitiesTheLastErrorStays) {
@@ -292,14 +295,14 @@ TEST_F(PerDeviceCertificateCheck, NeedsNoErrorOutParameter) {
 TEST_F(PerDeviceCertificateCheck, ItsStepsClearAnEarlierError) {
     using Check = VELPerDeviceCertificatePresentCheck;
     const VELError earlier("earlier", 1, VELValue::object());
-    const std::shared_ptr<const VELCertificate> anchor = keychain.parseCertificate(root);
+    const std::shared_ptr<const VELCertificate> anchor = certificates.parseCertificate(root);
     error = earlier;
     EXPECT_EQ(Check::extractSubjectFromCertificate(*anchor, &error), anchor->normalizedSubject());
     EXPECT_FALSE(error);
     EXPECT_EQ(logger->take(), Lines({opening()[1]}));
 
-    const auto leaf = keychain.parseCertificate(workshop.makeLeaf("Leaf", "Root"));
-    const auto created = keychain.createTrust(leaf);
+    const auto leaf = certificates.parseCertificate(workshop.makeLeaf("Leaf", "Root"));
+    const auto created = certificates.createTrust(leaf);
     ASSERT_EQ(created.status, 0);
     ASSERT_EQ(created.trust->setOnlyAnchor(anchor), 0);
     error = earlier;
@@ -311,10 +314,11 @@ TEST_F(PerDeviceCertificateCheck, ItsStepsClearAnEarlierError) {
 
 TEST_F(PerDeviceCertificateCheck, EachFailingCallPassesOneIdentityOver) {
     const std::string leaf = workshop.makeLeaf("Leaf", "Root");
-    keychain.identityList = {{.certificate = makeUntrusted("First")},
-                             {.certificate = leaf, .certificateStatus = -25300},
-                             {.certificate = leaf, .trustStatus = -50},
-                             {.certificate = leaf, .anchorsStatus = 7}};
+    keychain.identityList = {
+        {.certificate = makeUntrusted("First")},
+        {.certificate = leaf, .certificateStatus = VELSecurityStatus::itemNotFound},
+        {.certificate = leaf, .trustStatus = VELSecurityStatus::parameter},
+        {.certificate = leaf, .anchorsStatus = VELSecurityStatus{7}}};
     EXPECT_FALSE(run(rootText));
     ASSERT_TRUE(error) << "the error of the evaluation before stays";
     EXPECT_EQ(error->message(), expiredText("Middle of First"));

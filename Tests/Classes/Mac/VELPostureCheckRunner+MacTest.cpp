@@ -82,7 +82,7 @@ TEST_F(IdentityRequest, ARepeatedNameIsAskedAgain) {
 }
 
 TEST_F(IdentityRequest, ARepeatedNameOverwritesWhatWasFound) {
-    platform->serialNumberDuration = 2;
+    platform->serialNumberDuration = std::chrono::nanoseconds(2);
     ASSERT_TRUE(platform->workQueue().after(std::chrono::nanoseconds(3), [this] {
         platform->hardwareSerialNumber.reset();
         platform->preferenceStore.machine[application]["deviceId"] = "another";
@@ -133,7 +133,7 @@ TEST_F(IdentityRequest, TheChecksAreNotRun) {
 }
 
 TEST_F(IdentityRequest, ItsTimeIsMeasured) {
-    platform->serialNumberDuration = 2'500'000;
+    platform->serialNumberDuration = std::chrono::nanoseconds(2'500'000);
     EXPECT_EQ(run(R"({"identity_params": ["device_id"]})"),
               R"({"identity_params":{"device_id":"device"},"metrics":{"total_ms":0.0}})");
     EXPECT_EQ(run(R"({"identity_params": ["device_serial_number"]})"),

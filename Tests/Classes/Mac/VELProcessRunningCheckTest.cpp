@@ -221,6 +221,34 @@ TEST_F(VELProcessRunningCheckTest, KeepsTheErrorOfTheCertificateTool) {
     EXPECT_EQ(launched(), (Commands{processStatus, extraction("312"), subject}));
 }
 
+TEST_F(VELProcessRunningCheckTest, HasAPlaceOfItsOwnForEachQueryOfASignature) {
+    list();
+    sign("400", "OTHER");
+    sign("401", "TEAM");
+    EXPECT_TRUE(VELProcessRunningCheck(mac).isAnyValidProcessRunning(
+        VELArray::array({{{"name", "agent"}, {"signingCertificateSubjectOU", "TEAM"}}}), nullptr));
+    ASSERT_EQ(launched(),
+              (Commands{processStatus, extraction("400"), subject, extraction("401"), subject}));
+    const auto places = mac->taskRecord.workingPlaces();
+    EXPECT_EQ(places[0], nullptr);
+    EXPECT_NE(places[1], nullptr);
+    EXPECT_EQ(places[1], places[2]);
+    EXPECT_NE(places[3], nullptr);
+    EXPECT_EQ(places[3], places[4]);
+    EXPECT_NE(places[1], places[3]);
+}
+
+TEST_F(VELProcessRunningCheckTest, KeepsTheErrorOfAPlaceThatCannotBeMade) {
+    const std::string message =
+        "Error launching task /usr/bin/codesign: no working place on this machine";
+    list();
+    sign("312", "TEAM");
+    mac->workingPlacesAvailable = false;
+    EXPECT_FALSE(run({{{"name", "Finder"}, {"signingCertificateSubjectOU", "TEAM"}}}));
+    expectError(error, 2, message);
+    EXPECT_EQ(launched(), (Commands{processStatus, extraction("312")}));
+}
+
 TEST_F(VELProcessRunningCheckTest, PassesForAnEntryWithoutAnOUAfterAFailedTool) {
     list();
     EXPECT_TRUE(
@@ -286,7 +314,7 @@ TEST_F(VELProcessRunningCheckTest, EndsEachToolAfterTenSeconds) {
     mac->tools.back().seconds = 11;
     EXPECT_FALSE(run({{{"name", "Finder"}}}));
     expectError(error, 3, "Task /bin/ps exited with status code 15.");
-    EXPECT_EQ(mac->ticks(), 10'000'000'000U);
+    EXPECT_EQ(mac->ticks(), VELTimePoint(std::chrono::seconds(10)));
 }
 
 TEST_F(VELProcessRunningCheckTest, FailsAfterTheListingWhenAnErrorStandsAlready) {

@@ -323,7 +323,7 @@ TEST_F(RequestDocument, TheLocaleOfTheHostChangesNothing) {
     ASSERT_STREQ(text.data(), "0,5");
     const auto slow =
         std::make_shared<ScriptedCheck>([this](const VELDictionary&, std::optional<VELError>*) {
-            platform->advanceTime(1'500'000);
+            platform->advanceTime(std::chrono::nanoseconds(1'500'000));
             return true;
         });
     EXPECT_EQ(runnerWith({{"slow", slow}})

@@ -26,7 +26,8 @@ protected:
     [[nodiscard]] std::shared_ptr<ScriptedCheck> lasting() const {
         return std::make_shared<ScriptedCheck>(
             [platform = platform](const VELDictionary& entry, std::optional<VELError>*) {
-                platform->advanceTime(entry.at("nanoseconds").get<std::uint64_t>());
+                platform->advanceTime(
+                    std::chrono::nanoseconds(entry.at("nanoseconds").get<std::int64_t>()));
                 return true;
             });
     }
@@ -293,7 +294,7 @@ TEST_F(RunnerTest, AnExceptionWinsOverAnErrorSetBefore) {
 TEST_F(RunnerTest, AnExceptionIsTimed) {
     const auto check = std::make_shared<ScriptedCheck>(
         [this](const VELDictionary&, std::optional<VELError>*) -> bool {
-            platform->advanceTime(2'000'000);
+            platform->advanceTime(std::chrono::nanoseconds(2'000'000));
             throw std::bad_alloc();
         });
     const VELValue result =
@@ -449,9 +450,9 @@ TEST_F(RunnerTest, TheHostsOwnCatalogueRunsOnThisMachine) {
 TEST_F(RunnerTest, TimestampsAreSecondsOfTheTickCounter) {
     const auto runner = runnerWith({});
     EXPECT_EQ(runner->getTimestamp(), 0.0);
-    platform->advanceTime(1);
+    platform->advanceTime(std::chrono::nanoseconds(1));
     EXPECT_EQ(runner->getTimestamp(), 1.0 / 1'000'000'000.0);
-    platform->advanceTime(1'234'567'890'123'456'788);
+    platform->advanceTime(std::chrono::nanoseconds(1'234'567'890'123'456'788));
     EXPECT_EQ(runner->getTimestamp(), 1'234'567'890'123'456'789.0 / 1'000'000'000.0);
 }
 
@@ -479,9 +480,9 @@ TEST_F(RunnerTest, RandomDurationsAddUpExactly) {
         VELValue entries = VELValue::array();
         std::vector<double> expected;
         double seconds = runner->getTimestamp();
-        std::uint64_t ticks = platform->ticks();
+        auto ticks = platform->ticks().time_since_epoch().count();
         for (auto count = random() % 20; count > 0; --count) {
-            const std::uint64_t nanoseconds = random() >> (random() % 40 + 20);
+            const auto nanoseconds = static_cast<std::int64_t>(random() >> (random() % 40 + 20));
             entries.push_back({{"type", "lasting"}, {"nanoseconds", nanoseconds}});
             ticks += nanoseconds;
             const double end = static_cast<double>(ticks) / 1'000'000'000.0;

@@ -29,8 +29,8 @@ protected:
 
     static ToolRun subjectOf(const std::string& file) {
         return runProgram({toolProgram("certificate-subject"), "x509", "-inform", "DER", "-in",
-                           file, "-subject", "-noout"},
-                          {}, {"OPENSSL_CONF=/nonexistent", "OPENSSL_MODULES=/nonexistent"});
+                           "codesign0", "-subject", "-noout"},
+                          {}, {"OPENSSL_CONF=/nonexistent", "OPENSSL_MODULES=/nonexistent"}, file);
     }
 
     /// What openssl prints in the form with slashes.
@@ -97,25 +97,25 @@ TEST_F(CertificateSubject, TheStringTypeDoesNotMatter) {
 }
 
 TEST_F(CertificateSubject, WhatIsNoCertificateFails) {
-    const auto failing = [](const std::string& file, const std::string& problem) {
-        return ToolRun{1, "", "certificate-subject: " + file + " " + problem + "\n"};
+    const auto failing = [](const std::string& problem) {
+        return ToolRun{1, "", "certificate-subject: codesign0 " + problem + "\n"};
     };
     const std::string file = certificate("CN = Agent\nOU = TEAM42\nO = Sample\n");
     const std::string der = readTestFile(file);
     for (const auto& content :
          {std::string(), std::string("x"), der.substr(0, der.size() - 1), der + "x", der + der}) {
         const std::string path = _folder.write("bad.der", content);
-        EXPECT_EQ(subjectOf(path), failing(path, "is no certificate in DER"));
+        EXPECT_EQ(subjectOf(path), failing("is no certificate in DER"));
     }
     const std::string large = _folder.write("large.der", std::string((1U << 20U) + 1, 'x'));
-    EXPECT_EQ(subjectOf(large), failing(large, "cannot be read"));
-    EXPECT_EQ(subjectOf(_folder.path()), failing(_folder.path(), "cannot be read"));
-    EXPECT_EQ(subjectOf("codesign0"), failing("codesign0", "cannot be read"));
+    EXPECT_EQ(subjectOf(large), failing("cannot be read"));
+    EXPECT_EQ(subjectOf({}), failing("cannot be read")) << "no descriptor 3";
+    _folder.write("codesign0", der);
     EXPECT_EQ(runProgram({toolProgram("certificate-subject"), "x509", "-inform", "DER", "-in",
-                          "certificate.der", "-subject", "-noout"},
+                          "codesign0", "-subject", "-noout"},
                          _folder.path()),
-              (ToolRun{0, "subject=/CN=Agent/OU=TEAM42/O=Sample\n", ""}))
-        << "a name relative to the current directory";
+              failing("cannot be read"))
+        << "a file in the current directory does not count";
 }
 
 /// The certificate with its first ASN.1 value of `from` replaced; its signature is not looked at.
@@ -159,8 +159,8 @@ TEST_F(CertificateSubject, IsReadWithoutOpenSSLsConfiguration) {
     const std::string configuration = _folder.path() + "/openssl.cnf";
     ASSERT_EQ(::mkfifo(configuration.c_str(), 0600), 0) << "whoever opens it waits for ever";
     EXPECT_EQ(runProgram({"timeout", "5", toolProgram("certificate-subject"), "x509", "-inform",
-                          "DER", "-in", file, "-subject", "-noout"},
-                         {}, {"OPENSSL_CONF=" + configuration}),
+                          "DER", "-in", "codesign0", "-subject", "-noout"},
+                         {}, {"OPENSSL_CONF=" + configuration}, file),
               (ToolRun{0, "subject=/CN=Agent\n", ""}));
 }
 

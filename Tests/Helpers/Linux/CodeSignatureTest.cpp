@@ -2,11 +2,9 @@
 #include "Helpers/Linux/VELDetachedSignature.h"
 #include "Tests/Helpers/Linux/ToolRun.h"
 
-#include <algorithm>
 #include <filesystem>
 #include <fstream>
 #include <gtest/gtest.h>
-#include <unistd.h>
 
 namespace {
 
@@ -49,7 +47,7 @@ private:
         make("leaf", "/CN=Agent/OU=TEAM42/O=Sample/C=US", "intermediate", "CA:FALSE");
         make("other", "/CN=Other/OU=TEAM42/O=Other", "", "CA:FALSE");
         make("expired", "/CN=Old/OU=TEAM42/O=Sample", "intermediate", "CA:FALSE", "-days -1");
-        // The root first: the order in the signature does not decide the order of the files.
+        // The root first: the order in the signature does not decide which is the leaf.
         _folder.write("others.pem",
                       readTestFile(file("root.pem")) + readTestFile(file("intermediate.pem")));
     }
@@ -82,10 +80,11 @@ protected:
     void SetUp() override {
         _program = _folder.path() + "/agent";
         fs::copy_file("/bin/sleep", _program);
-        fs::create_directory(_folder.path() + "/place");
     }
 
-    [[nodiscard]] std::string place() const { return _folder.path() + "/place"; }
+    /// What the helper has open as descriptor 3.
+    [[nodiscard]] std::string leafFile() const { return _folder.path() + "/leaf"; }
+    [[nodiscard]] std::string leaf() const { return readTestFile(leafFile()); }
 
     [[nodiscard]] ToolRun extract(const std::string& processID,
                                   const std::vector<std::string>& options = {
@@ -93,8 +92,8 @@ protected:
         std::vector<std::string> command = {toolProgram("code-signature"), "--display",
                                             "--extract-certificates", processID};
         command.insert(command.end(), options.begin(), options.end());
-        return runProgram(command, place(),
-                          {"OPENSSL_CONF=/nonexistent", "SSL_CERT_DIR=/nonexistent"});
+        return runProgram(command, {}, {"OPENSSL_CONF=/nonexistent", "SSL_CERT_DIR=/nonexistent"},
+                          leafFile());
     }
     [[nodiscard]] ToolRun extract(const RunningProgram& running,
                                   const std::vector<std::string>& options = {
@@ -102,22 +101,12 @@ protected:
         return extract(std::to_string(running.processID()), options);
     }
 
-    /// What the helper says of a process that it refuses, having left no certificate file.
+    /// What the helper says of a process that it refuses, having left no certificate.
     [[nodiscard]] ToolRun refusal(const RunningProgram& running, const std::string& reason) const {
-        EXPECT_EQ(files(), std::vector<std::string>());
+        EXPECT_EQ(leaf(), "");
         return {1, "",
                 "code-signature: process " + std::to_string(running.processID()) + ": " + reason +
                     "\n"};
-    }
-
-    /// The names in the place where certificates are written, sorted.
-    [[nodiscard]] std::vector<std::string> files() const {
-        std::vector<std::string> names;
-        for (const auto& entry : fs::directory_iterator(place())) {
-            names.push_back(entry.path().filename());
-        }
-        std::ranges::sort(names);
-        return names;
     }
 
     TestFolder _folder;
@@ -127,22 +116,18 @@ protected:
 const ToolRun success = {0, "", ""};
 const std::string misfit = "the signature does not fit the content";
 
-TEST_F(CodeSignature, OfARunningProgramGivesItsCertificatesLeafFirst) {
+TEST_F(CodeSignature, OfARunningProgramGivesItsLeaf) {
     const auto& publisher = Publisher::shared();
     publisher.sign(_program);
     const RunningProgram running({_program, "100"});
     EXPECT_EQ(extract(running), success);
-    EXPECT_EQ(files(), (std::vector<std::string>{"codesign0", "codesign1", "codesign2"}));
-    EXPECT_EQ(readTestFile(place() + "/codesign0"), publisher.der("leaf"));
-    EXPECT_EQ(readTestFile(place() + "/codesign1"), publisher.der("intermediate"));
-    EXPECT_EQ(readTestFile(place() + "/codesign2"), publisher.der("root"));
-    EXPECT_EQ(fs::status(place() + "/codesign0").permissions(),
-              fs::perms::owner_read | fs::perms::owner_write);
+    EXPECT_EQ(leaf(), publisher.der("leaf"));
     EXPECT_EQ(runProgram({toolProgram("certificate-subject"), "x509", "-inform", "DER", "-in",
                           "codesign0", "-subject", "-noout"},
-                         place()),
+                         {}, {}, leafFile()),
               (ToolRun{0, "subject=/CN=Agent/OU=TEAM42/O=Sample/C=US\n", ""}));
-    EXPECT_EQ(extract(running), success) << "once more, over the files of the first run";
+    EXPECT_EQ(extract(running), success) << "once more, over the certificate of the first run";
+    EXPECT_EQ(leaf(), publisher.der("leaf"));
 }
 
 TEST_F(CodeSignature, OfAChangedCopyIsRefused) {
@@ -158,19 +143,34 @@ TEST_F(CodeSignature, OfAChangedCopyIsRefused) {
     EXPECT_EQ(run, refusal(running, misfit));
 }
 
-TEST_F(CodeSignature, RemovesTheFilesOfEarlierRunsFirst) {
-    for (const char* name :
-         {"codesign0", "codesign17", "codesign", "codesignature", "xcodesign0"}) {
-        _folder.write(std::string("place/") + name, "stale");
-    }
+TEST_F(CodeSignature, ForgetsTheCertificateOfAnEarlierRunFirst) {
+    _folder.write("leaf", "stale");
     EXPECT_EQ(extract("0"),
               (ToolRun{1, "", "code-signature: process 0: there is no such process\n"}));
-    EXPECT_EQ(files(), (std::vector<std::string>{"codesign", "codesignature", "xcodesign0"}));
-    fs::create_directories(place() + "/codesign3/full");
-    EXPECT_EQ(
-        extract("1"),
-        (ToolRun{1, "",
-                 "code-signature: the certificate files of an earlier run cannot be removed\n"}));
+    EXPECT_EQ(leaf(), "");
+}
+
+TEST_F(CodeSignature, FailsWithoutAFileToWriteTo) {
+    Publisher::shared().sign(_program);
+    const RunningProgram running({_program, "100"});
+    for (const char* third : {"", "/dev/null"}) {
+        EXPECT_EQ(runProgram({toolProgram("code-signature"), "--display", "--extract-certificates",
+                              std::to_string(running.processID()), "--signers", "/nonexistent"},
+                             {}, {}, third),
+                  (ToolRun{1, "",
+                           "code-signature: descriptor 3 is not a file that can be written to\n"}));
+    }
+}
+
+TEST_F(CodeSignature, LeavesNothingWhenItCannotWriteAll) {
+    Publisher::shared().sign(_program);
+    const RunningProgram running({_program, "100"});
+    EXPECT_EQ(runProgram({"prlimit", "--fsize=100", "sh", "-c", "trap '' XFSZ; exec \"$@\"", "sh",
+                          toolProgram("code-signature"), "--display", "--extract-certificates",
+                          std::to_string(running.processID()), "--signers", "/nonexistent"},
+                         {}, {}, leafFile()),
+              (ToolRun{1, "", "code-signature: the certificate cannot be written\n"}));
+    EXPECT_EQ(leaf(), "");
 }
 
 TEST_F(CodeSignature, RefusesWhatIsNoProcessID) {
@@ -252,7 +252,6 @@ TEST_F(CodeSignature, OnlyADetachedSignatureOfOneStrongSignerIsAccepted) {
     check("the signature's digest is too weak");
     publisher.sign(_program, {"-md", "sha512"});
     EXPECT_EQ(extract(running), success);
-    fs::remove(place() + "/codesign0");
     publisher.sign(_program, {"-noattr"});
     EXPECT_EQ(extract(running), success);
     publisher.sign(_program,
@@ -293,7 +292,6 @@ TEST_F(CodeSignature, AnchorsMustVouchForTheSigner) {
         EXPECT_EQ(extract(running, options), success) << name;
     }
     anchor("other");
-    fs::remove(place() + "/codesign0");
     check("the signer is not trusted: self-signed certificate in certificate chain");
     _folder.write("signers/two.der", publisher.der("root"));
     _folder.write("signers/.hidden", "no certificate");
@@ -318,19 +316,6 @@ TEST_F(CodeSignature, AnchorsThatCannotBeReachedVouchForNobody) {
     _folder.write("signers", "no folder");
     EXPECT_EQ(extract(running, {"--signers", anchors}),
               refusal(running, "the anchors in " + anchors + " cannot be read"));
-}
-
-TEST_F(CodeSignature, FailsWhereItCannotWrite) {
-    if (::geteuid() == 0) {
-        Publisher::shared().sign(_program);
-        const RunningProgram running({_program, "100"});
-        EXPECT_EQ(runProgram({toolProgram("code-signature"), "--display", "--extract-certificates",
-                              std::to_string(running.processID()), "--signers", "/nonexistent"},
-                             "/proc/self"),
-                  (ToolRun{1, "", "code-signature: the certificate files cannot be written\n"}));
-    } else {
-        GTEST_SKIP() << "needs root to look at a process from /proc";
-    }
 }
 
 TEST(CertificatesInFile, ReadsPEMAndDER) {

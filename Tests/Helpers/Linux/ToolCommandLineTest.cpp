@@ -69,7 +69,8 @@ INSTANTIATE_TEST_SUITE_P(
                     std::pair("firewall-state", "--getglobalstate [OPTIONS]"),
                     std::pair("domain-binding", "-show -xml [OPTIONS]"),
                     std::pair("code-signature", "--display --extract-certificates PID [OPTIONS]"),
-                    std::pair("certificate-subject", "x509 -inform DER -in FILE -subject -noout")),
+                    std::pair("certificate-subject",
+                              "x509 -inform DER -in codesign0 -subject -noout")),
     [](const auto& tool) {
         std::string name = tool.param.first;
         std::erase(name, '-');

@@ -40,7 +40,7 @@ pid_t spawn(const std::vector<std::string>& command, const std::vector<std::stri
 } // namespace
 
 ToolRun runProgram(const std::vector<std::string>& command, const std::string& folder,
-                   const std::vector<std::string>& environment) {
+                   const std::vector<std::string>& environment, const std::string& third) {
     const TestFolder place;
     const std::string output = place.path() + "/output";
     const std::string diagnostics = place.path() + "/diagnostics";
@@ -49,6 +49,9 @@ ToolRun runProgram(const std::vector<std::string>& command, const std::string& f
     ::posix_spawn_file_actions_addopen(&actions, 0, "/dev/null", O_RDONLY, 0);
     ::posix_spawn_file_actions_addopen(&actions, 1, output.c_str(), O_WRONLY | O_CREAT, 0600);
     ::posix_spawn_file_actions_addopen(&actions, 2, diagnostics.c_str(), O_WRONLY | O_CREAT, 0600);
+    if (!third.empty()) {
+        ::posix_spawn_file_actions_addopen(&actions, 3, third.c_str(), O_RDWR | O_CREAT, 0600);
+    }
     if (!folder.empty()) {
         ::posix_spawn_file_actions_addchdir_np(&actions, folder.c_str());
     }

@@ -19,10 +19,11 @@ struct ToolRun {
     }
 };
 
-/// Runs a program (found on the PATH when it has no slash) to its end, in `folder` and with
-/// `environment` ("NAME=value") when they are not empty.
+/// Runs a program (found on the PATH when it has no slash) to its end, in `folder`, with
+/// `environment` ("NAME=value") and with the file `third` open as its descriptor 3, made if it is
+/// not there, when they are not empty.
 ToolRun runProgram(const std::vector<std::string>& command, const std::string& folder = {},
-                   const std::vector<std::string>& environment = {});
+                   const std::vector<std::string>& environment = {}, const std::string& third = {});
 
 /// One of the helper programs of this build, by name.
 std::string toolProgram(const std::string& name);

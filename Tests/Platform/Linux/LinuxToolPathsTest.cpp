@@ -23,13 +23,13 @@ const std::vector<std::pair<std::string, std::string>> standIns = {
 TEST(LinuxToolPaths, AreThoseOfThisBuild) {
     const VELLinuxPlatform platform;
     for (const auto& [tool, name] : standIns) {
-        const std::string path = platform.toolPath(tool);
+        const std::string path = platform.task(tool, {}, nullptr)->launchPath();
         EXPECT_EQ(path, fs::canonical(toolProgram(name)).string());
         EXPECT_EQ(runProgram({path, "--version"}), (ToolRun{0, name + " 1.0.0\n", ""}));
     }
-    EXPECT_EQ(platform.toolPath("/bin/true"), "/bin/true");
-    EXPECT_EQ(platform.toolPath(""), "");
-    EXPECT_EQ(platform.toolPath("/bin/p"), "/bin/p");
+    for (const char* other : {"/bin/true", "", "/bin/p"}) {
+        EXPECT_EQ(platform.task(other, {}, nullptr)->launchPath(), other);
+    }
 }
 
 class LinuxToolFolders : public testing::Test {

@@ -1,5 +1,6 @@
 // SPDX-License-Identifier: Apache-2.0
 #include "Platform/POSIX/VELDescriptor.h"
+#include "Platform/X509/VELX509Certificates.h"
 #include "Tests/Support/CertificateWorkshop.h"
 #include "Tests/Support/Oracle.h"
 #include "Tests/Support/RegisteredModules.h"
@@ -82,17 +83,19 @@ protected:
         giveToEverybody(database());
         return modules.answer([this](const VELLinuxKeychain& keychain) {
             const auto all = keychain.certificates(10);
-            std::string text =
-                std::to_string(all.status) + " " + std::to_string(all.certificates.size());
-            const auto anchor = keychain.parseCertificate(root);
+            const VELX509Certificates certificates;
+            std::string text = std::to_string(vel::integerOfStatus(all.status)) + " " +
+                               std::to_string(all.certificates.size());
+            const auto anchor = certificates.parseCertificate(root);
             const auto found = keychain.identities(anchor->normalizedSubject().value());
-            text += ", " + std::to_string(found.status);
+            text += ", " + std::to_string(vel::integerOfStatus(found.status));
             for (const auto& identity : found.identities) {
                 const auto certificate = identity->copyCertificate().certificate;
-                const auto created = keychain.createTrust(certificate);
+                const auto created = certificates.createTrust(certificate);
                 std::optional<VELError> error;
                 const bool isTrusted =
-                    created.trust->setOnlyAnchor(anchor) == 0 && created.trust->evaluate(&error);
+                    created.trust->setOnlyAnchor(anchor) == VELSecurityStatus::success &&
+                    created.trust->evaluate(&error);
                 text += " " + certificate->subjectSummary().value();
                 text += isTrusted ? " trusted" : " untrusted";
             }

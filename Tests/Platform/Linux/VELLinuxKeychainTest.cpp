@@ -1,12 +1,15 @@
 // SPDX-License-Identifier: Apache-2.0
 #include "Platform/Linux/VELLinuxKeychain.h"
 
+#include "Platform/X509/VELX509Certificates.h"
+
 #include "Base/VELMoment.h"
 #include "Tests/Support/CertificateWorkshop.h"
 #include "Tests/Support/MadeTokens.h"
 #include "Tests/Support/Oracle.h"
 #include "Tests/Support/ProcessResources.h"
 #include "Tests/Support/RegisteredModules.h"
+#include "Tests/Support/SecurityStatus.h"
 
 #include <gtest/gtest.h>
 
@@ -82,7 +85,7 @@ TEST_F(Tokens, HaveIdentitiesWhereAKeyIsBesideTheCertificate) {
                 "private-key b hidden\npublic-key b\n" +
                 tokens.certificateLine("c", leaf("Secret")) + "private-key c hidden\n" +
                 tokens.certificateLine("d", leaf("None")) + "token two\nprivate-key d visible\n");
-    const auto anchor = keychain.parseCertificate(root);
+    const auto anchor = VELX509Certificates().parseCertificate(root);
     const auto answer = keychain.identities(anchor->normalizedSubject().value());
     EXPECT_EQ(answer.status, 0);
     std::vector<std::string> names;
@@ -105,7 +108,7 @@ protected:
     [[nodiscard]] std::string answer() const {
         return modules.answer([](const VELLinuxKeychain& registered) {
             const auto found = registered.certificates(10);
-            return std::to_string(found.status) +
+            return std::to_string(vel::integerOfStatus(found.status)) +
                    (found.status == 0 ? " " + found.certificates.front() : "");
         });
     }
@@ -133,9 +136,9 @@ TEST_F(ModulesOfAUser, ThatAreTrustPolicyAreLeftOut) {
 }
 
 /// The status of both queries, and that nothing is left behind.
-std::int32_t statusOf(const VELLinuxKeychain& keychain) {
+VELSecurityStatus statusOf(const VELLinuxKeychain& keychain) {
     const ProcessResources before = ProcessResources::now();
-    const std::int32_t status = keychain.certificates(10).status;
+    const VELSecurityStatus status = keychain.certificates(10).status;
     EXPECT_EQ(keychain.identities("\x30").status, status);
     EXPECT_EQ(ProcessResources::settled(before), before);
     return status;
@@ -145,7 +148,7 @@ class FaultyModule : public testing::Test {
 protected:
     ~FaultyModule() override { ::unsetenv("VEL_MODULE_FAULT"); }
 
-    static std::int32_t statusWith(const char* fault) {
+    static VELSecurityStatus statusWith(const char* fault) {
         ::setenv("VEL_MODULE_FAULT", fault, 1);
         return statusOf(keychainOfModule(VEL_FAULTY_MODULE, testDate, "1"));
     }

@@ -251,7 +251,7 @@ TEST_P(VELPOSIXTaskTest, ATaskThatIsNeverLaunchedHasNothing) {
     VELPOSIXTask task("/bin/true", {});
     task.waitUntilExit();
     EXPECT_EQ(task.terminationStatus(), -1);
-    EXPECT_EQ(task.readOutputToEnd(std::numeric_limits<std::uint64_t>::max()), std::nullopt);
+    EXPECT_EQ(task.readOutputToEnd(VELTimePoint::max()), std::nullopt);
 }
 
 TEST_P(VELPOSIXTaskTest, ATaskDroppedAfterItsExitLeavesNoZombie) {

@@ -39,7 +39,7 @@ TEST(MachineDescription, AnEmptyOneIsAMachineWithoutAnything) {
     EXPECT_EQ(machine->serialNumber(), std::nullopt);
     EXPECT_TRUE(machine->preferenceStore.machine.empty());
     EXPECT_TRUE(machine->preferenceStore.user.empty());
-    EXPECT_EQ(machine->ticks(), 0U);
+    EXPECT_EQ(machine->ticks(), VELTimePoint());
 }
 
 TEST(MachineDescription, EveryKeyIsWhatTheMachineAnswers) {

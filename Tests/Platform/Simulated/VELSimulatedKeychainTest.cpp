@@ -1,8 +1,9 @@
 // SPDX-License-Identifier: Apache-2.0
-#include "Platform/Simulated/VELSimulatedKeychain.h"
+#include "Platform/Simulated/VELSimulatedCertificates.h"
 
 #include "Platform/Simulated/VELMachineDescription.h"
 #include "Tests/Support/CertificateWorkshop.h"
+#include "Tests/Support/SecurityStatus.h"
 
 #include <gtest/gtest.h>
 #include <nlohmann/json.hpp>
@@ -25,10 +26,10 @@ TEST(SimulatedKeychain, AnswersItsCertificatesInOrderUpToTheLimit) {
 
 TEST(SimulatedKeychain, AGivenStatusCountsWhateverThereIs) {
     VELSimulatedKeychain keychain;
-    keychain.certificatesStatus = 0;
+    keychain.certificatesStatus = VELSecurityStatus::success;
     EXPECT_EQ(keychain.certificates(9).status, 0);
     keychain.certificateList = {"a"};
-    keychain.certificatesStatus = -25291;
+    keychain.certificatesStatus = VELSecurityStatus::notAvailable;
     EXPECT_EQ(keychain.certificates(9).status, -25291);
     EXPECT_TRUE(keychain.certificates(9).certificates.empty());
 }
@@ -39,7 +40,7 @@ protected:
         keychain.date = vel::momentOfText("2030-01-01T00:00:00Z");
         keychain.identityList = {
             {.certificate = leaf}, {.certificate = "garbage"}, {.certificate = root}};
-        anchor = keychain.parseCertificate(root);
+        anchor = certificates.parseCertificate(root);
         issuer = anchor->normalizedSubject().value();
     }
 
@@ -47,13 +48,14 @@ protected:
     std::string root = workshop.makeAuthority("Root");
     std::string leaf = workshop.makeLeaf("Leaf", "Root");
     VELSimulatedKeychain keychain;
+    VELSimulatedCertificates certificates{keychain};
     std::shared_ptr<const VELCertificate> anchor;
     std::string issuer;
 };
 
 TEST_F(SimulatedIdentities, AreNotLookedForWhenAStatusIsGiven) {
     EXPECT_EQ(keychain.identities(issuer).identities.size(), 2U);
-    keychain.identitiesStatus = -25291;
+    keychain.identitiesStatus = VELSecurityStatus::notAvailable;
     EXPECT_EQ(keychain.identities(issuer).status, -25291);
     EXPECT_EQ(keychain.counts.identities, 2U);
 }
@@ -72,15 +74,16 @@ TEST_F(SimulatedIdentities, AnAbsentDateIsNow) {
 }
 
 TEST_F(SimulatedIdentities, FailWhereTheirKnobsSay) {
-    keychain.identityList = {{.certificate = leaf, .certificateStatus = -1},
-                             {.certificate = leaf, .trustStatus = -2},
-                             {.certificate = leaf, .anchorsStatus = -3}};
+    keychain.identityList = {{.certificate = leaf, .certificateStatus = VELSecurityStatus{-1}},
+                             {.certificate = leaf, .trustStatus = VELSecurityStatus{-2}},
+                             {.certificate = leaf, .anchorsStatus = VELSecurityStatus{-3}}};
     const auto found = keychain.identities(issuer);
     ASSERT_EQ(found.identities.size(), 3U);
     EXPECT_EQ(found.identities[0]->copyCertificate().status, -1);
     EXPECT_EQ(found.identities[0]->copyCertificate().certificate, nullptr);
-    EXPECT_EQ(keychain.createTrust(found.identities[1]->copyCertificate().certificate).status, -2);
-    const auto trust = keychain.createTrust(found.identities[2]->copyCertificate().certificate);
+    EXPECT_EQ(certificates.createTrust(found.identities[1]->copyCertificate().certificate).status,
+              -2);
+    const auto trust = certificates.createTrust(found.identities[2]->copyCertificate().certificate);
     EXPECT_EQ(trust.status, 0);
     EXPECT_EQ(trust.trust->setOnlyAnchor(anchor), -3);
 }
@@ -91,23 +94,24 @@ TEST_F(SimulatedIdentities, AreCountedUntilTheyAreGivenBack) {
         EXPECT_EQ(keychain.counts.handedOut, 2);
         const auto copied = found.identities.front()->copyCertificate();
         EXPECT_EQ(keychain.counts.handedOut, 3);
-        const auto created = keychain.createTrust(copied.certificate);
-        EXPECT_EQ(keychain.counts.handedOut, 4);
+        const auto created = certificates.createTrust(copied.certificate);
+        EXPECT_EQ(certificates.counts.handedOut, 1);
         EXPECT_EQ(created.trust->setOnlyAnchor(anchor), 0);
         std::optional<VELError> error;
         EXPECT_TRUE(created.trust->evaluate(&error));
         EXPECT_FALSE(error);
     }
     EXPECT_EQ(keychain.counts.handedOut, 0);
+    EXPECT_EQ(certificates.counts.handedOut, 0);
     EXPECT_EQ(keychain.counts.identityCertificates, 1U);
-    EXPECT_EQ(keychain.counts.trusts, 1U);
-    EXPECT_EQ(keychain.counts.anchors, 1U);
-    EXPECT_EQ(keychain.counts.evaluations, 1U);
+    EXPECT_EQ(certificates.counts.trusts, 1U);
+    EXPECT_EQ(certificates.counts.anchors, 1U);
+    EXPECT_EQ(certificates.counts.evaluations, 1U);
 }
 
 TEST_F(SimulatedIdentities, AnAnchorMayBeAnIdentitysCertificate) {
     const auto found = keychain.identities(issuer);
-    const auto trust = keychain.createTrust(found.identities[0]->copyCertificate().certificate);
+    const auto trust = certificates.createTrust(found.identities[0]->copyCertificate().certificate);
     EXPECT_EQ(trust.trust->setOnlyAnchor(found.identities[1]->copyCertificate().certificate), 0);
     std::optional<VELError> error;
     EXPECT_TRUE(trust.trust->evaluate(&error));

@@ -6,9 +6,11 @@
 
 namespace {
 
+using namespace std::chrono_literals;
+
 std::optional<std::string> output(const VELSimulatedPlatform& platform, const char* path,
                                   std::vector<std::string> arguments = {}) {
-    const auto task = platform.task(path, std::move(arguments));
+    const auto task = platform.task(path, std::move(arguments), nullptr);
     task->launch();
     task->waitUntilExit();
     return task->readOutputToEnd(platform.ticks());
@@ -17,7 +19,7 @@ std::optional<std::string> output(const VELSimulatedPlatform& platform, const ch
 std::string launchFailure(const VELSimulatedPlatform& platform, const char* path,
                           std::vector<std::string> arguments = {}) {
     try {
-        platform.task(path, std::move(arguments))->launch();
+        platform.task(path, std::move(arguments), nullptr)->launch();
     } catch (const VELTaskLaunchFailure& failure) {
         return failure.what();
     }
@@ -49,20 +51,33 @@ TEST(VELSimulatedTask, KnowsACommandByEachOfItsWords) {
     EXPECT_EQ(launchFailure(platform, "/bin/a -x"), "no such tool on this machine");
 }
 
-TEST(VELSimulatedTask, IsAnsweredItsOwnPath) {
-    EXPECT_EQ(VELSimulatedPlatform().toolPath("/usr/sbin/dsconfigad"), "/usr/sbin/dsconfigad");
+TEST(VELSimulatedTask, HasTheToolsOwnPath) {
+    EXPECT_EQ(VELSimulatedPlatform().task("/usr/sbin/dsconfigad", {}, nullptr)->launchPath(),
+              "/usr/sbin/dsconfigad");
+}
+
+TEST(VELSimulatedTask, IsNotLaunchedInAPlaceThatCouldNotBeMade) {
+    VELSimulatedPlatform platform;
+    platform.tools = {{.command = {"/bin/a"}}};
+    EXPECT_NE(platform.openWorkingPlace(), platform.openWorkingPlace());
+    platform.task("/bin/a", {}, platform.openWorkingPlace())->launch();
+    platform.workingPlacesAvailable = false;
+    const auto place = platform.openWorkingPlace();
+    ASSERT_NE(place, nullptr);
+    EXPECT_THROW(platform.task("/bin/a", {}, place)->launch(), VELTaskLaunchFailure);
+    EXPECT_EQ(platform.taskRecord.workingPlaces().back(), place);
 }
 
 TEST(VELSimulatedTask, ThreadsPassTimeApart) {
     VELSimulatedPlatform platform;
     platform.tools = {{.command = {"/bin/slow"}, .output = "slow", .seconds = 5}};
-    platform.advanceTime(1);
+    platform.advanceTime(1ns);
     std::thread([&platform] {
-        EXPECT_EQ(platform.ticks(), 0U);
+        EXPECT_EQ(platform.ticks(), VELTimePoint());
         EXPECT_EQ(output(platform, "/bin/slow"), "slow");
-        EXPECT_EQ(platform.ticks(), 5'000'000'000U);
+        EXPECT_EQ(platform.ticks(), VELTimePoint(5s));
     }).join();
-    EXPECT_EQ(platform.ticks(), 1U);
+    EXPECT_EQ(platform.ticks(), VELTimePoint(1ns));
 }
 
 TEST(VELSimulatedTask, SixteenThreadsMayRunAtOnce) {
@@ -77,7 +92,7 @@ TEST(VELSimulatedTask, SixteenThreadsMayRunAtOnce) {
             for (int run = 0; run < 50; ++run) {
                 EXPECT_EQ(output(platform, "/bin/tool", {text}), text);
             }
-            EXPECT_EQ(platform.ticks(), 50'000'000'000U);
+            EXPECT_EQ(platform.ticks(), VELTimePoint(50s));
         });
     }
     for (std::thread& thread : threads) {
@@ -91,22 +106,22 @@ TEST(VELSimulatedTime, RefusesAWorkerWhenTold) {
     platform.time.refusesWorker = true;
     bool ran = false;
     EXPECT_FALSE(platform.workQueue().after(std::chrono::seconds(0), [&ran] { ran = true; }));
-    platform.advanceTime(1);
+    platform.advanceTime(1ns);
     EXPECT_FALSE(ran);
     EXPECT_EQ(platform.time.afterCalls, 1U);
 }
 
 TEST(VELSimulatedTime, ABlockMayScheduleAnother) {
     VELSimulatedPlatform platform;
-    std::vector<std::uint64_t> moments;
+    std::vector<VELTimePoint> moments;
     platform.workQueue().after(std::chrono::nanoseconds(5), [&] {
         moments.push_back(platform.ticks());
         platform.workQueue().after(std::chrono::nanoseconds(5),
                                    [&] { moments.push_back(platform.ticks()); });
     });
-    platform.advanceTime(100);
-    EXPECT_EQ(moments, (std::vector<std::uint64_t>{5, 10}));
-    EXPECT_EQ(platform.ticks(), 100U);
+    platform.advanceTime(100ns);
+    EXPECT_EQ(moments, (std::vector{VELTimePoint(5ns), VELTimePoint(10ns)}));
+    EXPECT_EQ(platform.ticks(), VELTimePoint(100ns));
 }
 
 } // namespace

@@ -2,6 +2,7 @@
 #include "Base/VELMoment.h"
 #include "Platform/Simulated/VELSimulatedPlatform.h"
 #include "Tests/Support/CertificateWorkshop.h"
+#include "Tests/Support/SecurityStatus.h"
 
 #include <gtest/gtest.h>
 #include <openssl/crypto.h>
@@ -23,11 +24,11 @@ namespace {
 constexpr const char* today = "2030-06-01T12:00:00Z";
 
 /// What the evaluation of an identity says: "trusted", or the error's code and text.
-std::string verdictOf(const VELKeychain& keychain, const VELIdentity& identity,
+std::string verdictOf(const VELCertificates& certificates, const VELIdentity& identity,
                       const std::shared_ptr<const VELCertificate>& anchor) {
     const auto copied = identity.copyCertificate();
-    auto created = keychain.createTrust(copied.certificate);
-    if (copied.status != 0 || created.status != 0 || created.trust->setOnlyAnchor(anchor) != 0) {
+    auto created = certificates.createTrust(copied.certificate);
+    if (!(copied.status == 0 && created.status == 0 && created.trust->setOnlyAnchor(anchor) == 0)) {
         return "no trust object";
     }
     std::optional<VELError> error;
@@ -51,12 +52,13 @@ protected:
     std::string evaluated(const std::string& leaf, const std::string& anchor,
                           const std::vector<std::string>& pool) {
         VELSimulatedKeychain keychain;
+        const VELSimulatedCertificates certificates(keychain);
         keychain.identityList.push_back({.certificate = der(leaf)});
         for (const std::string& name : pool) {
             keychain.certificateList.push_back(der(name));
         }
-        const auto parsedAnchor = keychain.parseCertificate(der(anchor));
-        const auto parsedLeaf = keychain.parseCertificate(der(leaf));
+        const auto parsedAnchor = certificates.parseCertificate(der(anchor));
+        const auto parsedLeaf = certificates.parseCertificate(der(leaf));
         keychain.date = vel::momentOfText(date);
         found = keychain.identities(parsedAnchor->normalizedSubject().value()).status;
         openssl = workshop.opensslTrusts(
@@ -67,13 +69,14 @@ protected:
         keychain.date = vel::momentOfText(handedOut);
         const auto issuer = static_cast<const VELX509Certificate&>(*parsedLeaf).issuer().value();
         const auto identities = keychain.identities(issuer);
-        if (identities.status != 0) {
+        if (identities.status != VELSecurityStatus::success) {
             return "no identity";
         }
         keychain.date = vel::momentOfText(date);
         const std::string verdict =
-            verdictOf(keychain, *identities.identities.front(), parsedAnchor);
+            verdictOf(certificates, *identities.identities.front(), parsedAnchor);
         EXPECT_EQ(keychain.counts.handedOut, 1);
+        EXPECT_EQ(certificates.counts.handedOut, 0);
         return verdict;
     }
 
@@ -94,7 +97,7 @@ protected:
     std::map<std::string, std::string> stored; ///< other bytes than those of the file, by name
     std::string handedOut = today;             ///< when the identity was looked for
     std::string date = today;                  ///< when it is evaluated
-    std::int32_t found = 1;                    ///< the status of the search by the anchor's name
+    VELSecurityStatus found{1};                ///< the status of the search by the anchor's name
     bool openssl = false;
 };
 
@@ -680,9 +683,10 @@ TEST_F(CertificateZoo, GarbageIsNoIdentityAndNoIssuer) {
               failed(-25318, quoted("Leaf") + " certificate is not trusted"));
     EXPECT_EQ(found, -25300);
     VELSimulatedKeychain keychain;
+    const VELSimulatedCertificates certificates(keychain);
     keychain.date = vel::momentOfText(today);
     keychain.identityList = {{.certificate = "garbage"}, {.certificate = der("Odd")}, {}};
-    const auto root = keychain.parseCertificate(der("Root"));
+    const auto root = certificates.parseCertificate(der("Root"));
     EXPECT_EQ(keychain.identities(root->normalizedSubject().value()).status, -25300);
 }
 
@@ -722,19 +726,21 @@ TEST_F(CertificateZoo, AChangedSignature) {
     std::string leaf = workshop.makeLeaf("Leaf", "Root");
     leaf.back() = static_cast<char>(leaf.back() ^ 1);
     VELSimulatedKeychain keychain;
+    const VELSimulatedCertificates certificates(keychain);
     keychain.date = vel::momentOfText(today);
     keychain.identityList.push_back({.certificate = leaf});
-    const auto root = keychain.parseCertificate(der("Root"));
+    const auto root = certificates.parseCertificate(der("Root"));
     const auto identities = keychain.identities(root->normalizedSubject().value());
     ASSERT_EQ(identities.status, 0);
-    EXPECT_EQ(verdictOf(keychain, *identities.identities.front(), root),
+    EXPECT_EQ(verdictOf(certificates, *identities.identities.front(), root),
               failed(-25318, quoted("Leaf") + " certificate is not trusted"));
 }
 
 TEST_F(CertificateZoo, WithoutAnAnchorNothingIsTrusted) {
     makeChain();
     VELSimulatedKeychain keychain;
-    const auto trust = keychain.createTrust(keychain.parseCertificate(der("Root")));
+    const VELSimulatedCertificates certificates(keychain);
+    const auto trust = certificates.createTrust(certificates.parseCertificate(der("Root")));
     std::optional<VELError> error;
     EXPECT_FALSE(trust.trust->evaluate(&error));
     EXPECT_EQ(error->message(), quoted("Root") + " certificate is not trusted");

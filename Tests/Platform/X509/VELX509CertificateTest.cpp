@@ -6,11 +6,12 @@
 #include "Platform/X509/VELCertificatePool.h"
 #include "Platform/X509/VELDERReader.h"
 #include "Platform/X509/VELSHA1.h"
-#include "Platform/X509/VELSecurityStatus.h"
+#include "Platform/X509/VELSecurityStatusText.h"
 #include "Platform/X509/VELX509Name.h"
 #include "Tests/Support/AllocationCount.h"
 #include "Tests/Support/CertificateWorkshop.h"
 #include "Tests/Support/Oracle.h"
+#include "Tests/Support/SecurityStatus.h"
 
 #include <gtest/gtest.h>
 #include <openssl/err.h>
@@ -254,21 +255,26 @@ TEST(SHA1, IsThatOfTheStandard) {
 
 TEST(SecurityStatus, HasATextForEveryStatus) {
     using vel::security::textOfStatus;
-    EXPECT_EQ(textOfStatus(0), "No error.");
-    EXPECT_EQ(textOfStatus(-25300), "The specified item could not be found in the keychain.");
-    EXPECT_EQ(textOfStatus(-25291),
+    EXPECT_EQ(textOfStatus(VELSecurityStatus{0}), "No error.");
+    EXPECT_EQ(textOfStatus(VELSecurityStatus{-25300}),
+              "The specified item could not be found in the keychain.");
+    EXPECT_EQ(textOfStatus(VELSecurityStatus{-25291}),
               "No keychain is available. You may need to restart your computer.");
-    EXPECT_EQ(textOfStatus(-2070), "An internal component failed.");
-    EXPECT_EQ(textOfStatus(-50), "One or more parameters passed to a function were not valid.");
-    EXPECT_EQ(textOfStatus(-67689), "The certificate has a name that its issuers do not allow.");
-    EXPECT_EQ(textOfStatus(-67835), "The certificate has a policy that its issuers do not allow.");
-    EXPECT_EQ(textOfStatus(-67903), "The certificate has an extension twice.");
-    EXPECT_EQ(textOfStatus(-67618), "An extension of the certificate cannot be read.");
-    EXPECT_EQ(textOfStatus(100'002), "UNIX[No such file or directory]");
-    EXPECT_EQ(textOfStatus(100'000), "OSStatus 100000");
-    EXPECT_EQ(textOfStatus(104'096), "OSStatus 104096");
-    EXPECT_EQ(textOfStatus(7), "OSStatus 7");
-    EXPECT_EQ(textOfStatus(-2147483647 - 1), "OSStatus -2147483648");
+    EXPECT_EQ(textOfStatus(VELSecurityStatus{-2070}), "An internal component failed.");
+    EXPECT_EQ(textOfStatus(VELSecurityStatus{-50}),
+              "One or more parameters passed to a function were not valid.");
+    EXPECT_EQ(textOfStatus(VELSecurityStatus{-67689}),
+              "The certificate has a name that its issuers do not allow.");
+    EXPECT_EQ(textOfStatus(VELSecurityStatus{-67835}),
+              "The certificate has a policy that its issuers do not allow.");
+    EXPECT_EQ(textOfStatus(VELSecurityStatus{-67903}), "The certificate has an extension twice.");
+    EXPECT_EQ(textOfStatus(VELSecurityStatus{-67618}),
+              "An extension of the certificate cannot be read.");
+    EXPECT_EQ(textOfStatus(VELSecurityStatus{100'002}), "UNIX[No such file or directory]");
+    EXPECT_EQ(textOfStatus(VELSecurityStatus{100'000}), "OSStatus 100000");
+    EXPECT_EQ(textOfStatus(VELSecurityStatus{104'096}), "OSStatus 104096");
+    EXPECT_EQ(textOfStatus(VELSecurityStatus{7}), "OSStatus 7");
+    EXPECT_EQ(textOfStatus(VELSecurityStatus{-2147483647 - 1}), "OSStatus -2147483648");
 }
 
 } // namespace

@@ -2,14 +2,13 @@
 #pragma once
 
 #include <cstdint>
-#include <string>
 
-/// The statuses of keychain and trust, and their texts.
-namespace vel::security {
-
-enum Status : std::int32_t {
+/// A status of the platform's security services: its own integer. Any 32-bit value may occur; named
+/// are those that the library makes or looks for itself.
+enum class VELSecurityStatus : std::int32_t {
     success = 0,
     parameter = -50,
+    allocate = -108,
     internalComponent = -2070,
     notAvailable = -25291,
     itemNotFound = -25300,
@@ -31,13 +30,16 @@ enum Status : std::int32_t {
     certificateDuplicateExtension = -67903,
 };
 
-/// The status that stands for an error number of the operating system.
-constexpr std::int32_t statusOfErrorNumber(int errorNumber) {
-    return 100'000 + errorNumber;
+namespace vel {
+
+/// The platform's integer.
+constexpr std::int32_t integerOfStatus(VELSecurityStatus status) {
+    return static_cast<std::int32_t>(status);
 }
 
-/// The readable text of a status: its own, "UNIX[...]" with the text of an error number, or
-/// "OSStatus <n>" when it is not known.
-std::string textOfStatus(std::int32_t status);
+/// The status that stands for an error number of the operating system.
+constexpr VELSecurityStatus statusOfErrorNumber(int errorNumber) {
+    return VELSecurityStatus{100'000 + errorNumber};
+}
 
-} // namespace vel::security
+} // namespace vel

@@ -1,13 +1,15 @@
 // SPDX-License-Identifier: Apache-2.0
-#include "Platform/X509/VELSecurityStatus.h"
+#include "Platform/X509/VELSecurityStatusText.h"
 
 #include <system_error>
 
 namespace vel::security {
 namespace {
 
+using enum VELSecurityStatus;
+
 struct StatusText {
-    Status status;
+    VELSecurityStatus status;
     const char* text;
 };
 
@@ -37,21 +39,22 @@ constexpr StatusText texts[] = {
     {certificateDuplicateExtension, "The certificate has an extension twice."},
 };
 
-constexpr int lastErrorNumber = 4095;
+constexpr std::int32_t firstErrorStatus = integerOfStatus(statusOfErrorNumber(1));
+constexpr std::int32_t lastErrorStatus = integerOfStatus(statusOfErrorNumber(4095));
 
 } // namespace
 
-std::string textOfStatus(std::int32_t status) {
+std::string textOfStatus(VELSecurityStatus status) {
     for (const StatusText& known : texts) {
         if (known.status == status) {
             return known.text;
         }
     }
-    if (status > statusOfErrorNumber(0) && status <= statusOfErrorNumber(lastErrorNumber)) {
-        const int errorNumber = status - statusOfErrorNumber(0);
-        return "UNIX[" + std::generic_category().message(errorNumber) + "]";
+    const std::int32_t integer = integerOfStatus(status);
+    if (integer >= firstErrorStatus && integer <= lastErrorStatus) {
+        return "UNIX[" + std::generic_category().message(integer - firstErrorStatus + 1) + "]";
     }
-    return "OSStatus " + std::to_string(status);
+    return "OSStatus " + std::to_string(integer);
 }
 
 } // namespace vel::security

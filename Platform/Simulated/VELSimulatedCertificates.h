@@ -1,0 +1,35 @@
+// SPDX-License-Identifier: Apache-2.0
+#pragma once
+
+#include "Platform/Simulated/VELSimulatedKeychain.h"
+#include "Platform/X509/VELX509Certificates.h"
+
+#include <atomic>
+#include <memory>
+#include <optional>
+#include <string>
+#include <string_view>
+#include <vector>
+
+/// Certificates at the date of a simulated keychain, whose identities say how trust in them fails.
+/// Counts what it is asked, and how much of what it handed out is still out.
+class VELSimulatedCertificates final : public VELX509Certificates {
+public:
+    /// The keychain lives as long.
+    explicit VELSimulatedCertificates(const VELSimulatedKeychain& keychain);
+
+    struct Counts {
+        std::atomic<unsigned> commonNames = 0;
+        std::atomic<unsigned> trusts = 0;
+        std::atomic<unsigned> anchors = 0;
+        std::atomic<unsigned> evaluations = 0;
+        /// Trust objects that have not been given back.
+        std::atomic<int> handedOut = 0;
+    };
+    mutable Counts counts;
+
+    [[nodiscard]] std::optional<std::vector<std::string>>
+    commonNames(std::string_view der) const override;
+    [[nodiscard]] TrustResult
+    createTrust(std::shared_ptr<const VELCertificate> certificate) const override;
+};
