@@ -53,16 +53,16 @@ struct FoundCertificates {
     }
 };
 
-void require(CK_RV result, const char* call) {
+void require(CK_RV result, const std::string& call) {
     if (result != CKR_OK) {
-        throw std::runtime_error(std::string(call) + ": " + p11_kit_strerror(result));
+        throw std::runtime_error(call + ": " + p11_kit_strerror(result));
     }
 }
 
 /// The modules in use, shut down and released at the end.
 class Modules {
 public:
-    explicit Modules(const std::string& path) {
+    explicit Modules(const std::string& path) : _path(path) {
         if (!path.empty()) {
             _loaded.push_back(p11_kit_module_load(path.c_str(), 0));
         } else if (CK_FUNCTION_LIST** list = p11_kit_modules_load(nullptr, 0)) {
@@ -98,10 +98,17 @@ public:
             if (policy != nullptr && std::string_view(policy.get()) == "yes") {
                 continue;
             }
-            require(p11_kit_module_initialize(module), "C_Initialize");
+            require(p11_kit_module_initialize(module), nameOf(module) + ": C_Initialize");
             _used.push_back(module);
         }
         return _used;
+    }
+
+    /// The name that the module is registered under, or its path.
+    [[nodiscard]] std::string nameOf(CK_FUNCTION_LIST* module) const {
+        const std::unique_ptr<char, decltype(&::free)> name(p11_kit_module_get_name(module),
+                                                            &::free);
+        return name != nullptr ? name.get() : _path;
     }
 
 private:
@@ -112,6 +119,7 @@ private:
         _loaded.clear();
     }
 
+    std::string _path;
     std::vector<CK_FUNCTION_LIST*> _loaded;
     std::vector<CK_FUNCTION_LIST*> _used;
 };
@@ -268,7 +276,11 @@ std::string tokenContents(const std::string& module) {
     {
         Modules modules(module);
         for (CK_FUNCTION_LIST* used : modules.used()) {
-            readModule(used, all);
+            try {
+                readModule(used, all);
+            } catch (const std::runtime_error& error) {
+                throw std::runtime_error(modules.nameOf(used) + ": " + error.what());
+            }
         }
     }
     std::vector<TokenCertificate>& found = all.list;

@@ -5,6 +5,7 @@
 #include <algorithm>
 #include <csignal>
 #include <exception>
+#include <sys/prctl.h>
 #include <unistd.h>
 
 namespace vel {
@@ -86,6 +87,8 @@ ToolRequest readCommandLine(const ToolUsage& usage,
 
 int runTool(const ToolUsage& usage, int argumentCount, char** arguments,
             const std::function<int(const ToolValues&)>& work) {
+    // A host that is ended, by whatever signal, takes the helper with it.
+    ::prctl(PR_SET_PDEATHSIG, SIGKILL);
     // A host that ignores its children passes that on: the status of ours would be lost.
     ::signal(SIGCHLD, SIG_DFL);
     try {

@@ -43,7 +43,8 @@ struct ToolRequest {
 
 ToolRequest readCommandLine(const ToolUsage& usage, const std::vector<std::string_view>& arguments);
 
-/// The body of a helper's `main`: reads the command line and does `work`, whose result is the exit
+/// The body of a helper's `main`: has the kernel end the helper with the thread that started it,
+/// reads the command line and does `work`, whose result is the exit
 /// status. Whatever `work` throws ends in the usage's failure status, with nothing printed there
 /// when that is 0 (a helper that does not know its answer says nothing).
 int runTool(const ToolUsage& usage, int argumentCount, char** arguments,

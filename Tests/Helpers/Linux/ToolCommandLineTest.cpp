@@ -4,6 +4,13 @@
 
 #include <gtest/gtest.h>
 
+#include <chrono>
+#include <csignal>
+#include <fstream>
+#include <functional>
+#include <iterator>
+#include <thread>
+
 namespace {
 
 const vel::ToolUsage usage = {.name = "tool",
@@ -76,5 +83,51 @@ INSTANTIATE_TEST_SUITE_P(
         std::erase(name, '-');
         return name;
     });
+
+std::string contentOf(const std::string& path) {
+    std::ifstream file(path);
+    return {std::istreambuf_iterator<char>(file), {}};
+}
+
+void waitUntil(const std::function<bool()>& condition) {
+    while (!condition()) {
+        std::this_thread::sleep_for(std::chrono::milliseconds(5));
+    }
+}
+
+bool hasEnded(const std::string& processID) {
+    const std::string stat = contentOf("/proc/" + processID + "/stat");
+    return stat.empty() || stat.find(") Z ") != std::string::npos;
+}
+
+TEST(HelperPrograms, EndWithTheProgramThatStartedThem) {
+    const TestFolder folder;
+    const std::string numbers = folder.path() + "/processes";
+    const RunningProgram host({"/bin/sh", "-c",
+                               "\"$0\" --module \"$1\" --seconds 600 & echo $! >\"$2\"; wait",
+                               toolProgram("keychain-contents"), VEL_FAULTY_MODULE, numbers},
+                              {"VEL_MODULE_FAULT=hang"});
+    waitUntil([&] { return contentOf(numbers).ends_with('\n'); });
+    std::string helper = contentOf(numbers);
+    helper.pop_back();
+    // It has a child when it is at work.
+    const std::string children = "/proc/" + helper + "/task/" + helper + "/children";
+    waitUntil([&] { return !contentOf(children).empty(); });
+    std::string worker = contentOf(children);
+    worker.erase(worker.find(' '));
+    ::kill(host.processID(), SIGKILL);
+    waitUntil([&] { return hasEnded(helper) && hasEnded(worker); });
+}
+
+TEST(HelperPrograms, NameTheModuleThatFails) {
+    const ToolRun run =
+        runProgram({toolProgram("keychain-contents"), "--module", VEL_FAULTY_MODULE}, {},
+                   {"VEL_MODULE_FAULT=fail"});
+    EXPECT_EQ(run.status, 1);
+    EXPECT_EQ(run.output, "");
+    EXPECT_TRUE(
+        run.diagnostics.starts_with("keychain-contents: " VEL_FAULTY_MODULE ": C_Initialize: "))
+        << run.diagnostics;
+}
 
 } // namespace
