@@ -12,12 +12,14 @@
 #include <termios.h>
 #include <unistd.h>
 
+#include <algorithm>
 #include <array>
 #include <cerrno>
 #include <chrono>
 #include <csignal>
 #include <cstdlib>
 #include <ostream>
+#include <sstream>
 #include <stdexcept>
 #include <string_view>
 #include <utility>
@@ -169,12 +171,24 @@ int statusOf(pid_t child) {
     return WIFEXITED(status) ? WEXITSTATUS(status) : -WTERMSIG(status);
 }
 
-/// Keeps the result document that `vel-posture` has written, unless it has written something else.
-void keepDocumentOf(const ChildProgram& program, const ChildProgram::Result& result) {
+/// Keeps the documents that `vel-posture` has written, a line each, unless it has written something
+/// else.
+void keepDocumentsOf(const ChildProgram& program, const ChildProgram::Result& result) {
     const std::vector<std::string>& arguments = program.arguments;
-    if (arguments.size() > 1 && arguments.front() == VEL_POSTURE_PROGRAM &&
-        (arguments[1] == "check" || arguments[1] == "identity") && result.output.starts_with('{')) {
-        static_cast<void>(keepResult(result.output));
+    if (arguments.size() < 2 || arguments.front() != VEL_POSTURE_PROGRAM) {
+        return;
+    }
+    const bool isEnveloped =
+        std::find(arguments.begin(), arguments.end(), "--envelope") != arguments.end();
+    std::istringstream lines(result.output);
+    for (std::string line; std::getline(lines, line) && line.starts_with('{');) {
+        if (arguments[1] == "lint") {
+            keepDocument("lint-findings", line);
+        } else if (isEnveloped) {
+            keepDocument("envelope", line);
+        } else if (arguments[1] == "check" || arguments[1] == "identity") {
+            static_cast<void>(keepResult(line));
+        }
     }
 }
 
@@ -223,7 +237,7 @@ ChildProgram::Result ChildProgram::run() const {
     in.close();
     ::signal(SIGPIPE, previousHandler);
     result.status = statusOf(child);
-    keepDocumentOf(*this, result);
+    keepDocumentsOf(*this, result);
     return result;
 }
 

@@ -52,6 +52,10 @@ std::string keepResult(std::string text) {
     return text;
 }
 
+void keepDocument(const char* kind, std::string_view text) {
+    keep(kind, text);
+}
+
 void keepMachineDescription(std::string_view text) {
     keep("machine-description", text);
 }

@@ -15,4 +15,7 @@ std::string keepResult(std::string text);
 /// A machine description that was accepted: "machine-description-*.json".
 void keepMachineDescription(std::string_view text);
 
+/// A document of another kind, named as its schema: "envelope", "lint-findings", "log-line".
+void keepDocument(const char* kind, std::string_view text);
+
 inline constexpr const char* keptDocumentsVariable = "VEL_TEST_DOCUMENTS";

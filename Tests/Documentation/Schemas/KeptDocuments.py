@@ -17,14 +17,15 @@ from collections import Counter
 from schemas import RESULT_KINDS, Schemas, parse
 
 MARKER = "whole-run"
-MACHINE = "machine-description"
+OTHER_KINDS = ("machine-description", "envelope", "lint-findings", "log-line")
 
 
 def kind_of(schemas, path, document):
     """The one schema that the document follows, and no defects; or nothing, and its defects."""
-    if path.name.startswith(MACHINE + "-"):
-        defects = schemas.defects(MACHINE, document)
-        return (MACHINE if not defects else None), defects
+    for kind in OTHER_KINDS:
+        if path.name.startswith(kind + "-"):
+            defects = schemas.defects(kind, document)
+            return (kind if not defects else None), defects
     matching = schemas.kinds_of_result(document)
     if len(matching) == 1:
         return matching[0], []
@@ -43,7 +44,7 @@ def validate(folder):
             print(f"{path}: follows no schema, or several:", *defects, sep="\n  ")
     print("validated:", dict(counts))
     if (folder / MARKER).exists():
-        for kind in (*RESULT_KINDS, MACHINE):
+        for kind in (*RESULT_KINDS, *OTHER_KINDS):
             if not counts[kind]:
                 failures += 1
                 print(f"no document of the kind {kind} was kept")

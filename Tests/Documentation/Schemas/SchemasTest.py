@@ -47,8 +47,9 @@ def resolve(schema, part):
 
 class FormOfTheSchemas(unittest.TestCase):
     def test_there_are_these_schemas(self):
-        self.assertEqual(list(load_all()), ["error-result", "identity-result",
-                                            "machine-description", "request", "result"])
+        self.assertEqual(list(load_all()), ["envelope", "error-result", "identity-result",
+                                            "lint-findings", "log-line", "machine-description",
+                                            "request", "result"])
         others = {path.name for path in FOLDER.iterdir() if not path.name.endswith(SUFFIX)}
         self.assertEqual(others, {"README.md"})
 
