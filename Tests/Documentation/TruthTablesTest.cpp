@@ -404,7 +404,7 @@ TEST_F(AdministratorPages, RequestsRunAndGiveTheResultsThatFollow) {
     unsigned results = 0;
     for (const MarkdownCode& code : document.codes) {
         if (code.text.starts_with("RESULT ")) {
-            EXPECT_EQ(code.text, resultReport(documented, {})) << code.place;
+            EXPECT_EQ(code.text, resultReport(documented, VELValue(), {})) << code.place;
             ++results;
         }
         if (code.language != "json") {

@@ -8,7 +8,10 @@
 
 #include <sys/stat.h>
 
+#include <filesystem>
+#include <map>
 #include <sstream>
+#include <utility>
 
 namespace {
 
@@ -94,7 +97,8 @@ TEST(VELPostureProgram, ReportsARequestFileInText) {
                 "pass    0.000  minimumOSVersion  version: 13\n"
                 "fail    0.000  minimumOSVersion  comment: no machine is there yet, version: "
                 "99.0\n"
-                "error   0.000  minimumOSVersion  Invalid version type in OS version check.\n"
+                "error   0.000  minimumOSVersion  Invalid version type in OS version check. "
+                "(version: 14)\n"
                 "error   0.000  minimumOSVersion  Required parameter \"version\" missing from "
                 "check type \"minimumOSVersion\".\n"
                 "\n"
@@ -156,10 +160,38 @@ TEST(VELPostureProgram, AnEntryWithAPassOfItsOwnIsStillAnError) {
 }
 
 TEST(VELPostureProgram, ARequestWithoutChecksPasses) {
-    EXPECT_EQ(checkOfCompliantMac(R"({"mac": []})").run(), (Result{0, emptyResult, ""}));
-    EXPECT_EQ(checkOfCompliantMac("{}").run(), (Result{0, emptyResult, ""}));
+    const std::string warning = "vel-posture: no checks under \"mac\"\n";
+    EXPECT_EQ(checkOfCompliantMac(R"({"mac": []})").run(), (Result{0, emptyResult, warning}));
+    EXPECT_EQ(checkOfCompliantMac("{}").run(), (Result{0, emptyResult, warning}));
     EXPECT_EQ(checkOfCompliantMac("{}", {"--format", "text"}).run(),
-              (Result{0, "PASSED  no checks were run\n", ""}));
+              (Result{0, "PASSED  no checks were run\n", warning}));
+    EXPECT_EQ(checkOfCompliantMac("{}", {"--require-checks"}).run(),
+              (Result{2, emptyResult, warning}));
+    EXPECT_EQ(checkOfCompliantMac(passingRequest, {"--require-checks"}).run(),
+              (Result{0, passingResult, ""}));
+    EXPECT_EQ(checkOfCompliantMac(R"({"identity_params": []})", {"--require-checks"}).run().status,
+              0);
+}
+
+TEST(VELPostureProgram, NamesWhatIsCloseToChecks) {
+    const std::string start = "vel-posture: no checks under \"mac\": ";
+    const auto warningOn = [](const std::string& request) {
+        const Result result = checkOfCompliantMac(request, {"--require-checks"}).run();
+        EXPECT_EQ(result.status, 2);
+        EXPECT_EQ(result.output, emptyResult);
+        return result.errors;
+    };
+    for (const char* key : {"Mac", "macOS", "mac "}) {
+        EXPECT_EQ(warningOn("{\"" + std::string(key) + "\": []}"),
+                  start + "\"" + key + "\" is not read; did you mean \"mac\"?\n");
+    }
+    EXPECT_EQ(warningOn(R"({"windows": [{"type": "x"}]})"),
+              start + "\"windows\" is not read; did you mean \"mac\"?\n");
+    EXPECT_EQ(warningOn(R"({"identity_param": ["device_id"]})"),
+              start + "\"identity_param\" is not read; did you mean \"identity_params\"?\n");
+    EXPECT_EQ(program({"check", compliantMac, "--machine", compliantMac}).run(),
+              (Result{0, emptyResult,
+                      start + "the document describes a machine; give it with --machine\n"}));
 }
 
 TEST(VELPostureProgram, AnErrorResultIsStatusTwo) {
@@ -229,13 +261,15 @@ TEST(VELPostureProgram, AsksForTheIdentityValuesNamed) {
                       "\n",
                       ""}));
     EXPECT_EQ(program({"identity", "check", "device_id", "--machine", outOfDateMac}).run(),
-              (Result{0,
+              (Result{2,
                       R"({"identity_params":{"device_id":"27b1f0c4-7c5d-4b0e-8f3e-5a9c1d2e3f40"},)"
                       R"("metrics":{"total_ms":0.0}})"
                       "\n",
                       "vel-posture: unknown identity value: check\n"}));
+    EXPECT_EQ(program({"identity", "device-id", "--machine", outOfDateMac}).run().errors,
+              "vel-posture: unknown identity value: device-id; did you mean device_id?\n");
     EXPECT_EQ(program({"identity", "other", "--machine", outOfDateMac, "--format", "text"}).run(),
-              (Result{0, "no identity values\n", "vel-posture: unknown identity value: other\n"}));
+              (Result{2, "no identity values\n", "vel-posture: unknown identity value: other\n"}));
     EXPECT_EQ(program({"identity", "\xff"}).run(), failure("NAME is not valid UTF-8"));
 }
 
@@ -251,16 +285,17 @@ ChildProgram lintOf(const std::string& request, const Arguments& options = {}) {
 
 const std::string misspeltRequest = R"({"mac": [{"type": "localfirewall"}]})";
 const std::string misspeltReport =
-    "mac[0].type\n"
-    "    is \"localfirewall\", which is not a check type: the entry is an error\n"
+    "standard input:1:11: error: unknown-type\n"
+    "    mac[0].type is \"localfirewall\", which is not a check type: the entry is an error\n"
     "    advice: did you mean \"localFirewall\"?\n"
     "\n"
     "1 finding\n";
 
 TEST(VELPostureProgram, LintsARequest) {
     const std::string finding =
-        R"({"findings":[{"place":"mac[0].type","problem":"is \"localfirewall\", which is not a check )"
-        R"(type: the entry is an error","advice":"did you mean \"localFirewall\"?"}]})"
+        R"({"findings":[{"file":"standard input","line":1,"column":11,"severity":"error",)"
+        R"("code":"unknown-type","text":"mac[0].type is \"localfirewall\", which is not a check )"
+        R"(type: the entry is an error; did you mean \"localFirewall\"?"}]})"
         "\n";
     EXPECT_EQ(lintOf(misspeltRequest).run(), (Result{1, finding, ""}));
     EXPECT_EQ(lintOf(misspeltRequest, {"-", "--format", "json"}).run(), (Result{1, finding, ""}));
@@ -272,19 +307,58 @@ TEST(VELPostureProgram, LintsARequest) {
     EXPECT_EQ(program({"lint", examples + "/Requests/minimum-os-version.json"}).run().status, 1);
 }
 
+TEST(VELPostureProgram, LintIsAGate) {
+    const TemporaryFolder folder;
+    const std::string error = folder.write("error.json", misspeltRequest);
+    const std::string warning =
+        folder.write("warning.json", R"({"mac": [{"type": "localFirewall", "nmae": 1}]})");
+    const std::string note = folder.write(
+        "note.json", R"({"mac": [{"type": "localFirewall"}, {"type": "localFirewall"}]})");
+    const std::string clean = folder.write("clean.json", R"({"$schema": "s", "name": "n",
+        "version": 1, "x-top": 1, "mac": [{"type": "localFirewall", "id": "1", "title": "t",
+        "ticket": "T", "severity": "high", "remediation": "r", "x-own": 2}]})");
+    const auto statuses = [](const std::string& path) {
+        std::vector<int> found = {program({"lint", path}).run().status};
+        for (const char* severity : {"error", "warning", "note"}) {
+            found.push_back(program({"lint", path, "--fail-on", severity}).run().status);
+        }
+        return found;
+    };
+    EXPECT_EQ(statuses(error), (std::vector<int>{1, 1, 1, 1}));
+    EXPECT_EQ(statuses(warning), (std::vector<int>{1, 0, 1, 1}));
+    EXPECT_EQ(statuses(note), (std::vector<int>{0, 0, 0, 1}));
+    EXPECT_EQ(program({"lint", clean, "--fail-on", "note"}).run(),
+              (Result{0, "{\"findings\":[]}\n", ""}));
+    const Result several = program({"lint", clean, note, error}).run();
+    EXPECT_EQ(several.status, 1);
+    const auto findings = nlohmann::json::parse(several.output).at("findings");
+    ASSERT_EQ(findings.size(), 2U);
+    EXPECT_EQ(findings.at(0).at("file"), note);
+    EXPECT_EQ(findings.at(1).at("file"), error);
+    const std::string none = folder.write("none.json", "[");
+    const Result partly = program({"lint", none, clean}).run();
+    EXPECT_EQ(partly.status, 2);
+    EXPECT_EQ(partly.output, "{\"findings\":[]}\n");
+    EXPECT_TRUE(
+        partly.errors.starts_with("vel-posture: cannot lint \"" + none + "\": parse error"));
+}
+
 TEST(VELPostureProgram, LintsForATerminal) {
     ChildProgram child = lintOf(misspeltRequest);
     child.outputStream = ChildStream::terminal;
     const Result inColour = child.run();
     EXPECT_EQ(inColour.status, 1);
-    EXPECT_TRUE(inColour.output.starts_with("\x1b[1;33mmac[0].type\x1b[0m\n")) << inColour.output;
+    EXPECT_TRUE(
+        inColour.output.starts_with("\x1b[1;31mstandard input:1:11: error: unknown-type\x1b[0m\n"))
+        << inColour.output;
     EXPECT_TRUE(inColour.output.ends_with("\x1b[1;31m1 finding\x1b[0m\n")) << inColour.output;
     child.environment = {{"NO_COLOR", "1"}};
     EXPECT_EQ(child.run(), (Result{1, misspeltReport, ""}));
     child.columns = 40;
-    EXPECT_EQ(child.run().output, "mac[0].type\n"
-                                  "    is \"localfirewall\", which is not a\n"
-                                  "    check type: the entry is an error\n"
+    EXPECT_EQ(child.run().output, "standard input:1:11: error: unknown-type\n"
+                                  "    mac[0].type is \"localfirewall\", which\n"
+                                  "    is not a check type: the entry is an\n"
+                                  "    error\n"
                                   "    advice: did you mean\n"
                                   "    \"localFirewall\"?\n"
                                   "\n"
@@ -305,9 +379,8 @@ TEST(VELPostureProgram, TellsWhyItCannotLint) {
     EXPECT_EQ(
         program({"lint", folder.path() + "/none.json"}).run(),
         failure("cannot read \"" + folder.path() + "/none.json\": No such file or directory"));
-    EXPECT_EQ(
-        program({"lint", "--machine", "x"}).run(),
-        wrongUse("The following argument was not expected: --machine", "vel-posture lint --help"));
+    EXPECT_EQ(program({"lint", "--machine", "x"}).run(),
+              wrongUse("unknown option: --machine", "vel-posture lint --help"));
     ChildProgram full = lintOf(misspeltRequest);
     full.outputStream = ChildStream::fullDevice;
     EXPECT_EQ(full.run(), failure("cannot write to standard output: No space left on device"));
@@ -357,20 +430,21 @@ TEST(VELPostureProgram, HelpsOnStandardOutput) {
     for (const char* part :
          {"Usage: vel-posture [OPTIONS] SUBCOMMAND\n", "check ", "identity ", "lint ", "catalogue ",
           "\nExit status:\n"
-          "  0  passed, the identity request was answered, or lint has no findings\n"
-          "  1  did not pass, or lint has findings\n"
+          "  0  passed, the identity request was answered, or lint found nothing\n"
+          "  1  did not pass, or lint found something (see --fail-on)\n"
           "  2  wrong use, "}) {
         EXPECT_NE(help.output.find(part), std::string::npos) << help.output;
     }
     const Result checkHelp = program({"check", "--help"}).run();
     EXPECT_EQ(checkHelp.status, 0);
-    for (const char* part : {"Usage: vel-posture check [OPTIONS] [REQUEST]\n", "--machine FILE ",
-                             "--format json|text ", "--log FILE ", "Exit status:"}) {
+    for (const char* part :
+         {"Usage: vel-posture check [OPTIONS] [REQUEST...]\n", "--machine FILE ",
+          "--format json|text|junit|prometheus\n", "--log FILE ", "Exit status:"}) {
         EXPECT_NE(checkHelp.output.find(part), std::string::npos) << checkHelp.output;
     }
     const Result lintHelp = program({"lint", "--help"}).run();
     EXPECT_EQ(lintHelp.status, 0);
-    for (const char* part : {"Usage: vel-posture lint [OPTIONS] [REQUEST]\n", "REQUEST ",
+    for (const char* part : {"Usage: vel-posture lint [OPTIONS] [REQUEST...]\n", "REQUEST ",
                              "--format json|text ", "Exit status:"}) {
         EXPECT_NE(lintHelp.output.find(part), std::string::npos) << lintHelp.output;
     }
@@ -383,19 +457,26 @@ TEST(VELPostureProgram, HelpsOnStandardOutput) {
 TEST(VELPostureProgram, RefusesWrongUse) {
     const std::string checkHelp = "vel-posture check --help";
     EXPECT_EQ(program({}).run(), wrongUse("A subcommand is required"));
-    EXPECT_EQ(program({"chekc"}).run(), wrongUse("unknown command: chekc"));
-    EXPECT_EQ(program({"--verbose"}).run(), wrongUse("A subcommand is required"));
-    EXPECT_EQ(program({"check", "--verbose"}).run(),
-              wrongUse("The following argument was not expected: --verbose", checkHelp));
-    EXPECT_EQ(program({"check", "a", "b"}).run(),
-              wrongUse("The following argument was not expected: b", checkHelp));
-    EXPECT_EQ(program({"check", "--format", "xml"}).run(),
-              wrongUse("--format: xml not in {json,text}", checkHelp));
-    EXPECT_EQ(program({"check", "--format", "x\x1b[2J\xff"}).run(),
-              wrongUse("--format: x\\u001b[2J\uFFFD not in {json,text}", checkHelp));
-    EXPECT_EQ(program({"catalogue", "--log", "x"}).run(),
-              wrongUse("The following arguments were not expected: x --log",
+    EXPECT_EQ(program({"chekc"}).run(), wrongUse("unknown command: chekc; did you mean check?"));
+    EXPECT_EQ(program({"--verbose"}).run(), wrongUse("unknown option: --verbose"));
+    EXPECT_EQ(program({"catalogue", "--formt=x"}).run(),
+              wrongUse("unknown option: --formt; did you mean --format?",
                        "vel-posture catalogue --help"));
+    EXPECT_EQ(program({"check", "--log"}).run(),
+              wrongUse("--log: 1 required FILE missing", checkHelp));
+    EXPECT_EQ(program({"check", "--envelope", "--format", "junit"}).run(),
+              wrongUse("--envelope needs --format json", checkHelp));
+    EXPECT_EQ(program({"check", "--verbose"}).run(),
+              wrongUse("unknown option: --verbose", checkHelp));
+    EXPECT_EQ(program({"catalogue", "a"}).run(),
+              wrongUse("unexpected argument: a", "vel-posture catalogue --help"));
+    EXPECT_EQ(program({"check", "--format", "xml"}).run(),
+              wrongUse("--format: xml not in {json,text,junit,prometheus}", checkHelp));
+    EXPECT_EQ(
+        program({"check", "--format", "x\x1b[2J\xff"}).run(),
+        wrongUse("--format: x\\u001b[2J\uFFFD not in {json,text,junit,prometheus}", checkHelp));
+    EXPECT_EQ(program({"catalogue", "--log", "x"}).run(),
+              wrongUse("unknown option: --log", "vel-posture catalogue --help"));
 }
 
 TEST(VELPostureProgram, NamesTheRequestThatItCannotRead) {
@@ -438,7 +519,7 @@ TEST(VELPostureProgram, WritesTheLogToAFile) {
     std::vector<std::pair<int, std::string>> logged;
     for (std::string line; std::getline(lines, line);) {
         const auto object = nlohmann::json::parse(line);
-        EXPECT_EQ(object.size(), 5U);
+        EXPECT_EQ(object.size(), 7U);
         EXPECT_TRUE(object.at("file").get<std::string>().starts_with("Classes/")) << line;
         EXPECT_GT(object.at("line").get<int>(), 0);
         logged.emplace_back(object.at("level").get<int>(),
@@ -479,6 +560,182 @@ TEST(VELPostureProgram, AFailedLogIsReportedBesideTheResult) {
         checkOfCompliantMac(passingRequest, {"--log", "/dev/full"}).run(),
         (Result{2, passingResult,
                 "vel-posture: cannot write the log \"/dev/full\": No space left on device\n"}));
+}
+
+TEST(VELPostureProgram, ParallelRunsShareALogByTheirIdentifiers) {
+    const TemporaryFolder folder;
+    const std::string path = folder.path() + "/log";
+    const std::string run = std::string("\"") + VEL_POSTURE_PROGRAM + "\" check \"" + examples +
+                            "/Requests/posture.json\" --machine \"" + compliantMac + "\" --log \"" +
+                            path + "\" --log-level information >/dev/null";
+    const ChildProgram both{{"/bin/sh", "-c", run + " & " + run + "; wait"}};
+    EXPECT_EQ(both.run(), (Result{0, "", ""}));
+    std::map<std::string, std::vector<std::string>> messages;
+    std::istringstream lines(contentOf(path));
+    for (std::string line; std::getline(lines, line);) {
+        const auto object = nlohmann::json::parse(line);
+        EXPECT_GE(object.at("level").get<int>(), 1);
+        messages[object.at("run").get<std::string>()].push_back(object.at("message"));
+    }
+    ASSERT_EQ(messages.size(), 2U);
+    EXPECT_EQ(messages.begin()->second, messages.rbegin()->second);
+    EXPECT_EQ(messages.begin()->first.size(), 32U);
+}
+
+// ---- several requests, exit statuses
+
+const std::string failingRequest = R"({"mac": [{"type": "minimumOSVersion", "version": "99"}]})";
+const std::string erringRequest = R"({"mac": [{"type": "minimumOSVersion", "version": 1}]})";
+
+TEST(VELPostureProgram, RunsSeveralRequestsALineEach) {
+    const TemporaryFolder folder;
+    const std::string passing = folder.write("passing.json", passingRequest);
+    const std::string empty = folder.write("empty.json", "{}");
+    const std::string identity = folder.write("identity.json", R"({"identity_params": []})");
+    EXPECT_EQ(program({"check", passing, empty, identity, "--machine", compliantMac}).run(),
+              (Result{0,
+                      passingResult + emptyResult +
+                          R"({"identity_params":{},"metrics":{"total_ms":0.0}})"
+                          "\n",
+                      "vel-posture: \"" + empty + "\": no checks under \"mac\"\n"}));
+    EXPECT_EQ(
+        program({"check", passing, identity, "--machine", compliantMac, "--format", "text"}).run(),
+        (Result{0, passing + ":\n" + passingReport + "\n" + identity + ":\nno identity values\n",
+                ""}));
+    EXPECT_EQ(
+        program({"check", passing, folder.path() + "/none.json"}).run(),
+        failure("cannot read \"" + folder.path() + "/none.json\": No such file or directory"));
+    EXPECT_EQ(program({"check", "-", "-"}).run(), failure("standard input can be read only once"));
+}
+
+TEST(VELPostureProgram, TheWorstStatusOfSeveralRequestsCounts) {
+    const TemporaryFolder folder;
+    const std::string passing = folder.write("passing.json", passingRequest);
+    const std::string failing = folder.write("failing.json", failingRequest);
+    const std::string erring = folder.write("erring.json", erringRequest);
+    const std::string refused = folder.write("refused.json", "7");
+    const auto statusOf = [](std::vector<std::string> requests) {
+        requests.insert(requests.begin(), "check");
+        requests.insert(requests.end(), {"--strict-exit", "--machine", compliantMac});
+        return program(requests).run().status;
+    };
+    EXPECT_EQ(statusOf({passing, passing}), 0);
+    EXPECT_EQ(statusOf({erring, passing}), 3);
+    EXPECT_EQ(statusOf({erring, failing, passing}), 1);
+    EXPECT_EQ(statusOf({failing, erring}), 1);
+    EXPECT_EQ(statusOf({failing, refused, erring}), 2);
+}
+
+TEST(VELPostureProgram, TheDescribedMacsHaveTheseStatuses) {
+    const std::map<std::string, std::pair<int, int>> statuses = {
+        {"agent-not-running", {1, 1}},
+        {"certificate-missing", {1, 1}},
+        {"compliant", {0, 0}},
+        {"expired-identity", {1, 1}},
+        {"external-drive-unencrypted", {0, 0}},
+        {"firewall-off", {1, 1}},
+        {"firewall-tool-fails", {1, 3}},
+        {"keychain-empty", {1, 1}},
+        {"nothing-known", {1, 1}},
+        {"other-domain", {1, 1}},
+        {"out-of-date", {1, 1}},
+        {"status-file-encrypted", {0, 0}},
+        {"status-file-malformed", {1, 3}},
+        {"tool-hangs", {1, 3}},
+        {"unbound", {1, 1}},
+        {"unencrypted", {1, 1}},
+        {"unsigned-agent", {1, 3}},
+        {"untrusted-identity", {1, 3}},
+        {"wrong-signer", {1, 3}}};
+    std::map<std::string, std::pair<int, int>> found;
+    for (const auto& entry : std::filesystem::directory_iterator(examples + "/Machines")) {
+        const Arguments check = {"check", examples + "/Requests/all-checks.json", "--machine",
+                                 entry.path(), "--quiet"};
+        Arguments strict = check;
+        strict.emplace_back("--strict-exit");
+        const Result plain = program(check).run();
+        EXPECT_EQ(plain.output, "");
+        found[entry.path().stem()] = {plain.status, program(strict).run().status};
+    }
+    EXPECT_EQ(found, statuses);
+}
+
+TEST(VELPostureProgram, ShowsOnlyWhatFails) {
+    const std::string request = R"({"mac": [{"type": "minimumOSVersion", "version": "13"},
+        {"type": "minimumOSVersion", "version": 14, "title": "Version"}]})";
+    EXPECT_EQ(checkOfCompliantMac(request, {"--only-failing", "--format", "text"}).run(),
+              (Result{1,
+                      "RESULT     MS  CHECK             DETAIL\n"
+                      "error   0.000  minimumOSVersion  Invalid version type in OS version check. "
+                      "(title: Version)\n"
+                      "\n"
+                      "NOT PASSED  1 of 2 checks passed, 1 error, 0.000 ms\n",
+                      ""}));
+    EXPECT_EQ(checkOfCompliantMac(passingRequest, {"--only-failing", "--format", "text"}).run(),
+              (Result{0, "PASSED  1 of 1 check passed, 0.000 ms\n", ""}));
+    EXPECT_EQ(checkOfCompliantMac(failingRequest, {"--quiet"}).run(), (Result{1, "", ""}));
+}
+
+// ---- formats for other programs
+
+TEST(VELPostureProgram, PutsResultsIntoEnvelopes) {
+    const std::string request =
+        R"({"name": "base", "version": 3, "mac": [{"type": "minimumOSVersion", "version": "13"}]})";
+    const Result result = checkOfCompliantMac(request, {"--envelope"}).run();
+    EXPECT_EQ(result.status, 0);
+    EXPECT_TRUE(result.output.ends_with(
+        ",\"result\":" + passingResult.substr(0, passingResult.size() - 1) + "}\n"));
+    const auto envelope = nlohmann::json::parse(result.output);
+    EXPECT_EQ(envelope.size(), 6U);
+    EXPECT_EQ(envelope.at("program"), "vel_device_trust 1.0.0");
+    EXPECT_EQ(envelope.at("run").get<std::string>().size(), 32U);
+    EXPECT_EQ(envelope.at("host").get<std::string>() + "\n",
+              (ChildProgram{{"/bin/uname", "-n"}}.run().output));
+    const TemporaryFolder folder;
+    const std::string path = folder.write("request.json", request);
+    const std::string digest =
+        ChildProgram{{"/usr/bin/sha256sum", path}}.run().output.substr(0, 64);
+    EXPECT_EQ(envelope.at("request"),
+              (nlohmann::json{{"name", "base"}, {"version", 3}, {"sha256", digest}}));
+    const auto plain =
+        nlohmann::json::parse(checkOfCompliantMac(passingRequest, {"--envelope"}).run().output);
+    EXPECT_EQ(plain.at("request").size(), 1U);
+    EXPECT_EQ(nlohmann::json::parse(
+                  program({"identity", "--envelope", "--machine", compliantMac}).run().output)
+                  .at("result")
+                  .at("identity_params")
+                  .size(),
+              2U);
+}
+
+TEST(VELPostureProgram, ReplacesTheOutputFileAsAWhole) {
+    const TemporaryFolder folder;
+    const std::string path = folder.write("out", "old");
+    EXPECT_EQ(checkOfCompliantMac(passingRequest, {"--output", path}).run(), (Result{0, "", ""}));
+    EXPECT_EQ(contentOf(path), passingResult);
+    EXPECT_EQ(program({"check", folder.path() + "/none", "--output", path}).run().status, 2);
+    EXPECT_EQ(contentOf(path), passingResult);
+    EXPECT_EQ(checkOfCompliantMac(passingRequest, {"--output", "/nowhere/out"}).run(),
+              failure("cannot write \"/nowhere/out\": No such file or directory"));
+    EXPECT_EQ(checkOfCompliantMac(passingRequest, {"--output", folder.path()}).run(),
+              failure("cannot write \"" + folder.path() + "\": Is a directory"));
+    std::size_t files = 0;
+    for ([[maybe_unused]] const auto& entry : std::filesystem::directory_iterator(folder.path())) {
+        ++files;
+    }
+    EXPECT_EQ(files, 1U);
+}
+
+TEST(VELPostureProgram, EndsWithTheUsualStatusOfASignal) {
+    for (const auto& [signal, status] : {std::pair("TERM", "143"), std::pair("HUP", "129")}) {
+        const TemporaryFolder folder;
+        const ChildProgram shell{
+            {"/bin/sh", "-c",
+             "mkfifo \"$1/in\"; \"$0\" check <>\"$1/in\" >/dev/null 2>&1 & kill -" +
+                 std::string(signal) + " $!; wait $!; echo $?",
+             VEL_POSTURE_PROGRAM, folder.path()}};
+        EXPECT_EQ(shell.run().output, std::string(status) + "\n");
+    }
 }
 
 // ---- output that fails
@@ -584,18 +841,6 @@ TEST(VELPostureProgram, NothingInARequestSteersTheTerminal) {
             EXPECT_EQ(text.find(control), std::string::npos) << text;
         }
     }
-}
-
-TEST(VELPostureProgram, WarnsOnATerminalThatNoCheckWasRun) {
-    ChildProgram child = checkOfCompliantMac(R"({"mac": []})");
-    child.errorStream = ChildStream::terminal;
-    EXPECT_EQ(child.run(), (Result{0, emptyResult, "vel-posture: no checks under \"mac\"\n"}));
-    child.input = R"({"windows": [{"type": "x"}]})";
-    EXPECT_EQ(child.run(), (Result{0, emptyResult, "vel-posture: no checks under \"mac\"\n"}));
-    child.input = passingRequest;
-    EXPECT_EQ(child.run(), (Result{0, passingResult, ""}));
-    child.input = R"({"identity_params": []})";
-    EXPECT_EQ(child.run().errors, "");
 }
 
 TEST(VELPostureProgram, SaysThatItReadsFromATerminal) {

@@ -3,6 +3,7 @@
 
 _vel_posture() {
     local current=${COMP_WORDS[COMP_CWORD]} previous=${COMP_WORDS[COMP_CWORD - 1]} command= words=
+    local run='-h --help --machine --format --envelope --output --log --log-level'
     ((COMP_CWORD > 1)) && command=${COMP_WORDS[1]}
     COMPREPLY=()
     # "--format=json" is three words here.
@@ -12,15 +13,20 @@ _vel_posture() {
         previous=${COMP_WORDS[COMP_CWORD - 2]}
     fi
 
-    case $previous in
-    --format) words='json text' ;;
-    --machine | --log) compopt -o default && return ;;
+    case $command:$previous in
+    check:--format) words='json text junit prometheus' ;;
+    *:--format) words='json text' ;;
+    *:--log-level) words='trace information warning error' ;;
+    *:--fail-on) words='error warning note' ;;
+    *:--machine | *:--output | *:--log) compopt -o default && return ;;
     *)
         case $command:$current in
         :-*) words='-h --help --version' ;;
         :*) words='check identity lint catalogue' ;;
-        check:-* | identity:-*) words='-h --help --machine --format --log' ;;
-        lint:-* | catalogue:-*) words='-h --help --format' ;;
+        check:-*) words="$run --require-checks --strict-exit --only-failing --quiet" ;;
+        identity:-*) words=$run ;;
+        lint:-*) words='-h --help --format --fail-on' ;;
+        catalogue:-*) words='-h --help --format' ;;
         check:* | lint:*) compopt -o default && return ;;
         identity:*) words='device_serial_number device_id' ;;
         esac

@@ -1,9 +1,13 @@
 // SPDX-License-Identifier: Apache-2.0
 #include "Tools/vel-posture/CommandLine.h"
 
+#include "Tools/vel-posture/NearMiss.h"
 #include "Tools/vel-posture/OptionTable.h"
 #include "Tools/vel-posture/ProgramFailure.h"
+#include "vel_device_trust/VELHostLogger.h"
 #include "vel_device_trust/vel_device_trust.h"
+
+#include <utility>
 
 namespace {
 
@@ -11,49 +15,101 @@ constexpr const char* programName = "vel-posture";
 
 constexpr const char* exitStatusHelp =
     "Exit status:\n"
-    "  0  passed, the identity request was answered, or lint has no findings\n"
-    "  1  did not pass, or lint has findings\n"
-    "  2  wrong use, a file that cannot be read or written, or an error result";
+    "  0  passed, the identity request was answered, or lint found nothing\n"
+    "  1  did not pass, or lint found something (see --fail-on)\n"
+    "  2  wrong use, a file that cannot be read or written, or an error result\n"
+    "  3  with --strict-exit: no check failed, but some ended in an error";
 
-void addFormat(CLI::App& command, CommandLine& commandLine) {
+template <typename Value> using Words = std::vector<std::pair<std::string, Value>>;
+
+/// An option whose value is one of these words.
+template <typename Value, typename Target>
+void addWords(CLI::App& command, const std::string& name, Target& target, Words<Value> words,
+              const std::string& help) {
+    std::vector<std::string> names;
+    std::string typeName;
+    for (const auto& [word, value] : words) {
+        names.push_back(word);
+        typeName += (typeName.empty() ? "" : "|") + word;
+    }
     command
         .add_option_function<std::string>(
-            "--format",
-            [&commandLine](const std::string& name) {
-                commandLine.format =
-                    name == "json" ? CommandLine::Format::json : CommandLine::Format::text;
+            name,
+            [&target, words = std::move(words)](const std::string& given) {
+                for (const auto& [word, value] : words) {
+                    if (word == given) {
+                        target = value;
+                    }
+                }
             },
-            "json: the document; text: a report for people\n"
-            "(default: text on a terminal, else json)")
-        ->check(CLI::IsMember({"json", "text"}))
-        ->type_name("json|text")
-        ->option_text("json|text");
+            help)
+        ->check(CLI::IsMember(names))
+        ->type_name(typeName)
+        ->option_text(typeName);
+}
+
+void addFormat(CLI::App& command, CommandLine& commandLine) {
+    using Format = CommandLine::Format;
+    addWords<Format>(command, "--format", commandLine.format,
+                     {{"json", Format::json}, {"text", Format::text}},
+                     "json: the document; text: a report for people\n"
+                     "(default: text on a terminal, else json)");
+}
+
+void addFile(CLI::App& command, const std::string& name, std::optional<std::string>& file,
+             const std::string& help) {
+    command.add_option(name, file, help)->type_name("FILE");
 }
 
 void addRunOptions(CLI::App& command, CommandLine& commandLine) {
-    command
-        .add_option("--machine", commandLine.machine,
-                    "Ask the Mac that FILE describes, not this machine")
-        ->type_name("FILE");
-    addFormat(command, commandLine);
-    command
-        .add_option("--log", commandLine.log,
-                    "Append the log to FILE, a JSON object per line;\n- is standard error")
-        ->type_name("FILE");
+    addFile(command, "--machine", commandLine.machine,
+            "Ask the Mac that FILE describes, not this machine");
+    command.add_flag("--envelope", commandLine.envelope,
+                     "Put each JSON result into an envelope: time, host,\nrequest, run");
+    addFile(command, "--output", commandLine.output,
+            "Write to FILE, which is replaced as a whole, not to\nstandard output");
+    addFile(command, "--log", commandLine.log,
+            "Append the log to FILE, a JSON object per line;\n- is standard error");
+    addWords<std::int64_t>(command, "--log-level", commandLine.logLevel,
+                           {{"trace", VELLogLevel::trace},
+                            {"information", VELLogLevel::information},
+                            {"warning", VELLogLevel::warning},
+                            {"error", VELLogLevel::error}},
+                           "The least level of what is logged (default: trace)");
 }
 
-void addRequest(CLI::App& command, CommandLine& commandLine) {
+void addRequests(CLI::App& command, CommandLine& commandLine) {
     command
-        .add_option("REQUEST", commandLine.request,
-                    "File with the request in JSON; -, or none:\nstandard input")
+        .add_option("REQUEST", commandLine.requests,
+                    "Files with requests in JSON; -, or none:\nstandard input")
         ->type_name("FILE")
-        ->option_text(" ");
+        ->option_text("...");
+}
+
+void addCheck(CLI::App& program, CommandLine& commandLine) {
+    using Format = CommandLine::Format;
+    CLI::App* check = program.add_subcommand("check", "Run request documents");
+    addRequests(*check, commandLine);
+    addWords<Format>(*check, "--format", commandLine.format,
+                     {{"json", Format::json},
+                      {"text", Format::text},
+                      {"junit", Format::junit},
+                      {"prometheus", Format::prometheus}},
+                     "json: the result documents; text: a report for people;\n"
+                     "junit: XML for CI; prometheus: metrics for the textfile\n"
+                     "collector (default: text on a terminal, else json)");
+    addRunOptions(*check, commandLine);
+    check->add_flag("--require-checks", commandLine.requireChecks,
+                    "Exit status 2 for a request without checks");
+    check->add_flag("--strict-exit", commandLine.strictExit,
+                    "Exit status 3 if no check failed but some ended in an\nerror");
+    check->add_flag("--only-failing", commandLine.onlyFailing,
+                    "Leave checks that passed out of the text report");
+    check->add_flag("--quiet", commandLine.quiet, "Write nothing to standard output");
 }
 
 void addCommands(CLI::App& program, CommandLine& commandLine) {
-    CLI::App* check = program.add_subcommand("check", "Run a request document");
-    addRequest(*check, commandLine);
-    addRunOptions(*check, commandLine);
+    addCheck(program, commandLine);
 
     CLI::App* identity =
         program.add_subcommand("identity", "Ask for the identity values of the machine");
@@ -61,12 +117,18 @@ void addCommands(CLI::App& program, CommandLine& commandLine) {
         ->add_option("NAME", commandLine.names, "device_serial_number or device_id (default: both)")
         ->type_name("device_serial_number|device_id")
         ->option_text("...");
+    addFormat(*identity, commandLine);
     addRunOptions(*identity, commandLine);
 
     CLI::App* lint = program.add_subcommand(
-        "lint", "Report likely mistakes in a request document, without running it");
-    addRequest(*lint, commandLine);
+        "lint", "Report likely mistakes in request documents, without running them");
+    addRequests(*lint, commandLine);
     addFormat(*lint, commandLine);
+    addWords<Severity>(
+        *lint, "--fail-on", commandLine.failOn,
+        {{"error", Severity::error}, {"warning", Severity::warning}, {"note", Severity::note}},
+        "Exit status 1 for a finding of this severity or above\n"
+        "(default: warning)");
 
     CLI::App* catalogue =
         program.add_subcommand("catalogue", "List the check types with their required parameters");
@@ -84,13 +146,51 @@ CommandLine::Command commandOf(const CLI::App& program) {
                                               : CommandLine::Command::catalogue;
 }
 
-std::string textOf(const CLI::ParseError& error, const CLI::App& program) {
-    const std::vector<std::string> unknown = program.remaining();
-    if (program.get_subcommands().empty() && !unknown.empty() &&
-        !unknown.front().starts_with('-')) {
-        return "unknown command: " + unknown.front();
+std::string didYouMean(const std::string& text, const std::vector<std::string>& names) {
+    const auto near = nearestName(text, names);
+    return near ? "; did you mean " + *near + "?" : "";
+}
+
+std::vector<std::string> optionNames(const CLI::App& command) {
+    std::vector<std::string> names;
+    for (const CLI::Option* option : command.get_options()) {
+        if (option->nonpositional()) {
+            names.push_back("--" + option->get_lnames().front());
+        }
     }
-    return error.what();
+    return names;
+}
+
+/// An argument that the command line has too much; nullopt if there is none.
+std::optional<std::string> unexpectedArgument(const CLI::App& program) {
+    const std::vector<std::string> unknown = program.remaining(true);
+    for (const std::string& argument : unknown) {
+        if (argument.size() > 1 && argument.starts_with('-')) {
+            return argument;
+        }
+    }
+    return unknown.empty() ? std::nullopt : std::optional(unknown.front());
+}
+
+std::string textOf(const CLI::ParseError& error, const CLI::App& program) {
+    const auto unexpected = unexpectedArgument(program);
+    if (!unexpected) {
+        return error.what();
+    }
+    const auto given = program.get_subcommands();
+    const CLI::App& command = given.empty() ? program : *given.front();
+    if (unexpected->size() > 1 && unexpected->starts_with('-')) {
+        const std::string name = unexpected->substr(0, unexpected->find('='));
+        return "unknown option: " + name + didYouMean(name, optionNames(command));
+    }
+    if (given.empty()) {
+        std::vector<std::string> commands;
+        for (const CLI::App* known : program.get_subcommands({})) {
+            commands.push_back(known->get_name());
+        }
+        return "unknown command: " + *unexpected + didYouMean(*unexpected, commands);
+    }
+    return "unexpected argument: " + *unexpected;
 }
 
 std::string helpCommandOf(const CLI::App& program) {
@@ -99,6 +199,13 @@ std::string helpCommandOf(const CLI::App& program) {
         command += " " + subcommand->get_name();
     }
     return command + " --help";
+}
+
+void refuseCombinations(const CommandLine& commandLine, const CLI::App& program) {
+    if (commandLine.envelope &&
+        commandLine.format.value_or(CommandLine::Format::json) != CommandLine::Format::json) {
+        throw WrongUse("--envelope needs --format json", helpCommandOf(program));
+    }
 }
 
 } // namespace
@@ -128,5 +235,6 @@ CommandLine parseCommandLine(int argumentCount, const char* const* arguments) {
     } catch (const CLI::ParseError& error) {
         throw WrongUse(textOf(error, program), helpCommandOf(program));
     }
+    refuseCombinations(commandLine, program);
     return commandLine;
 }

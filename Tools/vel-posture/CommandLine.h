@@ -1,28 +1,44 @@
 // SPDX-License-Identifier: Apache-2.0
 #pragma once
 
+#include <cstdint>
 #include <optional>
 #include <string>
 #include <vector>
 
+/// How much a lint finding matters, the least first.
+enum class Severity { note, warning, error };
+
 /// What the command line asks for.
 struct CommandLine {
     enum class Command { printText, check, identity, lint, catalogue };
-    enum class Format { json, text };
+    enum class Format { json, text, junit, prometheus };
 
     Command command = Command::printText;
     /// For printText: help, or the version, in whole lines.
     std::string text;
-    /// Absent or "-": standard input.
-    std::optional<std::string> request;
+    /// Paths; "-" is standard input. Empty: standard input.
+    std::vector<std::string> requests;
     /// Empty: all identity values.
     std::vector<std::string> names;
     /// Absent: this machine.
     std::optional<std::string> machine;
     /// Absent: text on a terminal, else JSON.
     std::optional<Format> format;
+    /// Put each result into an envelope for collectors.
+    bool envelope = false;
+    /// Absent: standard output.
+    std::optional<std::string> output;
     /// Absent: no log.
     std::optional<std::string> log;
+    /// The least level of the log's lines: one of `VELLogLevel`.
+    std::int64_t logLevel = 0;
+    bool requireChecks = false;
+    bool strictExit = false;
+    bool onlyFailing = false;
+    bool quiet = false;
+    /// The least severity of a finding for which lint's exit status is 1.
+    Severity failOn = Severity::warning;
 };
 
 /// Reads the arguments of the program. Throws `WrongUse` for what it does not understand.

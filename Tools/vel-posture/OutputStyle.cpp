@@ -6,12 +6,14 @@
 #include <unistd.h>
 
 CommandLine::Format outputFormat(const CommandLine& commandLine) {
-    return commandLine.format.value_or(isTerminal(STDOUT_FILENO) ? CommandLine::Format::text
-                                                                 : CommandLine::Format::json);
+    const bool isForPeople =
+        isTerminal(STDOUT_FILENO) && !commandLine.output && !commandLine.envelope;
+    return commandLine.format.value_or(isForPeople ? CommandLine::Format::text
+                                                   : CommandLine::Format::json);
 }
 
-ReportStyle styleOfStandardOutput() {
-    if (!isTerminal(STDOUT_FILENO)) {
+ReportStyle styleOfOutput(const CommandLine& commandLine) {
+    if (commandLine.output || !isTerminal(STDOUT_FILENO)) {
         return {};
     }
     return {terminalColumns(STDOUT_FILENO), wantsColour()};

@@ -7,5 +7,5 @@
 /// The format that the command line asks for: by default text on a terminal, else JSON.
 CommandLine::Format outputFormat(const CommandLine& commandLine);
 
-/// How a report on standard output looks: wrapped and coloured on a terminal alone.
-ReportStyle styleOfStandardOutput();
+/// How a report looks: wrapped and coloured on a terminal alone.
+ReportStyle styleOfOutput(const CommandLine& commandLine);

@@ -13,7 +13,7 @@ namespace {
 int runCatalogueCommand(const CommandLine& commandLine) {
     const VELPostureCheckCatalogue catalogue = macPostureCheckCatalogue(VELPlatform::host());
     writeStandardOutput(outputFormat(commandLine) == CommandLine::Format::text
-                            ? catalogueReport(catalogue, styleOfStandardOutput())
+                            ? catalogueReport(catalogue, styleOfOutput(commandLine))
                             : catalogueJSON(catalogue) + "\n");
     return 0;
 }

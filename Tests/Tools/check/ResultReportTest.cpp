@@ -1,6 +1,8 @@
 // SPDX-License-Identifier: Apache-2.0
 #include "Tools/vel-posture/check/ResultReport.h"
 
+#include "Tools/vel-posture/check/CheckOutcome.h"
+
 #include <gtest/gtest.h>
 #include <nlohmann/json.hpp>
 
@@ -30,13 +32,17 @@ VELValue resultOf(VELValue entry, bool pass) {
     return result;
 }
 
+std::string reportOf(const VELValue& result, const ReportStyle& style) {
+    return resultReport(result, VELValue(), style);
+}
+
 std::string verdictOf(std::size_t columns) {
-    const std::string report = resultReport(threeChecks, {.columns = columns});
+    const std::string report = reportOf(threeChecks, {.columns = columns});
     return report.substr(report.find("\n\n") + 2);
 }
 
 TEST(Report, ShowsALinePerCheckThenTheVerdict) {
-    EXPECT_EQ(resultReport(threeChecks, {}),
+    EXPECT_EQ(reportOf(threeChecks, {}),
               "RESULT         MS  CHECK             DETAIL\n"
               "pass    10000.000  localFirewall\n"
               "fail       12.750  minimumOSVersion  comment: none yet, version: 99.0\n"
@@ -44,12 +50,12 @@ TEST(Report, ShowsALinePerCheckThenTheVerdict) {
               "check type \"minimumOSVersion\".\n"
               "\n"
               "NOT PASSED  1 of 3 checks passed, 1 failed, 1 error, 10012.750 ms\n");
-    EXPECT_EQ(exitStatus(threeChecks), 1);
+    EXPECT_EQ(exitStatus(threeChecks, VELValue(), false), 1);
     EXPECT_FALSE(ranNoCheck(threeChecks));
 }
 
 TEST(Report, WrapsTheDetailOnATerminal) {
-    EXPECT_EQ(resultReport(threeChecks, {.columns = 65}),
+    EXPECT_EQ(reportOf(threeChecks, {.columns = 65}),
               "RESULT         MS  CHECK             DETAIL\n"
               "pass    10000.000  localFirewall\n"
               "fail       12.750  minimumOSVersion  comment: none yet, version:\n"
@@ -62,33 +68,32 @@ TEST(Report, WrapsTheDetailOnATerminal) {
 }
 
 TEST(Report, PutsTheDetailBelowOnANarrowTerminal) {
-    EXPECT_EQ(resultReport(threeChecks, {.columns = 40}),
-              "pass    localFirewall  10000.000 ms\n"
-              "fail    minimumOSVersion  12.750 ms\n"
-              "        comment: none yet, version: 99.0\n"
-              "error   minimumOSVersion  0.000 ms\n"
-              "        Required parameter \"version\"\n"
-              "        missing from check type\n"
-              "        \"minimumOSVersion\".\n"
-              "\n"
-              "NOT PASSED  1 of 3 checks passed,\n"
-              "            1 failed, 1 error,\n"
-              "            10012.750 ms\n");
-    EXPECT_EQ(resultReport(threeChecks, {.columns = 34}), "pass    localFirewall\n"
-                                                          "        10000.000 ms\n"
-                                                          "fail    minimumOSVersion\n"
-                                                          "        12.750 ms\n"
-                                                          "        comment: none yet,\n"
-                                                          "        version: 99.0\n"
-                                                          "error   minimumOSVersion  0.000 ms\n"
-                                                          "        Required parameter\n"
-                                                          "        \"version\" missing from\n"
-                                                          "        check type\n"
-                                                          "        \"minimumOSVersion\".\n"
-                                                          "\n"
-                                                          "NOT PASSED  1 of 3 checks passed,\n"
-                                                          "            1 failed, 1 error,\n"
-                                                          "            10012.750 ms\n");
+    EXPECT_EQ(reportOf(threeChecks, {.columns = 40}), "pass    localFirewall  10000.000 ms\n"
+                                                      "fail    minimumOSVersion  12.750 ms\n"
+                                                      "        comment: none yet, version: 99.0\n"
+                                                      "error   minimumOSVersion  0.000 ms\n"
+                                                      "        Required parameter \"version\"\n"
+                                                      "        missing from check type\n"
+                                                      "        \"minimumOSVersion\".\n"
+                                                      "\n"
+                                                      "NOT PASSED  1 of 3 checks passed,\n"
+                                                      "            1 failed, 1 error,\n"
+                                                      "            10012.750 ms\n");
+    EXPECT_EQ(reportOf(threeChecks, {.columns = 34}), "pass    localFirewall\n"
+                                                      "        10000.000 ms\n"
+                                                      "fail    minimumOSVersion\n"
+                                                      "        12.750 ms\n"
+                                                      "        comment: none yet,\n"
+                                                      "        version: 99.0\n"
+                                                      "error   minimumOSVersion  0.000 ms\n"
+                                                      "        Required parameter\n"
+                                                      "        \"version\" missing from\n"
+                                                      "        check type\n"
+                                                      "        \"minimumOSVersion\".\n"
+                                                      "\n"
+                                                      "NOT PASSED  1 of 3 checks passed,\n"
+                                                      "            1 failed, 1 error,\n"
+                                                      "            10012.750 ms\n");
 }
 
 TEST(Report, BreaksTheVerdictBehindCommas) {
@@ -114,7 +119,7 @@ TEST(Report, ShowsContainersAsJSONWithSpaces) {
         "type": "t", "pass": true, "a": [], "b": {}, "c": ["x", 1.5, null, ["y\"z", {"k": "v"}]],
         "d": {"e": [true], "f\n": "\u001b"}})");
     EXPECT_EQ(
-        resultReport(resultOf(entry, true), {}),
+        reportOf(resultOf(entry, true), {}),
         "RESULT     MS  CHECK  DETAIL\n"
         "pass    0.000  t      a: [], b: {}, c: [\"x\", 1.5, null, [\"y\\\"z\", {\"k\": \"v\"}]], "
         "d: {\"e\": [true], \"f\\n\": \"\\u001b\"}\n"
@@ -129,7 +134,7 @@ TEST(Report, NoLineIsWiderThanTheTerminal) {
     }
     // Narrower than 12, the verdict's word alone is too wide.
     for (std::size_t columns = 12; columns < 140; ++columns) {
-        const std::string report = resultReport(resultOf(entry, false), {.columns = columns});
+        const std::string report = reportOf(resultOf(entry, false), {.columns = columns});
         std::size_t begin = 0;
         while (begin < report.size()) {
             const std::size_t end = report.find('\n', begin);
@@ -149,7 +154,7 @@ TEST(Report, NoLineIsWiderThanTheTerminal) {
 }
 
 TEST(Report, ColoursTheWordsOfTheResultAlone) {
-    EXPECT_EQ(resultReport(threeChecks, {.columns = 200, .colour = true}),
+    EXPECT_EQ(reportOf(threeChecks, {.columns = 200, .colour = true}),
               "RESULT         MS  CHECK             DETAIL\n"
               "\x1b[1;32mpass\x1b[0m    10000.000  localFirewall\n"
               "\x1b[1;31mfail\x1b[0m       12.750  minimumOSVersion  comment: none yet, version: "
@@ -163,13 +168,13 @@ TEST(Report, ColoursTheWordsOfTheResultAlone) {
 
 TEST(Report, EscapesWhatTheResultBrings) {
     const VELValue entry = {{"type", "a\x1b[2Jb\nc"}, {"error", "no \u009b31m\r\u202e"}};
-    EXPECT_EQ(resultReport(resultOf(entry, false), {.columns = 80, .colour = false}),
+    EXPECT_EQ(reportOf(resultOf(entry, false), {.columns = 80, .colour = false}),
               "RESULT     MS  CHECK           DETAIL\n"
               "error   0.000  a\\u001b[2Jb\\nc  no \\u009b31m\\r\\u202e\n"
               "\n"
               "NOT PASSED  0 of 1 check passed, 1 error, 0.000 ms\n");
     const VELValue parameters = {{"type", "t"}, {"k\x1b", "v\x07"}, {"pass", false}};
-    EXPECT_EQ(resultReport(resultOf(parameters, false), {}),
+    EXPECT_EQ(reportOf(resultOf(parameters, false), {}),
               "RESULT     MS  CHECK  DETAIL\n"
               "fail    0.000  t      k\\u001b: v\\u0007\n"
               "\n"
@@ -178,9 +183,9 @@ TEST(Report, EscapesWhatTheResultBrings) {
 
 TEST(Report, ShowsEntriesWithoutAProperType) {
     const std::string end = "\n\nNOT PASSED  0 of 1 check passed, 1 error, 0.000 ms\n";
-    EXPECT_EQ(resultReport(resultOf({{"error", "e"}}, false), {}),
+    EXPECT_EQ(reportOf(resultOf({{"error", "e"}}, false), {}),
               "RESULT     MS  CHECK      DETAIL\nerror   0.000  (no type)  e" + end);
-    EXPECT_EQ(resultReport(resultOf({{"type", nullptr}, {"error", 7}}, false), {}),
+    EXPECT_EQ(reportOf(resultOf({{"type", nullptr}, {"error", 7}}, false), {}),
               "RESULT     MS  CHECK  DETAIL\nerror   0.000  null   7" + end);
 }
 
@@ -191,12 +196,12 @@ TEST(Report, ShortensLongNamesAndParameters) {
         {"c", 1},       {"d", std::string(60, 'y')}, {"pass", true}};
     const std::string detail =
         "a: " + std::string(59, 'v') + "…, b: [\"" + std::string(49, 'w') + "…\n";
-    EXPECT_EQ(resultReport(resultOf(entry, true), {.columns = 500}),
+    EXPECT_EQ(reportOf(resultOf(entry, true), {.columns = 500}),
               "RESULT     MS  CHECK                         DETAIL\n"
               "pass    0.000  " +
                   std::string(27, 't') + "…  " + detail +
                   "\nPASSED  1 of 1 check passed, 0.000 ms\n");
-    EXPECT_EQ(resultReport(resultOf(entry, true), {}),
+    EXPECT_EQ(reportOf(resultOf(entry, true), {}),
               "RESULT     MS  CHECK                         DETAIL\n"
               "pass    0.000  " +
                   type + "  " + detail + "\nPASSED  1 of 1 check passed, 0.000 ms\n");
@@ -204,7 +209,7 @@ TEST(Report, ShortensLongNamesAndParameters) {
 
 TEST(Report, ShowsAWholeFingerprint) {
     const std::string spaced = "00 11 22 33 44 55 66 77 88 99 AA BB CC DD EE FF 00 11 22 33";
-    EXPECT_EQ(resultReport(resultOf({{"type", "t"}, {"sha1", spaced}, {"pass", false}}, false), {}),
+    EXPECT_EQ(reportOf(resultOf({{"type", "t"}, {"sha1", spaced}, {"pass", false}}, false), {}),
               "RESULT     MS  CHECK  DETAIL\n"
               "fail    0.000  t      sha1: " +
                   spaced + "\n\nNOT PASSED  0 of 1 check passed, 1 failed, 0.000 ms\n");
@@ -218,7 +223,7 @@ TEST(Report, StaysSmallHoweverDeepOrLongAParameterIs) {
     const VELValue wide = std::vector<std::string>(100'000, "w");
     for (const VELValue& value : {deep, wide}) {
         EXPECT_LT(
-            resultReport(resultOf({{"type", "t"}, {"p", value}, {"pass", true}}, true), {}).size(),
+            reportOf(resultOf({{"type", "t"}, {"p", value}, {"pass", true}}, true), {}).size(),
             300U);
     }
 }
@@ -229,16 +234,16 @@ TEST(Report, StaysSmallBesideALongName) {
         result["checks"].push_back({{"type", "u"}, {"pass", true}});
         result["metrics"]["details"].push_back({{"check", {{"total_ms", 0.0}}}});
     }
-    EXPECT_LT(resultReport(result, {}).size(), 200'000U);
+    EXPECT_LT(reportOf(result, {}).size(), 200'000U);
 }
 
 TEST(Report, SaysThatNoCheckWasRun) {
     const VELValue result = VELValue::parse(
         R"({"checks": [], "pass": true, "metrics": {"total_ms": 0.0, "details": []}})");
-    EXPECT_EQ(resultReport(result, {}), "PASSED  no checks were run\n");
-    EXPECT_EQ(resultReport(result, {.columns = 80, .colour = true}),
+    EXPECT_EQ(reportOf(result, {}), "PASSED  no checks were run\n");
+    EXPECT_EQ(reportOf(result, {.columns = 80, .colour = true}),
               "\x1b[1;33mPASSED\x1b[0m  no checks were run\n");
-    EXPECT_EQ(exitStatus(result), 0);
+    EXPECT_EQ(exitStatus(result, VELValue(), false), 0);
     EXPECT_TRUE(ranNoCheck(result));
 }
 
@@ -246,34 +251,34 @@ TEST(Report, ShowsIdentityValues) {
     const VELValue result = VELValue::parse(
         R"({"identity_params": {"device_id": "", "device_serial_number": "C02\u001b[0m"},
             "metrics": {"total_ms": 0.5}})");
-    EXPECT_EQ(resultReport(result, {}), "device_id             (empty)\n"
-                                        "device_serial_number  C02\\u001b[0m\n");
-    EXPECT_EQ(resultReport(result, {.columns = 30}), "device_id\n"
-                                                     "  (empty)\n"
-                                                     "device_serial_number\n"
-                                                     "  C02\\u001b[0m\n");
-    EXPECT_EQ(exitStatus(result), 0);
+    EXPECT_EQ(reportOf(result, {}), "device_id             (empty)\n"
+                                    "device_serial_number  C02\\u001b[0m\n");
+    EXPECT_EQ(reportOf(result, {.columns = 30}), "device_id\n"
+                                                 "  (empty)\n"
+                                                 "device_serial_number\n"
+                                                 "  C02\\u001b[0m\n");
+    EXPECT_EQ(exitStatus(result, VELValue(), false), 0);
     EXPECT_FALSE(ranNoCheck(result));
-    EXPECT_EQ(resultReport(VELValue::parse(R"({"identity_params": {}, "metrics": {}})"), {}),
+    EXPECT_EQ(reportOf(VELValue::parse(R"({"identity_params": {}, "metrics": {}})"), {}),
               "no identity values\n");
 }
 
 TEST(Report, ShowsAnIdentifierThatIsNoText) {
-    EXPECT_EQ(resultReport(VELValue::parse(R"({"identity_params": {"device_id": [1, "a"]}})"), {}),
+    EXPECT_EQ(reportOf(VELValue::parse(R"({"identity_params": {"device_id": [1, "a"]}})"), {}),
               "device_id  [1,\"a\"]\n");
 }
 
 TEST(Report, ShowsAnErrorResult) {
     const VELValue result = {{"error", "mac[2] is not an object"}};
-    EXPECT_EQ(resultReport(result, {}), "ERROR  mac[2] is not an object\n");
-    EXPECT_EQ(resultReport(result, {.columns = 20, .colour = true}),
+    EXPECT_EQ(reportOf(result, {}), "ERROR  mac[2] is not an object\n");
+    EXPECT_EQ(reportOf(result, {.columns = 20, .colour = true}),
               "\x1b[1;31mERROR\x1b[0m  mac[2] is not\n       an object\n");
-    EXPECT_EQ(exitStatus(result), 2);
+    EXPECT_EQ(exitStatus(result, VELValue(), false), 2);
     EXPECT_FALSE(ranNoCheck(result));
 }
 
 TEST(Report, PassedIsZero) {
-    EXPECT_EQ(exitStatus(resultOf({{"type", "t"}, {"pass", true}}, true)), 0);
+    EXPECT_EQ(exitStatus(resultOf({{"type", "t"}, {"pass", true}}, true), VELValue(), false), 0);
 }
 
 } // namespace

@@ -5,78 +5,90 @@
 
 namespace {
 
-const std::vector<Finding> two = {
-    {"mac[0].sha1", "has 64 digits, like a fingerprint of SHA-256: no certificate matches",
-     "write the SHA-1 fingerprint"},
-    {"mac[1].type", "is \"x\", which is not a check type: the entry is an error",
-     "did you mean \"localFirewall\"?"}};
+const Finding fingerprint = {"mac[0].sha1",
+                             "has 64 digits, like a fingerprint of SHA-256: no certificate matches",
+                             "write the SHA-1 fingerprint",
+                             rule::neverPasses,
+                             3,
+                             12};
+const Finding key = {"mac[1].nam", "is not read", "did you mean \"name\"?", rule::unreadKey, 4, 1};
+const Finding twice = {"mac[2]", "repeats mac[1]", "remove one of them", rule::repetition, 5, 3};
 
-TEST(LintReport, ShowsPlaceProblemAndAdvice) {
-    EXPECT_EQ(lintReport(two, {}),
-              "mac[0].sha1\n"
-              "    has 64 digits, like a fingerprint of SHA-256: no certificate matches\n"
-              "    advice: write the SHA-1 fingerprint\n"
-              "mac[1].type\n"
-              "    is \"x\", which is not a check type: the entry is an error\n"
-              "    advice: did you mean \"localFirewall\"?\n"
-              "\n"
-              "2 findings\n");
-    EXPECT_EQ(lintReport({two[1]}, {}), "mac[1].type\n"
-                                        "    is \"x\", which is not a check type: the entry is an "
-                                        "error\n"
-                                        "    advice: did you mean \"localFirewall\"?\n"
-                                        "\n"
-                                        "1 finding\n");
-    EXPECT_EQ(lintReport({}, {}), "no findings\n");
+std::string reportOf(const std::vector<Finding>& findings, const ReportStyle& style) {
+    return lintReport({{"a.json", findings}}, style);
+}
+
+TEST(LintReport, ShowsWhereWhatAndAdvice) {
+    EXPECT_EQ(
+        lintReport({{"a.json", {fingerprint}}, {"b.json", {}}, {"c.json", {key, twice}}}, {}),
+        "a.json:3:12: error: never-passes\n"
+        "    mac[0].sha1 has 64 digits, like a fingerprint of SHA-256: no certificate matches\n"
+        "    advice: write the SHA-1 fingerprint\n"
+        "c.json:4:1: warning: unread-key\n"
+        "    mac[1].nam is not read\n"
+        "    advice: did you mean \"name\"?\n"
+        "c.json:5:3: note: repetition\n"
+        "    mac[2] repeats mac[1]\n"
+        "    advice: remove one of them\n"
+        "\n"
+        "3 findings\n");
+    EXPECT_EQ(reportOf({twice}, {}), "a.json:5:3: note: repetition\n"
+                                     "    mac[2] repeats mac[1]\n"
+                                     "    advice: remove one of them\n"
+                                     "\n"
+                                     "1 finding\n");
+    EXPECT_EQ(reportOf({}, {}), "no findings\n");
 }
 
 TEST(LintReport, WrapsOnATerminal) {
-    EXPECT_EQ(lintReport({two[0]}, {.columns = 30}), "mac[0].sha1\n"
-                                                     "    has 64 digits, like a\n"
-                                                     "    fingerprint of SHA-256: no\n"
-                                                     "    certificate matches\n"
-                                                     "    advice: write the SHA-1\n"
-                                                     "    fingerprint\n"
-                                                     "\n"
-                                                     "1 finding\n");
-    EXPECT_EQ(lintReport({two[0]}, {.columns = 15}), "mac[0].sha1\n"
-                                                     "has 64 digits,\n"
-                                                     "like a\n"
-                                                     "fingerprint of\n"
-                                                     "SHA-256: no\n"
-                                                     "certificate\n"
-                                                     "matches\n"
-                                                     "advice: write\n"
-                                                     "the SHA-1\n"
-                                                     "fingerprint\n"
-                                                     "\n"
-                                                     "1 finding\n");
+    EXPECT_EQ(reportOf({fingerprint}, {.columns = 30}), "a.json:3:12: error:\n"
+                                                        "never-passes\n"
+                                                        "    mac[0].sha1 has 64 digits,\n"
+                                                        "    like a fingerprint of\n"
+                                                        "    SHA-256: no certificate\n"
+                                                        "    matches\n"
+                                                        "    advice: write the SHA-1\n"
+                                                        "    fingerprint\n"
+                                                        "\n"
+                                                        "1 finding\n");
+    EXPECT_EQ(reportOf({twice}, {.columns = 15}), "a.json:5:3:\n"
+                                                  "note:\n"
+                                                  "repetition\n"
+                                                  "mac[2] repeats\n"
+                                                  "mac[1]\n"
+                                                  "advice: remove\n"
+                                                  "one of them\n"
+                                                  "\n"
+                                                  "1 finding\n");
 }
 
-TEST(LintReport, ColoursEachLine) {
-    EXPECT_EQ(lintReport({two[1]}, {.columns = 80, .colour = true}),
-              "\x1b[1;33mmac[1].type\x1b[0m\n"
-              "    is \"x\", which is not a check type: the entry is an error\n"
-              "    advice: did you mean \"localFirewall\"?\n"
+TEST(LintReport, ColoursBySeverity) {
+    const std::string report =
+        reportOf({fingerprint, key, twice}, {.columns = 200, .colour = true});
+    EXPECT_NE(report.find("\x1b[1;31ma.json:3:12: error: never-passes\x1b[0m\n"),
+              std::string::npos);
+    EXPECT_NE(report.find("\x1b[1;33ma.json:4:1: warning: unread-key\x1b[0m\n"), std::string::npos);
+    EXPECT_NE(report.find("\na.json:5:3: note: repetition\n"), std::string::npos);
+    EXPECT_TRUE(report.ends_with("\x1b[1;31m3 findings\x1b[0m\n"));
+    EXPECT_EQ(reportOf({}, {.columns = 80, .colour = true}), "\x1b[1;32mno findings\x1b[0m\n");
+}
+
+TEST(LintReport, EscapesControlCharacters) {
+    EXPECT_EQ(lintReport({{"f\x1b", {{"a\x1b", "b\x07", "c\n", rule::noEffect, 1, 2}}}}, {}),
+              "f\\u001b:1:2: warning: no-effect\n"
+              "    a\\u001b b\\u0007\n"
+              "    advice: c\\n\n"
               "\n"
-              "\x1b[1;31m1 finding\x1b[0m\n");
-    EXPECT_EQ(lintReport({}, {.columns = 80, .colour = true}), "\x1b[1;32mno findings\x1b[0m\n");
-}
-
-TEST(LintReport, NothingInItSteersATerminal) {
-    EXPECT_EQ(lintReport({{"a\x1b", "b\x07", "c\n"}}, {}), "a\\u001b\n"
-                                                           "    b\\u0007\n"
-                                                           "    advice: c\\n\n"
-                                                           "\n"
-                                                           "1 finding\n");
+              "1 finding\n");
 }
 
 TEST(LintReport, IsJSONForPrograms) {
-    EXPECT_EQ(
-        lintJSON({two[1]}),
-        R"({"findings":[{"place":"mac[1].type","problem":"is \"x\", which is not a check type: )"
-        R"(the entry is an error","advice":"did you mean \"localFirewall\"?"}]})");
-    EXPECT_EQ(lintJSON({}), R"({"findings":[]})");
+    EXPECT_EQ(lintJSON({{"a.json", {key}}, {"b\xff.json", {twice}}}),
+              R"({"findings":[{"file":"a.json","line":4,"column":1,"severity":"warning",)"
+              R"("code":"unread-key","text":"mac[1].nam is not read; did you mean \"name\"?"},)"
+              "{\"file\":\"b\uFFFD.json\",\"line\":5,\"column\":3,\"severity\":\"note\","
+              R"("code":"repetition","text":"mac[2] repeats mac[1]; remove one of them"}]})");
+    EXPECT_EQ(lintJSON({{"a.json", {}}}), R"({"findings":[]})");
 }
 
 } // namespace

@@ -58,6 +58,15 @@ Findings findingsIn(std::string_view document) {
     return findings.value_or(Findings());
 }
 
+/// Without their rules and positions.
+Findings textsIn(std::string_view document) {
+    Findings findings = findingsIn(document);
+    for (Finding& finding : findings) {
+        finding = {finding.place, finding.problem, finding.advice};
+    }
+    return findings;
+}
+
 std::string requestWith(const std::string& entry) {
     return R"({"mac": [)" + entry + "]}";
 }
@@ -80,7 +89,7 @@ struct Row {
 
 void expectFindings(const std::vector<Row>& rows) {
     for (const Row& row : rows) {
-        EXPECT_EQ(findingsIn(row.request), row.findings) << row.request;
+        EXPECT_EQ(textsIn(row.request), row.findings) << row.request;
     }
 }
 
@@ -541,10 +550,9 @@ TEST(RequestLint, LeavesGoodRequestsAlone) {
                  {"name": "Sample Agent", "signingCertificateSubjectOU": "TEAM42"},
                  {"name": "other"}, {"name": "applications.d.agent"}]})",
          }) {
-        EXPECT_EQ(findingsIn(requestWith(entry)), Findings()) << entry;
+        EXPECT_EQ(textsIn(requestWith(entry)), Findings()) << entry;
     }
-    EXPECT_EQ(findingsIn(R"({"identity_params": ["Device_Serial_Number", "device_id"]})"),
-              Findings());
+    EXPECT_EQ(textsIn(R"({"identity_params": ["Device_Serial_Number", "device_id"]})"), Findings());
 }
 
 TEST(RequestLint, FindsTheMistakesOfTheExamples) {
@@ -563,8 +571,7 @@ TEST(RequestLint, FindsTheMistakesOfTheExamples) {
         std::ostringstream text;
         text << std::ifstream(file.path()).rdbuf();
         const auto expected = deliberate.find(file.path().filename().string());
-        EXPECT_EQ(findingsIn(text.str()),
-                  expected == deliberate.end() ? Findings() : expected->second)
+        EXPECT_EQ(textsIn(text.str()), expected == deliberate.end() ? Findings() : expected->second)
             << file.path();
         ++seen;
     }
@@ -592,7 +599,7 @@ TEST(RequestLint, GivesExamplesThatAreInOrder) {
             const std::string entry = R"({"type": ")" + std::string(row.type) + R"(", ")" +
                                       std::string(row.parameter) +
                                       "\": " + std::string(row.example) + "}";
-            EXPECT_EQ(findingsIn(requestWith(entry)), Findings()) << entry;
+            EXPECT_EQ(textsIn(requestWith(entry)), Findings()) << entry;
         }
     }
 }
@@ -691,6 +698,80 @@ TEST(RequestLint, TheVersionsNamedFailAndPassAsAFindingSays) {
         ++seen;
     }
     EXPECT_EQ(seen, 9U);
+}
+
+TEST(RequestLint, TellsWhereAndHowBad) {
+    const std::string document = "\xEF\xBB\xBF{ \"mac\" : [\n"
+                                 "  {\"type\": \"x\\\"]\", \"id\": [1, {\"a\": -2.5e3}]},\n"
+                                 "  {\"title\": \"é\", \"type\": \"minimumOSVersion\"},\n"
+                                 "  {\"type\": \"joinedToDomain\", \"names\": [\"a.b\", \"\"],\n"
+                                 "   \"names\": [\"*.b\", \"c\"]}], \"ключ\": true}";
+    struct Where {
+        std::string place;
+        std::string code;
+        std::size_t line;
+        std::size_t column;
+        bool operator==(const Where&) const = default;
+    };
+    std::vector<Where> found;
+    for (const Finding& finding : findingsIn(document)) {
+        found.push_back({finding.place, finding.rule.code, finding.line, finding.column});
+    }
+    const std::vector<Where> expected = {{"mac[2].names", "duplicate-key", 5, 4},
+                                         {"[\"ключ\"]", "unread-key", 5, 29},
+                                         {"mac[0].type", "unknown-type", 2, 4},
+                                         {"mac[1]", "missing-key", 3, 3},
+                                         {"mac[2].names[1]", "broad-pattern", 5, 21}};
+    EXPECT_TRUE(found == expected);
+    for (const Where& each : found) {
+        SCOPED_TRACE(each.place + " " + each.code + " " + std::to_string(each.line) + ":" +
+                     std::to_string(each.column));
+        EXPECT_NE(std::find(expected.begin(), expected.end(), each), expected.end());
+    }
+    EXPECT_EQ(findingsIn("{}").front().line, 1U);
+    EXPECT_EQ(findingsIn(" {}").front().column, 2U);
+}
+
+TEST(RequestLint, AnErrorIsWhatCanNeverDoWhatItSays) {
+    const auto ruleOf = [](const std::string& document) {
+        return findingsIn(document).front().rule;
+    };
+    EXPECT_EQ(ruleOf(R"({"Mac": [{"type": "localFirewall"}]})"), rule::misnamedChecks);
+    EXPECT_EQ(rule::misnamedChecks.severity, Severity::error);
+    EXPECT_EQ(ruleOf("{}"), rule::noChecks);
+    EXPECT_EQ(ruleOf(R"({"mac": 1})"), rule::refusedRequest);
+    EXPECT_EQ(ruleOf(R"({"mac": [{"type": "localFirewall"}], "windows": [{"type": "x"}]})"),
+              rule::otherPlatform);
+    EXPECT_EQ(rule::otherPlatform.severity, Severity::note);
+    EXPECT_EQ(ruleOf(requestWith(R"({"type": "certificatePresent", "sha1": "ab"})")),
+              rule::neverPasses);
+    EXPECT_EQ(ruleOf(requestWith(R"({"type": "joinedToDomain", "names": ["*"]})")),
+              rule::alwaysPasses);
+    EXPECT_EQ(rule::alwaysPasses.severity, Severity::warning);
+}
+
+/// What an error says of a value holds: on no described Mac does such an entry pass.
+TEST(RequestLint, NoEntryWithAnErrorPasses) {
+    std::size_t errors = 0;
+    for (const auto* table : {&fingerprintRows, &versionRows}) {
+        for (const Row& row : *table) {
+            const Findings findings = findingsIn(row.request);
+            if (findings.front().rule.severity == Severity::error) {
+                EXPECT_EQ(resultOn(boundMac(), row.request).at("pass"), false) << row.request;
+                ++errors;
+            }
+        }
+    }
+    EXPECT_GT(errors, 5U);
+}
+
+TEST(RequestLint, GoodExamplesAreClean) {
+    for (const char* name : {"all-checks", "identity", "posture"}) {
+        std::ifstream file(std::string(VEL_SOURCE_DIRECTORY "/Examples/Requests/") + name +
+                           ".json");
+        const std::string document{std::istreambuf_iterator<char>(file), {}};
+        EXPECT_EQ(findingsIn(document), Findings()) << name;
+    }
 }
 
 /// Requests of good and bad parts, put together by chance.

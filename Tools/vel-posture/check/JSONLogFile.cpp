@@ -5,6 +5,7 @@
 #include "Tools/vel-posture/DisplayText.h"
 #include "Tools/vel-posture/ProgramFailure.h"
 #include "Tools/vel-posture/StandardStreams.h"
+#include "Tools/vel-posture/check/RequestRun.h"
 
 #include <nlohmann/json.hpp>
 
@@ -32,26 +33,29 @@ VELDescriptor openLog(const std::string& path) {
     return file;
 }
 
-std::string quoted(std::string_view text) {
+std::string quotedJSON(std::string_view text) {
     return vel::compactText(VELValue(text));
 }
 
 } // namespace
 
-JSONLogFile::JSONLogFile(std::string path)
-    : _path(std::move(path)), _file(openLog(_path)), _isTerminal(isTerminal(descriptor())) {}
+JSONLogFile::JSONLogFile(std::string path, std::string run, std::int64_t leastLevel)
+    : _path(std::move(path)), _run(std::move(run)), _leastLevel(leastLevel), _file(openLog(_path)),
+      _isTerminal(isTerminal(descriptor())) {}
 
 void JSONLogFile::logMessage(std::string_view message, std::int64_t level, const char* file,
                              const char* function, std::int32_t line) noexcept {
     const std::scoped_lock lock(_mutex);
-    if (_errorNumber != 0) {
+    if (_errorNumber != 0 || level < _leastLevel) {
         return;
     }
     try {
-        const std::string text = "{\"level\":" + std::to_string(level) +
-                                 ",\"message\":" + quoted(message) + ",\"file\":" + quoted(file) +
-                                 ",\"function\":" + quoted(function) +
-                                 ",\"line\":" + std::to_string(line) + "}";
+        const std::string text =
+            "{\"level\":" + std::to_string(level) + ",\"message\":" + quotedJSON(message) +
+            ",\"file\":" + quotedJSON(file) + ",\"function\":" + quotedJSON(function) +
+            ",\"line\":" + std::to_string(line) +
+            ",\"time\":" + quotedJSON(timeText(std::chrono::system_clock::now())) +
+            ",\"run\":" + quotedJSON(_run) + "}";
         _errorNumber = vel::writeAll(descriptor(), (_isTerminal ? printable(text) : text) + "\n");
     } catch (const std::bad_alloc&) {
         _errorNumber = ENOMEM;

@@ -7,16 +7,18 @@
 #include <mutex>
 #include <string>
 
-/// Writes every message as a line of JSON, at once:
+/// Writes messages as lines of JSON, at once:
 ///
-///     {"level":1,"message":"...","file":"...","function":"...","line":12}
+///     {"level":1,"message":"...","file":"...","function":"...","line":12,"time":"...","run":"..."}
 ///
-/// A write that fails is remembered, and nothing is written after it.
+/// "time" is in UTC with milliseconds, "run" an identifier of the run: several programs may append
+/// to one file. A write that fails is remembered, and nothing is written after it.
 class JSONLogFile final : public VELHostLogger {
 public:
     /// Opens `path` and appends to what it holds; a new file can be read by its owner alone. "-" is
-    /// standard error. Throws `ProgramFailure` when it cannot be opened.
-    explicit JSONLogFile(std::string path);
+    /// standard error. Messages below `leastLevel` are left out. Throws `ProgramFailure` when it
+    /// cannot be opened.
+    JSONLogFile(std::string path, std::string run, std::int64_t leastLevel);
 
     void logMessage(std::string_view message, std::int64_t level, const char* file,
                     const char* function, std::int32_t line) noexcept override;
@@ -32,6 +34,8 @@ private:
     [[nodiscard]] int descriptor() const noexcept;
 
     std::string _path;
+    std::string _run;
+    std::int64_t _leastLevel;
     VELDescriptor _file; // none: the lines go to standard error
     bool _isTerminal;
     mutable std::mutex _mutex;

@@ -59,20 +59,21 @@ bool namesSomething(std::string_view pattern) {
 
 void lintPattern(const std::string& pattern, const Place& place, FindingList& findings) {
     if (pattern.empty()) {
-        findings.add(place, "is empty: it matches no domain", wanted);
+        findings.add(rule::neverPasses, place, "is empty: it matches no domain", wanted);
     } else if (const auto refused = refusedCharacters(pattern); !refused.empty()) {
-        findings.add(place,
+        findings.add(rule::neverPasses, place,
                      "contains " + finding::charactersIn(refused) +
                          ", which a pattern cannot contain: it matches no domain",
                      adviceFor(refused));
     } else if (pattern.find_first_not_of('*') == std::string::npos) {
-        findings.add(place, "matches every domain", wanted);
+        findings.add(rule::alwaysPasses, place, "matches every domain", wanted);
     } else if (!namesSomething(pattern)) {
         findings.add(
-            place, "has no letter or digit: it matches every domain that contains these characters",
+            rule::broadPattern, place,
+            "has no letter or digit: it matches every domain that contains these characters",
             wanted);
     } else if (pattern.find('.') == std::string::npos) {
-        findings.add(place,
+        findings.add(rule::broadPattern, place,
                      "has no dot, and is found anywhere in a domain: it matches domains of any "
                      "organisation",
                      wanted);
@@ -84,7 +85,8 @@ void lintPattern(const std::string& pattern, const Place& place, FindingList& fi
 void lintDomainPatterns(const ParameterLint& names) {
     if (!names.value.is_array()) {
         const auto* text = names.value.get_ptr<const std::string*>();
-        names.report(finding::wrongKind(names.value, "an array") +
+        names.report(rule::wrongType,
+                     finding::wrongKind(names.value, "an array") +
                          ": on a machine that is bound to a domain, the entry is an error (\"" +
                          vel::errortext::notAnArray("names") + "\")",
                      "write a list: [" +
@@ -92,7 +94,8 @@ void lintDomainPatterns(const ParameterLint& names) {
         return;
     }
     if (names.value.empty()) {
-        names.report("is empty: no machine passes", "list a pattern, such as \"*.sample.test\"");
+        names.report(rule::neverPasses, "is empty: no machine passes",
+                     "list a pattern, such as \"*.sample.test\"");
     }
     std::map<std::string, Place> seen;
     for (std::size_t index = 0; index < names.value.size(); ++index) {
@@ -101,7 +104,7 @@ void lintDomainPatterns(const ParameterLint& names) {
         const auto* pattern = element.get_ptr<const std::string*>();
         if (pattern == nullptr) {
             names.findings.add(
-                place,
+                rule::wrongType, place,
                 finding::wrongKind(element, "a string") + ": on a machine that is bound to a " +
                     (index == 0 ? "domain" : "domain that no pattern before it matches") +
                     ", the entry is an error (\"" +
@@ -112,7 +115,8 @@ void lintDomainPatterns(const ParameterLint& names) {
         lintPattern(*pattern, place, names.findings);
         const auto [first, isNew] = seen.emplace(vel::lowercase(*pattern), place);
         if (!isNew) {
-            names.findings.add(place, "repeats " + first->second.text() + ", ignoring case",
+            names.findings.add(rule::repetition, place,
+                               "repeats " + first->second.text() + ", ignoring case",
                                "remove one of them");
         }
     }

@@ -87,9 +87,10 @@ Place Place::element(std::size_t index) const {
     return below("[" + std::to_string(index) + "]");
 }
 
-void FindingList::add(const Place& place, std::string problem, std::string advice) {
+void FindingList::add(const FindingRule& rule, const Place& place, std::string problem,
+                      std::string advice) {
     if (_findings.size() < maximum) {
-        _findings.push_back({place.text(), std::move(problem), std::move(advice)});
+        _findings.push_back({place.text(), std::move(problem), std::move(advice), rule});
     } else {
         ++_dropped;
     }
@@ -98,7 +99,7 @@ void FindingList::add(const Place& place, std::string problem, std::string advic
 std::vector<Finding> FindingList::take() {
     if (_dropped > 0) {
         _findings.push_back({"the request", "has " + std::to_string(_dropped) + " more findings",
-                             "fix those listed, then run lint again"});
+                             "fix those listed, then run lint again", rule::moreFindings});
         _dropped = 0;
     }
     return std::exchange(_findings, {});

@@ -1,12 +1,49 @@
 // SPDX-License-Identifier: Apache-2.0
 #pragma once
 
+#include "Tools/vel-posture/CommandLine.h"
 #include "vel_device_trust/VELValue.h"
 
 #include <cstddef>
 #include <string>
 #include <string_view>
 #include <vector>
+
+/// A kind of finding. The codes are stable: scripts and configurations may name them.
+struct FindingRule {
+    const char* code;
+    Severity severity;
+
+    friend bool operator==(const FindingRule&, const FindingRule&) = default;
+};
+
+/// An error can never do what it says, a warning is a likely mistake.
+namespace rule {
+inline constexpr FindingRule noChecks{"no-checks", Severity::error};
+inline constexpr FindingRule misnamedChecks{"misnamed-checks", Severity::error};
+inline constexpr FindingRule ignoredChecks{"ignored-checks", Severity::error};
+inline constexpr FindingRule refusedRequest{"refused-request", Severity::error};
+inline constexpr FindingRule unknownType{"unknown-type", Severity::error};
+inline constexpr FindingRule missingKey{"missing-key", Severity::error};
+inline constexpr FindingRule wrongType{"wrong-type", Severity::error};
+inline constexpr FindingRule neverPasses{"never-passes", Severity::error};
+inline constexpr FindingRule unusableCertificate{"unusable-certificate", Severity::error};
+inline constexpr FindingRule alwaysPasses{"always-passes", Severity::warning};
+inline constexpr FindingRule broadPattern{"broad-pattern", Severity::warning};
+inline constexpr FindingRule oddVersion{"odd-version", Severity::warning};
+inline constexpr FindingRule oddName{"odd-name", Severity::warning};
+inline constexpr FindingRule oddSigner{"odd-signer", Severity::warning};
+inline constexpr FindingRule oddCertificate{"odd-certificate", Severity::warning};
+inline constexpr FindingRule noEffect{"no-effect", Severity::warning};
+inline constexpr FindingRule duplicateKey{"duplicate-key", Severity::warning};
+inline constexpr FindingRule unreadKey{"unread-key", Severity::warning};
+inline constexpr FindingRule resultKey{"result-key", Severity::warning};
+inline constexpr FindingRule unknownIdentityValue{"unknown-identity-value", Severity::warning};
+inline constexpr FindingRule emptyList{"empty-list", Severity::warning};
+inline constexpr FindingRule repetition{"repetition", Severity::note};
+inline constexpr FindingRule otherPlatform{"other-platform", Severity::note};
+inline constexpr FindingRule moreFindings{"more-findings", Severity::error};
+} // namespace rule
 
 /// A likely mistake in a request. Control and format characters in its texts are escaped.
 struct Finding {
@@ -15,6 +52,10 @@ struct Finding {
     /// Goes on from the place: "is empty: no certificate matches".
     std::string problem;
     std::string advice;
+    FindingRule rule = rule::moreFindings;
+    /// In the document, from 1; a column is a character. 0: not known.
+    std::size_t line = 0;
+    std::size_t column = 0;
 
     friend bool operator==(const Finding&, const Finding&) = default;
 };
@@ -43,7 +84,7 @@ class FindingList {
 public:
     static constexpr std::size_t maximum = 1000;
 
-    void add(const Place& place, std::string problem, std::string advice);
+    void add(const FindingRule& rule, const Place& place, std::string problem, std::string advice);
 
     [[nodiscard]] std::vector<Finding> take();
 

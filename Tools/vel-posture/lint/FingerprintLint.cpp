@@ -43,9 +43,10 @@ void lintLength(std::size_t count, const ParameterLint& sha1) {
         std::find_if(otherDigests.begin(), otherDigests.end(),
                      [&](const Digest& each) { return each.digits == count; });
     if (digest != otherDigests.end()) {
-        sha1.report(digits + ", like a fingerprint of " + digest->name + matchesNone, command);
+        sha1.report(rule::neverPasses,
+                    digits + ", like a fingerprint of " + digest->name + matchesNone, command);
     } else {
-        sha1.report(digits + ", not 40" + matchesNone, wanted);
+        sha1.report(rule::neverPasses, digits + ", not 40" + matchesNone, wanted);
     }
 }
 
@@ -54,7 +55,8 @@ void lintLength(std::size_t count, const ParameterLint& sha1) {
 void lintFingerprint(const ParameterLint& sha1) {
     const auto* text = sha1.value.get_ptr<const std::string*>();
     if (text == nullptr) {
-        sha1.report(finding::wrongKind(sha1.value, "a string") +
+        sha1.report(rule::wrongType,
+                    finding::wrongKind(sha1.value, "a string") +
                         finding::entryIsAnError(vel::errortext::notAString("sha1")),
                     wanted);
         return;
@@ -71,13 +73,14 @@ void lintFingerprint(const ParameterLint& sha1) {
         }
     }
     if (compared.empty()) {
-        sha1.report(std::string("is empty") + matchesNone, wanted);
+        sha1.report(rule::neverPasses, std::string("is empty") + matchesNone, wanted);
         return;
     }
     const bool isSeparated = areDigits(digits) && !digits.empty();
     if (!other.empty()) {
         const bool isWhole = isSeparated && digits.size() == wantedDigits;
-        sha1.report("contains " + finding::charactersIn(other) +
+        sha1.report(rule::neverPasses,
+                    "contains " + finding::charactersIn(other) +
                         ": with anything but hexadecimal digits and spaces, no certificate matches",
                     isWhole ? "write \"" + std::string(digits.begin(), digits.end()) + "\""
                             : wanted);

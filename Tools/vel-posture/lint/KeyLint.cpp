@@ -12,7 +12,8 @@ KeyLint::KeyLint(const VELValue& object, Place place, std::vector<std::string> k
                  FindingList& findings)
     : _object(object), _place(std::move(place)), _known(std::move(known)), _findings(findings) {
     for (const auto& [key, value] : object.items()) {
-        if (std::find(_known.begin(), _known.end(), key) == _known.end()) {
+        if (std::find(_known.begin(), _known.end(), key) == _known.end() &&
+            !key.starts_with("x-")) {
             _unknown.push_back(key);
         }
     }
@@ -27,10 +28,11 @@ bool KeyLint::require(const std::string& key, const std::string& consequence,
         return nearestName(unknown, _known) == key;
     });
     if (near == _unknown.end()) {
-        _findings.add(_place, "has no \"" + key + "\": " + consequence, advice);
+        _findings.add(rule::missingKey, _place, "has no \"" + key + "\": " + consequence, advice);
         return false;
     }
-    _findings.add(_place.key(*near), "is not read, and \"" + key + "\" is missing: " + consequence,
+    _findings.add(rule::missingKey, _place.key(*near),
+                  "is not read, and \"" + key + "\" is missing: " + consequence,
                   finding::didYouMean(key));
     _unknown.erase(near);
     return false;
@@ -43,6 +45,7 @@ std::vector<std::string> KeyLint::takeUnknown() {
 void KeyLint::reportUnread(const std::vector<std::string>& keys, const std::string& advice) {
     for (const std::string& key : keys) {
         const auto near = nearestName(key, _known);
-        _findings.add(_place.key(key), "is not read", near ? finding::didYouMean(*near) : advice);
+        _findings.add(rule::unreadKey, _place.key(key), "is not read",
+                      near ? finding::didYouMean(*near) : advice);
     }
 }

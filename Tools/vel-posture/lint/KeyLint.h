@@ -8,8 +8,8 @@
 #include <string_view>
 #include <vector>
 
-/// The keys of an object against those that are read. A key that is missing and one that is near to
-/// it are one finding. The object outlives this.
+/// The keys of an object against those that are read; keys "x-..." are the author's own. A key that
+/// is missing and one that is near to it are one finding. The object outlives this.
 class KeyLint {
 public:
     KeyLint(const VELValue& object, Place place, std::vector<std::string> known,

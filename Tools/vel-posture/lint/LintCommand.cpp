@@ -3,25 +3,50 @@
 
 #include "Classes/Mac/VELPostureCheckRunner+Mac.h"
 #include "Tools/vel-posture/OutputStyle.h"
-#include "Tools/vel-posture/ProgramFailure.h"
 #include "Tools/vel-posture/RequestSource.h"
 #include "Tools/vel-posture/StandardStreams.h"
+#include "Tools/vel-posture/check/CheckOutcome.h"
 #include "Tools/vel-posture/lint/LintReport.h"
 #include "Tools/vel-posture/lint/RequestLint.h"
 
+#include <algorithm>
 #include <chrono>
+#include <utility>
+
+namespace {
+
+std::string shownName(const std::string& path) {
+    return path == "-" ? nameOfRequest(path) : "\"" + path + "\"";
+}
+
+bool hasFindingOf(Severity least, const std::vector<Finding>& findings) {
+    return std::any_of(findings.begin(), findings.end(),
+                       [least](const Finding& finding) { return finding.rule.severity >= least; });
+}
+
+} // namespace
 
 int runLintCommand(const CommandLine& commandLine) {
     const LintRules rules = {
         platformIdentifier, macPostureCheckCatalogue(VELPlatform::host()),
         std::chrono::floor<std::chrono::microseconds>(std::chrono::system_clock::now())};
-    std::string failure;
-    const auto findings = findingsInDocument(readRequest(commandLine.request), rules, &failure);
-    if (!findings) {
-        throw ProgramFailure("cannot lint " + nameOfRequest(commandLine.request) + ": " + failure);
+    int status = 0;
+    std::vector<LintedRequest> requests;
+    for (const std::string& path : requestPaths(commandLine.requests)) {
+        std::string failure;
+        auto findings = findingsInDocument(readRequest(path), rules, &failure);
+        if (!findings) {
+            diagnose("cannot lint " + shownName(path) + ": " + failure);
+            status = 2;
+            continue;
+        }
+        status = worseStatus(status, hasFindingOf(commandLine.failOn, *findings) ? 1 : 0);
+        requests.push_back({nameOfRequest(path), std::move(*findings)});
     }
-    writeStandardOutput(outputFormat(commandLine) == CommandLine::Format::text
-                            ? lintReport(*findings, styleOfStandardOutput())
-                            : lintJSON(*findings) + "\n");
-    return findings->empty() ? 0 : 1;
+    if (!requests.empty()) {
+        writeStandardOutput(outputFormat(commandLine) == CommandLine::Format::text
+                                ? lintReport(requests, styleOfOutput(commandLine))
+                                : lintJSON(requests) + "\n");
+    }
+    return status;
 }

@@ -7,9 +7,19 @@
 #include <string>
 #include <vector>
 
-/// Findings for people, in whole lines of UTF-8: the place, the problem and the advice of each,
-/// then how many there are.
-std::string lintReport(const std::vector<Finding>& findings, const ReportStyle& style);
+/// The findings in one request. Its name is its path, or "standard input".
+struct LintedRequest {
+    std::string name;
+    std::vector<Finding> findings;
+};
 
-/// The same as compact JSON: {"findings":[{"place":"...","problem":"...","advice":"..."}]}.
-std::string lintJSON(const std::vector<Finding>& findings);
+/// "error", "warning" or "note".
+const char* nameOf(Severity severity);
+
+/// Findings for people, in whole lines of UTF-8: where each is, its severity and code, the place,
+/// the problem and the advice; then how many there are.
+std::string lintReport(const std::vector<LintedRequest>& requests, const ReportStyle& style);
+
+/// The same as compact JSON:
+/// {"findings":[{"file":"...","line":1,"column":1,"severity":"...","code":"...","text":"..."}]}.
+std::string lintJSON(const std::vector<LintedRequest>& requests);

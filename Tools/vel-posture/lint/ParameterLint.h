@@ -16,8 +16,8 @@ struct ParameterLint {
     VELMoment now;
     FindingList& findings;
 
-    void report(std::string problem, std::string advice) const {
-        findings.add(place, std::move(problem), std::move(advice));
+    void report(const FindingRule& rule, std::string problem, std::string advice) const {
+        findings.add(rule, place, std::move(problem), std::move(advice));
     }
 };
 

@@ -58,22 +58,25 @@ std::string adviceForPath(std::string_view path) {
 void lintName(const std::string& name, const Place& place, FindingList& findings) {
     const std::u32string characters = vel::characters(name);
     if (name.empty()) {
-        findings.add(place, "is empty: it selects no process", bareName);
+        findings.add(rule::neverPasses, place, "is empty: it selects no process", bareName);
     } else if (name.find('\n') != std::string::npos) {
-        findings.add(place, "contains a line break: it selects no process", bareName);
+        findings.add(rule::neverPasses, place, "contains a line break: it selects no process",
+                     bareName);
     } else if (name.find('/') != std::string::npos) {
-        findings.add(place,
+        findings.add(rule::neverPasses, place,
                      "contains a \"/\": the process listing shows bare names, so it selects no "
                      "process",
                      adviceForPath(name));
     } else if (name.ends_with(' ') || name.ends_with('\t')) {
-        findings.add(place, "ends in white space: it selects no process, unless the name does too",
+        findings.add(rule::oddName, place,
+                     "ends in white space: it selects no process, unless the name does too",
                      bareName);
     } else if (name.ends_with(bundleSuffix)) {
-        findings.add(place, "ends in \".app\": the process listing shows executables, not bundles",
+        findings.add(rule::oddName, place,
+                     "ends in \".app\": the process listing shows executables, not bundles",
                      adviceForPath(name));
     } else if (heading.ends_with(vel::lowercase(name))) {
-        findings.add(place,
+        findings.add(rule::alwaysPasses, place,
                      "matches the end of the heading of the process listing: it is always found",
                      "write the whole name of the executable");
     }
@@ -81,16 +84,18 @@ void lintName(const std::string& name, const Place& place, FindingList& findings
 
 void lintSignerText(const std::string& signer, const Place& place, FindingList& findings) {
     if (signer.empty()) {
-        findings.add(place, "is empty: only a certificate with an empty OU passes",
+        findings.add(rule::oddSigner, place, "is empty: only a certificate with an empty OU passes",
                      "write the OU, such as \"TEAM42\"; without this key any signer passes");
     } else if (signer.find('/') != std::string::npos) {
-        findings.add(place, "contains a \"/\": the OU found ends before one, so no signer passes",
+        findings.add(rule::neverPasses, place,
+                     "contains a \"/\": the OU found ends before one, so no signer passes",
                      "write the OU alone, such as \"TEAM42\"");
     } else if (signer.starts_with("OU=")) {
-        findings.add(place, "begins with \"OU=\": it is compared with the bare value",
+        findings.add(rule::oddSigner, place,
+                     "begins with \"OU=\": it is compared with the bare value",
                      "write " + finding::quoted(std::string_view(signer).substr(3)));
     } else if (signer.front() == ' ' || signer.back() == ' ') {
-        findings.add(place, "begins or ends with a space, which counts",
+        findings.add(rule::oddSigner, place, "begins or ends with a space, which counts",
                      "write the OU alone, such as \"TEAM42\"");
     }
 }
@@ -119,7 +124,7 @@ private:
         if (!process.is_object()) {
             const auto* text = process.get_ptr<const std::string*>();
             _processes.findings.add(
-                place,
+                rule::wrongType, place,
                 finding::wrongKind(process, "an object") + ": " +
                     anErrorOf(index, vel::errortext::notAnObject(pathInEntry(index))),
                 "write {\"name\": " +
@@ -143,7 +148,7 @@ private:
             lintName(textOf(name), place, _processes.findings);
         } else {
             _processes.findings.add(
-                place,
+                rule::wrongType, place,
                 finding::wrongKind(name, "a string") + ": " +
                     anErrorOf(index, vel::errortext::notAString(pathInEntry(index, nameKey))),
                 bareName);
@@ -156,7 +161,7 @@ private:
             lintSignerText(textOf(signer), place, _processes.findings);
         } else {
             _processes.findings.add(
-                place,
+                rule::wrongType, place,
                 finding::wrongKind(signer, "a string") +
                     ": where the process runs and has a signer, the entry is an error (\"" +
                     vel::errortext::notAString(pathInEntry(index, signerKey)) + "\")",
@@ -187,7 +192,8 @@ private:
                                        signer != nullptr ? VELValue::array({*signer}) : VELValue()),
                              index);
             if (!isNew) {
-                _processes.findings.add(placeOf(index), "repeats " + placeOf(first->second).text(),
+                _processes.findings.add(rule::repetition, placeOf(index),
+                                        "repeats " + placeOf(first->second).text(),
                                         "remove one of them");
             }
         }
@@ -219,13 +225,13 @@ private:
         }
         const Place place = placeOf(index).key(signerKey);
         if (const auto laxer = laxerThan(vel::lowercase(textOf(process->at(nameKey))))) {
-            _processes.findings.add(place,
+            _processes.findings.add(rule::noEffect, place,
                                     "has no effect: " + placeOf(*laxer).text() +
                                         " finds the same process, whoever signed it",
                                     "give both a signer, or remove one of them");
         } else if (_firstSigned) {
             _processes.findings.add(
-                place,
+                rule::noEffect, place,
                 "is not checked once " + placeOf(*_firstSigned).text() +
                     " was found with another signer",
                 "of all processes with a signer only the first one found is examined: list the "
@@ -246,13 +252,14 @@ private:
 
 void lintProcesses(const ParameterLint& processes) {
     if (!processes.value.is_array()) {
-        processes.report(finding::wrongKind(processes.value, "an array") +
+        processes.report(rule::wrongType,
+                         finding::wrongKind(processes.value, "an array") +
                              finding::entryIsAnError(vel::errortext::notAnArray("processes")),
                          R"(write a list: [{"name": "SampleAgent"}])");
         return;
     }
     if (processes.value.empty()) {
-        processes.report("is empty: no machine passes",
+        processes.report(rule::neverPasses, "is empty: no machine passes",
                          R"(list a process, such as {"name": "SampleAgent"})");
     }
     ProcessesLint(processes).run();

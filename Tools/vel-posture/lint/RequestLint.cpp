@@ -4,7 +4,7 @@
 #include "Base/VELJSON.h"
 #include "Base/VELText.h"
 #include "Tools/vel-posture/NearMiss.h"
-#include "Tools/vel-posture/lint/DuplicateKeys.h"
+#include "Tools/vel-posture/lint/DocumentWalk.h"
 #include "Tools/vel-posture/lint/KeyLint.h"
 #include "Tools/vel-posture/lint/ParameterLint.h"
 
@@ -69,13 +69,17 @@ std::string exampleOf(const std::string& type, const std::string& parameter) {
 
 // ---- entries
 
+/// Keys of an entry that describe it to people and other programs. "x-..." is allowed as well.
+const std::vector<std::string> describingKeys = {"id", "title", "ticket", "severity",
+                                                 "remediation"};
+
 /// Keys that the result has a use of its own for.
 bool isKeyOfResult(const std::string& key) {
     return key == "pass" || key == "error";
 }
 
 void reportKeyOfResult(const Place& place, const std::string& key, FindingList& findings) {
-    findings.add(place.key(key),
+    findings.add(rule::resultKey, place.key(key),
                  key == "pass"
                      ? "stays in the result where the check ends in an error, and looks like its "
                        "answer"
@@ -95,13 +99,15 @@ std::string adviceForType(const VELValue& entry, const VELPostureCheckCatalogue&
 
 /// An entry whose check is not known: of its keys only those are judged that no check reads.
 void lintEntryWithoutCheck(const VELValue& entry, const Place& place, const Lint& lint) {
-    KeyLint keys(entry, place, {"type"}, lint.findings);
+    std::vector<std::string> known = describingKeys;
+    known.emplace_back("type");
+    KeyLint keys(entry, place, std::move(known), lint.findings);
     if (keys.require("type", entryIsAnError, adviceForType(entry, lint.rules.catalogue))) {
         const VELValue& type = entry.at("type");
         const auto* name = type.get_ptr<const std::string*>();
         const auto near =
             name != nullptr ? nearestName(*name, typesOf(lint.rules.catalogue)) : std::nullopt;
-        lint.findings.add(place.key("type"),
+        lint.findings.add(name != nullptr ? rule::unknownType : rule::wrongType, place.key("type"),
                           (name != nullptr
                                ? "is " + finding::quoted(*name) + ", which is not a check type"
                                : finding::wrongKind(type, "a string")) +
@@ -123,13 +129,13 @@ void lintUnknownKeys(KeyLint& keys, const Place& place, const std::string& type,
         if (isKeyOfResult(key)) {
             reportKeyOfResult(place, key, lint.findings);
         } else if (owner) {
-            lint.findings.add(place.key(key),
+            lint.findings.add(rule::unreadKey, place.key(key),
                               "is a parameter of " + *owner + ", not of " + type +
                                   ": it is ignored",
                               "move it to an entry of the type \"" + *owner + "\"");
         } else if (takesNone && nearestName(key, {"type"}) == std::nullopt) {
-            lint.findings.add(place.key(key), "is ignored: " + type + " takes no parameters",
-                              removeUnread);
+            lint.findings.add(rule::unreadKey, place.key(key),
+                              "is ignored: " + type + " takes no parameters", removeUnread);
         } else {
             unread.push_back(key);
         }
@@ -142,6 +148,7 @@ void lintEntryOfCheck(const VELValue& entry, const Place& place, const std::stri
     const std::vector<std::string> required = requiredParameters(check);
     std::vector<std::string> known = required;
     known.emplace_back("type");
+    known.insert(known.end(), describingKeys.begin(), describingKeys.end());
     KeyLint keys(entry, place, std::move(known), lint.findings);
     for (const std::string& parameter : required) {
         if (!keys.require(parameter, entryIsAnError, exampleOf(type, parameter))) {
@@ -158,7 +165,8 @@ void lintEntry(const VELValue& entry, const Place& place, const Lint& lint) {
     if (!entry.is_object()) {
         const auto* text = entry.get_ptr<const std::string*>();
         const bool isType = text != nullptr && lint.rules.catalogue.contains(*text);
-        lint.findings.add(place, finding::wrongKind(entry, "an object") + wholeRequestIsRefused,
+        lint.findings.add(rule::refusedRequest, place,
+                          finding::wrongKind(entry, "an object") + wholeRequestIsRefused,
                           "write " + (isType ? "{\"type\": " + finding::quoted(*text) + "}"
                                              : std::string("an object such as ") + anEntry));
         return;
@@ -176,12 +184,13 @@ void lintEntry(const VELValue& entry, const Place& place, const Lint& lint) {
 
 void lintEntries(const VELValue& entries, const Place& place, const Lint& lint) {
     if (!entries.is_array()) {
-        lint.findings.add(place, finding::wrongKind(entries, "an array") + wholeRequestIsRefused,
+        lint.findings.add(rule::refusedRequest, place,
+                          finding::wrongKind(entries, "an array") + wholeRequestIsRefused,
                           std::string("write a list: [") + anEntry + "]");
         return;
     }
     if (entries.empty()) {
-        lint.findings.add(place, std::string("is empty: ") + passesUnchecked,
+        lint.findings.add(rule::noChecks, place, std::string("is empty: ") + passesUnchecked,
                           std::string("list the checks, such as ") + anEntry);
     }
     const auto isLess = [](const VELValue* left, const VELValue* right) { return *left < *right; };
@@ -191,7 +200,7 @@ void lintEntries(const VELValue& entries, const Place& place, const Lint& lint) 
         lintEntry(entry, place.element(index), lint);
         const auto [first, isNew] = seen.emplace(&entry, index);
         if (!isNew && entry.is_object()) {
-            lint.findings.add(place.element(index),
+            lint.findings.add(rule::repetition, place.element(index),
                               "repeats " + place.element(first->second).text() +
                                   ": the check is run twice",
                               "remove one of them");
@@ -201,11 +210,8 @@ void lintEntries(const VELValue& entries, const Place& place, const Lint& lint) 
 
 // ---- the document
 
-/// A list that was meant for this runner, or for another.
-bool isListOfChecks(const VELValue& value) {
-    return value.is_array() && std::any_of(value.begin(), value.end(), [](const VELValue& entry) {
-               return entry.is_object() && entry.contains("type");
-           });
+bool isDescribingKey(std::string_view key) {
+    return key == "$schema" || key == "name" || key == "version" || key.starts_with("x-");
 }
 
 void lintKeysOfDocument(const VELValue& request, const Lint& lint) {
@@ -214,11 +220,12 @@ void lintKeysOfDocument(const VELValue& request, const Lint& lint) {
     bool explainsEmptiness = isChecked || request.contains(kIDParams);
     for (const auto& [key, value] : request.items()) {
         const auto near = nearestName(key, {platform, kIDParams});
-        if (key == platform || key == kIDParams) {
+        if (key == platform || key == kIDParams || isDescribingKey(key)) {
             continue;
         }
         if (isListOfChecks(value) || (near == platform && value.is_array())) {
             lint.findings.add(
+                isChecked && near != platform ? rule::otherPlatform : rule::misnamedChecks,
                 Place().key(key),
                 "is not read, only \"" + platform +
                     "\" is: " + (explainsEmptiness ? "these checks are not run" : passesUnchecked),
@@ -226,12 +233,13 @@ void lintKeysOfDocument(const VELValue& request, const Lint& lint) {
                                               : finding::didYouMean(platform));
             explainsEmptiness = true;
         } else {
-            lint.findings.add(Place().key(key), "is not read",
+            lint.findings.add(rule::unreadKey, Place().key(key), "is not read",
                               near ? finding::didYouMean(*near) : removeUnread);
         }
     }
     if (!explainsEmptiness) {
-        lint.findings.add(Place().key(platform), std::string("is missing: ") + passesUnchecked,
+        lint.findings.add(rule::noChecks, Place().key(platform),
+                          std::string("is missing: ") + passesUnchecked,
                           "list the checks under \"" + platform + "\": {\"" + platform + "\": [" +
                               anEntry + "]}");
     }
@@ -242,30 +250,34 @@ void lintIdentityName(const VELValue& element, const Place& place,
     static const std::vector<std::string> values = {kMacSerialNumberKey, kDeviceIDKey};
     const auto* text = element.get_ptr<const std::string*>();
     if (text == nullptr) {
-        findings.add(place, finding::wrongKind(element, "a string") + wholeRequestIsRefused,
+        findings.add(rule::refusedRequest, place,
+                     finding::wrongKind(element, "a string") + wholeRequestIsRefused,
                      "the identity values are " + finding::listed(values));
         return;
     }
     const std::string name = vel::lowercase(*text);
     if (std::find(values.begin(), values.end(), name) == values.end()) {
         const auto near = nearestName(name, values);
-        findings.add(place, "is " + finding::quoted(*text) + ", which is ignored",
+        findings.add(rule::unknownIdentityValue, place,
+                     "is " + finding::quoted(*text) + ", which is ignored",
                      near ? finding::didYouMean(*near)
                           : "the identity values are " + finding::listed(values));
     } else if (const auto [first, isNew] = seen.emplace(name, place); !isNew) {
-        findings.add(place, "repeats " + first->second.text() + ": the value is read twice",
+        findings.add(rule::repetition, place,
+                     "repeats " + first->second.text() + ": the value is read twice",
                      "remove one of them");
     }
 }
 
 void lintIdentityNames(const VELValue& names, const Place& place, FindingList& findings) {
     if (!names.is_array()) {
-        findings.add(place, finding::wrongKind(names, "an array") + wholeRequestIsRefused,
+        findings.add(rule::refusedRequest, place,
+                     finding::wrongKind(names, "an array") + wholeRequestIsRefused,
                      "write a list: [\"device_serial_number\", \"device_id\"]");
         return;
     }
     if (names.empty()) {
-        findings.add(place, "is empty: no value is returned",
+        findings.add(rule::emptyList, place, "is empty: no value is returned",
                      "list device_serial_number, device_id or both");
     }
     std::map<std::string, Place> seen;
@@ -287,7 +299,7 @@ void lintDocument(const VELValue& request, const Lint& lint) {
     }
     lintIdentityNames(*names, Place().key(kIDParams), lint.findings);
     if (entries != nullptr) {
-        lint.findings.add(Place().key(platform),
+        lint.findings.add(rule::ignoredChecks, Place().key(platform),
                           std::string("is not read, because there is \"") + kIDParams +
                               "\": these checks are not run",
                           "ask for checks and for identity values in two requests");
@@ -295,6 +307,12 @@ void lintDocument(const VELValue& request, const Lint& lint) {
 }
 
 } // namespace
+
+bool isListOfChecks(const VELValue& value) {
+    return value.is_array() && std::any_of(value.begin(), value.end(), [](const VELValue& entry) {
+               return entry.is_object() && entry.contains("type");
+           });
+}
 
 std::vector<Finding> findingsInRequest(const VELValue& request, const LintRules& rules) {
     FindingList findings;
@@ -310,8 +328,10 @@ findingsInDocument(std::string_view document, const LintRules& rules, std::strin
         *failure = request ? "the request is not an object" : error->message();
         return std::nullopt;
     }
-    FindingList findings;
-    findDuplicateKeys(document, findings);
-    lintDocument(*request, {rules, findings});
-    return findings.take();
+    FindingList list;
+    findDuplicateKeys(document, list);
+    lintDocument(*request, {rules, list});
+    std::vector<Finding> findings = list.take();
+    locateFindings(document, findings);
+    return findings;
 }

@@ -20,12 +20,15 @@ struct LintRules {
     VELMoment now;
 };
 
+/// Whether a value is a list that holds an entry with a type.
+bool isListOfChecks(const VELValue& value);
+
 /// Likely mistakes in a request, in the order of the document: what is not read, what can only
 /// fail or only pass, what ends in an error. No check is run and no machine is asked.
 /// `request` is an object.
 std::vector<Finding> findingsInRequest(const VELValue& request, const LintRules& rules);
 
-/// The same for a document, where keys that are given twice are findings, too. Returns nullopt if
-/// it cannot be read as an object; `failure` then says why, and where.
+/// The same for a document, with lines and columns; keys that are given twice are findings, too.
+/// Returns nullopt if it cannot be read as an object; `failure` then says why, and where.
 std::optional<std::vector<Finding>>
 findingsInDocument(std::string_view document, const LintRules& rules, std::string* failure);

@@ -69,13 +69,15 @@ std::optional<std::string_view> withoutArmour(std::string_view text,
     const std::string_view label = takeLabel(text);
     if (label != certificateLabel) {
         certificate.report(
+            rule::neverPasses,
             "is a PEM text with " + finding::quoted(label) + ", not with a certificate" + noMachine,
             label.ends_with("PRIVATE KEY") ? "write the root certificate, and keep the key secret"
                                            : wanted);
         return std::nullopt;
     }
     const bool isSingle = text.find(armourStart) == std::string_view::npos;
-    certificate.report(std::string(isSingle ? "contains the armour lines of a PEM file"
+    certificate.report(rule::neverPasses,
+                       std::string(isSingle ? "contains the armour lines of a PEM file"
                                             : "contains several PEM texts") +
                            noMachine,
                        isSingle ? "write the base64 text between them alone"
@@ -105,14 +107,16 @@ std::u32string skippedCharacters(std::string_view text) {
 bool lintAlphabet(const std::u32string& skipped, const ParameterLint& certificate) {
     const std::string contains = "contains " + finding::charactersIn(skipped);
     if (skipped.find_first_of(U"-_") != std::u32string::npos) {
-        certificate.report(contains + ", which are skipped, so that it decodes to other bytes" +
+        certificate.report(rule::neverPasses,
+                           contains + ", which are skipped, so that it decodes to other bytes" +
                                noMachine,
                            "write the standard alphabet of base64: \"+\" for \"-\" and \"/\" for "
                            "\"_\"");
         return false;
     }
     if (skipped.find(U'\\') != std::u32string::npos) {
-        certificate.report(contains + "; of these only line breaks are allowed" + noMachine,
+        certificate.report(rule::neverPasses,
+                           contains + "; of these only line breaks are allowed" + noMachine,
                            "a line break in JSON is \\n with a single backslash");
         return false;
     }
@@ -120,7 +124,8 @@ bool lintAlphabet(const std::u32string& skipped, const ParameterLint& certificat
 }
 
 void lintNoCertificate(const std::string& bytes, const ParameterLint& certificate) {
-    certificate.report(std::string("decodes, but not to a certificate") + noMachine,
+    certificate.report(rule::neverPasses,
+                       std::string("decodes, but not to a certificate") + noMachine,
                        bytes.find(armourStart) == std::string::npos
                            ? wanted
                            : "it is a PEM file in base64: write the text between its armour lines");
@@ -129,12 +134,14 @@ void lintNoCertificate(const std::string& bytes, const ParameterLint& certificat
 void lintEncoding(std::string_view text, const std::string& bytes, const Certificate& root,
                   const ParameterLint& certificate) {
     if (const auto skipped = skippedCharacters(text); !skipped.empty()) {
-        certificate.report("contains " + finding::charactersIn(skipped) + ", which are skipped" +
+        certificate.report(rule::oddCertificate,
+                           "contains " + finding::charactersIn(skipped) + ", which are skipped" +
                                notRecognised,
                            "write the base64 text without them; line breaks may stay");
     }
     if (const std::size_t more = bytes.size() - root->der().size(); more > 0) {
-        certificate.report("has " + std::to_string(more) + (more == 1 ? " byte" : " bytes") +
+        certificate.report(rule::oddCertificate,
+                           "has " + std::to_string(more) + (more == 1 ? " byte" : " bytes") +
                                " after the certificate" + notRecognised,
                            wanted);
         return;
@@ -144,6 +151,7 @@ void lintEncoding(std::string_view text, const std::string& bytes, const Certifi
                   [](char character) { return !isBase64(static_cast<unsigned char>(character)); });
     if (plain != vel::base64Text(root->der())) {
         certificate.report(
+            rule::oddCertificate,
             std::string("is padded differently from the certificate's own base64 text") +
                 notRecognised,
             wanted);
@@ -155,6 +163,7 @@ void lintIssuer(const Certificate& root, const ParameterLint& certificate) {
     if (root->isSelfIssued()) {
         if (!vel::x509::isSignedBy(*root, *root)) {
             certificate.report(
+                rule::oddCertificate,
                 "is not a root certificate: it names itself as its issuer, but another key signed "
                 "it",
                 advice);
@@ -162,7 +171,8 @@ void lintIssuer(const Certificate& root, const ParameterLint& certificate) {
         return;
     }
     const auto issuer = vel::x509::nameSummary(root->parts().issuer).text;
-    certificate.report("is not a root certificate: " +
+    certificate.report(rule::oddCertificate,
+                       "is not a root certificate: " +
                            (issuer ? finding::quoted(*issuer) : "another authority") + " issued it",
                        advice);
 }
@@ -179,10 +189,11 @@ void lintValidity(const Certificate& root, const ParameterLint& certificate) {
     const VELMoment first = root->parts().notBefore;
     const VELMoment last = root->parts().notAfter;
     if (certificate.now < first) {
-        certificate.report("is not valid before " + dateText(first) + refused,
+        certificate.report(rule::unusableCertificate,
+                           "is not valid before " + dateText(first) + refused,
                            "write a root certificate that is valid now");
     } else if (certificate.now > last) {
-        certificate.report("expired on " + dateText(last) + refused,
+        certificate.report(rule::unusableCertificate, "expired on " + dateText(last) + refused,
                            "write the root certificate that replaced it");
     }
 }
@@ -193,7 +204,8 @@ void lintPolicy(const Certificate& root, const ParameterLint& certificate) {
             std::find_if(policyRows.begin(), policyRows.end(),
                          [&](const PolicyRow& each) { return each.check == failure; });
         if (row != policyRows.end()) {
-            certificate.report(std::string(row->problem) + refused, row->advice);
+            certificate.report(rule::unusableCertificate, std::string(row->problem) + refused,
+                               row->advice);
         }
     }
     lintValidity(root, certificate);
@@ -204,13 +216,14 @@ void lintPolicy(const Certificate& root, const ParameterLint& certificate) {
 void lintRootCertificate(const ParameterLint& certificate) {
     const auto* text = certificate.value.get_ptr<const std::string*>();
     if (text == nullptr) {
-        certificate.report(finding::wrongKind(certificate.value, "a string") +
+        certificate.report(rule::wrongType,
+                           finding::wrongKind(certificate.value, "a string") +
                                finding::entryIsAnError(vel::errortext::notAString("cert")),
                            wanted);
         return;
     }
     if (text->empty()) {
-        certificate.report(std::string("is empty") + noMachine, wanted);
+        certificate.report(rule::neverPasses, std::string("is empty") + noMachine, wanted);
         return;
     }
     const auto body = withoutArmour(*text, certificate);
@@ -220,6 +233,7 @@ void lintRootCertificate(const ParameterLint& certificate) {
     const auto bytes = vel::bytesOfBase64IgnoringUnknown(*body);
     if (!bytes) {
         certificate.report(
+            rule::neverPasses,
             std::string("is not valid base64: its padding is missing or in the wrong place") +
                 noMachine,
             wanted);
@@ -229,7 +243,8 @@ void lintRootCertificate(const ParameterLint& certificate) {
     if (root == nullptr) {
         lintNoCertificate(*bytes, certificate);
     } else if (!root->subject()) {
-        certificate.report(std::string("has a subject that cannot be read") + noMachine,
+        certificate.report(rule::unusableCertificate,
+                           std::string("has a subject that cannot be read") + noMachine,
                            anotherRoot);
     } else {
         lintEncoding(*body, *bytes, root, certificate);

@@ -51,7 +51,8 @@ std::string characterAt(std::string_view text, std::size_t at) {
 
 void lintBeginning(const std::string& text, const ParameterLint& version) {
     const bool passesAll = passes(text, "0");
-    version.report("begins with " + characterAt(text, 0) + ", not with a digit: " +
+    version.report(passesAll ? rule::alwaysPasses : rule::neverPasses,
+                   "begins with " + characterAt(text, 0) + ", not with a digit: " +
                        (passesAll ? "every version passes" : "no version passes"),
                    adviceFor(text));
 }
@@ -63,7 +64,8 @@ void lintRest(const std::string& text, std::size_t length, const ParameterLint& 
     const std::string shownOwn = finding::quoted(own);
     const std::string shownLater = finding::quoted(later);
     const bool isDotFirst = text[length] == '.' && length + 1 < text.size();
-    version.report("contains " + characterAt(text, length + (isDotFirst ? 1U : 0U)) + " after " +
+    version.report(rule::oddVersion,
+                   "contains " + characterAt(text, length + (isDotFirst ? 1U : 0U)) + " after " +
                        shownOwn + ": " + shownOwn + " itself fails, " +
                        (passes(text, later) ? "although " + shownLater + " passes"
                                             : "and so does " + shownLater),
@@ -83,13 +85,14 @@ std::string withoutLastZeros(std::string version) {
 void lintVersion(const ParameterLint& version) {
     const auto* text = version.value.get_ptr<const std::string*>();
     if (text == nullptr) {
-        version.report(finding::wrongKind(version.value, "a string") +
+        version.report(rule::wrongType,
+                       finding::wrongKind(version.value, "a string") +
                            finding::entryIsAnError(vel::errortext::invalidVersionType),
                        "write the version in quotes, such as \"14.5\"");
         return;
     }
     if (text->empty()) {
-        version.report("is empty: every version passes", wanted);
+        version.report(rule::alwaysPasses, "is empty: every version passes", wanted);
         return;
     }
     const std::size_t length = lengthOfVersion(*text);
@@ -98,7 +101,8 @@ void lintVersion(const ParameterLint& version) {
     } else if (length < text->size()) {
         lintRest(*text, length, version);
     } else if (const std::string shorter = withoutLastZeros(*text); shorter != *text) {
-        version.report("ends in \".0\": " + finding::quoted(shorter) +
+        version.report(rule::oddVersion,
+                       "ends in \".0\": " + finding::quoted(shorter) +
                            " itself fails, because it orders before " + finding::quoted(*text),
                        "write " + finding::quoted(shorter));
     }
