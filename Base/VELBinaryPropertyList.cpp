@@ -1,13 +1,12 @@
 // SPDX-License-Identifier: Apache-2.0
 #include "Base/VELBase64.h"
+#include "Base/VELMoment.h"
 #include "Base/VELPropertyListBuilder.h"
 #include "Base/VELText.h"
 
 #include <algorithm>
 #include <array>
 #include <bit>
-#include <chrono>
-#include <cmath>
 #include <cstdint>
 #include <utility>
 
@@ -16,34 +15,6 @@ namespace {
 
 constexpr std::string_view header = "bplist00";
 constexpr std::uint64_t trailerSize = 32;
-
-std::string digits(std::uint64_t number, std::size_t width) {
-    std::string text = std::to_string(number);
-    return std::string(width - std::min(width, text.size()), '0') + text;
-}
-
-/// Seconds since 2001 as an ISO 8601 text, or nothing unless the year is 0 to 9999.
-std::optional<std::string> dateText(double secondsSince2001) {
-    using namespace std::chrono;
-    constexpr sys_seconds epoch = sys_days(year(2001) / January / 1);
-    constexpr sys_seconds first = sys_days(year(0) / January / 1);
-    constexpr sys_seconds end = sys_days(year(10000) / January / 1);
-    const double whole = std::floor(secondsSince2001);
-    // Written so that what is not a number is out of range, too.
-    if (!(whole >= static_cast<double>((first - epoch).count()) &&
-          whole < static_cast<double>((end - epoch).count()))) {
-        return std::nullopt;
-    }
-    const sys_seconds moment = epoch + seconds(static_cast<std::int64_t>(whole));
-    const sys_days day = floor<days>(moment);
-    const year_month_day date(day);
-    const hh_mm_ss time(moment - day);
-    const auto pair = [](auto number) { return digits(static_cast<std::uint64_t>(number), 2); };
-    return digits(static_cast<std::uint64_t>(int{date.year()}), 4) + '-' +
-           pair(unsigned{date.month()}) + '-' + pair(unsigned{date.day()}) + 'T' +
-           pair(time.hours().count()) + ':' + pair(time.minutes().count()) + ':' +
-           pair(time.seconds().count()) + 'Z';
-}
 
 /// Reads: the header; the objects, each a marker (its kind and size) and its content; the offset
 /// table, which says where each object is; the trailer, which says where the table is. Containers

@@ -2,7 +2,9 @@
 #include "Base/VELMoment.h"
 
 #include <algorithm>
+#include <cmath>
 #include <cstddef>
+#include <cstdint>
 
 namespace vel {
 namespace {
@@ -83,6 +85,11 @@ std::chrono::minutes readOffset(TimeReader& reader) {
     return sign == '+' ? offset : -offset;
 }
 
+std::string digits(std::uint64_t number, std::size_t width) {
+    std::string text = std::to_string(number);
+    return std::string(width - std::min(width, text.size()), '0') + text;
+}
+
 } // namespace
 
 std::optional<VELMoment> momentOfText(std::string_view text) {
@@ -109,6 +116,28 @@ std::optional<VELMoment> momentOfText(std::string_view text) {
         return std::nullopt;
     }
     return sys_days(date) + hour + minute + second - offset;
+}
+
+std::optional<std::string> dateText(double secondsSince2001) {
+    using namespace std::chrono;
+    constexpr sys_seconds epoch = sys_days(year(2001) / January / 1);
+    constexpr sys_seconds first = sys_days(year(0) / January / 1);
+    constexpr sys_seconds end = sys_days(year(10000) / January / 1);
+    const double whole = std::floor(secondsSince2001);
+    // Written so that what is not a number is out of range, too.
+    if (!(whole >= static_cast<double>((first - epoch).count()) &&
+          whole < static_cast<double>((end - epoch).count()))) {
+        return std::nullopt;
+    }
+    const sys_seconds moment = epoch + seconds(static_cast<std::int64_t>(whole));
+    const sys_days day = floor<days>(moment);
+    const year_month_day date(day);
+    const hh_mm_ss time(moment - day);
+    const auto pair = [](auto number) { return digits(static_cast<std::uint64_t>(number), 2); };
+    return digits(static_cast<std::uint64_t>(int{date.year()}), 4) + '-' +
+           pair(unsigned{date.month()}) + '-' + pair(unsigned{date.day()}) + 'T' +
+           pair(time.hours().count()) + ':' + pair(time.minutes().count()) + ':' +
+           pair(time.seconds().count()) + 'Z';
 }
 
 } // namespace vel

@@ -4,6 +4,7 @@
 #include <gtest/gtest.h>
 
 #include <cstdint>
+#include <limits>
 #include <optional>
 #include <string_view>
 #include <utility>
@@ -60,6 +61,23 @@ TEST(Moment, IsAbsentForOtherTexts) {
                              "-024-06-01T12:00:00Z"}) {
         EXPECT_EQ(microseconds(text), std::nullopt) << text;
     }
+}
+
+TEST(DateText, IsWrittenFromSecondsSince2001) {
+    EXPECT_EQ(vel::dateText(0), "2001-01-01T00:00:00Z");
+    EXPECT_EQ(vel::dateText(817'029'000), "2026-11-22T08:30:00Z");
+    EXPECT_EQ(vel::dateText(0.999), "2001-01-01T00:00:00Z");
+    EXPECT_EQ(vel::dateText(-0.5), "2000-12-31T23:59:59Z");
+    EXPECT_EQ(vel::dateText(-978'307'200), "1970-01-01T00:00:00Z");
+}
+
+TEST(DateText, HasAYearFrom0To9999) {
+    EXPECT_EQ(vel::dateText(-63'145'526'400), "0000-01-01T00:00:00Z");
+    EXPECT_EQ(vel::dateText(-63'145'526'401), std::nullopt);
+    EXPECT_EQ(vel::dateText(252'423'993'599), "9999-12-31T23:59:59Z");
+    EXPECT_EQ(vel::dateText(252'423'993'600), std::nullopt);
+    EXPECT_EQ(vel::dateText(std::numeric_limits<double>::infinity()), std::nullopt);
+    EXPECT_EQ(vel::dateText(std::numeric_limits<double>::quiet_NaN()), std::nullopt);
 }
 
 } // namespace
