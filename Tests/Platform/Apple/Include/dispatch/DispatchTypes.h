@@ -12,6 +12,8 @@ using dispatch_queue_global_t = dispatch_queue_global_s*;
 using dispatch_function_t = void (*)(void*);
 using dispatch_time_t = std::uint64_t;
 
+#define DISPATCH_QUEUE_PRIORITY_DEFAULT 0
+
 enum : dispatch_time_t { DISPATCH_TIME_NOW = 0ULL, DISPATCH_TIME_FOREVER = ~0ULL };
 
 // NOLINTEND
