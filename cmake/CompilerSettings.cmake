@@ -16,6 +16,10 @@ if(CMAKE_CXX_COMPILER_ID STREQUAL "GNU" AND CMAKE_CXX_COMPILER_VERSION VERSION_L
     # With -O3 g++ 12 sees overlaps in "text" + std::string that are not there (GCC bug 105651).
     target_compile_options(vel_settings INTERFACE -Wno-restrict)
 endif()
+if(APPLE)
+    # A call that the oldest macOS does not have stops the build.
+    target_compile_options(vel_settings INTERFACE -Werror=unguarded-availability)
+endif()
 target_compile_definitions(vel_settings INTERFACE JSON_USE_IMPLICIT_CONVERSIONS=0)
 if(VEL_WARNINGS_AS_ERRORS)
     target_compile_options(vel_settings INTERFACE -Werror)

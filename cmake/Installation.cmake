@@ -11,10 +11,15 @@ set(VEL_CMAKE_DIRECTORY ${CMAKE_INSTALL_LIBDIR}/cmake/vel_device_trust)
 install(TARGETS vel_device_trust EXPORT vel_device_trustTargets
     LIBRARY DESTINATION ${CMAKE_INSTALL_LIBDIR} COMPONENT library
             NAMELINK_COMPONENT development
-    FRAMEWORK DESTINATION ${CMAKE_INSTALL_LIBDIR} COMPONENT library)
+    FRAMEWORK DESTINATION Frameworks COMPONENT library)
 install(TARGETS vel-posture RUNTIME DESTINATION ${CMAKE_INSTALL_BINDIR} COMPONENT tools)
-install(DIRECTORY include/vel_device_trust DESTINATION ${CMAKE_INSTALL_INCLUDEDIR}
-    COMPONENT development)
+if(NOT APPLE)
+    # The framework of a Mac brings its headers, and is found without pkg-config.
+    install(DIRECTORY include/vel_device_trust DESTINATION ${CMAKE_INSTALL_INCLUDEDIR}
+        COMPONENT development)
+    install(FILES ${PROJECT_BINARY_DIR}/cmake/vel_device_trust.pc
+        DESTINATION ${CMAKE_INSTALL_LIBDIR}/pkgconfig COMPONENT development)
+endif()
 
 install(DIRECTORY Documentation/schemas DESTINATION ${CMAKE_INSTALL_DATADIR}/vel_device_trust
     COMPONENT tools FILES_MATCHING PATTERN "*.schema.json")
@@ -53,8 +58,6 @@ if(VEL_STATIC_LIBRARY)
         "Requires.private: expat, libcrypto >= 3, libutf8proc\nLibs.private: -lstdc++ -lm -ldl -pthread\n")
 endif()
 configure_file(cmake/vel_device_trust.pc.in ${PROJECT_BINARY_DIR}/cmake/vel_device_trust.pc @ONLY)
-install(FILES ${PROJECT_BINARY_DIR}/cmake/vel_device_trust.pc
-    DESTINATION ${CMAKE_INSTALL_LIBDIR}/pkgconfig COMPONENT development)
 
 set(VEL_DOC_DIRECTORY ${CMAKE_INSTALL_DATADIR}/doc)
 if(VEL_DEBIAN_LAYOUT)
@@ -73,5 +76,5 @@ install(FILES Documentation/requests.md Documentation/checks.md Documentation/er
               Documentation/running.md Documentation/rolling-out.md Documentation/linux-sources.md
               Documentation/linux-volumes.md Documentation/threat-model.md
     DESTINATION ${VEL_TOOLS_PAGES_DIRECTORY} COMPONENT tools)
-install(FILES Documentation/host-developer.md
+install(FILES Documentation/host-developer.md Documentation/mac.md
     DESTINATION ${VEL_DEVELOPMENT_PAGES_DIRECTORY} COMPONENT development)

@@ -1,10 +1,4 @@
 # Every source file of the library and the program, found by folder: a new file needs no line here.
-file(GLOB VEL_LIBRARY_SOURCES CONFIGURE_DEPENDS
-    Base/*.cpp Classes/Shared/*.cpp Classes/Mac/*.cpp Platform/*.cpp Platform/Simulated/*.cpp
-    Platform/X509/*.cpp)
-file(GLOB_RECURSE VEL_PROGRAM_SOURCES CONFIGURE_DEPENDS Tools/vel-posture/*.cpp)
-list(FILTER VEL_PROGRAM_SOURCES EXCLUDE REGEX "/main\\.cpp$")
-
 if(CMAKE_SYSTEM_NAME STREQUAL "Linux")
     set(VEL_PLATFORM_FOLDER Linux)
 elseif(CMAKE_SYSTEM_NAME STREQUAL "Darwin")
@@ -12,10 +6,21 @@ elseif(CMAKE_SYSTEM_NAME STREQUAL "Darwin")
 else()
     message(FATAL_ERROR "No platform folder answers for ${CMAKE_SYSTEM_NAME}.")
 endif()
-if(NOT IS_DIRECTORY ${PROJECT_SOURCE_DIR}/Platform/${VEL_PLATFORM_FOLDER})
-    message(FATAL_ERROR
-        "Platform/${VEL_PLATFORM_FOLDER}, which answers for ${CMAKE_SYSTEM_NAME}, is not there yet.")
+
+# The library, and what describes Macs to the program and the tests.
+file(GLOB VEL_LIBRARY_SOURCES CONFIGURE_DEPENDS
+    Base/*.cpp Classes/Shared/*.cpp Classes/Mac/*.cpp Platform/*.cpp Platform/POSIX/*.cpp
+    Platform/${VEL_PLATFORM_FOLDER}/*.cpp)
+file(GLOB VEL_DESCRIBED_SOURCES CONFIGURE_DEPENDS Platform/Simulated/*.cpp)
+
+# A Mac has certificates, trust and a work queue of its own.
+file(GLOB VEL_X509_SOURCES CONFIGURE_DEPENDS Platform/X509/*.cpp)
+if(APPLE)
+    list(FILTER VEL_LIBRARY_SOURCES EXCLUDE REGEX "/VELPOSIXWorkQueue\\.cpp$")
+    list(APPEND VEL_DESCRIBED_SOURCES ${VEL_X509_SOURCES})
+else()
+    list(APPEND VEL_LIBRARY_SOURCES ${VEL_X509_SOURCES})
 endif()
-file(GLOB VEL_PLATFORM_SOURCES CONFIGURE_DEPENDS
-    Platform/${VEL_PLATFORM_FOLDER}/*.cpp Platform/POSIX/*.cpp)
-list(APPEND VEL_LIBRARY_SOURCES ${VEL_PLATFORM_SOURCES})
+
+file(GLOB_RECURSE VEL_PROGRAM_SOURCES CONFIGURE_DEPENDS Tools/vel-posture/*.cpp)
+list(FILTER VEL_PROGRAM_SOURCES EXCLUDE REGEX "/main\\.cpp$")

@@ -6,6 +6,9 @@ Usage: ExportedSymbolsTest.py NM LIBRARY LIST
 A line of LIST is a symbol's name as C++ writes it, and its version. Names that stand for several
 symbols (the kinds of a constructor or destructor) are there several times. Two long types are
 written as the headers name them, whatever the release of their library: std::string, VELValue.
+
+On a Mac, whose standard library has other names and no versions, names are compared without the
+types of arguments.
 """
 
 import collections
@@ -14,6 +17,7 @@ import subprocess
 import sys
 
 STRING = "std::__cxx11::basic_string<char, std::char_traits<char>, std::allocator<char> >"
+MAC = sys.platform == "darwin"
 VALUE = re.compile(
     r"nlohmann::(json_abi\w*::)?basic_json<std::map, std::vector, std::string, bool, long, "
     r"unsigned long, double, std::allocator, nlohmann::(json_abi\w*::)?adl_serializer, "
@@ -21,21 +25,26 @@ VALUE = re.compile(
 
 
 def exported(nm, library):
-    output = subprocess.run(
-        [nm, "--dynamic", "--defined-only", "--demangle", "--with-symbol-versions", library],
-        check=True, stdout=subprocess.PIPE, text=True).stdout
+    options = ["-gU", "--demangle"] if MAC else [
+        "--dynamic", "--defined-only", "--demangle", "--with-symbol-versions"]
+    output = subprocess.run([nm, *options, library], check=True, stdout=subprocess.PIPE,
+                            text=True).stdout
     names = []
     for line in output.splitlines():
         _, kind, name = line.split(" ", 2)
         if kind != "A":  # the version itself
-            names.append(VALUE.sub("VELValue", name.replace(STRING, "std::string")))
+            names.append(comparable(VALUE.sub("VELValue", name.replace(STRING, "std::string"))))
     return collections.Counter(names)
+
+
+def comparable(name):
+    return re.sub(r"[(\[@].*", "", name).removeprefix("_") if MAC else name
 
 
 def meant(path):
     with open(path, encoding="utf-8") as file:
         lines = [line.strip() for line in file]
-    return collections.Counter(line for line in lines if line and not line.startswith("#"))
+    return collections.Counter(comparable(line) for line in lines if line and not line.startswith("#"))
 
 
 def main():

@@ -1,0 +1,27 @@
+# What is built against. VEL_UTF8PROC and VEL_LIBCRYPTO are the targets of two libraries that a Mac
+# does not have: there they are linked statically, libcrypto never into the library itself.
+find_package(nlohmann_json 3.11 REQUIRED)
+find_package(EXPAT REQUIRED)
+find_package(CLI11 REQUIRED)
+find_package(pugixml REQUIRED)
+find_package(Threads REQUIRED)
+set(VEL_LIBCRYPTO OpenSSL::Crypto)
+if(APPLE)
+    set(OPENSSL_USE_STATIC_LIBS TRUE)
+    find_library(VEL_UTF8PROC_ARCHIVE libutf8proc.a REQUIRED)
+    find_path(VEL_UTF8PROC_HEADERS utf8proc.h REQUIRED)
+    add_library(vel_utf8proc STATIC IMPORTED)
+    set_target_properties(vel_utf8proc PROPERTIES IMPORTED_LOCATION ${VEL_UTF8PROC_ARCHIVE}
+        INTERFACE_INCLUDE_DIRECTORIES ${VEL_UTF8PROC_HEADERS})
+    set(VEL_UTF8PROC vel_utf8proc)
+    foreach(name IN ITEMS CoreFoundation Security DiskArbitration IOKit)
+        list(APPEND VEL_SYSTEM_LIBRARIES "-framework ${name}")
+    endforeach()
+else()
+    find_package(PkgConfig REQUIRED)
+    pkg_check_modules(utf8proc REQUIRED IMPORTED_TARGET libutf8proc)
+    set(VEL_UTF8PROC PkgConfig::utf8proc)
+    # Certificates and trust.
+    set(VEL_SYSTEM_LIBRARIES ${VEL_LIBCRYPTO})
+endif()
+find_package(OpenSSL 3 REQUIRED)
