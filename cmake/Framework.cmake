@@ -15,3 +15,7 @@ set_target_properties(vel_device_trust PROPERTIES
     BUILD_WITH_INSTALL_NAME_DIR TRUE
     INSTALL_NAME_DIR "@rpath")
 target_link_options(vel_device_trust PRIVATE -Wl,-dead_strip)
+# CMake makes the other links of a bundle itself.
+add_custom_command(TARGET vel_device_trust POST_BUILD
+    COMMAND ${CMAKE_COMMAND} -E create_symlink Versions/Current/Modules
+            $<TARGET_BUNDLE_DIR:vel_device_trust>/Modules VERBATIM)
