@@ -6,6 +6,7 @@
 #include <poll.h>
 #include <sys/syscall.h>
 #include <sys/wait.h>
+#include <unistd.h>
 
 namespace {
 
@@ -20,6 +21,10 @@ std::optional<std::array<VELDescriptor, 2>> vel::child::makePipe() {
         return std::nullopt;
     }
     return std::array{VELDescriptor(ends[0]), VELDescriptor(ends[1])};
+}
+
+char** vel::child::environment() {
+    return environ;
 }
 
 int vel::child::closeInheritedDescriptors(posix_spawn_file_actions_t* actions,

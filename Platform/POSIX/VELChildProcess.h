@@ -17,6 +17,9 @@ namespace vel::child {
 /// inherits. Absent: no descriptor is left, and `errno` says why.
 std::optional<std::array<VELDescriptor, 2>> makePipe();
 
+/// The environment of this process, as `posix_spawn` takes it.
+char** environment();
+
 /// Makes the child start with no descriptor of this process from `first` on. Returns 0, or an error
 /// number.
 int closeInheritedDescriptors(posix_spawn_file_actions_t* actions, posix_spawnattr_t* attributes,

@@ -14,8 +14,6 @@
 #include <sys/wait.h>
 #include <utility>
 
-extern char** environ;
-
 namespace {
 
 /// The two settings of a spawn. Whatever fails while they are made is kept as the error.
@@ -183,8 +181,9 @@ pid_t VELPOSIXTask::spawn(int output) const {
 
     pid_t process = 0;
     if (settings.error == 0) {
-        settings.error = ::posix_spawn(&process, _launchPath.c_str(), &settings.actions,
-                                       &settings.attributes, words.data(), environ);
+        settings.error =
+            ::posix_spawn(&process, _launchPath.c_str(), &settings.actions, &settings.attributes,
+                          words.data(), vel::child::environment());
     }
     if (settings.error != 0) {
         failLaunch("Couldn't posix_spawn", settings.error);
