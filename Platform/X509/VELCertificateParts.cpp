@@ -23,6 +23,12 @@ bool readAlgorithm(der::Reader& reader) {
            content.atEnd();
 }
 
+/// A bit string of whole bytes, as keys and signatures are.
+bool readBytes(der::Reader& reader) {
+    const auto bits = reader.next(der::bitString);
+    return bits && bits->content.starts_with('\0');
+}
+
 /// Version 1 is left out; 2 and 3 are written as 1 and 2.
 std::optional<int> readVersion(der::Reader& reader) {
     const auto wrapper = reader.next(der::context(0));
@@ -145,7 +151,7 @@ bool readPublicKey(der::Reader& reader) {
         return false;
     }
     der::Reader content(key->content);
-    return readAlgorithm(content) && content.next(der::bitString) && content.atEnd();
+    return readAlgorithm(content) && readBytes(content) && content.atEnd();
 }
 
 /// What may follow the public key: two unique identifiers, then the extensions.
@@ -200,7 +206,7 @@ std::optional<CertificateParts> certificateParts(std::string_view bytes) {
     }
     der::Reader reader(certificate->content);
     const auto signedPart = reader.next(der::sequence);
-    if (!signedPart || !readAlgorithm(reader) || !reader.next(der::bitString) || !reader.atEnd()) {
+    if (!signedPart || !readAlgorithm(reader) || !readBytes(reader) || !reader.atEnd()) {
         return std::nullopt;
     }
     auto parts = readSignedPart(signedPart->content);

@@ -559,6 +559,16 @@ TEST(CertificateFrame, HasNoMoreAndNoFewerParts) {
          },
          Form::noCertificate},
         {"no key", [](auto& draft) { draft.publicKey = "\x30\x00"s; }, Form::noCertificate},
+        {"a key with unused bits",
+         [](auto& draft) { draft.publicKey.at(draft.publicKey.find("\x03\x42"s + '\0') + 2) = 4; },
+         Form::noCertificate},
+        {"a key without bits",
+         [](auto& draft) {
+             draft.publicKey =
+                 der::element(der::sequence,
+                              der::element(der::sequence, objectIdentifier("1.2.3")) + "\x03\x00"s);
+         },
+         Form::noCertificate},
         {"no algorithm", [](auto& draft) { draft.algorithm = "\x30\x00"s; }, Form::noCertificate},
         {"an extension that is no sequence", [](auto& draft) { draft.extensions = "\x04\x00"s; },
          Form::noCertificate},
@@ -586,6 +596,18 @@ TEST(CertificateFrame, HasNoMoreAndNoFewerParts) {
     Chain chain;
     chain.leaf.identifiers = "\xA3\x02\x30\x00"s;
     EXPECT_EQ(chain.evaluated(), "no leaf") << "an empty list of extensions";
+}
+
+TEST(CertificateFrame, HasASignatureOfWholeBytes) {
+    const Chain chain;
+    const std::string signedPart = chain.leaf.signedPart(Chain::middleKey());
+    const auto certificate = [&](const std::string& bits) {
+        return der::element(der::sequence, signedPart + Chain::middleKey().algorithm() +
+                                               der::element(der::bitString, bits));
+    };
+    EXPECT_TRUE(certificateParts(certificate("\x00\x01"s)));
+    EXPECT_FALSE(certificateParts(certificate("\x01\x02")));
+    EXPECT_FALSE(certificateParts(certificate("")));
 }
 
 TEST(CertificateFrame, NeedsNoNameThatIsWellFormedToBeRead) {

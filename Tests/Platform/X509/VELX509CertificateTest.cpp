@@ -183,7 +183,7 @@ std::string certificateOf(const std::string& subject, const std::string& issuer)
     using namespace vel;
     const std::string algorithm =
         der::element(der::sequence, der::element(der::objectIdentifier, "\x2A"));
-    const std::string bits = der::element(der::bitString, "");
+    const std::string bits = der::element(der::bitString, std::string(1, '\0'));
     const std::string time = der::element(der::utcTime, "2401010000Z");
     return der::element(
         der::sequence,
