@@ -1,7 +1,7 @@
 // SPDX-License-Identifier: Apache-2.0
 #include "Helpers/Linux/VELCertificateSubject.h"
 #include "Helpers/Linux/VELDetachedSignature.h"
-#include "Platform/Simulated/VELSimulatedKeychain.h"
+#include "Platform/Simulated/VELSimulatedCertificates.h"
 #include "Platform/X509/VELSHA1.h"
 #include "Tests/Support/CertificateForge.h"
 #include "Tests/Support/CertificateWorkshop.h"
@@ -89,7 +89,8 @@ std::string trustOf(const std::string& leaf, const std::string& middle, const st
     keychain.date = vel::momentOfText("2030-01-01T00:00:00Z");
     keychain.certificateList = {middle};
     keychain.identityList.push_back({.certificate = leaf});
-    const auto anchor = keychain.parseCertificate(root);
+    const VELSimulatedCertificates certificates(keychain);
+    const auto anchor = certificates.parseCertificate(root);
     if (anchor == nullptr || !anchor->normalizedSubject()) {
         return "refused";
     }
@@ -97,7 +98,8 @@ std::string trustOf(const std::string& leaf, const std::string& middle, const st
     if (found.identities.empty()) {
         return "refused";
     }
-    auto created = keychain.createTrust(found.identities.front()->copyCertificate().certificate);
+    auto created =
+        certificates.createTrust(found.identities.front()->copyCertificate().certificate);
     static_cast<void>(created.trust->setOnlyAnchor(anchor));
     std::optional<VELError> error;
     return created.trust->evaluate(&error) ? "trusted" : "refused";

@@ -1,6 +1,6 @@
 // SPDX-License-Identifier: Apache-2.0
 #include "Base/VELMoment.h"
-#include "Platform/Simulated/VELSimulatedKeychain.h"
+#include "Platform/Simulated/VELSimulatedCertificates.h"
 #include "Platform/X509/VELCertificateChain.h"
 #include "Platform/X509/VELCertificateParts.h"
 #include "Platform/X509/VELDERReader.h"
@@ -268,12 +268,13 @@ public:
         keychain.date = vel::momentOfText("2030-01-01T00:00:00Z");
         keychain.certificateList = {middle};
         keychain.identityList.push_back({.certificate = leaf});
-        const auto anchor = keychain.parseCertificate(root);
+        const VELSimulatedCertificates certificates(keychain);
+        const auto anchor = certificates.parseCertificate(root);
         if (anchor == nullptr) {
             return "no anchor";
         }
         const auto parsed = VELX509Certificate::parse(leaf);
-        EXPECT_EQ(keychain.commonNames(leaf).has_value(), parsed && parsed->commonNames());
+        EXPECT_EQ(certificates.commonNames(leaf).has_value(), parsed && parsed->commonNames());
         if (parsed == nullptr) {
             return "no leaf";
         }
@@ -282,8 +283,8 @@ public:
             return "no identity";
         }
         const auto created =
-            keychain.createTrust(found.identities.at(0)->copyCertificate().certificate);
-        EXPECT_EQ(created.trust->setOnlyAnchor(anchor), 0);
+            certificates.createTrust(found.identities.at(0)->copyCertificate().certificate);
+        EXPECT_EQ(created.trust->setOnlyAnchor(anchor), VELSecurityStatus::success);
         std::optional<VELError> error;
         if (created.trust->evaluate(&error)) {
             return "trusted";
