@@ -142,6 +142,186 @@ TEST_F(FirewallInANamespace, CompatibleTables) {
               off);
 }
 
+/// Each lets a new connection in on more than one port in a hundred, and stands alone in a chain
+/// that drops everything else.
+TEST_F(FirewallInANamespace, OneRuleThatLetsEverythingNewInIsOff) {
+    for (const char* rule : {"ct state new accept",
+                             "ct state { established, new } accept",
+                             "ct state vmap { new : accept, established : accept }",
+                             "ct state established,related,new accept",
+                             "ct state != established accept",
+                             "ct direction original accept",
+                             "meta l4proto tcp accept",
+                             "ip protocol udp accept",
+                             "meta l4proto { tcp, udp } accept",
+                             "meta l4proto 6-17 accept",
+                             "tcp dport 0-65535 accept",
+                             "tcp dport 1-656 accept",
+                             "tcp dport != 22 accept",
+                             "tcp dport > 1023 accept",
+                             "tcp dport vmap { 1-30000 : accept }",
+                             "tcp sport 1024-65535 accept",
+                             "ip saddr 0.0.0.0/1 accept",
+                             "ip saddr { 0.0.0.0/1, 128.0.0.0/1 } accept",
+                             "ip saddr 0.0.0.0-127.255.255.255 accept",
+                             "ip saddr vmap { 0.0.0.0/1 : accept, 128.0.0.0/1 : accept }",
+                             "ip saddr != 10.0.0.0/8 accept",
+                             "ip6 saddr 2000::/3 accept",
+                             "ip daddr 0.0.0.0/1 accept",
+                             "tcp dport . ip saddr { 1-65535 . 0.0.0.0/0 } accept",
+                             "fib daddr type local accept",
+                             "meta pkttype host accept",
+                             "iifname != lo accept",
+                             "iif != lo accept",
+                             "meta nfproto ipv6 accept",
+                             "meta protocol ip accept",
+                             "ip ttl > 0 accept",
+                             "ip6 hoplimit > 0 accept",
+                             "limit rate 100/second accept",
+                             "meta mark 0 accept",
+                             "tcp flags syn accept",
+                             "@th,16,16 1-60000 accept"}) {
+        EXPECT_EQ(stateWith(inputChain("inet", "drop", rule)), off) << rule;
+    }
+}
+
+TEST_F(FirewallInANamespace, OpenPortsAndTrafficOfOthersLeaveItOn) {
+    for (const char* rule :
+         {"tcp dport { 22, 80, 443 } ct state new accept", "tcp dport 1-655 accept",
+          "ct state established,related accept", "ct status dnat accept",
+          "ct direction reply accept", "udp dport 67-68 accept",
+          "ip saddr { 10.0.0.0/8, 172.16.0.0/12, 192.168.0.0/16 } accept",
+          "ip6 saddr { fe80::/10, fc00::/7 } accept", "iifname lo accept",
+          "iifname \"virbr0\" accept", "iifname \"docker*\" accept",
+          "icmp type echo-request accept", "meta l4proto { icmp, ipv6-icmp, esp } accept",
+          "ip protocol igmp accept", "ip daddr 224.0.0.251 udp dport 5353 accept",
+          "ip daddr 224.0.0.0/4 accept", "meta pkttype multicast accept",
+          "fib daddr type broadcast accept"}) {
+        EXPECT_EQ(stateWith(inputChain("inet", "drop", rule)), on) << rule;
+    }
+}
+
+TEST_F(FirewallInANamespace, NamedSetsAreRead) {
+    const auto rules = [](const std::string& set, const std::string& rule) {
+        return "table inet t {\n" + set +
+               "\nchain i {\ntype filter hook input priority 0\n"
+               "policy drop\n" +
+               rule + "\n}\n}\n";
+    };
+    const auto sources = [](const std::string& elements) {
+        return "set s {\ntype ipv4_addr\nflags interval\nelements = { " + elements + " }\n}";
+    };
+    EXPECT_EQ(stateWith(rules(sources("0.0.0.0/1, 128.0.0.0/1"), "ip saddr @s accept")), off);
+    EXPECT_EQ(stateWith(rules(sources("10.0.0.0/8"), "ip saddr @s accept")), on);
+    EXPECT_EQ(stateWith(rules("map m {\ntype ct_state : verdict\nelements = { new : accept }\n}",
+                              "ct state vmap @m")),
+              off);
+    EXPECT_EQ(stateWith(rules("set s {\ntype ipv4_addr\nflags dynamic\n}",
+                              "ip saddr @s accept\nadd @s { ip saddr } drop")),
+              off)
+        << "every source is let in from its second packet on";
+}
+
+TEST_F(FirewallInANamespace, BaseChainsFollowEachOther) {
+    const auto chains = [](const std::string& early, const std::string& late) {
+        return "table inet a {\nchain i {\ntype filter hook input priority 0\n" + early +
+               "\n}\n}\ntable inet b {\nchain i {\ntype filter hook input priority 10\n" + late +
+               "\n}\n}\n";
+    };
+    EXPECT_EQ(stateWith(chains("drop", "accept")), on);
+    EXPECT_EQ(stateWith(chains("accept", "drop")), on);
+    EXPECT_EQ(stateWith(chains("accept", "accept")), off);
+}
+
+TEST_F(FirewallInANamespace, TranslationAndExemptionsAreFollowed) {
+    const auto rules = [](const std::string& before, const std::string& rule) {
+        return "table inet t {\nchain p {\n" + before + "\n}\n}\n" +
+               inputChain("inet", "drop", rule);
+    };
+    const std::string translation = "type nat hook prerouting priority -100\n";
+    EXPECT_EQ(
+        stateWith(rules(translation + "meta l4proto tcp redirect to :22", "ct status dnat accept")),
+        off);
+    EXPECT_EQ(
+        stateWith(rules(translation + "tcp dport 80 redirect to :8080", "ct status dnat accept")),
+        on);
+    EXPECT_EQ(stateWith(rules("type filter hook prerouting priority -300\nnotrack",
+                              "ct state untracked accept")),
+              off);
+    EXPECT_EQ(stateWith(rules("type filter hook prerouting priority -300\ncounter",
+                              "ct state untracked accept")),
+              on);
+}
+
+/// Which interfaces lead outside: none here has a device.
+TEST_F(FirewallInANamespace, InterfacesWithADefaultRouteCount) {
+    const auto state = [](const std::string& routes, const std::string& rule) {
+        return stateAfter("ip link add eth0 type veth peer name inner0\n"
+                          "ip link set eth0 up\nip link set inner0 up\n"
+                          "ip addr add 10.9.9.1/24 dev eth0\n"
+                          "ip addr add 2001:db8::1/64 dev eth0 nodad\n" +
+                          routes + "\nnft -f - <<'END'\n" + inputChain("inet", "drop", rule) +
+                          "\nEND");
+    };
+    const std::string outer = "iifname \"eth0\" accept";
+    const std::string inner = "iifname \"inner0\" accept";
+    for (const char* route :
+         {"ip route add default via 10.9.9.2", "ip route add 0.0.0.0/1 via 10.9.9.2",
+          "ip route add default via 10.9.9.2 table 77",
+          "ip route add default nexthop via 10.9.9.2 nexthop via 10.9.9.3",
+          "ip -6 route add default via 2001:db8::2", "ip -6 route add 2000::/3 via 2001:db8::2"}) {
+        EXPECT_EQ(state(route, outer), off) << route;
+        EXPECT_EQ(state(route, inner), on) << route;
+    }
+    for (const char* route :
+         {"", "ip route add 8.8.8.0/24 via 10.9.9.2", "ip route add unreachable default"}) {
+        EXPECT_EQ(state(route, outer), off) << route;
+        EXPECT_EQ(state(route, inner), off)
+            << "all count where none has a default route: " << route;
+    }
+}
+
+TEST_F(FirewallInANamespace, WithLoopbackAloneNoRuleNamesTheInterface) {
+    EXPECT_EQ(stateWith(inputChain("inet", "drop", "iifname \"eth0\" accept")), on);
+    EXPECT_EQ(stateWith(inputChain("inet", "accept", "iifname \"eth0\" drop")), off);
+    EXPECT_EQ(stateWith(inputChain("inet", "accept", "iifname != lo drop")), on);
+}
+
+/// The JSON hides the matches of these.
+TEST_F(FirewallInANamespace, CompatibleRulesAreReadFromTheListing) {
+    if (runProgram({"iptables-nft", "--version"}).status != 0) {
+        GTEST_SKIP() << "needs iptables-nft";
+    }
+    const auto stateOf = [](const std::string& rule) {
+        return stateAfter("iptables-nft -P INPUT DROP\nip6tables-nft -P INPUT DROP\n"
+                          "iptables-nft -A INPUT " +
+                          rule);
+    };
+    for (const char* rule :
+         {"-m conntrack --ctstate NEW -j ACCEPT", "-m state --state NEW -j ACCEPT",
+          "-m conntrack ! --ctstate ESTABLISHED -j ACCEPT",
+          "-m conntrack ! --ctstate ESTABLISHED,RELATED -j ACCEPT",
+          "-m conntrack --ctdir ORIGINAL -j ACCEPT", "-m addrtype --dst-type LOCAL -j ACCEPT",
+          "-m addrtype ! --dst-type BROADCAST -j ACCEPT", "-m pkttype --pkt-type unicast -j ACCEPT",
+          "-m ttl --ttl-gt 0 -j ACCEPT", "-p tcp -m multiport --dports 1:30000 -j ACCEPT",
+          "-p tcp -m multiport ! --dports 22 -j ACCEPT",
+          "-p tcp -m multiport --sports 1024:65535 -j ACCEPT",
+          "-m iprange --src-range 1.0.0.0-9.0.0.0 -j ACCEPT", "-m limit --limit 5/sec -j ACCEPT",
+          "-p tcp --syn -j ACCEPT"}) {
+        EXPECT_EQ(stateOf(rule), off) << rule;
+    }
+    for (const char* rule :
+         {"-m conntrack --ctstate RELATED,ESTABLISHED -j ACCEPT",
+          "-m conntrack --ctstate DNAT -j ACCEPT", "-m conntrack --ctdir REPLY -j ACCEPT",
+          "-p tcp -m multiport --dports 22,80,443 -j ACCEPT",
+          "-p tcp --dport 22 -m recent --set -j ACCEPT", "-p icmp --icmp-type 8 -j ACCEPT",
+          "-m addrtype --dst-type MULTICAST -j ACCEPT", "-m recent --set -j DROP", "-j LOG"}) {
+        EXPECT_EQ(stateOf(rule), on) << rule;
+    }
+    EXPECT_EQ(stateOf("-m recent --set -j ACCEPT"), unknown);
+    EXPECT_EQ(stateOf("-m string --string x --algo bm -j ACCEPT"), unknown);
+}
+
 TEST_F(FirewallInANamespace, WithoutPrivilegeItIsUnknown) {
     EXPECT_EQ(runProgram({"setpriv", "--reuid", "65534", "--regid", "65534", "--clear-groups",
                           toolProgram("firewall-state"), "--getglobalstate", "--bus",
@@ -206,10 +386,45 @@ TEST_F(FirewallWithAProgram, LargeRulesetsAreReadWhole) {
 TEST_F(FirewallWithAProgram, TheBusSpeaksForFirewalld) {
     const PrivateBus bus;
     EXPECT_EQ(state(cannotRead, bus.address()), unknown);
-    const FakeService firewalld(bus.address(), "org.fedoraproject.FirewallD1");
+    const auto firewalld = [&bus](const std::string& target) {
+        return std::make_unique<FakeService>(
+            bus.address(), "org.fedoraproject.FirewallD1", FakeService::Properties{},
+            FakeService::Units{},
+            FakeService::Answers{
+                {{"getDefaultZone", ""}, "public"},
+                {{"getZones", ""}, std::vector<std::string>{"public"}},
+                {{"getZoneSettings2", "public"}, FakeService::Settings{{"target", target}}},
+                {{"getPolicies", ""}, std::vector<std::string>()}});
+    };
+    auto service = firewalld("default");
     EXPECT_EQ(state(cannotRead, bus.address()), on);
     EXPECT_EQ(state("echo '{\"nftables\": []}'", bus.address()), off)
         << "rules that can be read come first";
+    service.reset();
+    service = firewalld("ACCEPT");
+    EXPECT_EQ(state(cannotRead, bus.address()), off);
+    service.reset();
+    service = std::make_unique<FakeService>(bus.address(), "org.fedoraproject.FirewallD1");
+    EXPECT_EQ(state(cannotRead, bus.address()), unknown) << "it may not be asked";
+}
+
+TEST_F(FirewallWithAProgram, TheListingIsAskedForHiddenMatches) {
+    const std::string record = _folder.path() + "/arguments";
+    const std::string rules =
+        "echo \"$*\" >> " + record +
+        "\n[ \"$1\" = -a ] && printf 'table inet t { # handle 1\\n\\tct state new accept # handle "
+        "7\\n}\\n' && exit \"$(/bin/cat " +
+        _folder.path() +
+        "/status)\"\n"
+        "echo '{\"nftables\": [{\"chain\": {\"family\": \"inet\", \"table\": \"t\", \"name\": "
+        "\"i\", \"type\": \"filter\", \"hook\": \"input\", \"policy\": \"drop\"}}, {\"rule\": "
+        "{\"family\": \"inet\", \"table\": \"t\", \"chain\": \"i\", \"handle\": 7, \"expr\": "
+        "[{\"xt\": {\"type\": \"match\", \"name\": \"conntrack\"}}, {\"accept\": null}]}}]}'\n";
+    _folder.write("status", "0");
+    EXPECT_EQ(state(rules), off);
+    EXPECT_EQ(readTestFile(record), "-j list ruleset\n-a list ruleset\n");
+    _folder.write("status", "1");
+    EXPECT_EQ(state(rules), unknown);
 }
 
 TEST_F(FirewallWithAProgram, UFWNeedsItsFilesAndItsUnit) {

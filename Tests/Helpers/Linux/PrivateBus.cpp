@@ -8,16 +8,17 @@
 
 namespace {
 
-void appendVariant(sd_bus_message* reply, const FakeService::Value& value) {
+void appendVariant(sd_bus_message* reply, const FakeService::Value& value, bool isOfPaths) {
     if (const auto* text = std::get_if<std::string>(&value)) {
         sd_bus_message_append(reply, "v", "s", text->c_str());
     } else if (const auto* number = std::get_if<unsigned>(&value)) {
         sd_bus_message_append(reply, "v", "u", *number);
-    } else if (const auto* paths = std::get_if<std::vector<std::string>>(&value)) {
-        sd_bus_message_open_container(reply, 'v', "ao");
-        sd_bus_message_open_container(reply, 'a', "o");
-        for (const auto& path : *paths) {
-            sd_bus_message_append(reply, "o", path.c_str());
+    } else if (const auto* texts = std::get_if<std::vector<std::string>>(&value)) {
+        const char type[] = {isOfPaths ? 'o' : 's', 0};
+        sd_bus_message_open_container(reply, 'v', (std::string("a") + type).c_str());
+        sd_bus_message_open_container(reply, 'a', type);
+        for (const auto& each : *texts) {
+            sd_bus_message_append(reply, type, each.c_str());
         }
         sd_bus_message_close_container(reply);
         sd_bus_message_close_container(reply);
@@ -30,6 +31,38 @@ void appendVariant(sd_bus_message* reply, const FakeService::Value& value) {
         sd_bus_message_close_container(reply);
         sd_bus_message_close_container(reply);
     }
+}
+
+void appendAnswer(sd_bus_message* reply, const FakeService::Answer& answer) {
+    if (const auto* text = std::get_if<std::string>(&answer)) {
+        sd_bus_message_append(reply, "s", text->c_str());
+    } else if (const auto* texts = std::get_if<std::vector<std::string>>(&answer)) {
+        sd_bus_message_open_container(reply, 'a', "s");
+        for (const auto& each : *texts) {
+            sd_bus_message_append(reply, "s", each.c_str());
+        }
+        sd_bus_message_close_container(reply);
+    } else {
+        sd_bus_message_open_container(reply, 'a', "{sv}");
+        for (const auto& [name, value] : std::get<FakeService::Settings>(answer)) {
+            sd_bus_message_open_container(reply, 'e', "sv");
+            sd_bus_message_append(reply, "s", name.c_str());
+            appendVariant(reply, value, false);
+            sd_bus_message_close_container(reply);
+        }
+        sd_bus_message_close_container(reply);
+    }
+}
+
+/// The answer to a method without arguments or with one text, if there is one.
+const FakeService::Answer* knownAnswer(const FakeService::Content& content, sd_bus_message* call) {
+    const char* argument = "";
+    if (sd_bus_message_has_signature(call, "s") > 0) {
+        sd_bus_message_read(call, "s", &argument);
+    }
+    const char* member = sd_bus_message_get_member(call);
+    const auto found = content.answers.find({member == nullptr ? "" : member, argument});
+    return found == content.answers.end() ? nullptr : &found->second;
 }
 
 int answer(sd_bus_message* call, void* data, sd_bus_error*) {
@@ -45,7 +78,7 @@ int answer(sd_bus_message* call, void* data, sd_bus_error*) {
             return sd_bus_reply_method_errorf(call, SD_BUS_ERROR_UNKNOWN_PROPERTY, "none");
         }
         sd_bus_message_new_method_return(call, &reply);
-        appendVariant(reply, found->second);
+        appendVariant(reply, found->second, true);
     } else if (sd_bus_message_is_method_call(call, nullptr, "GetUnit") > 0) {
         const char* unit = nullptr;
         sd_bus_message_read(call, "s", &unit);
@@ -55,6 +88,9 @@ int answer(sd_bus_message* call, void* data, sd_bus_error*) {
         }
         sd_bus_message_new_method_return(call, &reply);
         sd_bus_message_append(reply, "o", found->second.c_str());
+    } else if (const auto* known = knownAnswer(content, call)) {
+        sd_bus_message_new_method_return(call, &reply);
+        appendAnswer(reply, *known);
     } else {
         return 0;
     }
@@ -81,8 +117,8 @@ PrivateBus::PrivateBus() {
 }
 
 FakeService::FakeService(const std::string& address, std::string name, Properties properties,
-                         Units units)
-    : _content{std::move(properties), std::move(units)} {
+                         Units units, Answers answers)
+    : _content{std::move(properties), std::move(units), std::move(answers)} {
     _thread = std::thread([this, address, name = std::move(name)] {
         sd_bus* bus = nullptr;
         sd_bus_new(&bus);

@@ -36,9 +36,14 @@ public:
     using Properties = std::map<std::tuple<std::string, std::string, std::string>, Value>;
     /// What "GetUnit" answers: unit to object.
     using Units = std::map<std::string, std::string>;
+    /// A text, texts, or settings by name; pairs stand for a list of structures of two texts.
+    using Settings = std::map<std::string, Value>;
+    using Answer = std::variant<std::string, std::vector<std::string>, Settings>;
+    /// What other methods answer: method and argument (or none, empty) to answer.
+    using Answers = std::map<std::pair<std::string, std::string>, Answer>;
 
     FakeService(const std::string& address, std::string name, Properties properties = {},
-                Units units = {});
+                Units units = {}, Answers answers = {});
     FakeService(const FakeService&) = delete;
     FakeService& operator=(const FakeService&) = delete;
     ~FakeService();
@@ -46,6 +51,7 @@ public:
     struct Content {
         Properties properties;
         Units units;
+        Answers answers;
     };
 
 private:

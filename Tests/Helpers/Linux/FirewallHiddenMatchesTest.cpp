@@ -1,0 +1,112 @@
+// SPDX-License-Identifier: Apache-2.0
+#include "Helpers/Linux/VELFirewallHiddenMatches.h"
+
+#include <gtest/gtest.h>
+
+namespace {
+
+using JSON = vel::RulesJSON;
+
+constexpr const char* hiddenMatch = R"({"xt": {"type": "match", "name": "NAME"}})";
+const JSON unknown = JSON::parse(R"([{"match": {}}, {"accept": null}])");
+
+/// The statements of one rule (with handle 7, in the table "ip filter") after its line was read.
+JSON revealed(const std::string& match, const std::string& listing) {
+    JSON document = JSON::parse(R"({"nftables": [{"metainfo": {}}, {"rule": {"family": "ip",
+        "table": "filter", "chain": "INPUT", "handle": 7, "expr": [)" +
+                                match + R"(, {"accept": null}]}}]})");
+    vel::revealHiddenMatches(document, listing);
+    return document["nftables"][1]["rule"]["expr"];
+}
+
+std::string named(const std::string& name) {
+    return R"({"xt": {"type": "match", "name": ")" + name + R"("}})";
+}
+
+JSON ofLine(const std::string& name, const std::string& line) {
+    return revealed(named(name), "table ip filter { # handle 1\n\tchain INPUT { # handle 2\n\t\t" +
+                                     line + " # handle 7\n\t}\n}\n");
+}
+
+JSON condition(const std::string& operation, const std::string& left, const std::string& right) {
+    return JSON::parse(R"([{"match": {"op": ")" + operation + R"(", "left": )" + left +
+                       R"(, "right": )" + right + R"(}}, {"accept": null}])");
+}
+
+const std::string state = R"({"ct": {"key": "state"}})";
+const std::string ports = R"({"payload": {"protocol": "tcp", "field": "dport"}})";
+
+TEST(FirewallHiddenMatches, AreFoundByTheirName) {
+    EXPECT_TRUE(vel::hasHiddenMatches(hiddenMatch));
+    EXPECT_FALSE(vel::hasHiddenMatches(R"({"nftables": [{"match": {}}]})"));
+}
+
+TEST(FirewallHiddenMatches, TheListingShowsTheirConditions) {
+    EXPECT_EQ(ofLine("conntrack", "ct state new counter packets 0 bytes 0 accept"),
+              condition("==", state, R"("new")"));
+    EXPECT_EQ(ofLine("conntrack", "ct state related,established accept"),
+              condition("in", state, R"(["related", "established"])"));
+    EXPECT_EQ(ofLine("conntrack", "ct state != invalid accept"),
+              condition("!=", state, R"("invalid")"));
+    EXPECT_EQ(ofLine("conntrack", "ct status dnat accept"),
+              condition("==", R"({"ct": {"key": "status"}})", R"("dnat")"));
+    EXPECT_EQ(ofLine("multiport", "tcp dport { 22, 80, 1000-2000 } accept"),
+              condition("==", ports, R"({"set": [22, 80, {"range": [1000, 2000]}]})"));
+    EXPECT_EQ(ofLine("multiport", "tcp dport != { 22,80} accept"),
+              condition("!=", ports, R"({"set": [22, "80}", "accept"]})"))
+        << "what is not printed so is not understood";
+    EXPECT_EQ(ofLine("addrtype", "fib daddr type local accept"),
+              condition("==", R"({"fib": {"result": "type", "flags": "daddr"}})", R"("local")"));
+    EXPECT_EQ(
+        ofLine("addrtype", "fib daddr . iif type != local accept"),
+        condition("!=", R"({"fib": {"result": "type", "flags": ["daddr", "iif"]}})", R"("local")"));
+    EXPECT_EQ(ofLine("pkttype", "pkttype unicast accept"),
+              condition("==", R"({"meta": {"key": "pkttype"}})", R"("unicast")"));
+}
+
+TEST(FirewallHiddenMatches, WhatIsShownOtherwiseIsUnknown) {
+    EXPECT_EQ(ofLine("ttl", "ip ttl gt 0 accept"), unknown);
+}
+
+TEST(FirewallHiddenMatches, WhatIsNotShownStaysHidden) {
+    const auto hidden = [](const std::string& name) {
+        return JSON::parse("[" + named(name) + R"(, {"accept": null}])");
+    };
+    EXPECT_EQ(ofLine("recent", "xt match recent counter packets 0 bytes 0 accept"),
+              hidden("recent"));
+    EXPECT_EQ(ofLine("recent", "xt match \"recent\" accept"), hidden("recent"));
+    for (const char* name : {"conntrack", "addrtype", "pkttype", "multiport"}) {
+        EXPECT_EQ(ofLine(name, "counter accept"), hidden(name)) << name;
+        EXPECT_EQ(ofLine(name, std::string("xt match ") + name + " accept"), hidden(name));
+    }
+    EXPECT_EQ(ofLine("conntrack", "log prefix \"ct state new\" accept"), hidden("conntrack"))
+        << "a quoted text";
+    EXPECT_EQ(ofLine("comment", "counter accept"), hidden("comment"));
+    for (const char* listing : {"", "table ip filter {\n ct state new accept # handle 8\n}\n",
+                                "table ip6 filter {\n ct state new accept # handle 7\n}\n",
+                                "table ip other {\n ct state new accept # handle 7\n}\n",
+                                "table ip filter {\n ct state new accept\n}\n", "# handle 7", "\"",
+                                "table ip filter {"}) {
+        EXPECT_EQ(revealed(named("conntrack"), listing), hidden("conntrack")) << listing;
+    }
+}
+
+TEST(FirewallHiddenMatches, EveryConditionOfTheLineIsKept) {
+    const JSON expected = JSON::parse(
+        R"([{"match": {"op": "==", "left": {"payload": {"protocol": "tcp", "field": "dport"}},
+                       "right": 22}},
+            {"match": {"op": "==", "left": {"ct": {"key": "state"}}, "right": "new"}},
+            {"xt": {"type": "match", "name": "recent"}}, {"accept": null}])");
+    EXPECT_EQ(revealed(named("conntrack") + ", " + named("recent"),
+                       "table ip filter {\n tcp dport 22 ct state new xt match recent accept # "
+                       "handle 7\n}"),
+              expected);
+}
+
+TEST(FirewallHiddenMatches, OtherRulesStayAsTheyAre) {
+    const std::string native = R"({"match": {"op": "==", "left": 1, "right": 2}})";
+    EXPECT_EQ(revealed(native, "table ip filter {\n ct state new accept # handle 7\n}"),
+              JSON::parse("[" + native + R"(, {"accept": null}])"));
+}
+
+} // namespace
