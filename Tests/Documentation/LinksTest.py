@@ -67,9 +67,11 @@ class Links:
             self.fail(path, number, f"no such heading: {target}")
 
     def check_path(self, path, number, text):
-        """A path relative to the root of the tree; a word in capitals matches any name."""
+        """A path relative to the root of the tree; a word in capitals matches any name. A line and a
+        column may follow: "file.json:5:53"."""
         self.checked += 1
-        pattern = re.sub(r"\b[A-Z]{2,}\b(?![a-z])", "*", text.rstrip("/").split("#")[0])
+        name = re.sub(r"(:\d+){1,2}$", "", text.rstrip("/").split("#")[0])
+        pattern = re.sub(r"\b[A-Z]{2,}\b(?![a-z])", "*", name)
         if not any(self.root.glob(pattern)):
             self.fail(path, number, f"no such path: {text}")
 

@@ -13,6 +13,7 @@
 #include "Tests/Support/RecordingLogger.h"
 #include "Tools/vel-posture/CommandLine.h"
 #include "Tools/vel-posture/OptionTable.h"
+#include "Tools/vel-posture/check/PrometheusReport.h"
 #include "Tools/vel-posture/check/ResultReport.h"
 #include "vel_device_trust/VELPostureCheckRunner.h"
 
@@ -289,6 +290,8 @@ TEST_F(AdministratorPages, EveryTableIsTrue) {
                                              {"Name", "Value"},
                                              {"Command", "What it does"},
                                              {"Option", "What it does"},
+                                             {"Metric", "Value"},
+                                             {"Machines", "Status", "With `--strict-exit`"},
                                              {"Status", "`check`, `identity`", "`lint`"}};
     certificates.emplace();
 
@@ -364,6 +367,20 @@ TEST_F(AdministratorPages, ThreatModelCoversEveryCheckAndIdentityValue) {
     }
     const auto pages = MarkdownDocument::read({"Documentation/threat-model.md"});
     EXPECT_EQ(firstColumnOf(pages.tables.at(0)), expected);
+}
+
+TEST_F(AdministratorPages, NameEveryMetric) {
+    RequestRun run;
+    run.result = VELValue::parse(R"({"checks": [{"type": "x", "pass": true}], "pass": true,
+        "metrics": {"total_ms": 1, "details": [{"check": {"total_ms": 1}}]}})");
+    const std::string report = prometheusReport({run});
+    std::set<std::string> names;
+    const std::regex heading("# TYPE ([a-z_]+) ");
+    for (std::sregex_iterator match(report.begin(), report.end(), heading), end; match != end;
+         ++match) {
+        names.insert((*match)[1]);
+    }
+    EXPECT_EQ(firstColumnOf(table({"Metric", "Value"})), names);
 }
 
 TEST_F(AdministratorPages, StatusesAreThoseOfTheProgram) {

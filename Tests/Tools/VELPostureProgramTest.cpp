@@ -353,12 +353,13 @@ TEST(VELPostureProgram, LintsForATerminal) {
         << inColour.output;
     EXPECT_TRUE(inColour.output.ends_with("\x1b[1;31m1 finding\x1b[0m\n")) << inColour.output;
     child.environment = {{"NO_COLOR", "1"}};
+    child.columns = 120;
     EXPECT_EQ(child.run(), (Result{1, misspeltReport, ""}));
     child.columns = 40;
     EXPECT_EQ(child.run().output, "standard input:1:11: error: unknown-type\n"
-                                  "    mac[0].type is \"localfirewall\", which\n"
-                                  "    is not a check type: the entry is an\n"
-                                  "    error\n"
+                                  "    mac[0].type is \"localfirewall\",\n"
+                                  "    which is not a check type: the entry\n"
+                                  "    is an error\n"
                                   "    advice: did you mean\n"
                                   "    \"localFirewall\"?\n"
                                   "\n"
@@ -575,7 +576,8 @@ TEST(VELPostureProgram, ParallelRunsShareALogByTheirIdentifiers) {
     for (std::string line; std::getline(lines, line);) {
         const auto object = nlohmann::json::parse(line);
         EXPECT_GE(object.at("level").get<int>(), 1);
-        messages[object.at("run").get<std::string>()].push_back(object.at("message"));
+        messages[object.at("run").get<std::string>()].push_back(
+            object.at("message").get<std::string>());
     }
     ASSERT_EQ(messages.size(), 2U);
     EXPECT_EQ(messages.begin()->second, messages.rbegin()->second);

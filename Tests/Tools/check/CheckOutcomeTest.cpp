@@ -52,7 +52,8 @@ TEST(CheckOutcome, WhatCannotBeToldApartIsAnError) {
     EXPECT_EQ(outcomeOf({{"type", "x"}, {"error", "mine"}, {"pass", false}}, both).kind,
               Kind::fail);
     EXPECT_EQ(outcomeOf(both, VELValue()).kind, Kind::error);
-    EXPECT_EQ(checkOutcomes(resultOf({both}, true), VELValue()).front().kind, Kind::pass)
+    EXPECT_EQ(checkOutcomes(resultOf(VELValue::array({both}), true), VELValue()).front().kind,
+              Kind::pass)
         << "a request that passed has no error";
 }
 
@@ -79,7 +80,7 @@ TEST(CheckOutcome, ExitStatuses) {
         return std::pair(exitStatus(result, VELValue(), false),
                          exitStatus(result, VELValue(), true));
     };
-    EXPECT_EQ(statuses(resultOf({pass}, true)), std::pair(0, 0));
+    EXPECT_EQ(statuses(resultOf(VELValue::array({pass}), true)), std::pair(0, 0));
     EXPECT_EQ(statuses(resultOf({pass, error}, false)), std::pair(1, 3));
     EXPECT_EQ(statuses(resultOf({fail, error}, false)), std::pair(1, 1));
     EXPECT_EQ(statuses({{"error", "why"}}), std::pair(2, 2));

@@ -34,30 +34,30 @@ std::vector<RequestRun> runs() {
             runOf("wrong", "7", R"({"error": "the request is not an object"})")};
 }
 
-TEST(JUnitReport, HasASuitePerRequest) {
-    EXPECT_EQ(
-        junitReport(runs(), "host"),
-        R"(<?xml version="1.0" encoding="UTF-8"?>
+const char* const junit = R"xml(<?xml version="1.0" encoding="UTF-8"?>
 <testsuites name="vel-posture" tests="5" failures="1" errors="2" skipped="0" time="1.500000">
   <testsuite name="a &quot;b&quot;\.json" timestamp="2026-02-28T13:00:00" hostname="host" tests="3" failures="1" errors="1" skipped="0" time="1.500000">
     <testcase name="mac[0] x" classname="a &quot;b&quot;\.json" time="1.000000" />
-    <testcase name="mac[1] y (id: &lt;1&gt;)" classname = "a &quot;b&quot;\.json" time =
-            "0.000500" > <failure message = "did not pass" type = "failure"> id
-        : &lt;
-        1 & gt;
-        ,
-        version : 9 < / failure > </ testcase>
-            <testcase name = "mac[2] z\u0007" classname = "a &quot;b&quot;\.json" time = "0.000000">
-            <error message = "no &amp; \u0007" type = "error"></ error></ testcase></ testsuite>
-            <testsuite name = "identity" timestamp = "2026-02-28T13:00:00" hostname = "host" tests =
-                 "1" failures = "0" errors = "0" skipped = "0" time = "0.000000">
-            <testcase name = "identity" classname = "identity" time = "0.000000" /></ testsuite>
-            <testsuite name = "wrong" timestamp = "2026-02-28T13:00:00" hostname = "host" tests =
-                 "1" failures = "0" errors = "1" skipped = "0" time = "0.000000">
-            <testcase name = "request" classname = "wrong" time = "0.000000">
-            <error message = "the request is not an object" type = "error"></ error></ testcase>
-            </ testsuite></ testsuites>)
-    ");
+    <testcase name="mac[1] y (id: &lt;1>)" classname="a &quot;b&quot;\.json" time="0.000500">
+      <failure message="did not pass" type="failure">id: &lt;1&gt;, version: 9</failure>
+    </testcase>
+    <testcase name="mac[2] z\u0007" classname="a &quot;b&quot;\.json" time="0.000000">
+      <error message="no &amp; \u0007" type="error"></error>
+    </testcase>
+  </testsuite>
+  <testsuite name="identity" timestamp="2026-02-28T13:00:00" hostname="host" tests="1" failures="0" errors="0" skipped="0" time="0.000000">
+    <testcase name="identity" classname="identity" time="0.000000" />
+  </testsuite>
+  <testsuite name="wrong" timestamp="2026-02-28T13:00:00" hostname="host" tests="1" failures="0" errors="1" skipped="0" time="0.000000">
+    <testcase name="request" classname="wrong" time="0.000000">
+      <error message="the request is not an object" type="error"></error>
+    </testcase>
+  </testsuite>
+</testsuites>
+)xml";
+
+TEST(JUnitReport, HasASuitePerRequest) {
+    EXPECT_EQ(junitReport(runs(), "host"), junit);
 }
 
 const char* const metrics =
@@ -86,7 +86,7 @@ vel_posture_check_outcome{request="a \"b\"\\.json",entry="2",type="z\\u0007",id=
 # HELP vel_posture_check_duration_seconds How long the check took.
 # TYPE vel_posture_check_duration_seconds gauge
 vel_posture_check_duration_seconds{request="a \"b\"\\.json",entry="0",type="x",id=""} 1
-vel_posture_check_duration_seconds{request="a \"b\"\\.json",entry="1",type="y",id="id: <1>"} 0.0005
+vel_posture_check_duration_seconds{request="a \"b\"\\.json",entry="1",type="y",id="id: <1>"} 5e-04
 vel_posture_check_duration_seconds{request="a \"b\"\\.json",entry="2",type="z\\u0007",id=""} 0
 # HELP vel_posture_run_timestamp_seconds When the request was run.
 # TYPE vel_posture_run_timestamp_seconds gauge

@@ -15,8 +15,7 @@ namespace {
 /// Where the tokens of a JSON text without errors begin, except commas and colons.
 class TokenOffsets {
 public:
-    explicit TokenOffsets(std::string_view text)
-        : _text(text), _end(text.starts_with("\xEF\xBB\xBF") ? 3 : 0) {}
+    explicit TokenOffsets(std::string_view text) : _text(text) {}
 
     std::size_t next() {
         const std::size_t start =
@@ -44,7 +43,7 @@ private:
     }
 
     std::string_view _text;
-    std::size_t _end;
+    std::size_t _end = 0;
 };
 
 /// Follows the reading events of a text: says where each place begins, and which keys an object has
@@ -181,6 +180,10 @@ void findDuplicateKeys(std::string_view text, FindingList& findings) {
 }
 
 void locateFindings(std::string_view text, std::vector<Finding>& findings) {
+    constexpr std::string_view byteOrderMark = "\xEF\xBB\xBF";
+    if (text.starts_with(byteOrderMark)) {
+        text.remove_prefix(byteOrderMark.size());
+    }
     // Where each place of a finding is; until it is found, where one around it is.
     struct Position {
         std::size_t offset = 0;

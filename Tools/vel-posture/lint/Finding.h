@@ -11,7 +11,7 @@
 
 /// A kind of finding. The codes are stable: scripts and configurations may name them.
 struct FindingRule {
-    const char* code;
+    std::string_view code;
     Severity severity;
 
     friend bool operator==(const FindingRule&, const FindingRule&) = default;

@@ -21,7 +21,7 @@ Colour colourOf(Severity severity) {
 std::string headingOf(const std::string& name, const Finding& finding) {
     return printable(name) + ":" + std::to_string(finding.line) + ":" +
            std::to_string(finding.column) + ": " + nameOf(finding.rule.severity) + ": " +
-           finding.rule.code;
+           std::string(finding.rule.code);
 }
 
 } // namespace
