@@ -6,21 +6,15 @@
 #include "Helpers/Linux/VELFirewallRuleset.h"
 #include "Helpers/Linux/VELFirewalldZones.h"
 #include "Helpers/Linux/VELOutsideInterfaces.h"
-#include "Platform/POSIX/VELDescriptor.h"
 #include "Platform/POSIX/VELFileReader.h"
+#include "Platform/POSIX/VELMonotonicClock.h"
+#include "Platform/POSIX/VELPOSIXTask.h"
 
-#include <algorithm>
-#include <array>
 #include <chrono>
-#include <csignal>
 #include <cstddef>
-#include <fcntl.h>
 #include <filesystem>
 #include <optional>
-#include <poll.h>
-#include <spawn.h>
-#include <sys/wait.h>
-#include <unistd.h>
+#include <thread>
 
 namespace vel {
 namespace {
@@ -28,72 +22,30 @@ namespace {
 constexpr std::size_t maximumRulesetBytes = std::size_t{32} << 20U;
 constexpr auto filterTimeout = std::chrono::seconds(4);
 
-/// Starts a program with its output in `output`, nothing to read, no environment and no voice.
-std::optional<pid_t> start(const std::string& program, const char* form, int output) {
-    posix_spawn_file_actions_t actions;
-    ::posix_spawn_file_actions_init(&actions);
-    ::posix_spawn_file_actions_addopen(&actions, STDIN_FILENO, "/dev/null", O_RDONLY, 0);
-    ::posix_spawn_file_actions_addopen(&actions, STDERR_FILENO, "/dev/null", O_WRONLY, 0);
-    ::posix_spawn_file_actions_adddup2(&actions, output, STDOUT_FILENO);
-    std::array<std::string, 4> words = {program, form, "list", "ruleset"};
-    std::array<char*, 5> arguments = {words[0].data(), words[1].data(), words[2].data(),
-                                      words[3].data(), nullptr};
-    std::array<char*, 1> environment = {nullptr};
-    pid_t processID = -1;
-    const int problem = ::posix_spawn(&processID, program.c_str(), &actions, nullptr,
-                                      arguments.data(), environment.data());
-    ::posix_spawn_file_actions_destroy(&actions);
-    return problem == 0 ? std::optional(processID) : std::nullopt;
-}
-
-/// Reads to the end, no longer than the time-out.
-std::optional<std::string> readInTime(int descriptor, std::chrono::steady_clock::time_point end) {
-    std::string bytes;
-    std::vector<char> buffer(std::size_t{1} << 16U);
-    while (bytes.size() <= maximumRulesetBytes) {
-        const auto left =
-            std::chrono::ceil<std::chrono::milliseconds>(end - std::chrono::steady_clock::now());
-        pollfd ready = {descriptor, POLLIN, 0};
-        if (::poll(&ready, 1, static_cast<int>(std::max(left.count(), std::int64_t{0}))) != 1) {
-            return std::nullopt;
-        }
-        const ssize_t count = ::read(descriptor, buffer.data(), buffer.size());
-        if (count <= 0) {
-            return count == 0 ? std::optional(std::move(bytes)) : std::nullopt;
-        }
-        bytes.append(buffer.data(), static_cast<std::size_t>(count));
-    }
-    return std::nullopt;
-}
-
 /// What the packet filter's program printed, if it ended well: as JSON ("-j"), or as text with the
 /// handles of the rules ("-a").
-std::optional<std::string> listedRuleset(const std::vector<std::string>& programs,
-                                         const char* form) {
-    std::array<int, 2> ends{};
-    if (::pipe2(ends.data(), O_CLOEXEC) != 0) {
-        return std::nullopt;
+std::optional<std::string> listedRuleset(const std::vector<std::string>& programs, const char* form,
+                                         VELTimePoint deadline) {
+    for (const std::string& program : programs) {
+        VELPOSIXTask filter(program, {form, "list", "ruleset"},
+                            {.environment = std::vector<std::string>(),
+                             .usesNullStreams = true,
+                             .outputLimit = maximumRulesetBytes});
+        try {
+            filter.launch();
+        } catch (const VELTaskLaunchFailure&) {
+            continue;
+        }
+        // Read first: it prints more than a pipe holds.
+        auto output = filter.readOutputToEnd(deadline);
+        while (output && filter.isRunning() && monotonicNow() < deadline) {
+            std::this_thread::sleep_for(std::chrono::milliseconds(1));
+        }
+        filter.kill();
+        filter.waitUntilExit();
+        return filter.terminationStatus() == 0 ? output : std::nullopt;
     }
-    VELDescriptor reader(ends[0]);
-    VELDescriptor writer(ends[1]);
-    std::optional<pid_t> processID;
-    for (const auto& program : programs) {
-        processID = processID ? processID : start(program, form, writer.get());
-    }
-    writer.close();
-    auto output = processID
-                      ? readInTime(reader.get(), std::chrono::steady_clock::now() + filterTimeout)
-                      : std::nullopt;
-    reader.close();
-    if (!processID) {
-        return std::nullopt;
-    }
-    if (!output) {
-        ::kill(*processID, SIGKILL);
-    }
-    int status = 0;
-    const bool isReaped = ::waitpid(*processID, &status, 0) == *processID;
-    return isReaped && WIFEXITED(status) && WEXITSTATUS(status) == 0 ? output : std::nullopt;
+    return std::nullopt;
 }
 
 bool isDeniedByUFW(const SystemBus& bus, const std::string& root) {
@@ -111,12 +63,14 @@ bool isDeniedByUFW(const SystemBus& bus, const std::string& root) {
 /// Nullopt when the rules cannot be read.
 std::optional<FirewallState> stateByRules(const FirewallSources& sources,
                                           const std::vector<std::string>& interfaces) {
-    const auto ruleset = listedRuleset(sources.filterPrograms, "-j");
+    const VELTimePoint deadline = monotonicNow() + filterTimeout;
+    const auto ruleset = listedRuleset(sources.filterPrograms, "-j", deadline);
     if (!ruleset) {
         return std::nullopt;
     }
-    const auto listing =
-        hasHiddenMatches(*ruleset) ? listedRuleset(sources.filterPrograms, "-a") : std::nullopt;
+    const auto listing = hasHiddenMatches(*ruleset)
+                             ? listedRuleset(sources.filterPrograms, "-a", deadline)
+                             : std::nullopt;
     const auto inbound = inboundDefault(*ruleset, listing.value_or(""),
                                         {interfaces, !isIPv6SwitchedOff(sources.root)});
     if (!inbound) {

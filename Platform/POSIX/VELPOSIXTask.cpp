@@ -89,6 +89,16 @@ int millisecondsUntil(VELTimePoint deadline) {
     return static_cast<int>(std::min<std::int64_t>(left, INT_MAX));
 }
 
+/// As `posix_spawn` takes them.
+std::vector<char*> pointersTo(std::vector<std::string>& texts) {
+    std::vector<char*> pointers;
+    for (std::string& text : texts) {
+        pointers.push_back(text.data());
+    }
+    pointers.push_back(nullptr);
+    return pointers;
+}
+
 enum class Readiness { bytes, nothingMoreIsWritten, deadline, failure };
 
 Readiness waitForBytes(int descriptor, VELTimePoint deadline) {
@@ -163,7 +173,7 @@ pid_t VELPOSIXTask::spawn(int output) const {
     }
     for (const int stream : {STDIN_FILENO, STDERR_FILENO}) {
         // A tool that starts without a stream would open some other file in its place.
-        if (isClosed(stream)) {
+        if (_options.usesNullStreams || isClosed(stream)) {
             settings.keep(::posix_spawn_file_actions_addopen(&settings.actions, stream, "/dev/null",
                                                              O_RDWR, 0));
         }
@@ -172,18 +182,16 @@ pid_t VELPOSIXTask::spawn(int output) const {
                                                         firstClosed));
     settings.resetSignals();
 
-    std::vector<char*> words;
-    words.push_back(const_cast<char*>(_launchPath.c_str())); // it is not written to
-    for (const std::string& argument : _arguments) {
-        words.push_back(const_cast<char*>(argument.c_str()));
-    }
-    words.push_back(nullptr);
+    std::vector<std::string> words = {_launchPath};
+    words.insert(words.end(), _arguments.begin(), _arguments.end());
+    auto variables = _options.environment.value_or(std::vector<std::string>());
 
     pid_t process = 0;
     if (settings.error == 0) {
-        settings.error =
-            ::posix_spawn(&process, _launchPath.c_str(), &settings.actions, &settings.attributes,
-                          words.data(), vel::child::environment());
+        settings.error = ::posix_spawn(&process, _launchPath.c_str(), &settings.actions,
+                                       &settings.attributes, pointersTo(words).data(),
+                                       _options.environment ? pointersTo(variables).data()
+                                                            : vel::child::environment());
     }
     if (settings.error != 0) {
         failLaunch("Couldn't posix_spawn", settings.error);
@@ -239,16 +247,26 @@ bool VELPOSIXTask::isRunning() const {
     return runsNow();
 }
 
+void VELPOSIXTask::sendSignal(int signal) const {
+    if (!_handle || !vel::child::sendSignal(_handle, signal)) {
+        ::kill(_process, signal);
+    }
+}
+
 void VELPOSIXTask::terminate() {
     const std::scoped_lock lock(_mutex);
     if (!runsNow()) {
         return;
     }
     // A stopped process takes notice of the first signal when the second lets it continue.
-    for (const int signal : {SIGTERM, SIGCONT}) {
-        if (!_handle || !vel::child::sendSignal(_handle, signal)) {
-            ::kill(_process, signal);
-        }
+    sendSignal(SIGTERM);
+    sendSignal(SIGCONT);
+}
+
+void VELPOSIXTask::kill() {
+    const std::scoped_lock lock(_mutex);
+    if (runsNow()) {
+        sendSignal(SIGKILL);
     }
 }
 
@@ -290,7 +308,8 @@ std::optional<std::string> VELPOSIXTask::readOutputToEnd(VELTimePoint deadline) 
         if (count == 0) {
             return bytes;
         }
-        if (count < 0 || (readiness == Readiness::bytes && vel::monotonicNow() >= deadline)) {
+        if (count < 0 || bytes.size() > _options.outputLimit ||
+            (readiness == Readiness::bytes && vel::monotonicNow() >= deadline)) {
             break;
         }
     }

@@ -5,6 +5,8 @@
 #include "Platform/VELTask.h"
 
 #include <csignal>
+#include <cstddef>
+#include <limits>
 #include <memory>
 #include <mutex>
 #include <sys/types.h>
@@ -28,9 +30,18 @@ public:
         /// not open makes the launch fail.
         std::shared_ptr<const VELDescriptor> inherited = nullptr;
 
+        /// "NAME=value" each; absent: the host's environment.
+        std::optional<std::vector<std::string>> environment = std::nullopt;
+
         /// Off: the child is signalled and waited for by its number, as on a machine that has no
         /// handles for processes.
         bool usesProcessHandle = true;
+
+        /// On: standard input and standard error are /dev/null, whatever the host's are.
+        bool usesNullStreams = false;
+
+        /// Output of more bytes than this is not read to its end.
+        std::size_t outputLimit = std::numeric_limits<std::size_t>::max();
     };
 
     VELPOSIXTask(std::string launchPath, std::vector<std::string> arguments);
@@ -43,6 +54,8 @@ public:
     void launch() override;
     [[nodiscard]] bool isRunning() const override;
     void terminate() override;
+    /// As `terminate`, with a signal that no process can ignore.
+    void kill();
     void waitUntilExit() override;
     [[nodiscard]] std::int32_t terminationStatus() const override;
 
@@ -54,6 +67,7 @@ public:
 
 private:
     [[nodiscard]] pid_t spawn(int output) const;
+    void sendSignal(int signal) const;
     [[nodiscard]] bool runsNow() const;
     int wait(siginfo_t& information, int options) const;
     void reap(int options);

@@ -363,11 +363,22 @@ TEST_F(FirewallWithAProgram, WhatFailsIsNoAnswer) {
     EXPECT_EQ(state(denying + "kill -9 $$"), unknown);
     EXPECT_EQ(state("echo '{\"nftables\":'"), unknown);
     EXPECT_EQ(state(""), unknown);
-    EXPECT_EQ(state("exec /bin/sleep 100"), unknown);
     EXPECT_EQ(state("exec /bin/cat /dev/zero"), unknown);
     EXPECT_EQ(runProgram({toolProgram("firewall-state"), "--getglobalstate", "--nft",
                           "/nonexistent", "--bus", "unix:path=/nonexistent"}),
               unknown);
+}
+
+TEST_F(FirewallWithAProgram, AHungProgramIsKilled) {
+    const std::string record = _folder.path() + "/number";
+    const std::string hang = "echo $$ > " + record + "\ntrap '' TERM\n";
+    for (const char* output : {"", "echo '{\"nftables\": []}'; exec >&-\n"}) {
+        EXPECT_EQ(state(hang + output + "exec /bin/sleep 86399"), unknown);
+        std::string number = readTestFile(record);
+        number.resize(number.find('\n'));
+        EXPECT_EQ(readTestFile("/proc/" + number + "/cmdline").find("86399"), std::string::npos)
+            << number;
+    }
 }
 
 TEST_F(FirewallWithAProgram, LargeRulesetsAreReadWhole) {

@@ -4,6 +4,7 @@
 #include "Platform/POSIX/VELPOSIXTask.h"
 #include "Classes/Mac/NSTask+Timeout.h"
 #include "Platform/Linux/VELLinuxPlatform.h"
+#include "Platform/POSIX/VELMonotonicClock.h"
 #include "Tests/Support/ProcessResources.h"
 #include "Tests/Support/TaskTool.h"
 
@@ -270,5 +271,52 @@ std::string nameOf(const ::testing::TestParamInfo<bool>& usesHandle) {
 
 INSTANTIATE_TEST_SUITE_P(Children, VELPOSIXTaskTest, ::testing::Bool(), nameOf);
 INSTANTIATE_TEST_SUITE_P(Children, LaunchFailure, ::testing::Bool(), nameOf);
+
+/// What a shell script printed, started with these options; nothing when it could not be read.
+std::optional<std::string> outputOf(const std::string& script, VELPOSIXTask::Options options) {
+    VELPOSIXTask task("/bin/sh", {"-c", script}, std::move(options));
+    task.launch();
+    auto output = task.readOutputToEnd(vel::monotonicNow() + 60s);
+    task.kill();
+    task.waitUntilExit();
+    return output;
+}
+
+TEST(VELPOSIXTaskOptions, TheEnvironmentIsTheOneGiven) {
+    const std::string script = "echo \"[$VEL_ONE] [$VEL_TWO] [$HOME]\"";
+    EXPECT_EQ(
+        outputOf(script, {.environment = std::vector<std::string>{"VEL_ONE=1", "VEL_TWO=a b"}}),
+        "[1] [a b] []\n");
+    EXPECT_EQ(outputOf(script, {.environment = std::vector<std::string>()}), "[] [] []\n");
+    const char* home = std::getenv("HOME");
+    EXPECT_EQ(outputOf(script, {}), "[] [] [" + std::string(home == nullptr ? "" : home) + "]\n");
+}
+
+TEST(VELPOSIXTaskOptions, NullStreamsReachNobody) {
+    EXPECT_EQ(
+        outputOf("readlink /proc/self/fd/0; readlink /proc/$$/fd/2", {.usesNullStreams = true}),
+        "/dev/null\n/dev/null\n");
+}
+
+TEST(VELPOSIXTaskOptions, OutputIsReadUpToTheLimit) {
+    const auto bytes = [](int count) {
+        return "head -c " + std::to_string(count) + " /dev/zero | tr '\\0' x";
+    };
+    EXPECT_EQ(outputOf(bytes(200'000), {.outputLimit = 200'000}), std::string(200'000, 'x'));
+    EXPECT_EQ(outputOf(bytes(200'001), {.outputLimit = 200'000}), std::nullopt);
+    EXPECT_EQ(outputOf("exec cat /dev/zero", {.outputLimit = 200'000}), std::nullopt);
+}
+
+TEST(VELPOSIXTaskOptions, AToolThatIgnoresTheRequestIsKilled) {
+    VELPOSIXTask task("/bin/sh", {"-c", "trap '' TERM; echo ready; exec >&-; exec sleep 86399"});
+    task.kill(); // nothing runs yet
+    task.launch();
+    EXPECT_EQ(task.readOutputToEnd(vel::monotonicNow() + 60s), "ready\n");
+    task.terminate();
+    task.kill();
+    task.waitUntilExit();
+    EXPECT_EQ(task.terminationStatus(), SIGKILL);
+    task.kill(); // nor any more
+}
 
 } // namespace
