@@ -74,7 +74,8 @@ endif()
 install(FILES ${VEL_NOTICES} DESTINATION ${VEL_NOTICES_DIRECTORY} COMPONENT library)
 install(FILES Documentation/requests.md Documentation/checks.md Documentation/errors.md
               Documentation/running.md Documentation/rolling-out.md Documentation/linux-sources.md
-              Documentation/linux-volumes.md Documentation/threat-model.md
+              Documentation/linux-volumes.md Documentation/certificate-forms.md
+              Documentation/threat-model.md
     DESTINATION ${VEL_TOOLS_PAGES_DIRECTORY} COMPONENT tools)
 install(FILES Documentation/host-developer.md Documentation/mac.md
     DESTINATION ${VEL_DEVELOPMENT_PAGES_DIRECTORY} COMPONENT development)
