@@ -197,7 +197,8 @@ TEST(XMLPropertyList, ReadsDictionaries) {
          R"({"a":"2"})"},
         {"<dict><key>a</key><dict><key>b</key><array><dict/></array></dict></dict>",
          R"({"a":{"b":[{}]}})"},
-        {"<dict><key>CF$UID</key><integer>3</integer></dict>", R"({"CF$UID":3})"},
+        {"<dict><key>a</key><dict><key>CF$UID</key><integer>3</integer></dict></dict>",
+         R"({"a":{"CF$UID":3}})"},
     });
 }
 
