@@ -1,21 +1,37 @@
 // SPDX-License-Identifier: Apache-2.0
 #pragma once
 
+#include "Base/VELMoment.h"
 #include "Platform/Linux/VELLinuxPlatform.h"
+#include "Platform/POSIX/VELPOSIXTask.h"
 #include "Platform/Simulated/VELSimulatedPlatform.h"
 #include "Tests/Support/MadeMachine.h"
+#include "Tests/Support/MadeTokens.h"
 #include "Tests/Support/PropertyListText.h"
+#include "Tests/Support/TaskTool.h"
 #include "Tests/Support/TemporaryFolder.h"
 
+#include <chrono>
+#include <filesystem>
 #include <gtest/gtest.h>
+#include <memory>
+#include <optional>
 #include <string>
 #include <string_view>
+#include <thread>
+#include <utility>
+#include <vector>
 
 /// Machines whose state a contract suite sets, one for each platform that runs here. They differ in
-/// how the state is installed and in nothing that a suite asserts.
+/// how the state is installed and in nothing that a suite asserts. A further platform joins every
+/// suite with one more class, named in `ContractMachines`.
 
 class SimulatedMachine {
 public:
+    static constexpr const char* name = "Simulated";
+
+    SimulatedMachine() { setDate("2030-01-01T00:00:00Z"); }
+
     [[nodiscard]] const VELPlatform& platform() const { return _platform; }
 
     void setProductVersion(const std::string& version) { _platform.productVersionRecord = version; }
@@ -53,17 +69,50 @@ public:
     }
     void loseMountTable() { _platform.disks.mounts.reset(); }
 
+    /// The keychain, with what was added to it until now.
+    const VELKeychain& keychain() { return _platform.keychain(); }
+    /// When certificates are valid; in the year 2030 until this is called.
+    void setDate(const char* date) {
+        _platform.keychainStore.date = vel::momentOfText(date).value();
+    }
+    void addCertificate(const std::string& der) {
+        _platform.keychainStore.certificateList.push_back(der);
+    }
+    /// Adds a certificate and its key.
+    void addIdentity(const std::string& der) {
+        addCertificate(der);
+        _platform.keychainStore.identityList.push_back({.certificate = der});
+    }
+    /// Makes every query of the keychain fail as an internal component does.
+    void loseKeychain() {
+        _platform.keychainStore.certificatesStatus = VELSecurityStatus::internalComponent;
+        _platform.keychainStore.identitiesStatus = VELSecurityStatus::internalComponent;
+    }
+
+    /// A task for a tool that runs as `run` says (its command is chosen here).
+    std::shared_ptr<VELTask> task(VELSimulatedRun run) {
+        const std::string number = std::to_string(_platform.tools.size());
+        run.command = {"/tool", number};
+        _platform.tools.push_back(std::move(run));
+        return _platform.task("/tool", {number}, nullptr);
+    }
+    void passTime(std::chrono::nanoseconds duration) const { _platform.advanceTime(duration); }
+    /// Passes time until the tool launched last is ready to be asked to end.
+    void awaitTool() const {}
+
 private:
     VELSimulatedPlatform _platform;
 };
 
 class LinuxMachine {
 public:
-    LinuxMachine() {
+    static constexpr const char* name = "Linux";
+
+    explicit LinuxMachine(bool usesProcessHandle = true) : _usesProcessHandle(usesProcessHandle) {
         _volumes.disk("8:0", "pci0000:00/0000:00:1f.2/ata1/host0/target0:0:0/0:0:0:0/block/sda");
     }
 
-    [[nodiscard]] const VELPlatform& platform() const { return _platform; }
+    [[nodiscard]] const VELPlatform& platform() const { return *_platform; }
 
     void setProductVersion(const std::string& version) {
         _root.write("etc/os-release", "NAME=Sample\nVERSION_ID='" + version + "'\n");
@@ -93,6 +142,46 @@ public:
     }
     void loseMountTable() { _volumes.writeMountInfo("lost\n"); }
 
+    /// Keys are on another token than the certificates of others.
+    const VELKeychain& keychain() {
+        if (!_tokensAreMade) {
+            tokens().make("token certificates\n" + _certificateLines + "token identities\n" +
+                          _identityLines);
+            _tokensAreMade = true;
+        }
+        return _platform->keychain();
+    }
+    void setDate(const char* date) { _date = vel::momentOfText(date).value(); }
+    void addCertificate(const std::string& der) {
+        _certificateLines += tokens().certificateLine(nextIdentifier(), der);
+    }
+    void addIdentity(const std::string& der) {
+        const std::string identifier = nextIdentifier();
+        _identityLines += tokens().certificateLine(identifier, der) + "private-key " + identifier +
+                          " hidden\npublic-key " + identifier + "\n";
+    }
+    void loseKeychain() { _platform = madePlatform(VEL_FAULTY_MODULE); }
+
+    std::shared_ptr<VELTask> task(const VELSimulatedRun& run) {
+        std::vector<std::string> arguments = taskToolCommand(run);
+        arguments.erase(arguments.begin());
+        arguments.insert(arguments.end(), {"--ready-file", readyFile()});
+        if (_usesProcessHandle) {
+            return _platform->task(VEL_TASK_TOOL, std::move(arguments), nullptr);
+        }
+        VELPOSIXTask::Options options;
+        options.usesProcessHandle = false;
+        return std::make_shared<VELPOSIXTask>(VEL_TASK_TOOL, std::move(arguments), options);
+    }
+    void passTime(std::chrono::nanoseconds duration) const {
+        std::this_thread::sleep_for(duration);
+    }
+    void awaitTool() const {
+        while (!std::filesystem::exists(readyFile())) {
+            passTime(std::chrono::milliseconds(10));
+        }
+    }
+
 private:
     static std::string escaped(std::string mountPoint) {
         for (std::size_t space = 0; (space = mountPoint.find(' ')) != std::string::npos;) {
@@ -101,25 +190,62 @@ private:
         return mountPoint;
     }
 
+    /// In the order of the alphabet, as the tokens answer.
+    std::string nextIdentifier() { return "id" + std::to_string(++_identifiers); }
+
+    /// Made when a suite first wants tokens.
+    MadeTokens& tokens() {
+        if (_tokens == nullptr) {
+            _tokens = std::make_unique<MadeTokens>();
+        }
+        return *_tokens;
+    }
+
+    [[nodiscard]] std::string readyFile() const { return _root.path() + "/ready"; }
+
+    /// A platform whose keychain is that of one PKCS#11 module.
+    std::unique_ptr<const VELPlatform> madePlatform(const std::string& module) {
+        const auto clock = [this] { return _date; };
+        return std::make_unique<const VELLinuxPlatform>(
+            VELLinuxProductVersion(_root.path()),
+            VELLinuxSerialNumber(_root.path(), [] { return std::optional<std::string>(); }),
+            VELLinuxPreferences(_root.path(),
+                                [this] { return std::optional(_root.path() + "/user"); }),
+            VELPOSIXFiles(_root.path()),
+            VELLinuxDisks(
+                {.root = _volumes.root(),
+                 .udevProperty = [](unsigned, unsigned, const char*) { return std::nullopt; }}),
+            keychainOfModule(module, clock), VELX509Certificates(clock));
+    }
+
+    const bool _usesProcessHandle;
     MadeMachine _volumes;
     TemporaryFolder _root;
-    VELLinuxPlatform _platform{
-        VELLinuxProductVersion(_root.path()),
-        VELLinuxSerialNumber(_root.path(), [] { return std::optional<std::string>(); }),
-        VELLinuxPreferences(_root.path(), [this] { return std::optional(_root.path() + "/user"); }),
-        VELPOSIXFiles(_root.path()),
-        VELLinuxDisks(
-            {.root = _volumes.root(),
-             .udevProperty = [](unsigned, unsigned, const char*) { return std::nullopt; }})};
+    std::unique_ptr<MadeTokens> _tokens;
+    std::string _certificateLines;
+    std::string _identityLines;
+    int _identifiers = 100;
+    bool _tokensAreMade = false;
+    VELMoment _date = vel::momentOfText("2030-01-01T00:00:00Z").value();
+    std::unique_ptr<const VELPlatform> _platform = madePlatform(MadeTokens::module());
+};
+
+/// The same on a system that has no handles for processes.
+class LinuxMachineWithoutProcessHandles : public LinuxMachine {
+public:
+    static constexpr const char* name = "LinuxWithoutProcessHandles";
+
+    LinuxMachineWithoutProcessHandles() : LinuxMachine(false) {}
 };
 
 using ContractMachines = ::testing::Types<SimulatedMachine, LinuxMachine>;
+/// For the suites of tasks.
+using TaskContractMachines =
+    ::testing::Types<SimulatedMachine, LinuxMachine, LinuxMachineWithoutProcessHandles>;
 
 class ContractMachineNames {
 public:
-    template <typename Machine> static std::string GetName(int /*index*/) {
-        return std::is_same_v<Machine, SimulatedMachine> ? "Simulated" : "Linux";
-    }
+    template <typename Machine> static std::string GetName(int /*index*/) { return Machine::name; }
 };
 
 template <typename Machine> class PlatformContract : public ::testing::Test {

@@ -1,10 +1,8 @@
 // SPDX-License-Identifier: Apache-2.0
 #include "Platform/VELKeychain.h"
 
-#include "Base/VELMoment.h"
-#include "Platform/Simulated/VELSimulatedCertificates.h"
+#include "Tests/Platform/ContractMachines.h"
 #include "Tests/Support/CertificateWorkshop.h"
-#include "Tests/Support/MadeTokens.h"
 #include "Tests/Support/SecurityStatus.h"
 
 #include <gtest/gtest.h>
@@ -21,83 +19,6 @@ namespace {
 using Certificates = std::vector<std::string>;
 using Names = std::optional<std::vector<std::string>>;
 
-/// Keychains whose contents the suite sets. They differ in how that is done, and in nothing that
-/// the suite asserts.
-class SimulatedKeychainMachine {
-public:
-    SimulatedKeychainMachine() { setDate("2030-01-01T00:00:00Z"); }
-
-    [[nodiscard]] const VELKeychain& keychain() const { return _keychain; }
-    [[nodiscard]] const VELCertificates& certificates() const { return _certificates; }
-
-    void setDate(const char* date) { _keychain.date = vel::momentOfText(date).value(); }
-    void addCertificate(const std::string& der) { _keychain.certificateList.push_back(der); }
-    void addIdentity(const std::string& der) {
-        _keychain.certificateList.push_back(der);
-        _keychain.identityList.push_back({.certificate = der});
-    }
-    void fail() {
-        _keychain.certificatesStatus = VELSecurityStatus::internalComponent;
-        _keychain.identitiesStatus = VELSecurityStatus::internalComponent;
-    }
-
-private:
-    VELSimulatedKeychain _keychain;
-    VELSimulatedCertificates _certificates{_keychain};
-};
-
-/// Keys are on another token than the certificates of others.
-class LinuxKeychainMachine {
-public:
-    const VELKeychain& keychain() {
-        if (!_isMade) {
-            _tokens.make("token certificates\n" + _certificateLines + "token identities\n" +
-                         _identities);
-            _isMade = true;
-        }
-        return _keychain;
-    }
-
-    [[nodiscard]] const VELCertificates& certificates() const { return _certificates; }
-
-    void setDate(const char* date) { _date = vel::momentOfText(date).value(); }
-    void addCertificate(const std::string& der) {
-        _certificateLines += _tokens.certificateLine(nextIdentifier(), der);
-    }
-    void addIdentity(const std::string& der) {
-        const std::string identifier = nextIdentifier();
-        _identities += _tokens.certificateLine(identifier, der) + "private-key " + identifier +
-                       " hidden\npublic-key " + identifier + "\n";
-    }
-    void fail() { _keychain = keychainOfModule(VEL_FAULTY_MODULE, clock()); }
-
-private:
-    /// In the order of the alphabet, as the tokens answer.
-    std::string nextIdentifier() { return "id" + std::to_string(++_count); }
-
-    VELX509Trust::Clock clock() {
-        return [this] { return _date; };
-    }
-
-    MadeTokens _tokens;
-    std::string _certificateLines;
-    std::string _identities;
-    int _count = 100;
-    bool _isMade = false;
-    VELMoment _date = vel::momentOfText("2030-01-01T00:00:00Z").value();
-    VELLinuxKeychain _keychain = keychainOfModule(MadeTokens::module(), clock());
-    VELX509Certificates _certificates{clock()};
-};
-
-using KeychainMachines = testing::Types<SimulatedKeychainMachine, LinuxKeychainMachine>;
-
-class KeychainMachineNames {
-public:
-    template <typename Machine> static std::string GetName(int /*index*/) {
-        return std::is_same_v<Machine, SimulatedKeychainMachine> ? "Simulated" : "Linux";
-    }
-};
-
 /// The summaries of the identities that an issuer finds, or the status.
 Certificates summariesOf(const VELKeychain::IdentitiesResult& found) {
     Certificates summaries;
@@ -113,10 +34,10 @@ Certificates summariesOf(const VELKeychain::IdentitiesResult& found) {
     return summaries;
 }
 
-template <typename Machine> class KeychainContract : public testing::Test {
+template <typename Machine> class KeychainContract : public PlatformContract<Machine> {
 protected:
-    const VELKeychain& keychain() { return machine.keychain(); }
-    const VELCertificates& certificates() { return machine.certificates(); }
+    const VELKeychain& keychain() { return this->machine.keychain(); }
+    const VELCertificates& certificates() { return this->machine.platform().certificates(); }
 
     std::string subjectOf(const std::string& der) {
         return certificates().parseCertificate(der)->normalizedSubject().value();
@@ -147,10 +68,9 @@ protected:
         return error->domain() + " " + std::to_string(error->code()) + " " + error->message();
     }
 
-    Machine machine;
     CertificateWorkshop workshop;
 };
-TYPED_TEST_SUITE(KeychainContract, KeychainMachines, KeychainMachineNames);
+TYPED_TEST_SUITE(KeychainContract, ContractMachines, ContractMachineNames);
 
 TYPED_TEST(KeychainContract, NothingIsNotFound) {
     const auto certificates = this->keychain().certificates(1000);
@@ -416,7 +336,7 @@ TYPED_TEST(KeychainContract, AQueryThatFailsAnswersItsStatusAndNothingElse) {
     const std::string root = this->workshop.makeAuthority("Root");
     this->machine.addIdentity(root);
     EXPECT_EQ(this->keychain().certificates(9).status, 0);
-    this->machine.fail();
+    this->machine.loseKeychain();
     const auto certificates = this->keychain().certificates(9);
     EXPECT_EQ(certificates.status, -2070);
     EXPECT_TRUE(certificates.certificates.empty());
