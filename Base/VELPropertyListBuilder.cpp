@@ -9,12 +9,12 @@ namespace vel {
 
 PropertyListBuilder::Next PropertyListBuilder::next() const {
     if (_open.empty()) {
-        return _hasRoot ? Next::Nothing : Next::Root;
+        return _hasRoot ? Next::nothing : Next::root;
     }
     if (_open.back()->is_array()) {
-        return Next::Element;
+        return Next::element;
     }
-    return _member == nullptr ? Next::Key : Next::Member;
+    return _member == nullptr ? Next::key : Next::member;
 }
 
 bool PropertyListBuilder::addKey(std::string name) {

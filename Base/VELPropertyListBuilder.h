@@ -32,11 +32,11 @@ class PropertyListBuilder {
 public:
     /// What may come next.
     enum class Next {
-        Root,    // the root value
-        Element, // of the open array: another value, or its end
-        Key,     // of the open dictionary: another key, or its end
-        Member,  // the value of the key that came last
-        Nothing, // the root is complete
+        root,    // the root value
+        element, // of the open array: another value, or its end
+        key,     // of the open dictionary: another key, or its end
+        member,  // the value of the key that came last
+        nothing, // the root is complete
     };
 
     [[nodiscard]] Next next() const;

@@ -1,5 +1,6 @@
 // SPDX-License-Identifier: Apache-2.0
 #include "Base/VELBase64.h"
+#include "Base/VELNumber.h"
 #include "Base/VELPropertyListBuilder.h"
 #include "Base/VELText.h"
 
@@ -22,7 +23,18 @@ namespace {
 
 using Next = PropertyListBuilder::Next;
 
-enum class Element { Dictionary, Array, Key, String, Integer, Real, Date, Data, True, False };
+enum class Element {
+    dictionary,
+    array,
+    key,
+    string,
+    integer,
+    real,
+    date,
+    data,
+    trueValue,
+    falseValue
+};
 
 struct ElementName {
     std::string_view name;
@@ -30,11 +42,11 @@ struct ElementName {
 };
 
 constexpr std::array elementNames = {
-    ElementName{"dict", Element::Dictionary}, ElementName{"array", Element::Array},
-    ElementName{"key", Element::Key},         ElementName{"string", Element::String},
-    ElementName{"integer", Element::Integer}, ElementName{"real", Element::Real},
-    ElementName{"date", Element::Date},       ElementName{"data", Element::Data},
-    ElementName{"true", Element::True},       ElementName{"false", Element::False},
+    ElementName{"dict", Element::dictionary}, ElementName{"array", Element::array},
+    ElementName{"key", Element::key},         ElementName{"string", Element::string},
+    ElementName{"integer", Element::integer}, ElementName{"real", Element::real},
+    ElementName{"date", Element::date},       ElementName{"data", Element::data},
+    ElementName{"true", Element::trueValue},  ElementName{"false", Element::falseValue},
 };
 
 std::optional<Element> elementNamed(std::string_view name) {
@@ -97,16 +109,16 @@ std::errc readReal(std::string_view text, VELValue& value) {
     if (text.starts_with('+') && !text.starts_with("+-")) {
         text.remove_prefix(1);
     }
+    const std::string name = lowercase(text.substr(text.starts_with('-') ? 1 : 0));
+    if (name == "inf" || name == "infinity" || name == "nan") {
+        return std::errc::result_out_of_range;
+    }
     double real = 0;
-    const auto [end, failure] = std::from_chars(text.data(), text.data() + text.size(), real);
-    if (end != text.data() + text.size()) {
-        return std::errc::invalid_argument;
+    const std::errc failure = readDecimal(text, real);
+    if (failure == std::errc{}) {
+        value = real;
     }
-    if (failure != std::errc{}) {
-        return failure;
-    }
-    value = real;
-    return std::isfinite(real) ? std::errc{} : std::errc::result_out_of_range;
+    return failure;
 }
 
 /// The number that two digits write, or one that stands in no date.
@@ -234,20 +246,20 @@ void XMLReader::start(std::string_view name) {
     if (!element) {
         return fail("the unknown element " + inQuotes(name));
     }
-    if (_builder.next() == Next::Nothing) {
+    if (_builder.next() == Next::nothing) {
         return fail("more than one value");
     }
-    if ((_builder.next() == Next::Key) != (element == Element::Key)) {
+    if ((_builder.next() == Next::key) != (element == Element::key)) {
         return fail("the element " + inQuotes(name) +
-                    (element == Element::Key ? " where a value belongs" : " where a key belongs"));
+                    (element == Element::key ? " where a value belongs" : " where a key belongs"));
     }
     startValue(*element);
 }
 
 void XMLReader::startValue(Element element) {
-    if (element == Element::Dictionary) {
+    if (element == Element::dictionary) {
         require(_builder.open(VELValue::object()));
-    } else if (element == Element::Array) {
+    } else if (element == Element::array) {
         require(_builder.open(VELValue::array()));
     } else {
         _element = element;
@@ -269,33 +281,33 @@ void XMLReader::end() {
 
 void XMLReader::endDictionaryOrArray() {
     switch (_builder.next()) {
-    case Next::Root:
+    case Next::root:
         return fail("no value");
-    case Next::Member:
+    case Next::member:
         return fail("a key without a value");
-    case Next::Nothing: // the end of the property list
+    case Next::nothing: // the end of the property list
         return;
-    case Next::Key:
-    case Next::Element:
+    case Next::key:
+    case Next::element:
         return _builder.close();
     }
 }
 
 void XMLReader::endText(Element element) {
     switch (element) {
-    case Element::Key:
+    case Element::key:
         return require(_builder.addKey(std::exchange(_text, {})));
-    case Element::String:
+    case Element::string:
         return require(_builder.add(std::exchange(_text, {})));
-    case Element::True:
-    case Element::False:
-        return require(_builder.add(element == Element::True));
-    case Element::Date: {
+    case Element::trueValue:
+    case Element::falseValue:
+        return require(_builder.add(element == Element::trueValue));
+    case Element::date: {
         const auto text = withoutSurroundingSpace(_text);
         return isDate(text) ? require(_builder.add(text))
                             : fail("the invalid date " + inQuotes(_text), _elementLine);
     }
-    case Element::Data: {
+    case Element::data: {
         const auto bytes = bytesOfBase64(_text);
         return bytes ? require(_builder.add(base64Text(*bytes)))
                      : fail("data that are not base64", _elementLine);
@@ -306,10 +318,10 @@ void XMLReader::endText(Element element) {
 }
 
 void XMLReader::endNumber(Element element, std::string_view text) {
-    const std::string_view kind = element == Element::Integer ? "integer " : "real ";
+    const std::string_view kind = element == Element::integer ? "integer " : "real ";
     VELValue value;
     const std::errc failure =
-        element == Element::Integer ? readInteger(text, value) : readReal(text, value);
+        element == Element::integer ? readInteger(text, value) : readReal(text, value);
     if (failure == std::errc::result_out_of_range) {
         return fail("the " + std::string(kind) + inQuotes(text) + " out of range", _elementLine);
     }
@@ -323,7 +335,7 @@ void XMLReader::characters(std::string_view text) {
     if (hasFailed()) {
         return;
     }
-    if (_element && _element != Element::True && _element != Element::False) {
+    if (_element && _element != Element::trueValue && _element != Element::falseValue) {
         _text += text;
     } else if (const auto stray = withoutSurroundingSpace(text); !stray.empty()) {
         fail("the text " + inQuotes(stray) + " where none belongs");

@@ -10,7 +10,7 @@
 
 #include <algorithm>
 #include <array>
-#include <charconv>
+#include <cstdio>
 #include <string_view>
 #include <utility>
 #include <vector>
@@ -42,9 +42,9 @@ Colour colourOf(Kind kind) {
 
 std::string millisecondsText(double milliseconds) {
     std::array<char, 400> digits{}; // the largest double has 309 before its point
-    const auto end = std::to_chars(digits.data(), digits.data() + digits.size(), milliseconds,
-                                   std::chars_format::fixed, 3);
-    return {digits.data(), end.ptr};
+    // The program never leaves the C locale.
+    std::snprintf(digits.data(), digits.size(), "%.3f", milliseconds);
+    return digits.data();
 }
 
 std::string shown(const VELValue& value) {

@@ -1,0 +1,14 @@
+// SPDX-License-Identifier: Apache-2.0
+#pragma once
+
+#include <string_view>
+#include <system_error>
+
+namespace vel {
+
+/// Reads the whole of `text` as a decimal number, whatever the locale: digits with an optional
+/// minus sign, decimal point and exponent. `invalid_argument` if it is none; `result_out_of_range`
+/// if it is too large for a double, or too small and not zero. `number` is set on success alone.
+std::errc readDecimal(std::string_view text, double& number);
+
+} // namespace vel
