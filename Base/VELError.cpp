@@ -9,14 +9,12 @@
 
 #include <utility>
 
+// Here, not beside the functions of the header: reading an error needs it.
+const char* const kUnlocalizedDescriptionKey = "com.vel.posturecheck.unlocalized-description";
+
 namespace {
 
 constexpr const char* localizedDescriptionKey = "NSLocalizedDescription";
-
-const std::string* textUnder(const VELDictionary& userInfo, const char* key) {
-    const VELValue* value = vel::valueUnder(key, userInfo);
-    return value != nullptr ? value->get_ptr<const std::string*>() : nullptr;
-}
 
 } // namespace
 
@@ -56,8 +54,8 @@ std::string VELError::description() const {
 
 std::string VELError::message() const {
     for (const char* key : {kUnlocalizedDescriptionKey, localizedDescriptionKey}) {
-        if (const std::string* text = textUnder(userInfo(), key)) {
-            return *text;
+        if (const VELValue* value = vel::valueUnder(key, userInfo())) {
+            return vel::validUTF8(vel::displayText(*value));
         }
     }
     return description();

@@ -39,7 +39,7 @@ public:
     /// The pattern as a regular expression, without anchors.
     static std::string convertWildcardToRegex(std::string_view pattern);
 
-    /// Whether the pattern is valid and fits anywhere in the domain, letter case aside. The empty
+    /// Whether the pattern is valid and fits anywhere in the domain, ignoring case. The empty
     /// pattern fits nowhere. `error` is never written.
     static bool doesWildcard(std::string_view pattern, std::string_view domain,
                              std::optional<VELError>* error);

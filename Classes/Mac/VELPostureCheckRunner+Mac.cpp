@@ -1,6 +1,7 @@
 // SPDX-License-Identifier: Apache-2.0
 #include "Classes/Mac/VELPostureCheckRunner+Mac.h"
 
+#include "Base/VELDuration.h"
 #include "Base/VELJSON.h"
 #include "Base/VELText.h"
 #include "Classes/Mac/VELCertificateCheck.h"
@@ -16,6 +17,48 @@
 #include <nlohmann/json.hpp>
 
 #include <utility>
+
+namespace {
+
+double timestamp(const VELPlatform& platform) {
+    return vel::seconds(platform.ticks().time_since_epoch());
+}
+
+/// The values that an identity request names.
+VELDictionary collectIdentity(const VELDictionary& request, const VELPlatform& platform) {
+    constexpr const char* function =
+        "-[VELPostureCheckRunner runGetIdentityParametersFromDictionary:]";
+    VELDTLogger::logMessageWithLevel(VELLogLevel::information, function,
+                                     "Input JSON with parameters: %@", request);
+    const VELValue* names = vel::valueUnder(kIDParams, request);
+    if (names == nullptr) {
+        VELDTLogger::logMessageWithLevel(VELLogLevel::error, function, "Input JSON is empty");
+        return VELValue::object();
+    }
+
+    VELDictionary values = VELValue::object();
+    const double start = timestamp(platform);
+    for (const VELValue& element : *names) {
+        const std::string name = vel::lowercase(element.get_ref<const std::string&>());
+        if (name == kMacSerialNumberKey) {
+            if (auto serialNumber = VELDeviceIDsInterface::getMacSerialNumber(platform)) {
+                values[kMacSerialNumberKey] = *std::move(serialNumber);
+            } else {
+                values.erase(kMacSerialNumberKey);
+            }
+        } else if (name == kDeviceIDKey) {
+            values[kDeviceIDKey] = VELDeviceIDsInterface::getMacDeviceID(platform);
+        }
+    }
+    const double duration = (timestamp(platform) - start) * 1000.0;
+
+    VELDictionary result = VELValue::object();
+    result[kIDParams] = std::move(values);
+    result["metrics"]["total_ms"] = duration;
+    return result;
+}
+
+} // namespace
 
 VELPostureCheckCatalogue
 macPostureCheckCatalogue(const std::shared_ptr<const VELPlatform>& platform) {
@@ -36,7 +79,7 @@ std::unique_ptr<VELPostureCheckRunner> VELPlatformRunnerFactory::runner(
     std::shared_ptr<VELHostLogger> logger, std::shared_ptr<const VELPlatform> platform) {
     return std::unique_ptr<VELPostureCheckRunner>(
         new VELPostureCheckRunner(std::move(platformIdentifier), std::move(postureChecks),
-                                  std::move(logger), std::move(platform)));
+                                  collectIdentity, std::move(logger), std::move(platform)));
 }
 
 std::unique_ptr<VELPostureCheckRunner>
@@ -51,35 +94,8 @@ VELPostureCheckRunner::macPostureCheckRunner(std::shared_ptr<VELHostLogger> logg
     return VELPlatformRunnerFactory::macPostureCheckRunner(std::move(logger), VELPlatform::host());
 }
 
-VELDictionary VELPostureCheckRunner::collectIdentity(const VELDictionary& request) const {
-    constexpr const char* function =
-        "-[VELPostureCheckRunner runGetIdentityParametersFromDictionary:]";
-    VELDTLogger::logMessageWithLevel(VELLogLevel::information, function,
-                                     "Input JSON with parameters: %@", request);
-    const VELValue* names = vel::valueUnder(kIDParams, request);
-    if (names == nullptr) {
-        VELDTLogger::logMessageWithLevel(VELLogLevel::error, function, "Input JSON is empty");
-        return VELValue::object();
-    }
-
-    VELDictionary values = VELValue::object();
-    const double start = getTimestamp();
-    for (const VELValue& element : *names) {
-        const std::string name = vel::lowercase(element.get_ref<const std::string&>());
-        if (name == kMacSerialNumberKey) {
-            if (auto serialNumber = VELDeviceIDsInterface::getMacSerialNumber(*_platform)) {
-                values[kMacSerialNumberKey] = *std::move(serialNumber);
-            } else {
-                values.erase(kMacSerialNumberKey);
-            }
-        } else if (name == kDeviceIDKey) {
-            values[kDeviceIDKey] = VELDeviceIDsInterface::getMacDeviceID(*_platform);
-        }
-    }
-    const double duration = (getTimestamp() - start) * 1000.0;
-
-    VELDictionary result = VELValue::object();
-    result[kIDParams] = std::move(values);
-    result["metrics"]["total_ms"] = duration;
-    return result;
-}
+VELPostureCheckRunner::VELPostureCheckRunner(std::string platformIdentifier,
+                                             VELPostureCheckCatalogue postureChecks,
+                                             std::shared_ptr<VELHostLogger> logger)
+    : VELPostureCheckRunner(std::move(platformIdentifier), std::move(postureChecks),
+                            collectIdentity, std::move(logger), VELPlatform::host()) {}

@@ -2,8 +2,8 @@
 #include "Classes/Shared/VELDTLogger.h"
 
 #include "Base/VELJSON.h"
+#include "Base/VELProcessMutex.h"
 #include "Base/VELText.h"
-#include "Platform/VELProcessMutex.h"
 
 #include <atomic>
 #include <mutex>

@@ -1,6 +1,7 @@
 // SPDX-License-Identifier: Apache-2.0
 #include "vel_device_trust/VELPostureCheckErrors.h"
 
+#include "Base/VELText.h"
 #include "Classes/Shared/VELDTLogger.h"
 
 #include <nlohmann/json.hpp>
@@ -8,14 +9,13 @@
 #include <utility>
 
 const char* const kVELPostureCheckErrorDomain = "com.vel.posturecheck";
-const char* const kUnlocalizedDescriptionKey = "com.vel.posturecheck.unlocalized-description";
 
 void SetPostureCheckError(std::optional<VELError>* error, std::int64_t code, std::string message) {
     if (error == nullptr) {
         return;
     }
     VELDictionary userInfo = VELValue::object();
-    userInfo[kUnlocalizedDescriptionKey] = std::move(message);
+    userInfo[kUnlocalizedDescriptionKey] = vel::validUTF8(message);
     *error = VELError(kVELPostureCheckErrorDomain, code, std::move(userInfo));
     VELDTLogger::logMessageWithLevel(VELLogLevel::error, "SetPostureCheckError", "Error: %@",
                                      **error);

@@ -81,6 +81,46 @@ std::vector<std::uint8_t> bytesOf(std::string_view text) {
 constexpr const char* deviceTrustFunction =
     "-[VELPostureCheckRunner runDeviceTrustCheckFromDictionary:]";
 
+/// What became of one entry of a request.
+struct EntryOutcome {
+    bool passes;                      // false if there is an error
+    std::optional<std::string> error; // as the result shows it
+    double milliseconds;
+};
+
+/// Runs the check of one entry. An exception that it raises is its error.
+EntryOutcome runEntry(const VELPostureCheckRunner& runner, const VELDictionary& entry) {
+    const double start = runner.getTimestamp();
+    std::optional<std::string> errorText;
+    bool answer = false;
+    try {
+        std::optional<VELError> error;
+        answer = runner.runCheck(vel::valueUnder("type", entry), entry, &error);
+        if (error) {
+            errorText = error->message();
+        }
+    } catch (const std::exception& exception) {
+        errorText = vel::validUTF8(exception.what());
+        VELDTLogger::logMessageWithLevel(VELLogLevel::error, deviceTrustFunction, "Error: %@",
+                                         *errorText);
+    }
+    const double milliseconds = (runner.getTimestamp() - start) * 1000.0;
+    const bool passes = answer && !errorText;
+    return {passes, std::move(errorText), milliseconds};
+}
+
+/// The element of the metrics for an entry.
+VELDictionary detailOf(const VELDictionary& entry, double milliseconds) {
+    VELDictionary check = VELValue::object();
+    if (const VELValue* type = vel::valueUnder("type", entry)) {
+        check["type"] = *type;
+    }
+    check["total_ms"] = milliseconds;
+    VELDictionary detail = VELValue::object();
+    detail["check"] = std::move(check);
+    return detail;
+}
+
 } // namespace
 
 VELPostureCheckItem::~VELPostureCheckItem() = default;
@@ -91,16 +131,11 @@ std::optional<std::vector<std::string>> VELPostureCheckItem::requiredParameters(
 
 VELPostureCheckRunner::VELPostureCheckRunner(std::string platformIdentifier,
                                              VELPostureCheckCatalogue postureChecks,
-                                             std::shared_ptr<VELHostLogger> logger)
-    : VELPostureCheckRunner(std::move(platformIdentifier), std::move(postureChecks),
-                            std::move(logger), VELPlatform::host()) {}
-
-VELPostureCheckRunner::VELPostureCheckRunner(std::string platformIdentifier,
-                                             VELPostureCheckCatalogue postureChecks,
+                                             IdentityProcedure collectIdentity,
                                              std::shared_ptr<VELHostLogger> logger,
                                              std::shared_ptr<const VELPlatform> platform)
     : _platformIdentifier(std::move(platformIdentifier)), _postureChecks(std::move(postureChecks)),
-      _platform(std::move(platform)) {
+      _collectIdentity(collectIdentity), _platform(std::move(platform)) {
     VELDTLogger::setLogger(std::move(logger));
 }
 
@@ -129,7 +164,7 @@ std::string VELPostureCheckRunner::runDocument(std::string_view document) const 
         return errorDocument(*defect);
     }
     const VELDictionary result =
-        asksForIdentity ? collectIdentity(*request) : runChecks(*std::move(request));
+        asksForIdentity ? _collectIdentity(*request, *_platform) : runChecks(*std::move(request));
     std::optional<std::string> text = vel::writeJSON(result, &error);
     return text ? *std::move(text) : errorDocument(error->message());
 }
@@ -143,7 +178,7 @@ VELPostureCheckRunner::runDeviceTrustCheckFromDictionary(const VELDictionary& re
 VELDictionary
 VELPostureCheckRunner::runGetIdentityParametersFromDictionary(const VELDictionary& request) const {
     throwIfDefective(defectOfIdentityRequest(request));
-    return collectIdentity(request);
+    return _collectIdentity(request, *_platform);
 }
 
 VELDictionary VELPostureCheckRunner::runChecks(VELDictionary request) const {
@@ -153,41 +188,17 @@ VELDictionary VELPostureCheckRunner::runChecks(VELDictionary request) const {
     VELArray details = VELValue::array();
     bool overall = true;
     double total = 0.0;
-
     for (VELDictionary& entry : request[_platformIdentifier]) {
-        const double start = getTimestamp();
-        const VELValue* type = vel::valueUnder("type", entry);
-        std::optional<std::string> errorText;
-        bool answer = false;
-        try {
-            std::optional<VELError> error;
-            answer = runCheck(type, entry, &error);
-            if (error) {
-                errorText = error->message();
-            }
-        } catch (const std::exception& exception) {
-            errorText = vel::validUTF8(exception.what());
-            VELDTLogger::logMessageWithLevel(VELLogLevel::error, deviceTrustFunction, "Error: %@",
-                                             *errorText);
-        }
-        const double duration = (getTimestamp() - start) * 1000.0;
-
-        overall = overall && answer && !errorText;
-        if (errorText) {
-            entry["error"] = *std::move(errorText);
+        EntryOutcome outcome = runEntry(*this, entry);
+        overall = overall && outcome.passes;
+        total += outcome.milliseconds;
+        details.push_back(detailOf(entry, outcome.milliseconds));
+        if (outcome.error) {
+            entry["error"] = *std::move(outcome.error);
         } else {
-            entry["pass"] = answer;
+            entry["pass"] = outcome.passes;
         }
-        VELDictionary checkMetrics = VELValue::object();
-        if (type != nullptr) {
-            checkMetrics["type"] = *type;
-        }
-        checkMetrics["total_ms"] = duration;
-        VELDictionary detail = VELValue::object();
-        detail["check"] = std::move(checkMetrics);
-        details.push_back(std::move(detail));
         checks.push_back(std::move(entry));
-        total += duration;
     }
 
     VELDictionary result = VELValue::object();

@@ -20,8 +20,8 @@ namespace {
 constexpr std::size_t maximumSignatureBytes = std::size_t{1} << 20U;
 
 std::optional<std::string> readRegularFile(const std::string& path) {
-    VELFileContents file = readFile(path, maximumSignatureBytes);
-    return file.status == VELFileStatus::read ? std::optional(std::move(file.bytes)) : std::nullopt;
+    FileContents file = readFile(path, maximumSignatureBytes);
+    return file.status == FileStatus::read ? std::optional(std::move(file.bytes)) : std::nullopt;
 }
 
 std::string executablePath(int process) {

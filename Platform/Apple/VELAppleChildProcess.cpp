@@ -1,6 +1,6 @@
 // SPDX-License-Identifier: Apache-2.0
+#include "Base/VELProcessMutex.h"
 #include "Platform/POSIX/VELChildProcess.h"
-#include "Platform/VELProcessMutex.h"
 
 #include <array>
 #include <cerrno>

@@ -22,9 +22,9 @@ std::shared_ptr<const VELValue> shared(VELValue value) {
 
 /// Absent: the table cannot be read or does not tell of every volume.
 std::optional<std::vector<VELLinuxMount>> readMounts(const std::string& root) {
-    const vel::VELFileContents file =
+    const vel::FileContents file =
         vel::readFile(root + "/proc/self/mountinfo", maximumMountTableBytes);
-    if (file.status != vel::VELFileStatus::read) {
+    if (file.status != vel::FileStatus::read) {
         return std::nullopt;
     }
     auto mounts = vel::mountsInMountInfo(file.bytes);

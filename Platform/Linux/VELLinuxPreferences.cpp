@@ -27,9 +27,9 @@ std::optional<VELValue> storedValue(const std::string& folder, std::string_view 
     if (!namesApplication(applicationID)) {
         return std::nullopt;
     }
-    const vel::VELFileContents file = vel::readFile(folder + std::string(applicationID) + ".plist",
-                                                    vel::maximumPropertyListBytes);
-    if (file.status != vel::VELFileStatus::read) {
+    const vel::FileContents file = vel::readFile(folder + std::string(applicationID) + ".plist",
+                                                 vel::maximumPropertyListBytes);
+    if (file.status != vel::FileStatus::read) {
         return std::nullopt;
     }
     std::optional<VELValue> store = vel::readPropertyList(file.bytes, nullptr);

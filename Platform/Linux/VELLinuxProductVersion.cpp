@@ -17,11 +17,11 @@ VELLinuxProductVersion::VELLinuxProductVersion(std::string root) : _root(std::mo
 
 std::optional<std::string> VELLinuxProductVersion::read() const {
     for (const char* path : {"/etc/os-release", "/usr/lib/os-release"}) {
-        const vel::VELFileContents file = vel::readFile(_root + path);
-        if (file.status == vel::VELFileStatus::read) {
+        const vel::FileContents file = vel::readFile(_root + path);
+        if (file.status == vel::FileStatus::read) {
             return vel::versionFromOSRelease(file.bytes);
         }
-        if (file.status != vel::VELFileStatus::missing) {
+        if (file.status != vel::FileStatus::missing) {
             return std::nullopt;
         }
     }

@@ -108,11 +108,11 @@ std::optional<std::string> VELLinuxSerialNumber::read() const {
         "/sys/firmware/devicetree/base/serial-number",
     };
     for (const char* source : sources) {
-        const vel::VELFileContents file = vel::readFile(_root + source);
-        if (file.status == vel::VELFileStatus::missing) {
+        const vel::FileContents file = vel::readFile(_root + source);
+        if (file.status == vel::FileStatus::missing) {
             continue;
         }
-        if (file.status != vel::VELFileStatus::read) {
+        if (file.status != vel::FileStatus::read) {
             return std::nullopt;
         }
         if (auto serialNumber = vel::serialNumberFromFirmware(file.bytes)) {

@@ -26,27 +26,27 @@ bool isRegularFile(int descriptor) {
 
 } // namespace
 
-VELFileContents readFile(const std::string& path, std::size_t maximumBytes) {
+FileContents readFile(const std::string& path, std::size_t maximumBytes) {
     // The system would read such a name up to its NUL, and open another file.
     if (path.find('\0') != std::string::npos) {
-        return {VELFileStatus::missing, {}};
+        return {FileStatus::missing, {}};
     }
     const VELDescriptor file(openForReading(path));
     if (file.get() < 0) {
         const bool missing = errno == ENOENT || errno == ENOTDIR || errno == ENAMETOOLONG;
-        return {missing ? VELFileStatus::missing : VELFileStatus::unreadable, {}};
+        return {missing ? FileStatus::missing : FileStatus::unreadable, {}};
     }
     if (!isRegularFile(file.get())) {
-        return {VELFileStatus::unreadable, {}};
+        return {FileStatus::unreadable, {}};
     }
     std::string bytes;
     switch (readAll(file.get(), bytes, maximumBytes)) {
     case 0:
-        return {VELFileStatus::read, std::move(bytes)};
+        return {FileStatus::read, std::move(bytes)};
     case EFBIG:
-        return {VELFileStatus::tooLarge, {}};
+        return {FileStatus::tooLarge, {}};
     default:
-        return {VELFileStatus::unreadable, {}};
+        return {FileStatus::unreadable, {}};
     }
 }
 

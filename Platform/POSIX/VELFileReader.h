@@ -9,21 +9,21 @@ namespace vel {
 /// No file that the platforms read (records, preferences, firmware texts) is longer.
 inline constexpr std::size_t maximumFileBytes = std::size_t{1} << 20U;
 
-enum class VELFileStatus {
+enum class FileStatus {
     read,
     missing,    // no file has that name, or none can have it
     unreadable, // it is there, but may not be read, is no regular file, or fails while it is read
     tooLarge,
 };
 
-struct VELFileContents {
-    VELFileStatus status;
+struct FileContents {
+    FileStatus status;
     std::string bytes; // empty unless read
 };
 
 /// Reads a whole regular file, following symbolic links. Never waits for a writer: pipes, sockets,
 /// devices and directories are unreadable. Memory stays bounded by `maximumBytes`, whatever size
 /// the file tells.
-VELFileContents readFile(const std::string& path, std::size_t maximumBytes = maximumFileBytes);
+FileContents readFile(const std::string& path, std::size_t maximumBytes = maximumFileBytes);
 
 } // namespace vel

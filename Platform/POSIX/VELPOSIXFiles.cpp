@@ -18,8 +18,8 @@ bool VELPOSIXFiles::exists(const std::string& path) const {
 }
 
 std::optional<std::string> VELPOSIXFiles::read(const std::string& path) const {
-    vel::VELFileContents file = vel::readFile(_root + path);
-    if (file.status != vel::VELFileStatus::read) {
+    vel::FileContents file = vel::readFile(_root + path);
+    if (file.status != vel::FileStatus::read) {
         return std::nullopt;
     }
     return std::move(file.bytes);

@@ -39,14 +39,18 @@ TEST(VELError, TheLibrarysTextWinsOverTheLocalizedOne) {
     EXPECT_EQ(empty.message(), "");
 }
 
-TEST(VELError, ATextThatIsNoStringIsNoText) {
-    const VELError localized("d", 1, {{unlocalizedKey, 5}, {"NSLocalizedDescription", "theirs"}});
-    EXPECT_EQ(localized.message(), "theirs");
-    const VELError neither(
-        "d", 1, {{unlocalizedKey, nullptr}, {"NSLocalizedDescription", VELValue::array({"x"})}});
-    EXPECT_EQ(neither.message(),
-              R"(Error Domain=d Code=1 UserInfo={"NSLocalizedDescription":["x"],)"
-              R"("com.vel.posturecheck.unlocalized-description":null})");
+TEST(VELError, ATextThatIsNoStringIsShownAsText) {
+    const VELError number("d", 1, {{unlocalizedKey, 5}, {"NSLocalizedDescription", "theirs"}});
+    EXPECT_EQ(number.message(), "5");
+    const VELError null("d", 1, {{unlocalizedKey, nullptr}});
+    EXPECT_EQ(null.message(), "null");
+    const VELError localized("d", 1, {{"NSLocalizedDescription", VELValue::array({"x", true})}});
+    EXPECT_EQ(localized.message(), R"(["x",true])");
+}
+
+TEST(VELError, AMessageIsAlwaysUTF8) {
+    EXPECT_EQ(VELError("d", 1, {{unlocalizedKey, "/opt/\xFF/tool"}}).message(), "/opt/\uFFFD/tool");
+    EXPECT_EQ(VELError::withLocalizedDescription("d", 1, "\xC3").message(), "\uFFFD");
 }
 
 TEST(VELError, WithoutTextTheMessageIsTheDescription) {

@@ -7,6 +7,7 @@
 #include "Platform/Linux/VELLinuxPlatform.h"
 #include "Platform/POSIX/VELPOSIXTask.h"
 #include "Tests/Support/ProcessResources.h"
+#include "vel_device_trust/VELPostureCheckRunner.h"
 
 #include <atomic>
 #include <csignal>
@@ -17,6 +18,7 @@
 #include <functional>
 #include <iostream>
 #include <map>
+#include <nlohmann/json.hpp>
 #include <sstream>
 #include <sys/mman.h>
 #include <sys/resource.h>
@@ -486,6 +488,46 @@ void environment() {
     expectEqual(report.substr(report.find("directory")), end, "inherited");
 }
 
+/// The entries of a result, without what differs from run to run.
+std::string answersOfTheChecks() {
+    const auto runner = VELPostureCheckRunner::macPostureCheckRunner(nullptr);
+    const VELDictionary result = runner->runDeviceTrustCheckFromDictionary(
+        {{"mac",
+          {{{"type", "localFirewall"}},
+           {{"type", "certificatePresent"}, {"sha1", "00"}},
+           {{"type", "perDeviceCertificatePresent"}, {"cert", "AAAA"}},
+           {{"type", "minimumOSVersion"}, {"version", "0"}}}}});
+    return result["checks"].dump();
+}
+
+void checksWithoutStreams() {
+    const std::string expected = answersOfTheChecks();
+    reportDescriptor = ::fcntl(STDERR_FILENO, F_DUPFD_CLOEXEC, 100);
+    for (const int stream : {STDIN_FILENO, STDOUT_FILENO, STDERR_FILENO}) {
+        ::close(stream);
+    }
+    expectEqual(answersOfTheChecks(), expected, "with closed standard streams");
+}
+
+/// Makes requests when the static objects made after it are gone.
+class LastRequest {
+public:
+    ~LastRequest() {
+        if (_expected != answersOfTheChecks()) {
+            ::_exit(1);
+        }
+    }
+    void expect(std::string answers) { _expected = std::move(answers); }
+
+private:
+    std::string _expected;
+};
+
+void staticDestructor() {
+    static LastRequest last;
+    last.expect(answersOfTheChecks());
+}
+
 const std::map<std::string, void (*)()> scenarios = {
     {"closed-streams", closedStreams},
     {"children-ignored", childrenIgnored},
@@ -503,6 +545,8 @@ const std::map<std::string, void (*)()> scenarios = {
     {"fork-while-busy", forkWhileBusy},
     {"fork-while-logging", forkWhileLogging},
     {"environment", environment},
+    {"checks-without-streams", checksWithoutStreams},
+    {"static-destructor", staticDestructor},
 };
 
 } // namespace

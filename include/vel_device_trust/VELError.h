@@ -34,9 +34,10 @@ public:
     /// The whole error in one line, for people: domain, code and userInfo. UTF-8.
     [[nodiscard]] std::string description() const;
 
-    /// The text to show to a person: the userInfo string under
+    /// The text to show to a person: the userInfo value under
     /// "com.vel.posturecheck.unlocalized-description", else the one under
-    /// "NSLocalizedDescription", else `description()`. This is what a result shows.
+    /// "NSLocalizedDescription", else `description()`. A value that is not a string is shown as
+    /// compact JSON. UTF-8, whatever the value contains. This is what a result shows.
     [[nodiscard]] std::string message() const;
 
 private:

@@ -95,16 +95,21 @@ public:
 
 private:
     friend class VELPlatformRunnerFactory;
+
+    // Answers an identity request that is not malformed. It comes with the catalogue.
+    using IdentityProcedure = VELDictionary (*)(const VELDictionary& request,
+                                                const VELPlatform& platform);
+
     VELPostureCheckRunner(std::string platformIdentifier, VELPostureCheckCatalogue postureChecks,
-                          std::shared_ptr<VELHostLogger> logger,
+                          IdentityProcedure collectIdentity, std::shared_ptr<VELHostLogger> logger,
                           std::shared_ptr<const VELPlatform> platform);
 
     [[nodiscard]] std::string runDocument(std::string_view document) const;
     [[nodiscard]] std::string errorDocument(std::string_view message) const;
     [[nodiscard]] VELDictionary runChecks(VELDictionary request) const;
-    [[nodiscard]] VELDictionary collectIdentity(const VELDictionary& request) const;
 
     std::string _platformIdentifier;
     VELPostureCheckCatalogue _postureChecks;
+    IdentityProcedure _collectIdentity;
     std::shared_ptr<const VELPlatform> _platform;
 };

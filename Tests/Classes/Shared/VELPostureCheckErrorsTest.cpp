@@ -62,6 +62,13 @@ TEST_F(SetPostureCheckErrorTest, ReplacesWhatWasThere) {
     EXPECT_FALSE(error->userInfo().contains("NSLocalizedDescription"));
 }
 
+TEST_F(SetPostureCheckErrorTest, MakesTheMessageUTF8) {
+    std::optional<VELError> error;
+    SetPostureCheckError(&error, 2, "Error launching task /opt/\xFF/tool: none");
+    EXPECT_EQ(error->userInfo(), (VELDictionary{{kUnlocalizedDescriptionKey,
+                                                 "Error launching task /opt/\uFFFD/tool: none"}}));
+}
+
 TEST_F(SetPostureCheckErrorTest, WithoutAnOutParameterNothingHappens) {
     SetPostureCheckError(nullptr, 7, "nobody hears this");
     expectLogged(logger->take(), {});

@@ -445,6 +445,26 @@ TEST_F(RunnerTest, TheHostsOwnCatalogueRunsOnThisMachine) {
     EXPECT_GE(result["metrics"]["total_ms"].get<double>(), 0.0);
 }
 
+TEST_F(RunnerTest, AToolUnderAPathThatIsNotUTF8LosesNoResult) {
+    const auto failing =
+        std::make_shared<ScriptedCheck>([](const VELDictionary&, std::optional<VELError>* error) {
+            SetPostureCheckError(error, 3, "Task /opt/\xFF/tool exited with status code 1.");
+            return false;
+        });
+    const auto foreign =
+        std::make_shared<ScriptedCheck>([](const VELDictionary&, std::optional<VELError>* error) {
+            *error = VELError::withLocalizedDescription("elsewhere", 1, "at /\xC3");
+            return false;
+        });
+    const auto runner = runnerWith({{"failing", failing}, {"foreign", foreign}});
+    const VELValue result = resultOf(
+        *runner, R"({"mac": [{"type": "failing"}, {"type": "foreign"}, {"type": "none"}]})");
+    EXPECT_EQ(result["checks"], json(R"([
+        {"type": "failing", "error": "Task /opt/\ufffd/tool exited with status code 1."},
+        {"type": "foreign", "error": "at /\ufffd"},
+        {"type": "none", "error": "Unknown posture check type: none."}])"));
+}
+
 // Durations
 
 TEST_F(RunnerTest, TimestampsAreSecondsOfTheTickCounter) {

@@ -43,7 +43,8 @@ INSTANTIATE_TEST_SUITE_P(
     ::testing::Values("closed-streams", "children-ignored", "children-reaped", "other-children",
                       "signals-blocked", "interrupted", "many-descriptors", "descriptor-limit",
                       "sixteen-threads", "large-host", "no-worker", "exit-while-pending",
-                      "fork-without-exec", "fork-while-busy", "fork-while-logging", "environment"),
+                      "fork-without-exec", "fork-while-busy", "fork-while-logging", "environment",
+                      "checks-without-streams", "static-destructor"),
     [](const auto& scenario) {
         std::string name;
         bool startsWord = true;

@@ -17,7 +17,7 @@
 
 namespace vel {
 
-static void PrintTo(VELFileStatus status, std::ostream* stream) {
+static void PrintTo(FileStatus status, std::ostream* stream) {
     constexpr const char* names[] = {"read", "missing", "unreadable", "tooLarge"};
     *stream << names[static_cast<int>(status)];
 }
@@ -26,10 +26,10 @@ static void PrintTo(VELFileStatus status, std::ostream* stream) {
 
 namespace {
 
+using vel::FileStatus;
 using vel::readFile;
-using vel::VELFileStatus;
 
-void expectWithoutBytes(const std::string& path, VELFileStatus status) {
+void expectWithoutBytes(const std::string& path, FileStatus status) {
     const auto file = readFile(path);
     EXPECT_EQ(file.status, status) << path;
     EXPECT_EQ(file.bytes, "") << path;
@@ -48,7 +48,7 @@ TEST(FileReader, ReadsEveryByte) {
             bytes[index] = static_cast<char>(index * 31 >> 3U);
         }
         const auto file = readFile(folder.write("file", bytes));
-        EXPECT_EQ(file.status, VELFileStatus::read) << size;
+        EXPECT_EQ(file.status, FileStatus::read) << size;
         EXPECT_TRUE(file.bytes == bytes) << size;
     }
 }
@@ -57,10 +57,10 @@ TEST(FileReader, ReadsUpToTheLimitAndNoFurther) {
     const TemporaryFolder folder;
     const std::string path = folder.write("file", std::string(10'000, 'x'));
     EXPECT_EQ(readFile(path, 10'000).bytes, std::string(10'000, 'x'));
-    EXPECT_EQ(readFile(path, 9'999).status, VELFileStatus::tooLarge);
+    EXPECT_EQ(readFile(path, 9'999).status, FileStatus::tooLarge);
     EXPECT_EQ(readFile(path, 9'999).bytes, "");
-    EXPECT_EQ(readFile(path, 0).status, VELFileStatus::tooLarge);
-    EXPECT_EQ(readFile(folder.write("empty", ""), 0).status, VELFileStatus::read);
+    EXPECT_EQ(readFile(path, 0).status, FileStatus::tooLarge);
+    EXPECT_EQ(readFile(folder.write("empty", ""), 0).status, FileStatus::read);
 }
 
 TEST(FileReader, AFileAboveOneMebibyteIsTooLarge) {
@@ -69,15 +69,15 @@ TEST(FileReader, AFileAboveOneMebibyteIsTooLarge) {
     std::filesystem::resize_file(path, std::uintmax_t{1} << 20U);
     EXPECT_EQ(readFile(path).bytes.size(), std::size_t{1} << 20U);
     std::filesystem::resize_file(path, (std::uintmax_t{1} << 20U) + 1);
-    expectWithoutBytes(path, VELFileStatus::tooLarge);
+    expectWithoutBytes(path, FileStatus::tooLarge);
     std::filesystem::resize_file(path, std::uintmax_t{1} << 40U);
-    expectWithoutBytes(path, VELFileStatus::tooLarge);
+    expectWithoutBytes(path, FileStatus::tooLarge);
 }
 
 TEST(FileReader, ReadsPseudoFilesWhoseSizeIsNotTheirLength) {
     ASSERT_EQ(std::filesystem::file_size("/proc/self/status"), 0U);
     const auto file = readFile("/proc/self/status");
-    EXPECT_EQ(file.status, VELFileStatus::read);
+    EXPECT_EQ(file.status, FileStatus::read);
     EXPECT_EQ(file.bytes.substr(0, 6), "Name:\t");
     EXPECT_NE(file.bytes.find("\nPid:\t" + std::to_string(::getpid()) + "\n"), std::string::npos);
 }
@@ -86,16 +86,16 @@ TEST(FileReader, WhatNoFileIsNamedIsMissing) {
     const TemporaryFolder folder;
     const std::string file = folder.write("file", "text");
     std::filesystem::create_symlink("nowhere", folder.place("dangling"));
-    expectWithoutBytes(folder.place("none"), VELFileStatus::missing);
-    expectWithoutBytes(folder.place("dangling"), VELFileStatus::missing);
-    expectWithoutBytes(file + "/below", VELFileStatus::missing);
-    expectWithoutBytes(folder.place(std::string(300, 'a')), VELFileStatus::missing);
-    expectWithoutBytes("", VELFileStatus::missing);
+    expectWithoutBytes(folder.place("none"), FileStatus::missing);
+    expectWithoutBytes(folder.place("dangling"), FileStatus::missing);
+    expectWithoutBytes(file + "/below", FileStatus::missing);
+    expectWithoutBytes(folder.place(std::string(300, 'a')), FileStatus::missing);
+    expectWithoutBytes("", FileStatus::missing);
 }
 
 TEST(FileReader, APathIsNotReadUpToItsNUL) {
     const TemporaryFolder folder;
-    expectWithoutBytes(folder.write("file", "text") + '\0' + "more", VELFileStatus::missing);
+    expectWithoutBytes(folder.write("file", "text") + '\0' + "more", FileStatus::missing);
 }
 
 TEST(FileReader, FollowsSymbolicLinks) {
@@ -108,14 +108,14 @@ TEST(FileReader, FollowsSymbolicLinks) {
 TEST(FileReader, ALoopOfLinksIsUnreadable) {
     const TemporaryFolder folder;
     std::filesystem::create_symlink("loop", folder.place("loop"));
-    expectWithoutBytes(folder.place("loop"), VELFileStatus::unreadable);
+    expectWithoutBytes(folder.place("loop"), FileStatus::unreadable);
 }
 
 TEST(FileReader, FoldersDevicesAndSocketsAreUnreadable) {
     const TemporaryFolder folder;
-    expectWithoutBytes(folder.path(), VELFileStatus::unreadable);
-    expectWithoutBytes("/dev/null", VELFileStatus::unreadable);
-    expectWithoutBytes("/dev/zero", VELFileStatus::unreadable);
+    expectWithoutBytes(folder.path(), FileStatus::unreadable);
+    expectWithoutBytes("/dev/null", FileStatus::unreadable);
+    expectWithoutBytes("/dev/zero", FileStatus::unreadable);
 
     const std::string path = folder.place("socket");
     const VELDescriptor socket(::socket(AF_UNIX, SOCK_STREAM | SOCK_CLOEXEC, 0));
@@ -123,7 +123,7 @@ TEST(FileReader, FoldersDevicesAndSocketsAreUnreadable) {
     address.sun_family = AF_UNIX;
     path.copy(address.sun_path, sizeof address.sun_path - 1);
     ASSERT_EQ(::bind(socket.get(), reinterpret_cast<const sockaddr*>(&address), sizeof address), 0);
-    expectWithoutBytes(path, VELFileStatus::unreadable);
+    expectWithoutBytes(path, FileStatus::unreadable);
 }
 
 TEST(FileReader, NeverWaitsForTheWriterOfAPipe) {
@@ -135,7 +135,7 @@ TEST(FileReader, NeverWaitsForTheWriterOfAPipe) {
         ADD_FAILURE() << "the reader waits";
         const VELDescriptor writer(::open(path.c_str(), O_WRONLY | O_CLOEXEC)); // lets it go on
     }
-    EXPECT_EQ(reading.get(), VELFileStatus::unreadable);
+    EXPECT_EQ(reading.get(), FileStatus::unreadable);
 }
 
 TEST(FileReader, APipeThatHoldsTextIsUnreadableToo) {
@@ -144,7 +144,7 @@ TEST(FileReader, APipeThatHoldsTextIsUnreadableToo) {
     ASSERT_EQ(::mkfifo(path.c_str(), 0644), 0);
     const VELDescriptor writer(::open(path.c_str(), O_RDWR | O_CLOEXEC));
     ASSERT_EQ(::write(writer.get(), "text", 4), 4);
-    expectWithoutBytes(path, VELFileStatus::unreadable);
+    expectWithoutBytes(path, FileStatus::unreadable);
 }
 
 TEST(FileReader, AFileThatMayNotBeReadIsUnreadable) {
@@ -156,7 +156,7 @@ TEST(FileReader, AFileThatMayNotBeReadIsUnreadable) {
     for (const std::string& path : {file, inFolder}) {
         const std::string answer = askedWithoutPrivileges([&] {
             const auto read = readFile(path);
-            return std::string(read.status == VELFileStatus::unreadable ? "unreadable" : "other") +
+            return std::string(read.status == FileStatus::unreadable ? "unreadable" : "other") +
                    read.bytes;
         });
         EXPECT_EQ(answer, "unreadable") << path;
@@ -166,7 +166,7 @@ TEST(FileReader, AFileThatMayNotBeReadIsUnreadable) {
 
 TEST(FileReader, AFileThatFailsWhileItIsReadIsUnreadable) {
     // Reading the memory of a process at address 0 is an input/output error.
-    expectWithoutBytes("/proc/self/mem", VELFileStatus::unreadable);
+    expectWithoutBytes("/proc/self/mem", FileStatus::unreadable);
 }
 
 TEST(FileReader, LeavesNoDescriptorOpen) {

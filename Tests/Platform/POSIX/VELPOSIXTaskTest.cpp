@@ -4,6 +4,7 @@
 #include "Platform/POSIX/VELPOSIXTask.h"
 #include "Classes/Mac/NSTask+Timeout.h"
 #include "Platform/Linux/VELLinuxPlatform.h"
+#include "Platform/POSIX/VELChildProcess.h"
 #include "Platform/POSIX/VELMonotonicClock.h"
 #include "Tests/Support/ProcessResources.h"
 #include "Tests/Support/TaskTool.h"
@@ -246,6 +247,22 @@ TEST_P(LaunchFailure, AFileThatIsBeingWritten) {
 TEST_P(LaunchFailure, ArgumentsThatAreTooLong) {
     EXPECT_EQ(run({"/bin/true", std::string(std::size_t{1} << 22U, 'x')}),
               failed("/bin/true", "Couldn't posix_spawn: error 7"));
+}
+
+TEST_P(VELPOSIXTaskTest, AStoppedToolIsEndedAtTheTimeout) {
+    EXPECT_EQ(run({tool, "--signal", std::to_string(SIGSTOP), "--status", "0"}, shortTimeout),
+              exited(SIGTERM));
+}
+
+TEST(SpawnFlags, AreAdded) {
+    posix_spawnattr_t attributes;
+    ASSERT_EQ(::posix_spawnattr_init(&attributes), 0);
+    EXPECT_EQ(vel::child::addSpawnFlags(&attributes, POSIX_SPAWN_SETPGROUP), 0);
+    EXPECT_EQ(vel::child::addSpawnFlags(&attributes, POSIX_SPAWN_SETSIGMASK), 0);
+    short flags = 0;
+    EXPECT_EQ(::posix_spawnattr_getflags(&attributes, &flags), 0);
+    EXPECT_EQ(flags, POSIX_SPAWN_SETPGROUP | POSIX_SPAWN_SETSIGMASK);
+    ::posix_spawnattr_destroy(&attributes);
 }
 
 TEST_P(VELPOSIXTaskTest, ATaskThatIsNeverLaunchedHasNothing) {

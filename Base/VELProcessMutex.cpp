@@ -1,5 +1,5 @@
 // SPDX-License-Identifier: Apache-2.0
-#include "Platform/VELProcessMutex.h"
+#include "Base/VELProcessMutex.h"
 
 #include <pthread.h>
 

@@ -1,0 +1,19 @@
+# Each floor has to link with those below it alone: these libraries are linked for that, and for
+# nothing else. Shared is linked without Mac, and without the file that chooses the host's platform.
+set(VEL_FLOOR_Base "/vel_objects\\.dir/Base/")
+set(VEL_FLOOR_Platform "/vel_objects\\.dir/(Base|Platform)/")
+set(VEL_FLOOR_Shared "/vel_objects\\.dir/(Base/|Classes/Shared/|Platform/VEL)")
+set(VEL_FLOOR_Mac "/vel_objects\\.dir/(Base|Platform|Classes)/")
+file(WRITE ${PROJECT_BINARY_DIR}/floors/empty.cpp "")
+foreach(floor IN ITEMS Base Platform Shared Mac)
+    set(objects $<FILTER:$<TARGET_OBJECTS:vel_objects>,INCLUDE,${VEL_FLOOR_${floor}}>)
+    if(floor STREQUAL "Shared")
+        set(objects $<FILTER:${objects},EXCLUDE,/VELPlatform\\.cpp>)
+    endif()
+    add_library(floor_${floor} SHARED ${PROJECT_BINARY_DIR}/floors/empty.cpp)
+    target_link_libraries(floor_${floor} PRIVATE ${objects} ${VEL_LIBRARY_DEPENDENCIES})
+    target_link_options(floor_${floor} PRIVATE -Wl,--no-undefined)
+    set_target_properties(floor_${floor} PROPERTIES
+        LIBRARY_OUTPUT_DIRECTORY ${PROJECT_BINARY_DIR}/floors)
+    add_dependencies(floor_${floor} vel_objects)
+endforeach()
