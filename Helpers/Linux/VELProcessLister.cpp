@@ -18,6 +18,7 @@ namespace vel {
 namespace {
 
 constexpr std::size_t kernelNameLimit = 15;
+constexpr std::uint32_t kernelThreadFlag = 0x00200000; // PF_KTHREAD of the kernel
 constexpr std::string_view deletedMark = " (deleted)";
 
 std::string_view takeField(std::string_view& text) {
@@ -84,7 +85,7 @@ std::optional<std::string> lineOfProcess(int folder, std::uint64_t processID,
     const std::string path = std::to_string(processID);
     std::array<char, 4096> buffer; // NOLINT: filled by read
     const auto stat = parseProcessStat(readFile(folder, path + "/stat", buffer));
-    if (!stat || hasEnded(*stat)) {
+    if (!stat || stat->isKernelThread || hasEnded(*stat)) {
         return std::nullopt;
     }
     std::array<char, PATH_MAX> target; // NOLINT: filled by readlinkat
@@ -127,14 +128,16 @@ std::optional<ProcessStat> parseProcessStat(std::string_view text) {
     std::array<std::string_view, fieldCount> fields; // from the third of the record on
     std::ranges::generate(fields, [&text] { return takeField(text); });
     std::int32_t terminal = 0;
+    std::uint32_t flags = 0;
     std::uint64_t userTicks = 0;
     std::uint64_t systemTicks = 0;
     if (fields[0].size() != 1 || !parseNumber(fields[4], terminal) ||
-        !parseNumber(fields[11], userTicks) || !parseNumber(fields[12], systemTicks) ||
-        !parseNumber(fields[17], stat.threads)) {
+        !parseNumber(fields[6], flags) || !parseNumber(fields[11], userTicks) ||
+        !parseNumber(fields[12], systemTicks) || !parseNumber(fields[17], stat.threads)) {
         return std::nullopt;
     }
     stat.state = fields[0].front();
+    stat.isKernelThread = (flags & kernelThreadFlag) != 0;
     stat.terminal = static_cast<std::uint32_t>(terminal);
     stat.ticks = userTicks + systemTicks;
     return stat;
@@ -193,6 +196,15 @@ std::optional<std::string> processListing(const std::string& processFolder) {
         }
     }
     return listing.size() == heading ? std::nullopt : std::optional(std::move(listing));
+}
+
+bool fitsPipe(int descriptor, std::size_t bytes) {
+    const auto holds = [descriptor, bytes](int capacity) {
+        return capacity >= 0 && bytes <= static_cast<std::size_t>(capacity);
+    };
+    const int capacity = ::fcntl(descriptor, F_GETPIPE_SZ);
+    return capacity < 0 || holds(capacity) ||
+           (bytes <= INT_MAX && holds(::fcntl(descriptor, F_SETPIPE_SZ, static_cast<int>(bytes))));
 }
 
 } // namespace vel

@@ -13,6 +13,7 @@ namespace vel {
 struct ProcessStat {
     std::string name; ///< as the process calls itself: 15 bytes at most, but for kernel threads
     char state = 0;
+    bool isKernelThread = false;
     std::uint32_t terminal = 0; ///< the device number of the controlling terminal, 0: none
     std::uint64_t ticks = 0;    ///< processor time, user and system
     std::int64_t threads = 0;
@@ -44,8 +45,12 @@ std::string processLine(std::uint64_t processID, const ProcessStat& stat, std::s
                         std::uint64_t ticksPerSecond);
 
 /// The whole listing, a heading first, by ascending process ID, from a folder like /proc. Nothing
-/// when the folder cannot be read or shows no process at all. A process that ends meanwhile, or may
-/// not be looked at, is left out.
+/// when the folder cannot be read or shows no process at all. Kernel threads, and a process that
+/// ends meanwhile or may not be looked at, are left out.
 std::optional<std::string> processListing(const std::string& processFolder);
+
+/// Whether a pipe that nobody reads yet takes `bytes` whole; it is made larger where the system
+/// allows that. True of a descriptor that is no pipe.
+bool fitsPipe(int descriptor, std::size_t bytes);
 
 } // namespace vel

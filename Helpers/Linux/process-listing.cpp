@@ -5,6 +5,32 @@
 
 #include <unistd.h>
 
+namespace {
+
+constexpr int failed = 1;
+constexpr int tooLong = 3;
+
+int fail(int status, const std::string& problem) {
+    vel::writeAll(STDERR_FILENO, "process-listing: " + problem + "\n");
+    return status;
+}
+
+int printListing(const vel::ToolValues& values) {
+    const std::string folder = vel::valueOr(values, "--proc", "/proc");
+    const auto listing = vel::processListing(folder);
+    if (!listing) {
+        return fail(failed, "no process is visible in " + folder);
+    }
+    // The host reads when this program has ended, which it would not do with a full pipe.
+    if (!vel::fitsPipe(STDOUT_FILENO, listing->size())) {
+        return fail(tooLong, "a listing of " + std::to_string(listing->size()) +
+                                 " bytes does not fit the pipe");
+    }
+    return vel::writeAll(STDOUT_FILENO, *listing) == 0 ? 0 : failed;
+}
+
+} // namespace
+
 int main(int argumentCount, char** arguments) {
     const vel::ToolUsage usage = {
         .name = "process-listing",
@@ -12,14 +38,5 @@ int main(int argumentCount, char** arguments) {
         .arguments = {"-axc"},
         .options = {{"--proc", "The folder to read instead of /proc"}},
     };
-    return vel::runTool(usage, argumentCount, arguments, [](const vel::ToolValues& values) {
-        const std::string folder = vel::valueOr(values, "--proc", "/proc");
-        const auto listing = vel::processListing(folder);
-        if (!listing) {
-            vel::writeAll(STDERR_FILENO,
-                          "process-listing: no process is visible in " + folder + "\n");
-            return 1;
-        }
-        return vel::writeAll(STDOUT_FILENO, *listing) == 0 ? 0 : 1;
-    });
+    return vel::runTool(usage, argumentCount, arguments, &printListing);
 }

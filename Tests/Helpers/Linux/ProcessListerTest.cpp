@@ -1,6 +1,6 @@
 // SPDX-License-Identifier: Apache-2.0
 #include "Helpers/Linux/VELProcessLister.h"
-#include "Platform/POSIX/VELDescriptor.h"
+#include "Platform/POSIX/VELPOSIXTask.h"
 #include "Tests/Helpers/Linux/ToolRun.h"
 
 #include <array>
@@ -19,9 +19,10 @@ namespace {
 
 /// A record as /proc/PID/stat has it.
 std::string record(const std::string& name, char state, int terminal = 0,
-                   const std::string& times = "250 61", int threads = 1) {
-    return "42 (" + name + ") " + state + " 1 42 42 " + std::to_string(terminal) +
-           " -1 4194304 1 2 3 4 " + times + " 0 0 20 0 " + std::to_string(threads) +
+                   const std::string& times = "250 61", int threads = 1,
+                   const std::string& flags = "4194304") {
+    return "42 (" + name + ") " + state + " 1 42 42 " + std::to_string(terminal) + " -1 " + flags +
+           " 1 2 3 4 " + times + " 0 0 20 0 " + std::to_string(threads) +
            " 0 12345 1000 200 18446744073709551615 1 1 0\n";
 }
 
@@ -46,6 +47,7 @@ TEST(ProcessStat, RefusesWhatIsNoRecord) {
     EXPECT_FALSE(vel::parseProcessStat(") name (" + whole.substr(9)));
     EXPECT_FALSE(vel::parseProcessStat(record("name", 'S', 0, "x 61")));
     EXPECT_FALSE(vel::parseProcessStat(record("name", 'S', 0, "250 -1")));
+    EXPECT_FALSE(vel::parseProcessStat(record("name", 'S', 0, "0 0", 1, "x")));
     EXPECT_FALSE(vel::parseProcessStat(record("name", 'S', 0, "250 99999999999999999999")));
 }
 
@@ -99,8 +101,8 @@ TEST(ProcessListing, OfAMadeFolder) {
     const auto add = [&proc](const std::string& id, const std::string& stat) {
         proc.write(id + "/stat", stat);
     };
-    add("2", record("kthreadd", 'S'));
-    add("17", record("kworker/u8:2-events_unbound", 'I'));
+    add("2", record("kthreadd", 'S', 0, "0 0", 1, "2129984"));
+    add("17", record("kworker/u8:2-events_unbound", 'I', 0, "0 0", 1, "69238880"));
     add("100", record("told", 'S', 34817));
     proc.link("100/exe", "/opt/Real Agent");
     add("99", record("replaced", 'S'));
@@ -116,8 +118,6 @@ TEST(ProcessListing, OfAMadeFolder) {
     proc.write("uptime", "1 1\n");
 
     const std::string expected = "PID TTY TIME CMD\n"
-                                 "2 ?? 0:03.11 kthreadd\n"
-                                 "17 ?? 0:03.11 kworker/u8:2-events_unbound\n"
                                  "99 ?? 0:03.11 replaced\n"
                                  "100 pts/1 0:03.11 Real Agent\n"
                                  "101 ?? 0:03.11 organisation-agent\n"
@@ -135,6 +135,42 @@ TEST(ProcessListing, FailsWhereNoProcessIsVisible) {
         EXPECT_EQ(runProgram({toolProgram("process-listing"), "-axc", "--proc", folder}),
                   (ToolRun{1, "", "process-listing: no process is visible in " + folder + "\n"}));
     }
+}
+
+/// A folder like /proc with processes of long names, whose listing takes at least `bytes`.
+void addProcesses(const TestFolder& proc, std::size_t bytes) {
+    const std::string name(200, 'n');
+    for (std::size_t number = 1; number <= bytes / name.size() + 1; ++number) {
+        proc.write(std::to_string(number) + "/stat", record("n", 'S'));
+        proc.link(std::to_string(number) + "/exe", "/opt/" + name);
+    }
+}
+
+TEST(ProcessListing, FitsThePipeOfAHostThatReadsItAtTheEnd) {
+    const TestFolder proc;
+    addProcesses(proc, 200'000);
+    VELPOSIXTask task(toolProgram("process-listing"), {"-axc", "--proc", proc.path()});
+    task.launch();
+    task.waitUntilExit();
+    EXPECT_EQ(task.terminationStatus(), 0);
+    const auto output = task.readOutputToEnd({});
+    EXPECT_EQ(output, vel::processListing(proc.path()));
+}
+
+TEST(ProcessListing, ThatFitsNoPipeIsAFailureAtOnce) {
+    const std::size_t limit = std::stoul(readTestFile("/proc/sys/fs/pipe-max-size"));
+    const TestFolder proc;
+    addProcesses(proc, limit);
+    const std::string size = std::to_string(vel::processListing(proc.path()).value().size());
+    // Who has this capability may make a pipe of any size.
+    const std::string command =
+        ::geteuid() == 0 ? "exec setpriv --bounding-set=-sys_resource " : "exec ";
+    EXPECT_EQ(
+        runProgram({"bash", "-c",
+                    "{ " + command + toolProgram("process-listing") + " -axc --proc " +
+                        proc.path() + "; } | wc -c; exit ${PIPESTATUS[0]}"}),
+        (ToolRun{3, "0\n",
+                 "process-listing: a listing of " + size + " bytes does not fit the pipe\n"}));
 }
 
 TEST(ProcessListing, FailsWhenItCannotWrite) {
@@ -163,7 +199,7 @@ std::map<pid_t, std::string> namesByID(const std::string& listing) {
 /// it was started, by which a later one with the same number is told apart.
 struct SeenProcess {
     std::string name;
-    bool hasEnded; // nobody has waited for it yet, and no thread of it goes on
+    bool isLeftOut; // a zombie of which no thread goes on, or a thread of the kernel
     std::string executable;
     std::string start;
 
@@ -193,15 +229,19 @@ Snapshot takeSnapshot() {
         std::error_code unreadable;
         const auto executable = std::filesystem::read_symlink(folder + "/exe", unreadable);
         const bool hasEnded = state.front() == 'Z' && state.find('l') == std::string::npos;
+        // What has no memory of its own runs in the kernel alone.
+        const bool hasMemory =
+            readTestFile(folder + "/status").find("\nVmSize:") != std::string::npos;
         if (std::filesystem::exists(folder)) {
-            snapshot[processID] = {name, hasEnded, executable.filename(), startOfProcess(folder)};
+            snapshot[processID] = {name, hasEnded || !hasMemory, executable.filename(),
+                                   startOfProcess(folder)};
         }
     }
     return snapshot;
 }
 
 /// The machine's own ps is the oracle, for the processes that it shows alike before and after: the
-/// same ones but for those that have ended, and its names, cut at 15 characters, where no
+/// same ones but for zombies and kernel threads, and its names, cut at 15 characters, where no
 /// executable tells another.
 TEST(ProcessListing, AgreesWithPs) {
     const Snapshot before = takeSnapshot();
@@ -213,12 +253,11 @@ TEST(ProcessListing, AgreesWithPs) {
     std::size_t compared = 0;
     for (const auto& [processID, shown] : before) {
         const auto later = after.find(processID);
-        const auto& [name, hasEnded, executable, start] = shown;
-        // A worker of the kernel is named after what it does at the moment.
-        if (later == after.end() || later->second != shown || name.starts_with("kworker/")) {
+        const auto& [name, isLeftOut, executable, start] = shown;
+        if (later == after.end() || later->second != shown) {
             continue;
         }
-        if (hasEnded) {
+        if (isLeftOut) {
             EXPECT_FALSE(ours.contains(processID)) << processID << " " << name;
             continue;
         }
