@@ -1,5 +1,8 @@
 // SPDX-License-Identifier: Apache-2.0
 #include "Helpers/Linux/VELSignedProcess.h"
+#include "Base/VELBase64.h"
+#include "Base/VELText.h"
+#include "Helpers/Linux/VELConfinedWork.h"
 #include "Platform/POSIX/VELDescriptor.h"
 #include "Platform/POSIX/VELFileReader.h"
 
@@ -10,6 +13,7 @@
 #include <fcntl.h>
 #include <filesystem>
 #include <optional>
+#include <span>
 #include <sys/stat.h>
 #include <unistd.h>
 #include <utility>
@@ -17,7 +21,10 @@
 namespace vel {
 namespace {
 
+namespace fs = std::filesystem;
+
 constexpr std::size_t maximumSignatureBytes = std::size_t{1} << 20U;
+constexpr off_t maximumExecutableBytes = off_t{512} << 20U; // about a second of hashing
 
 std::optional<std::string> readRegularFile(const std::string& path) {
     FileContents file = readFile(path, maximumSignatureBytes);
@@ -40,24 +47,102 @@ bool stillRuns(int process, const struct stat& image) {
     return ::fstatat(process, "exe", &now, 0) == 0 && isSameFile(now, image);
 }
 
-/// The anchors; an empty list where there is no folder. Nothing when the folder or a file in it
-/// cannot be read, or a file holds no certificate.
-std::optional<std::vector<std::string>> readAnchors(const std::string& folder) {
+/// Whether root, or `owner`, alone may change what is at `path`. Links are followed.
+bool isChangedByOwnerAlone(const fs::path& path, uid_t owner) {
     std::error_code problem;
-    std::vector<std::string> anchors;
-    std::filesystem::directory_iterator files(folder, problem);
-    for (; !problem && files != std::filesystem::directory_iterator(); files.increment(problem)) {
-        if (files->path().filename().native().starts_with('.')) {
+    const fs::path whole = fs::canonical(path, problem);
+    fs::path entry;
+    for (const auto& name : whole) {
+        struct stat status {};
+        entry /= name;
+        if (::lstat(entry.c_str(), &status) != 0 ||
+            (status.st_uid != 0 && status.st_uid != owner)) {
+            return false;
+        }
+        // In a sticky folder nobody replaces what belongs to another.
+        const bool isProtected = entry != whole && (status.st_mode & S_ISVTX) != 0;
+        if ((status.st_mode & (S_IWGRP | S_IWOTH)) != 0 && !isProtected) {
+            return false;
+        }
+    }
+    return !problem;
+}
+
+/// Who may sign: everybody, those that an anchor vouches for, or nobody, for a reason.
+struct Anchors {
+    bool isAnybody = false;
+    std::vector<std::string> certificates = {};
+    std::string refusal = {};
+};
+
+Anchors readAnchors(const std::string& folder, uid_t owner) {
+    const auto refused = [](std::string reason) { return Anchors{.refusal = std::move(reason)}; };
+    std::error_code problem;
+    // A link that leads nowhere is not the same as no folder.
+    if (fs::symlink_status(folder, problem).type() == fs::file_type::not_found) {
+        return refused("the signer is not trusted: there is no folder " + folder);
+    }
+    const std::string unreadable = "the anchors in " + folder + " cannot be read";
+    const auto refuseOpen = [&refused](const std::string& path) {
+        return refused("the signer is not trusted: " + path +
+                       " may be changed by others than root");
+    };
+    Anchors anchors;
+    problem.clear();
+    fs::directory_iterator files(folder, problem);
+    if (!problem && !isChangedByOwnerAlone(folder, owner)) {
+        return refuseOpen(folder);
+    }
+    for (; !problem && files != fs::directory_iterator(); files.increment(problem)) {
+        const fs::path& file = files->path();
+        if (file.filename().native().starts_with('.')) {
             continue;
         }
-        const auto content = readRegularFile(files->path());
+        if (!isChangedByOwnerAlone(file, owner)) {
+            return refuseOpen(file);
+        }
+        if (file.filename() == "any") {
+            anchors.isAnybody = true;
+            continue;
+        }
+        const auto content = readRegularFile(file);
         const auto found = content ? certificatesInFile(*content) : std::vector<std::string>();
         if (found.empty()) {
-            return std::nullopt;
+            return refused(unreadable);
         }
-        anchors.insert(anchors.end(), found.begin(), found.end());
+        anchors.certificates.insert(anchors.certificates.end(), found.begin(), found.end());
     }
-    return problem ? std::nullopt : std::optional(std::move(anchors));
+    return problem ? refused(unreadable) : anchors;
+}
+
+constexpr std::string_view refusalMark = "!";
+constexpr const char* unverified = "its signature cannot be verified";
+
+std::string textOfResult(const std::variant<SignerCertificates, SignatureRefusal>& result) {
+    if (const auto* refusal = std::get_if<SignatureRefusal>(&result)) {
+        return std::string(refusalMark) + refusal->reason;
+    }
+    std::string text;
+    for (const auto& certificate : std::get<SignerCertificates>(result)) {
+        text += base64Text(certificate) + "\n";
+    }
+    return text;
+}
+
+std::variant<SignerCertificates, SignatureRefusal> resultOfText(std::string_view text) {
+    if (text.starts_with(refusalMark)) {
+        return SignatureRefusal{std::string(text.substr(refusalMark.size()))};
+    }
+    SignerCertificates certificates;
+    for (auto lines = split(text, '\n');
+         const auto line : std::span(lines).first(lines.size() - 1)) {
+        auto der = bytesOfBase64(line);
+        if (!der) {
+            return SignatureRefusal{unverified};
+        }
+        certificates.push_back(*std::move(der));
+    }
+    return certificates;
 }
 
 } // namespace
@@ -80,24 +165,39 @@ signerOfProcess(const std::string& processID, const SignedProcessSources& source
     if (::stat(path.c_str(), &present) != 0 || !isSameFile(running, present)) {
         return SignatureRefusal{"its executable was removed or replaced"};
     }
+    if (running.st_size > maximumExecutableBytes) {
+        return SignatureRefusal{"its executable is larger than 512 MiB"};
+    }
     const auto signature = readRegularFile(path + ".p7s");
     if (!signature) {
         return SignatureRefusal{"there is no signature " + path + ".p7s"};
     }
-    // A link that leads nowhere says as well that there are to be anchors.
-    std::error_code ignored;
-    const bool hasAnchors = std::filesystem::symlink_status(sources.anchorFolder, ignored).type() !=
-                            std::filesystem::file_type::not_found;
-    const auto anchors =
-        hasAnchors ? readAnchors(sources.anchorFolder) : std::optional<std::vector<std::string>>();
-    if (hasAnchors && !anchors) {
-        return SignatureRefusal{"the anchors in " + sources.anchorFolder + " cannot be read"};
+    const Anchors anchors = readAnchors(sources.anchorFolder, sources.anchorOwner);
+    if (!anchors.refusal.empty()) {
+        return SignatureRefusal{anchors.refusal};
     }
-    auto result = verifyDetachedSignature(*signature, image.get(), anchors ? &*anchors : nullptr);
+    auto result = verifyDetachedSignature(*signature, image.get(),
+                                          anchors.isAnybody ? nullptr : &anchors.certificates);
     if (!stillRuns(process.get(), running)) {
         return SignatureRefusal{"it has ended or runs another executable"};
     }
     return result;
+}
+
+std::variant<SignerCertificates, SignatureRefusal>
+signerOfProcessInTime(const std::string& processID, const SignedProcessSources& sources,
+                      std::chrono::milliseconds limit) {
+    const auto result = doConfined("code-signature", limit, ConfinedDiagnostics::dropped, [&] {
+        return textOfResult(signerOfProcess(processID, sources));
+    });
+    switch (result.end) {
+    case ConfinedResult::End::finished:
+        return resultOfText(result.text);
+    case ConfinedResult::End::tooSlow:
+        return SignatureRefusal{"its executable and signature cannot be read in time"};
+    default:
+        return SignatureRefusal{unverified};
+    }
 }
 
 } // namespace vel

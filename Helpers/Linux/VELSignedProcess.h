@@ -3,7 +3,9 @@
 
 #include "Helpers/Linux/VELDetachedSignature.h"
 
+#include <chrono>
 #include <string>
+#include <sys/types.h>
 #include <variant>
 
 namespace vel {
@@ -12,15 +14,24 @@ namespace vel {
 struct SignedProcessSources {
     std::string processFolder = "/proc";
     /// Certificates (PEM or DER, every file whose name does not begin with a dot) of which one must
-    /// vouch for the signer. Where the folder does not exist, anybody may sign.
+    /// vouch for the signer. A file named "any" says that everybody may sign. Without the folder,
+    /// or when somebody else than its owner may change it, nobody is trusted.
     std::string anchorFolder = "/etc/vel_device_trust/signers";
+    /// Beside root, who the anchors, their folder and all folders above may belong to.
+    uid_t anchorOwner = 0;
 };
 
 /// The certificates of the signature of the executable that a process runs, which is the file
 /// beside the executable that bears its name and ".p7s". Refused when the process does not exist or
 /// may not be looked at, when its executable was removed or replaced, has no signature, or has one
-/// that does not fit the running image.
+/// that does not fit the running image; or when its executable is larger than 512 MiB.
 std::variant<SignerCertificates, SignatureRefusal>
 signerOfProcess(const std::string& processID, const SignedProcessSources& sources);
+
+/// The same, asked in a child process: the files may be in a file system of somebody's own, which
+/// need not answer ever. Refused when they do not within `limit`.
+std::variant<SignerCertificates, SignatureRefusal>
+signerOfProcessInTime(const std::string& processID, const SignedProcessSources& sources,
+                      std::chrono::milliseconds limit);
 
 } // namespace vel

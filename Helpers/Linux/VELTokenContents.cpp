@@ -2,25 +2,17 @@
 #include "Helpers/Linux/VELTokenContents.h"
 
 #include "Base/VELBase64.h"
-#include "Platform/POSIX/VELDescriptor.h"
 
 #include <algorithm>
 #include <array>
-#include <cerrno>
-#include <csignal>
 #include <cstddef>
-#include <ctime>
-#include <exception>
+#include <cstdlib>
 #include <memory>
 #include <p11-kit/p11-kit.h>
 #include <p11-kit/pkcs11.h>
 #include <set>
 #include <stdexcept>
-#include <sys/prctl.h>
-#include <sys/resource.h>
-#include <sys/wait.h>
 #include <tuple>
-#include <unistd.h>
 #include <utility>
 #include <vector>
 
@@ -30,8 +22,6 @@ namespace {
 constexpr std::size_t maximumObjects = 100'000;
 constexpr CK_ULONG maximumAttribute = 1U << 20U;
 constexpr std::size_t maximumContents = std::size_t{64} << 20U; // bytes of all certificates
-constexpr int failed = 1;
-constexpr int killed = 3;
 
 struct TokenCertificate {
     std::string tokenSerial;
@@ -232,43 +222,6 @@ void readModule(CK_FUNCTION_LIST* module, FoundCertificates& found) {
     }
 }
 
-/// Waits for the child to exit; false when it still runs at the end of the time.
-bool exitsWithin(unsigned seconds, const sigset_t& childSignal, pid_t child, int& status) {
-    timespec end{};
-    ::clock_gettime(CLOCK_MONOTONIC, &end);
-    end.tv_sec += static_cast<time_t>(seconds);
-    while (::waitpid(child, &status, WNOHANG) != child) {
-        timespec now{};
-        ::clock_gettime(CLOCK_MONOTONIC, &now);
-        if (std::tie(now.tv_sec, now.tv_nsec) >= std::tie(end.tv_sec, end.tv_nsec)) {
-            return false;
-        }
-        const timespec second = {1, 0};
-        ::sigtimedwait(&childSignal, nullptr, &second);
-    }
-    return true;
-}
-
-[[noreturn]] void workAsChild(pid_t parent, int (*work)(const std::string&),
-                              const std::string& argument) {
-    ::prctl(PR_SET_PDEATHSIG, SIGKILL);
-    if (::getppid() != parent) {
-        ::_exit(failed);
-    }
-    // A crash leaves no file in the folder that the host happens to work in.
-    const rlimit none = {0, 0};
-    ::setrlimit(RLIMIT_CORE, &none);
-    int status = failed;
-    try {
-        status = work(argument);
-    } catch (const std::exception& exception) {
-        const std::string text = std::string("keychain-contents: ") + exception.what() + "\n";
-        writeAll(STDERR_FILENO, text);
-    }
-    // Not by way of what modules want to have done at exit.
-    ::_exit(status);
-}
-
 } // namespace
 
 std::string tokenContents(const std::string& module) {
@@ -294,31 +247,6 @@ std::string tokenContents(const std::string& module) {
         text += base64Text(certificate.der) + "\n";
     }
     return text + "end " + std::to_string(found.size()) + "\n";
-}
-
-int runConfined(unsigned seconds, int (*work)(const std::string& argument),
-                const std::string& argument) {
-    sigset_t childSignal;
-    ::sigemptyset(&childSignal);
-    ::sigaddset(&childSignal, SIGCHLD);
-    ::signal(SIGCHLD, SIG_DFL);
-    ::sigprocmask(SIG_BLOCK, &childSignal, nullptr);
-    const pid_t parent = ::getpid();
-    const pid_t child = ::fork();
-    if (child == 0) {
-        ::sigprocmask(SIG_UNBLOCK, &childSignal, nullptr);
-        workAsChild(parent, work, argument);
-    }
-    int status = 0;
-    if (child < 0) {
-        return failed;
-    }
-    if (!exitsWithin(seconds, childSignal, child, status)) {
-        ::kill(child, SIGKILL);
-        ::waitpid(child, &status, 0);
-        return killed;
-    }
-    return WIFEXITED(status) ? WEXITSTATUS(status) : failed;
 }
 
 } // namespace vel

@@ -23,10 +23,4 @@ namespace vel {
 /// is not known. More than 64 MiB of certificates are too much.
 std::string tokenContents(const std::string& module);
 
-/// Runs `work` in a child process for `seconds` at most, and answers its status: what `work`
-/// answered, 1 when it threw or a signal ended it, 3 when it had to be killed. Whatever foreign
-/// code does to the child, this process goes on; when this process ends, so does the child.
-int runConfined(unsigned seconds, int (*work)(const std::string& argument),
-                const std::string& argument);
-
 } // namespace vel

@@ -11,6 +11,8 @@
 namespace {
 
 constexpr std::size_t maximumDigits = 10;
+// The check that asks has a limit of 10 seconds.
+constexpr auto timeLimit = std::chrono::seconds(4);
 
 int fail(int status, const std::string& problem) {
     vel::writeAll(STDERR_FILENO, "code-signature: " + problem + "\n");
@@ -30,8 +32,11 @@ int extractCertificate(const vel::ToolValues& values) {
     }
     vel::SignedProcessSources sources;
     sources.processFolder = vel::valueOr(values, "--proc", sources.processFolder);
-    sources.anchorFolder = vel::valueOr(values, "--signers", sources.anchorFolder);
-    const auto result = vel::signerOfProcess(processID, sources);
+    if (values.contains("--signers")) {
+        sources.anchorFolder = values.at("--signers");
+        sources.anchorOwner = ::geteuid();
+    }
+    const auto result = vel::signerOfProcessInTime(processID, sources, timeLimit);
     if (const auto* refusal = std::get_if<vel::SignatureRefusal>(&result)) {
         return fail(1, "process " + processID + ": " + refusal->reason);
     }
@@ -53,7 +58,7 @@ int main(int argumentCount, char** arguments) {
         .options = {{"--proc", "The folder to read instead of /proc"},
                     {"--signers", "Where the certificates are that must vouch for the signer,\n"
                                   "                    instead of /etc/vel_device_trust/signers;\n"
-                                  "                    without that folder anybody may sign"}},
+                                  "                    they may belong to the user who asks"}},
     };
     vel::x509::forgoConfiguration();
     return vel::runTool(usage, argumentCount, arguments, &extractCertificate);

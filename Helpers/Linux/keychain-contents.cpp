@@ -1,22 +1,33 @@
 // SPDX-License-Identifier: Apache-2.0
+#include "Helpers/Linux/VELConfinedWork.h"
 #include "Helpers/Linux/VELTokenContents.h"
 #include "Helpers/Linux/VELToolCommandLine.h"
 #include "Platform/POSIX/VELDescriptor.h"
 
+#include <algorithm>
 #include <cstdlib>
-#include <fcntl.h>
 #include <unistd.h>
 
 namespace {
 
-int printContents(const std::string& module) {
-    // What a module prints is no part of the contents, and what it leaves running must not keep the
-    // reader waiting for their end.
-    const VELDescriptor output(::fcntl(STDOUT_FILENO, F_DUPFD_CLOEXEC, STDERR_FILENO + 1));
-    if (!output || ::dup2(STDERR_FILENO, STDOUT_FILENO) < 0) {
-        return 1;
+constexpr int failed = 1;
+constexpr int tooSlow = 3;
+
+int printContents(const vel::ToolValues& values) {
+    const int seconds = std::atoi(vel::valueOr(values, "--seconds", "8").c_str());
+    const std::string module = vel::valueOr(values, "--module", "");
+    // A module may hang, crash, print and leave programs running.
+    const auto contents = vel::doConfined(
+        "keychain-contents", std::chrono::seconds(std::max(seconds, 1)),
+        vel::ConfinedDiagnostics::inherited, [&module] { return vel::tokenContents(module); });
+    switch (contents.end) {
+    case vel::ConfinedResult::End::finished:
+        return vel::writeAll(STDOUT_FILENO, contents.text) == 0 ? 0 : failed;
+    case vel::ConfinedResult::End::tooSlow:
+        return tooSlow;
+    default:
+        return failed;
     }
-    return vel::writeAll(output.get(), vel::tokenContents(module)) == 0 ? 0 : 1;
 }
 
 } // namespace
@@ -30,9 +41,5 @@ int main(int argumentCount, char** arguments) {
         .options = {{"--module", "The path of the one module to ask"},
                     {"--seconds", "How long the modules may take; 8 when it is not given"}},
     };
-    return vel::runTool(usage, argumentCount, arguments, [](const vel::ToolValues& values) {
-        const int seconds = std::atoi(vel::valueOr(values, "--seconds", "8").c_str());
-        return vel::runConfined(seconds > 0 ? static_cast<unsigned>(seconds) : 1, printContents,
-                                vel::valueOr(values, "--module", ""));
-    });
+    return vel::runTool(usage, argumentCount, arguments, &printContents);
 }

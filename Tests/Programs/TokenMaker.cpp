@@ -18,6 +18,8 @@
 //     private-key ID hidden     a private key that shows after login alone
 //     private-key ID visible    one that everybody sees
 //     public-key ID
+//
+// The ID "-" is empty.
 
 namespace {
 
@@ -135,7 +137,7 @@ int main(int argumentCount, char** arguments) {
         if (kind == "token") {
             makeToken(name, line);
         } else {
-            makeObject(kind, name, argument, line);
+            makeObject(kind, name == "-" ? "" : name, argument, line);
         }
     }
     p11_kit_module_finalize(module);

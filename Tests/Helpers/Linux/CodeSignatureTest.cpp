@@ -1,10 +1,19 @@
 // SPDX-License-Identifier: Apache-2.0
 #include "Helpers/Linux/VELDetachedSignature.h"
+#include "Platform/POSIX/VELDescriptor.h"
 #include "Tests/Helpers/Linux/ToolRun.h"
 
+#include <algorithm>
+#include <array>
+#include <fcntl.h>
 #include <filesystem>
 #include <fstream>
+#include <future>
 #include <gtest/gtest.h>
+#include <sys/mount.h>
+#include <sys/stat.h>
+#include <unistd.h>
+#include <utility>
 
 namespace {
 
@@ -47,6 +56,7 @@ private:
         make("leaf", "/CN=Agent/OU=TEAM42/O=Sample/C=US", "intermediate", "CA:FALSE");
         make("other", "/CN=Other/OU=TEAM42/O=Other", "", "CA:FALSE");
         make("expired", "/CN=Old/OU=TEAM42/O=Sample", "intermediate", "CA:FALSE", "-days -1");
+        _folder.write("anybody/any", "");
         // The root first: the order in the signature does not decide which is the leaf.
         _folder.write("others.pem",
                       readTestFile(file("root.pem")) + readTestFile(file("intermediate.pem")));
@@ -78,8 +88,13 @@ private:
 class CodeSignature : public testing::Test {
 protected:
     void SetUp() override {
+        _umask = ::umask(022); // so that what is written is its owner's alone
         _program = _folder.path() + "/agent";
         fs::copy_file("/bin/sleep", _program);
+    }
+
+    static std::vector<std::string> byAnybody() {
+        return {"--signers", Publisher::shared().file("anybody")};
     }
 
     /// What the helper has open as descriptor 3.
@@ -87,8 +102,7 @@ protected:
     [[nodiscard]] std::string leaf() const { return readTestFile(leafFile()); }
 
     [[nodiscard]] ToolRun extract(const std::string& processID,
-                                  const std::vector<std::string>& options = {
-                                      "--signers", "/nonexistent"}) const {
+                                  const std::vector<std::string>& options = byAnybody()) const {
         std::vector<std::string> command = {toolProgram("code-signature"), "--display",
                                             "--extract-certificates", processID};
         command.insert(command.end(), options.begin(), options.end());
@@ -96,8 +110,7 @@ protected:
                           leafFile());
     }
     [[nodiscard]] ToolRun extract(const RunningProgram& running,
-                                  const std::vector<std::string>& options = {
-                                      "--signers", "/nonexistent"}) const {
+                                  const std::vector<std::string>& options = byAnybody()) const {
         return extract(std::to_string(running.processID()), options);
     }
 
@@ -109,8 +122,11 @@ protected:
                     "\n"};
     }
 
+    void TearDown() override { ::umask(_umask); }
+
     TestFolder _folder;
     std::string _program;
+    mode_t _umask = 0;
 };
 
 const ToolRun success = {0, "", ""};
@@ -125,7 +141,7 @@ TEST_F(CodeSignature, OfARunningProgramGivesItsLeaf) {
     EXPECT_EQ(runProgram({toolProgram("certificate-subject"), "x509", "-inform", "DER", "-in",
                           "codesign0", "-subject", "-noout"},
                          {}, {}, leafFile()),
-              (ToolRun{0, "subject=/CN=Agent/OU=TEAM42/O=Sample/C=US\n", ""}));
+              (ToolRun{0, "subject=/CN=Agent/OU=TEAM42/O=Sample/C=US/\n", ""}));
     EXPECT_EQ(extract(running), success) << "once more, over the certificate of the first run";
     EXPECT_EQ(leaf(), publisher.der("leaf"));
 }
@@ -155,7 +171,8 @@ TEST_F(CodeSignature, FailsWithoutAFileToWriteTo) {
     const RunningProgram running({_program, "100"});
     for (const char* third : {"", "/dev/null"}) {
         EXPECT_EQ(runProgram({toolProgram("code-signature"), "--display", "--extract-certificates",
-                              std::to_string(running.processID()), "--signers", "/nonexistent"},
+                              std::to_string(running.processID()), "--signers",
+                              Publisher::shared().file("anybody")},
                              {}, {}, third),
                   (ToolRun{1, "",
                            "code-signature: descriptor 3 is not a file that can be written to\n"}));
@@ -165,11 +182,13 @@ TEST_F(CodeSignature, FailsWithoutAFileToWriteTo) {
 TEST_F(CodeSignature, LeavesNothingWhenItCannotWriteAll) {
     Publisher::shared().sign(_program);
     const RunningProgram running({_program, "100"});
-    EXPECT_EQ(runProgram({"prlimit", "--fsize=100", "sh", "-c", "trap '' XFSZ; exec \"$@\"", "sh",
-                          toolProgram("code-signature"), "--display", "--extract-certificates",
-                          std::to_string(running.processID()), "--signers", "/nonexistent"},
-                         {}, {}, leafFile()),
-              (ToolRun{1, "", "code-signature: the certificate cannot be written\n"}));
+    EXPECT_EQ(
+        runProgram({"prlimit", "--fsize=100:unlimited", "sh", "-c", "trap '' XFSZ; exec \"$@\"",
+                    "sh", toolProgram("code-signature"), "--display", "--extract-certificates",
+                    std::to_string(running.processID()), "--signers",
+                    Publisher::shared().file("anybody")},
+                   {}, {}, leafFile()),
+        (ToolRun{1, "", "code-signature: the certificate cannot be written\n"}));
     EXPECT_EQ(leaf(), "");
 }
 
@@ -221,7 +240,7 @@ TEST_F(CodeSignature, AMadeProcessFolder) {
     _folder.link("proc/13/exe", "/nonexistent");
     fs::create_directories(_folder.path() + "/proc/14");
     const std::vector<std::string> options = {"--proc", _folder.path() + "/proc", "--signers",
-                                              "/nonexistent"};
+                                              Publisher::shared().file("anybody")};
     EXPECT_EQ(extract("12", options), success);
     for (const char* processID : {"13", "14"}) {
         EXPECT_EQ(extract(processID, options),
@@ -316,6 +335,124 @@ TEST_F(CodeSignature, AnchorsThatCannotBeReachedVouchForNobody) {
     _folder.write("signers", "no folder");
     EXPECT_EQ(extract(running, {"--signers", anchors}),
               refusal(running, "the anchors in " + anchors + " cannot be read"));
+}
+
+TEST_F(CodeSignature, WithoutAnchorsNobodyIsTrusted) {
+    const RunningProgram running({_program, "100"});
+    Publisher::shared().sign(_program, {}, "other");
+    const std::string none = _folder.path() + "/none";
+    EXPECT_EQ(extract(running, {"--signers", none}),
+              refusal(running, "the signer is not trusted: there is no folder " + none));
+    const auto byDefault = extract(running, {});
+    EXPECT_EQ(byDefault.status, 1) << "there is no such folder on a machine for tests";
+}
+
+TEST_F(CodeSignature, AFileNamedAnySaysThatEverybodyMaySign) {
+    const RunningProgram running({_program, "100"});
+    Publisher::shared().sign(_program, {}, "other");
+    const std::string anchors = _folder.path() + "/signers";
+    for (const char* content : {"", "no certificate"}) {
+        _folder.write("signers/any", content);
+        EXPECT_EQ(extract(running, {"--signers", anchors}), success);
+    }
+    _folder.write("signers/broken.pem", "no certificate");
+    const auto run = extract(running, {"--signers", anchors});
+    EXPECT_EQ(run, refusal(running, "the anchors in " + anchors + " cannot be read"));
+}
+
+TEST_F(CodeSignature, AnchorsThatOthersMayChangeVouchForNobody) {
+    const RunningProgram running({_program, "100"});
+    const auto& publisher = Publisher::shared();
+    publisher.sign(_program);
+    const std::string anchors = _folder.path() + "/signers";
+    const std::string root =
+        _folder.write("signers/root.pem", readTestFile(publisher.file("root.pem")));
+    const auto isRefused = [&](const std::string& path) {
+        const auto run = extract(running, {"--signers", anchors});
+        EXPECT_EQ(run, refusal(running, "the signer is not trusted: " + path +
+                                            " may be changed by others than root"));
+    };
+    for (const auto& [path, kept] : {std::pair{anchors, 0755U}, std::pair{root, 0644U}}) {
+        for (const unsigned open : {0020U, 0002U, 01002U}) {
+            fs::permissions(path, fs::perms(kept | open));
+            isRefused(path);
+        }
+        fs::permissions(path, fs::perms(kept));
+    }
+    fs::permissions(_folder.path(), fs::perms(0770));
+    isRefused(anchors);
+    fs::permissions(_folder.path(), fs::perms(01777));
+    EXPECT_EQ(extract(running, {"--signers", anchors}), success) << "as in /tmp";
+    _folder.write("elsewhere/open.pem", readTestFile(root));
+    fs::permissions(_folder.path() + "/elsewhere", fs::perms(0777));
+    _folder.link("signers/link.pem", _folder.path() + "/elsewhere/open.pem");
+    isRefused(anchors + "/link.pem");
+    fs::remove(anchors + "/link.pem");
+    if (::geteuid() == 0) {
+        for (const auto& path : {root, anchors}) {
+            ASSERT_EQ(::chown(path.c_str(), 4711, 4711), 0);
+            isRefused(path);
+        }
+    }
+}
+
+TEST_F(CodeSignature, AnExecutableThatIsTooLargeIsNotRead) {
+    Publisher::shared().sign(_program);
+    constexpr std::uintmax_t limit = std::uintmax_t{512} << 20U;
+    for (const auto& [size, reason] :
+         {std::pair{limit, misfit},
+          std::pair{limit + 1, std::string("its executable is larger than 512 MiB")}}) {
+        fs::resize_file(_program, size);
+        const RunningProgram running({_program, "100"});
+        EXPECT_EQ(extract(running), refusal(running, reason));
+    }
+}
+
+/// A file system whose program never answers.
+class DeadFileSystem {
+public:
+    explicit DeadFileSystem(const std::string& folder) : _folder(folder) {
+        _device = VELDescriptor(::open("/dev/fuse", O_RDWR | O_CLOEXEC));
+        const std::string options =
+            "fd=" + std::to_string(_device.get()) + ",rootmode=40000,user_id=0,group_id=0";
+        _isMounted = _device && ::mount("dead", folder.c_str(), "fuse", 0, options.c_str()) == 0;
+    }
+    ~DeadFileSystem() {
+        if (_isMounted) {
+            ::umount2(_folder.c_str(), MNT_DETACH);
+        }
+    }
+    DeadFileSystem(const DeadFileSystem&) = delete;
+    DeadFileSystem& operator=(const DeadFileSystem&) = delete;
+
+    [[nodiscard]] bool isMounted() const { return _isMounted; }
+
+    /// Takes the first request, which from then on nothing but an answer ends.
+    void takeRequest() const {
+        std::array<char, 8192> request{};
+        static_cast<void>(::read(_device.get(), request.data(), request.size()));
+    }
+
+private:
+    std::string _folder;
+    VELDescriptor _device;
+    bool _isMounted = false;
+};
+
+TEST_F(CodeSignature, AFileSystemThatNeverAnswersIsAbandoned) {
+    fs::create_directory(_folder.path() + "/dead");
+    const DeadFileSystem dead(_folder.path() + "/dead");
+    if (!dead.isMounted()) {
+        GTEST_SKIP() << "needs root and /dev/fuse";
+    }
+    _folder.link("proc/12/exe", _folder.path() + "/dead/agent");
+    const std::vector<std::string> options = {"--proc", _folder.path() + "/proc", "--signers",
+                                              Publisher::shared().file("anybody")};
+    auto answer = std::async(std::launch::async, [&] { return extract("12", options); });
+    dead.takeRequest();
+    EXPECT_EQ(answer.get(), (ToolRun{1, "",
+                                     "code-signature: process 12: its executable and signature "
+                                     "cannot be read in time\n"}));
 }
 
 TEST(CertificatesInFile, ReadsPEMAndDER) {
