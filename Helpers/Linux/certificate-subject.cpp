@@ -23,7 +23,7 @@ int printSubject(const vel::ToolValues& /*values*/) {
     if (!subject) {
         return fail("is no certificate in DER");
     }
-    return vel::writeAll(STDOUT_FILENO, "subject=" + *subject + "\n") == 0 ? 0 : 1;
+    return vel::writeAll(STDOUT_FILENO, "subject=" + *subject + "/\n") == 0 ? 0 : 1;
 }
 
 } // namespace
@@ -33,7 +33,7 @@ int main(int argumentCount, char** arguments) {
         .name = "certificate-subject",
         .purpose =
             "Prints the subject of the certificate in the file that is open as descriptor 3:\n"
-            "subject=/CN=Agent/OU=TEAM42/O=Sample",
+            "subject=/CN=Agent/OU=TEAM42/",
         .arguments = {"x509", "-inform", "DER", "-in", "codesign0", "-subject", "-noout"},
         .options = {},
     };

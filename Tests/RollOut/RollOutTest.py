@@ -69,7 +69,7 @@ class Machine:
         client.write_text(self.CLIENT, encoding="utf-8")
         client.chmod(0o600)
         self.issue("ca", "/CN=Sample Root")
-        self.issue("agent", "/CN=Sample Agent/OU=TEAM42/O=Sample Corp", "-CA", "ca.pem", "-CAkey", "ca.key")
+        self.issue("agent", "/CN=Sample Agent/O=Sample Corp/OU=TEAM42", "-CA", "ca.pem", "-CAkey", "ca.key")
         self.issue("device", "/CN=Sample Device/O=Sample Corp", "-CA", "ca.pem", "-CAkey", "ca.key")
         self.sign_agent()
         self.fill_keychain()

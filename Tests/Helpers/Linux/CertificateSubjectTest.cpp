@@ -33,11 +33,12 @@ protected:
                           {}, {"OPENSSL_CONF=/nonexistent", "OPENSSL_MODULES=/nonexistent"}, file);
     }
 
-    /// What openssl prints in the form with slashes.
+    /// What openssl prints in the form with slashes, with one more at the end.
     static std::string oracle(const std::string& file) {
-        return runProgram({"openssl", "x509", "-inform", "DER", "-in", file, "-subject", "-noout",
-                           "-nameopt", "compat"})
-            .output;
+        std::string line = runProgram({"openssl", "x509", "-inform", "DER", "-in", file, "-subject",
+                                       "-noout", "-nameopt", "compat"})
+                               .output;
+        return line.insert(line.size() - 1, "/");
     }
 
     TestFolder _folder;
@@ -46,18 +47,18 @@ protected:
 TEST_F(CertificateSubject, IsWhatOpenSSLPrints) {
     for (const auto& [subject, expected] :
          {std::pair("CN = Agent\nOU = TEAM42\nO = Sample\nC = US\n",
-                    "subject=/CN=Agent/OU=TEAM42/O=Sample/C=US\n"),
+                    "subject=/CN=Agent/OU=TEAM42/O=Sample/C=US/\n"),
           std::pair("C = DE\nO = \"Größe & Söhne\"\nCN = 证书\n",
                     "subject=/C=DE/O=Gr\\xC3\\xB6\\xC3\\x9Fe & S\\xC3\\xB6hne/CN="
-                    "\\xE8\\xAF\\x81\\xE4\\xB9\\xA6\n"),
+                    "\\xE8\\xAF\\x81\\xE4\\xB9\\xA6/\n"),
           std::pair("emailAddress = a@sample.test\nserialNumber = 5\n0.DC = sample\n1.DC = test\n"
                     "UID = u\nGN = G\nSN = S\n",
                     "subject=/emailAddress=a@sample.test/serialNumber=5/DC=sample/DC=test/UID=u"
-                    "/GN=G/SN=S\n"),
+                    "/GN=G/SN=S/\n"),
           std::pair("0.OU = first\n1.OU = second\nCN = x, y; z=\"#<>\n",
-                    "subject=/OU=first/OU=second/CN=x, y; z=#<>\n"),
+                    "subject=/OU=first/OU=second/CN=x, y; z=#<>/\n"),
           std::pair("0.1.3.6.1.4.1.55555.1.2 = own\nCN = a\n",
-                    "subject=/1.3.6.1.4.1.55555.1.2=own/CN=a\n")}) {
+                    "subject=/1.3.6.1.4.1.55555.1.2=own/CN=a/\n")}) {
         const std::string file = certificate(subject);
         EXPECT_EQ(subjectOf(file), (ToolRun{0, expected, ""}));
         EXPECT_EQ(oracle(file), expected);
@@ -66,19 +67,20 @@ TEST_F(CertificateSubject, IsWhatOpenSSLPrints) {
 
 TEST_F(CertificateSubject, ASlashInAValueIsNoAttribute) {
     std::string file = certificate("CN = x/OU=TEAM42\nO = Sample / Corp\n");
-    EXPECT_EQ(subjectOf(file), (ToolRun{0, "subject=/CN=x\\2FOU=TEAM42/O=Sample \\2F Corp\n", ""}));
-    EXPECT_EQ(oracle(file), "subject=/CN=x\\/OU=TEAM42/O=Sample \\/ Corp\n");
+    EXPECT_EQ(subjectOf(file),
+              (ToolRun{0, "subject=/CN=x\\2FOU=TEAM42/O=Sample \\2F Corp/\n", ""}));
+    EXPECT_EQ(oracle(file), "subject=/CN=x\\/OU=TEAM42/O=Sample \\/ Corp/\n");
     file = certificate("CN = a\\\\2FOU=TEAM42\nO = c+d\n");
-    EXPECT_EQ(subjectOf(file), (ToolRun{0, "subject=/CN=a\\5C2FOU=TEAM42/O=c+d\n", ""}));
-    EXPECT_EQ(oracle(file), "subject=/CN=a\\2FOU=TEAM42/O=c\\+d\n");
+    EXPECT_EQ(subjectOf(file), (ToolRun{0, "subject=/CN=a\\5C2FOU=TEAM42/O=c+d/\n", ""}));
+    EXPECT_EQ(oracle(file), "subject=/CN=a\\2FOU=TEAM42/O=c\\+d/\n");
 }
 
 TEST_F(CertificateSubject, TheAttributesOfOneElementStandForThemselves) {
     const std::string file = certificate("CN = Agent\n+OU = TEAM42\nO = Sample\n");
     const std::string output = subjectOf(file).output;
     const std::string theirs = oracle(file);
-    EXPECT_TRUE(output == "subject=/CN=Agent/OU=TEAM42/O=Sample\n" ||
-                output == "subject=/OU=TEAM42/CN=Agent/O=Sample\n")
+    EXPECT_TRUE(output == "subject=/CN=Agent/OU=TEAM42/O=Sample/\n" ||
+                output == "subject=/OU=TEAM42/CN=Agent/O=Sample/\n")
         << output;
     EXPECT_NE(theirs.find('+'), std::string::npos) << theirs;
     std::string withSlash = theirs;
@@ -88,7 +90,7 @@ TEST_F(CertificateSubject, TheAttributesOfOneElementStandForThemselves) {
 
 TEST_F(CertificateSubject, TheStringTypeDoesNotMatter) {
     const std::string subject = "CN = Größe\nOU = TEAM42\nO = x\n";
-    const std::string expected = "subject=/CN=Gr\\xC3\\xB6\\xC3\\x9Fe/OU=TEAM42/O=x\n";
+    const std::string expected = "subject=/CN=Gr\\xC3\\xB6\\xC3\\x9Fe/OU=TEAM42/O=x/\n";
     for (const char* mask : {"utf8only", "MASK:0x800", "MASK:0x4", "MASK:0x100"}) {
         EXPECT_EQ(subjectOf(certificate(subject, mask)), (ToolRun{0, expected, ""})) << mask;
     }
@@ -150,8 +152,8 @@ TEST_F(CertificateSubject, MayBeEmpty) {
                           "-outform", "DER", "-out", file})
                   .status,
               0);
-    EXPECT_EQ(subjectOf(file), (ToolRun{0, "subject=\n", ""}));
-    EXPECT_EQ(oracle(file), "subject=\n");
+    EXPECT_EQ(subjectOf(file), (ToolRun{0, "subject=/\n", ""}));
+    EXPECT_EQ(oracle(file), "subject=/\n");
 }
 
 TEST_F(CertificateSubject, IsReadWithoutOpenSSLsConfiguration) {
@@ -161,7 +163,7 @@ TEST_F(CertificateSubject, IsReadWithoutOpenSSLsConfiguration) {
     EXPECT_EQ(runProgram({"timeout", "5", toolProgram("certificate-subject"), "x509", "-inform",
                           "DER", "-in", "codesign0", "-subject", "-noout"},
                          {}, {"OPENSSL_CONF=" + configuration}, file),
-              (ToolRun{0, "subject=/CN=Agent\n", ""}));
+              (ToolRun{0, "subject=/CN=Agent/\n", ""}));
 }
 
 } // namespace

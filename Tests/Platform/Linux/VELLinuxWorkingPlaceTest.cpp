@@ -108,7 +108,7 @@ TEST(SigningThroughThePlatform, TellsThePublisherOfARunningProgram) {
     const auto made = runProgram(
         {"sh", "-e", "-c",
          "openssl req -x509 -newkey ec -pkeyopt ec_paramgen_curve:P-256 -nodes -keyout key -subj "
-         "/CN=Agent/OU=TEAM42/O=Sample -out certificate\n"
+         "/CN=Agent/OU=TEAM42 -out certificate\n"
          "openssl cms -sign -binary -in agent -signer certificate -inkey key -outform DER -out "
          "agent.p7s"},
         folder.path());
@@ -123,10 +123,13 @@ TEST(SigningThroughThePlatform, TellsThePublisherOfARunningProgram) {
     };
     const std::vector<std::string> subject = {"x509",      "-inform",  "DER",   "-in",
                                               "codesign0", "-subject", "-noout"};
-    EXPECT_EQ(run("/usr/bin/codesign",
-                  {"--display", "--extract-certificates", std::to_string(running.processID())}),
+    const std::string signers = fs::path(folder.write("signers/any", "")).parent_path();
+    fs::permissions(signers, fs::perms(0755));
+    fs::permissions(signers + "/any", fs::perms(0644));
+    EXPECT_EQ(run("/usr/bin/codesign", {"--display", "--extract-certificates",
+                                        std::to_string(running.processID()), "--signers", signers}),
               "");
-    EXPECT_EQ(run("/usr/bin/openssl", subject), "subject=/CN=Agent/OU=TEAM42/O=Sample\n");
+    EXPECT_EQ(run("/usr/bin/openssl", subject), "subject=/CN=Agent/OU=TEAM42/\n");
     EXPECT_FALSE(error);
     EXPECT_FALSE(run("/usr/bin/codesign", {"--display", "--extract-certificates", "0"}));
     EXPECT_TRUE(error);
