@@ -41,7 +41,7 @@ VELLinuxKeychain::VELLinuxKeychain(Helper helper, VELX509Trust::Clock clock)
     : VELX509Keychain(std::move(clock)), _helper(std::move(helper)) {}
 
 VELSecurityStatus VELLinuxKeychain::read(vel::TokenContents& contents) const {
-    VELPOSIXTask task(_helper.path, _helper.arguments);
+    VELPOSIXTask task(_helper.path, _helper.arguments, vel::linuxToolOptions());
     try {
         task.launch();
     } catch (const VELTaskLaunchFailure&) {

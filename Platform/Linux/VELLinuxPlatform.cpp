@@ -56,12 +56,13 @@ std::shared_ptr<const VELWorkingPlace> VELLinuxPlatform::openWorkingPlace() cons
 std::shared_ptr<VELTask>
 VELLinuxPlatform::task(std::string_view tool, std::vector<std::string> arguments,
                        std::shared_ptr<const VELWorkingPlace> place) const {
-    VELPOSIXTask::Options options;
+    std::string path = vel::linuxToolPath(tool);
+    auto options = path == tool ? VELPOSIXTask::Options() : vel::linuxToolOptions();
     if (auto own = std::dynamic_pointer_cast<const VELLinuxWorkingPlace>(std::move(place))) {
         const VELDescriptor* file = &own->file();
         options.inherited = std::shared_ptr<const VELDescriptor>(std::move(own), file);
     }
-    return std::make_shared<VELPOSIXTask>(vel::linuxToolPath(tool), std::move(arguments),
+    return std::make_shared<VELPOSIXTask>(std::move(path), std::move(arguments),
                                           std::move(options));
 }
 

@@ -200,6 +200,11 @@ pid_t VELPOSIXTask::spawn(int output) const {
 }
 
 void VELPOSIXTask::launch() {
+    if (_options.objection) {
+        if (const std::string reason = _options.objection(_launchPath); !reason.empty()) {
+            throw VELTaskLaunchFailure(reason);
+        }
+    }
     if (!isExecutableFile(_launchPath)) {
         throw VELTaskLaunchFailure("launch path not accessible");
     }

@@ -6,6 +6,7 @@
 
 #include <csignal>
 #include <cstddef>
+#include <functional>
 #include <limits>
 #include <memory>
 #include <mutex>
@@ -29,6 +30,10 @@ public:
         /// What the child gets as its descriptor `inheritedDescriptor`; null: nothing. One that is
         /// not open makes the launch fail.
         std::shared_ptr<const VELDescriptor> inherited = nullptr;
+
+        /// Asked at the launch with the launch path: why it must not be run; empty: it may. Null:
+        /// nobody is asked.
+        std::function<std::string(const std::string&)> objection = nullptr;
 
         /// "NAME=value" each; absent: the host's environment.
         std::optional<std::vector<std::string>> environment = std::nullopt;
