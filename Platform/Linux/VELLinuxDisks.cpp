@@ -83,7 +83,10 @@ public:
     explicit MountedVolumes(const VELLinuxDiskSources& sources)
         : _sources(sources), _devices(sources.root), _mounts(readMounts(sources.root)) {
         for (std::size_t index = 0; _mounts && index < _mounts->size(); ++index) {
-            _byMountPoint[vel::validUTF8((*_mounts)[index].mountPoint)].push_back(index);
+            const VELLinuxMount& mount = (*_mounts)[index];
+            MountPoint& place = _mountPoints[vel::validUTF8(mount.mountPoint)];
+            place.mounts.push_back(index);
+            place.answersByItself = place.answersByItself && vel::answersByItself(mount);
         }
     }
 
@@ -92,12 +95,29 @@ public:
         if (!_mounts) {
             return std::make_shared<const VELLinuxVolume>();
         }
-        const auto found = _byMountPoint.find(mountPoint);
-        if (found == _byMountPoint.end()) {
+        const auto found = _mountPoints.find(mountPoint);
+        if (found == _mountPoints.end()) {
             return nullptr;
         }
+        // Thousands may be mounted at one point, which is then asked for as often.
+        MountPoint& place = found->second;
+        if (!place.volume) {
+            place.volume = volumeAmong(place.mounts);
+        }
+        return *place.volume;
+    }
+
+private:
+    struct MountPoint {
+        std::vector<std::size_t> mounts; // the uppermost last
+        bool answersByItself = true;     // nothing that may hang is mounted there
+        std::optional<std::shared_ptr<const VELLinuxVolume>> volume = std::nullopt;
+    };
+
+    [[nodiscard]] std::shared_ptr<const VELLinuxVolume>
+    volumeAmong(const std::vector<std::size_t>& mounts) {
         std::shared_ptr<const VELLinuxVolume> uppermost;
-        for (auto index = found->second.rbegin(); index != found->second.rend(); ++index) {
+        for (auto index = mounts.rbegin(); index != mounts.rend(); ++index) {
             auto volume = volumeOf((*_mounts)[*index]);
             if (volume != nullptr && isUnencryptedData(*volume)) {
                 return volume;
@@ -107,7 +127,6 @@ public:
         return uppermost;
     }
 
-private:
     using DeviceNumber = std::pair<unsigned, unsigned>;
 
     struct Device {
@@ -165,11 +184,8 @@ private:
     /// already.
     [[nodiscard]] bool mayBeOpened(std::string path) const {
         for (; path.size() > 1; path.resize(std::max<std::size_t>(path.rfind('/'), 1))) {
-            const auto mounts = _byMountPoint.find(vel::validUTF8(path));
-            if (mounts != _byMountPoint.end() &&
-                !std::ranges::all_of(mounts->second, [this](std::size_t index) {
-                    return vel::answersByItself((*_mounts)[index]);
-                })) {
+            const auto place = _mountPoints.find(vel::validUTF8(path));
+            if (place != _mountPoints.end() && !place->second.answersByItself) {
                 return false;
             }
         }
@@ -179,7 +195,7 @@ private:
     const VELLinuxDiskSources& _sources;
     VELLinuxBlockDevices _devices;
     std::optional<std::vector<VELLinuxMount>> _mounts;
-    std::unordered_map<std::string, std::vector<std::size_t>> _byMountPoint;
+    std::unordered_map<std::string, MountPoint> _mountPoints;
     std::map<DeviceNumber, Device> _known;
 };
 

@@ -266,6 +266,13 @@ TEST_F(LinuxDisks, ADiskWhoseMediumCanBeTakenOutIsExternal) {
               R"(external SATA ext4 plain ["Data"])");
 }
 
+TEST_F(LinuxDisks, ADiskThatDoesNotTellIsFixed) {
+    const std::string disk = "pci0000:00/0000:00:1f.2/ata9/host9/target9:0:0/block/sdz";
+    machine.disk("259:7", disk);
+    std::filesystem::remove(machine.root() + "/sys/devices/" + disk + "/removable");
+    EXPECT_EQ(mounted("259:7"), R"(internal SATA ext4 plain ["Data"])");
+}
+
 TEST_F(LinuxDisks, ABusThatIsNotKnownIsInternal) {
     EXPECT_EQ(diskAt("pci0000:00/0000:01:00.0/host0/port-0:0/end_device-0:0/block/sdq"),
               R"(internal ext4 plain ["Data"])");
@@ -586,6 +593,24 @@ TEST_F(LinuxDisks, ThousandsOfMountsAreScanned) {
     machine.writeMountInfo();
     EXPECT_TRUE(scan(machine));
     machine.mount("8:1", "/last", "ext4");
+    EXPECT_FALSE(scan(machine));
+}
+
+TEST_F(LinuxDisks, OfThousandsOnOnePointTheUnencryptedOneIsFound) {
+    machine.stacked("254:0", "dm-0", luks, {partitionOf(sata, "2")});
+    machine.addMount("1 0 254:0 / / rw - ext4 /dev/mapper/root rw\n");
+    const auto stack = [this](std::string_view number) {
+        for (int index = 0; index < 8'000; ++index) {
+            machine.addMount("2 1 " + std::string(number) +
+                             " / /m rw shared:1 - ext4 /dev/mapper/root rw\n");
+        }
+    };
+    stack("254:0");
+    machine.writeMountInfo();
+    EXPECT_TRUE(scan(machine));
+    machine.addMount("2 1 8:1 / /m rw shared:1 - ext4 /dev/sda1 rw\n");
+    stack("254:0");
+    machine.writeMountInfo();
     EXPECT_FALSE(scan(machine));
 }
 
