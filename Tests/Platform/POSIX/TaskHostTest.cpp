@@ -1,15 +1,12 @@
 // SPDX-License-Identifier: Apache-2.0
 //
 // Hosts in odd states that run tools. Each is a process of its own, so that none harms this one.
-#include <chrono>
 #include <cstdio>
 #include <gtest/gtest.h>
 #include <string>
 #include <sys/wait.h>
 
 namespace {
-
-using namespace std::chrono_literals;
 
 class TaskHost : public ::testing::TestWithParam<const char*> {};
 
@@ -18,7 +15,6 @@ TEST_P(TaskHost, RunsTools) {
     const std::string command = std::string("TSAN_OPTIONS=\"$TSAN_OPTIONS die_after_fork=0\" "
                                             "exec timeout 120 '") +
                                 VEL_TASK_HOST + "' " + GetParam() + " 2>&1";
-    const auto start = std::chrono::steady_clock::now();
     FILE* host = ::popen(command.c_str(), "r");
     ASSERT_NE(host, nullptr);
     std::string said;
@@ -26,16 +22,12 @@ TEST_P(TaskHost, RunsTools) {
         said += static_cast<char>(character);
     }
     const int status = ::pclose(host);
-    const auto elapsed = std::chrono::steady_clock::now() - start;
     ASSERT_TRUE(WIFEXITED(status)) << status << "\n" << said;
     if (WEXITSTATUS(status) == 77) {
         GTEST_SKIP() << said;
     }
     EXPECT_EQ(WEXITSTATUS(status), 0);
     EXPECT_EQ(said, "");
-    if (GetParam() == std::string("exit-while-pending")) {
-        EXPECT_LT(elapsed, 5s);
-    }
 }
 
 INSTANTIATE_TEST_SUITE_P(
