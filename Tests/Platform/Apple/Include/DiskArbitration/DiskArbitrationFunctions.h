@@ -12,8 +12,7 @@ extern const CFStringRef kDADiskDescriptionVolumeKindKey;
 CFTypeID DASessionGetTypeID(void);
 DASessionRef DASessionCreate(CFAllocatorRef allocator);
 CFTypeID DADiskGetTypeID(void);
-DADiskRef DADiskCreateFromVolumePath(CFAllocatorRef allocator, DASessionRef session,
-                                     CFURLRef path);
+DADiskRef DADiskCreateFromVolumePath(CFAllocatorRef allocator, DASessionRef session, CFURLRef path);
 CFDictionaryRef DADiskCopyDescription(DADiskRef disk);
 io_service_t DADiskCopyIOMedia(DADiskRef disk);
 
