@@ -5,6 +5,7 @@
 #include "Platform/Linux/VELLinuxPlatform.h"
 #include "Platform/POSIX/VELPOSIXTask.h"
 #include "Platform/Simulated/VELSimulatedPlatform.h"
+#include "Tests/Platform/Apple/AppleOnStandIns.h"
 #include "Tests/Support/MadeMachine.h"
 #include "Tests/Support/MadeTokens.h"
 #include "Tests/Support/PropertyListText.h"
@@ -26,68 +27,81 @@
 /// how the state is installed and in nothing that a suite asserts. A further platform joins every
 /// suite with one more class, named in `ContractMachines`.
 
-class SimulatedMachine {
+/// Sets the state of a described Mac.
+class DescribedMachine {
 public:
-    static constexpr const char* name = "Simulated";
-
-    SimulatedMachine() { setDate("2030-01-01T00:00:00Z"); }
-
-    [[nodiscard]] const VELPlatform& platform() const { return _platform; }
-
-    void setProductVersion(const std::string& version) { _platform.productVersionRecord = version; }
-    void setSerialNumber(const std::string& serialNumber) {
-        _platform.hardwareSerialNumber = serialNumber;
+    void setSerialNumber(const std::string& serialNumber) const {
+        _mac.hardwareSerialNumber = serialNumber;
     }
     void setPreferences(VELPreferencesScope scope, const std::string& applicationID,
-                        const VELDictionary& values) {
-        auto& store = scope == VELPreferencesScope::anyUser ? _platform.preferenceStore.machine
-                                                            : _platform.preferenceStore.user;
+                        const VELDictionary& values) const {
+        auto& store = scope == VELPreferencesScope::anyUser ? _mac.preferenceStore.machine
+                                                            : _mac.preferenceStore.user;
         store[applicationID].clear();
         for (const auto& [key, value] : values.items()) {
             store[applicationID][key] = value;
         }
     }
 
-    void setFile(const std::string& path, const std::string& bytes) {
-        _platform.fileStore.contents[path] = bytes;
-    }
-    void setUnreadableFile(const std::string& path) {
-        _platform.fileStore.contents[path] = std::nullopt;
-    }
     /// Mounts a volume on an internal SATA disk, unencrypted.
-    void mountPlain(const std::string& mountPoint, const std::string& type) {
+    void mountPlain(const std::string& mountPoint, const std::string& type) const {
         const auto shared = [](VELValue value) {
             return std::make_shared<const VELValue>(std::move(value));
         };
         VELSimulatedDisk disk;
         disk.description = {shared(true), shared("SATA"), shared(type)};
         disk.media = {{"Sealed", "No"}, {"Role", VELValue::array({"Data"})}, {"Encrypted", false}};
-        _platform.disks.mounts->push_back({type, mountPoint, disk});
+        _mac.disks.mounts->push_back({type, mountPoint, disk});
     }
-    void mountWithoutDisk(const std::string& mountPoint, const std::string& type) {
-        _platform.disks.mounts->push_back({type, mountPoint, std::nullopt});
+    void mountWithoutDisk(const std::string& mountPoint, const std::string& type) const {
+        _mac.disks.mounts->push_back({type, mountPoint, std::nullopt});
     }
-    void loseMountTable() { _platform.disks.mounts.reset(); }
+    void loseMountTable() const { _mac.disks.mounts.reset(); }
+
+    /// When certificates are valid; in the year 2030 until this is called.
+    void setDate(const char* date) const {
+        _mac.keychainStore.date = vel::momentOfText(date).value();
+    }
+    void addCertificate(const std::string& der) const {
+        _mac.keychainStore.certificateList.push_back(der);
+    }
+    /// Adds a certificate and its key.
+    void addIdentity(const std::string& der) const {
+        addCertificate(der);
+        _mac.keychainStore.identityList.push_back({.certificate = der});
+    }
+    /// Makes every query of the keychain fail as an internal component does.
+    void loseKeychain() const {
+        _mac.keychainStore.certificatesStatus = VELSecurityStatus::internalComponent;
+        _mac.keychainStore.identitiesStatus = VELSecurityStatus::internalComponent;
+    }
+
+protected:
+    /// The Mac lives as long.
+    explicit DescribedMachine(VELSimulatedPlatform& mac) : _mac(mac) {}
+
+private:
+    VELSimulatedPlatform& _mac;
+};
+
+class SimulatedMachine : public DescribedMachine {
+public:
+    static constexpr const char* name = "Simulated";
+
+    SimulatedMachine() : DescribedMachine(_platform) { setDate("2030-01-01T00:00:00Z"); }
+
+    [[nodiscard]] const VELPlatform& platform() const { return _platform; }
+
+    void setProductVersion(const std::string& version) { _platform.productVersionRecord = version; }
+    void setFile(const std::string& path, const std::string& bytes) {
+        _platform.fileStore.contents[path] = bytes;
+    }
+    void setUnreadableFile(const std::string& path) {
+        _platform.fileStore.contents[path] = std::nullopt;
+    }
 
     /// The keychain, with what was added to it until now.
     const VELKeychain& keychain() { return _platform.keychain(); }
-    /// When certificates are valid; in the year 2030 until this is called.
-    void setDate(const char* date) {
-        _platform.keychainStore.date = vel::momentOfText(date).value();
-    }
-    void addCertificate(const std::string& der) {
-        _platform.keychainStore.certificateList.push_back(der);
-    }
-    /// Adds a certificate and its key.
-    void addIdentity(const std::string& der) {
-        addCertificate(der);
-        _platform.keychainStore.identityList.push_back({.certificate = der});
-    }
-    /// Makes every query of the keychain fail as an internal component does.
-    void loseKeychain() {
-        _platform.keychainStore.certificatesStatus = VELSecurityStatus::internalComponent;
-        _platform.keychainStore.identitiesStatus = VELSecurityStatus::internalComponent;
-    }
 
     /// A task for a tool that runs as `run` says (its command is chosen here).
     std::shared_ptr<VELTask> task(VELSimulatedRun run) {
@@ -102,6 +116,67 @@ public:
 
 private:
     VELSimulatedPlatform _platform;
+};
+
+/// Tools as real children of this process, which behave as a run says.
+class ChildProcesses {
+public:
+    /// The arguments of the task tool.
+    [[nodiscard]] std::vector<std::string> argumentsOf(const VELSimulatedRun& run) const {
+        std::vector<std::string> arguments = taskToolCommand(run);
+        arguments.erase(arguments.begin());
+        arguments.insert(arguments.end(), {"--ready-file", readyFile()});
+        return arguments;
+    }
+    void awaitTool() const {
+        while (!std::filesystem::exists(readyFile())) {
+            std::this_thread::sleep_for(std::chrono::milliseconds(10));
+        }
+    }
+
+private:
+    [[nodiscard]] std::string readyFile() const { return _folder.path() + "/ready"; }
+
+    TemporaryFolder _folder;
+};
+
+/// The Mac's platform, over stand-ins for the Mac's services.
+class AppleMachine : public DescribedMachine {
+public:
+    static constexpr const char* name = "Apple";
+
+    AppleMachine() : AppleMachine(std::make_unique<AppleOnStandIns>()) {
+        setDate("2030-01-01T00:00:00Z");
+    }
+    AppleMachine(const AppleMachine&) = delete;
+    AppleMachine& operator=(const AppleMachine&) = delete;
+    /// Everything that the services handed out has been given back.
+    ~AppleMachine() { EXPECT_EQ(StandInMac::leftAlive(), std::vector<std::string>()); }
+
+    [[nodiscard]] const VELPlatform& platform() const { return _apple->platform(); }
+
+    void setProductVersion(const std::string& version) { _apple->setProductVersion(version); }
+    void setFile(const std::string& path, const std::string& bytes) {
+        _apple->setFile(path, bytes);
+    }
+    void setUnreadableFile(const std::string& path) { _apple->setUnreadableFile(path); }
+
+    const VELKeychain& keychain() { return platform().keychain(); }
+
+    std::shared_ptr<VELTask> task(const VELSimulatedRun& run) {
+        return platform().task(VEL_TASK_TOOL, _children.argumentsOf(run), nullptr);
+    }
+    void passTime(std::chrono::nanoseconds duration) const {
+        std::this_thread::sleep_for(duration);
+    }
+    void awaitTool() const { _children.awaitTool(); }
+
+private:
+    explicit AppleMachine(std::unique_ptr<AppleOnStandIns> apple)
+        : DescribedMachine(apple->mac.described), _apple(std::move(apple)) {}
+
+    std::unique_ptr<AppleOnStandIns> _apple;
+    ChildProcesses _children;
 };
 
 class LinuxMachine {
@@ -163,24 +238,17 @@ public:
     void loseKeychain() { _platform = madePlatform(VEL_FAULTY_MODULE); }
 
     std::shared_ptr<VELTask> task(const VELSimulatedRun& run) {
-        std::vector<std::string> arguments = taskToolCommand(run);
-        arguments.erase(arguments.begin());
-        arguments.insert(arguments.end(), {"--ready-file", readyFile()});
         if (_usesProcessHandle) {
-            return _platform->task(VEL_TASK_TOOL, std::move(arguments), nullptr);
+            return _platform->task(VEL_TASK_TOOL, _children.argumentsOf(run), nullptr);
         }
         VELPOSIXTask::Options options;
         options.usesProcessHandle = false;
-        return std::make_shared<VELPOSIXTask>(VEL_TASK_TOOL, std::move(arguments), options);
+        return std::make_shared<VELPOSIXTask>(VEL_TASK_TOOL, _children.argumentsOf(run), options);
     }
     void passTime(std::chrono::nanoseconds duration) const {
         std::this_thread::sleep_for(duration);
     }
-    void awaitTool() const {
-        while (!std::filesystem::exists(readyFile())) {
-            passTime(std::chrono::milliseconds(10));
-        }
-    }
+    void awaitTool() const { _children.awaitTool(); }
 
 private:
     static std::string escaped(std::string mountPoint) {
@@ -201,8 +269,6 @@ private:
         return *_tokens;
     }
 
-    [[nodiscard]] std::string readyFile() const { return _root.path() + "/ready"; }
-
     /// A platform whose keychain is that of one PKCS#11 module.
     std::unique_ptr<const VELPlatform> madePlatform(const std::string& module) {
         const auto clock = [this] { return _date; };
@@ -219,6 +285,7 @@ private:
     }
 
     const bool _usesProcessHandle;
+    ChildProcesses _children;
     MadeMachine _volumes;
     TemporaryFolder _root;
     std::unique_ptr<MadeTokens> _tokens;
@@ -238,10 +305,10 @@ public:
     LinuxMachineWithoutProcessHandles() : LinuxMachine(false) {}
 };
 
-using ContractMachines = ::testing::Types<SimulatedMachine, LinuxMachine>;
+using ContractMachines = ::testing::Types<SimulatedMachine, LinuxMachine, AppleMachine>;
 /// For the suites of tasks.
-using TaskContractMachines =
-    ::testing::Types<SimulatedMachine, LinuxMachine, LinuxMachineWithoutProcessHandles>;
+using TaskContractMachines = ::testing::Types<SimulatedMachine, LinuxMachine,
+                                              LinuxMachineWithoutProcessHandles, AppleMachine>;
 
 class ContractMachineNames {
 public:

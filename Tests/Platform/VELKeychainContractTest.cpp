@@ -304,7 +304,10 @@ TYPED_TEST(KeychainContract, CommonNamesAreThoseOfTheParsedCertificate) {
         {"/CN=one/O=between/CN=t\u00FC \u20AC", {{"one", "t\u00FC \u20AC"}}},
         {"/O=none", Names(std::in_place)},
     };
-    for (const auto& [subject, names] : subjects) {
+    for (auto [subject, names] : subjects) {
+        if (std::is_same_v<TypeParam, AppleMachine> && names == Names(std::in_place)) {
+            names = std::nullopt; // a Mac does not tell none from one that cannot be decoded
+        }
         const std::string der = this->workshop.make({.name = "Some", .subject = subject});
         EXPECT_EQ(this->certificates().commonNames(der), names) << subject;
         EXPECT_EQ(this->certificates().parseCertificate(der)->commonNames(), names) << subject;
