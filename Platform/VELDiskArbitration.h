@@ -57,7 +57,8 @@ struct VELMount {
     std::string mountPoint;     ///< the path at which it is mounted
 };
 
-/// Disks and the mount table. What an operation hands out is released when it leaves scope.
+/// Disks and the mount table. What an operation hands out is released when it leaves scope. Every
+/// operation may throw `std::bad_alloc`: no memory is never an answer.
 class VELDiskArbitration {
 public:
     virtual ~VELDiskArbitration() = default;

@@ -8,6 +8,7 @@
 #include <DiskArbitration/DiskArbitration.h>
 #include <nlohmann/json.hpp>
 
+#include <new>
 #include <utility>
 
 namespace {
@@ -24,7 +25,7 @@ public:
     [[nodiscard]] std::optional<VELValue> property(std::string_view name) const override {
         const auto key = vel::stringOfText(name);
         if (!key) {
-            return std::nullopt;
+            throw std::bad_alloc(); // absent would leave the volume out of scope
         }
         const auto value = VELCFReference<CFTypeRef>::adopt(
             ::IORegistryEntryCreateCFProperty(_media.get(), key.get(), kCFAllocatorDefault, 0));
@@ -70,7 +71,7 @@ public:
             kCFAllocatorDefault, reinterpret_cast<const UInt8*>(mountPoint.data()),
             static_cast<CFIndex>(mountPoint.size()), true));
         if (!url) {
-            return nullptr;
+            throw std::bad_alloc(); // none would skip the volume
         }
         auto disk = VELCFReference<DADiskRef>::adopt(
             ::DADiskCreateFromVolumePath(kCFAllocatorDefault, _session.get(), url.get()));

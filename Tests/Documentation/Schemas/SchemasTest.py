@@ -9,7 +9,8 @@ from schemas import FOLDER, RESULT_KINDS, ROOT, SUFFIX, Schemas, load_all, parse
 EXAMPLES = ROOT / "Examples"
 # Which schema the files of a folder of the examples follow.
 EXAMPLE_FOLDERS = {"Requests": ("request",), "Machines": ("machine-description",),
-                   "Results": RESULT_KINDS, "Results/Requests": RESULT_KINDS}
+                   "Results": RESULT_KINDS, "Results/Requests": RESULT_KINDS,
+                   "RollOut": ("request",)}
 # The one that shows what the library answers to wrong parameters, and where the schema refuses it.
 WRONG_EXAMPLES = {"Requests/minimum-os-version.json": {"/mac/3/version", "/mac/4"}}
 CONDITIONS = ("if", "then", "else", "not", "anyOf", "contains")

@@ -8,6 +8,8 @@
 #include "Tests/Support/CertificateWorkshop.h"
 
 #include <gtest/gtest.h>
+
+#include <new>
 #include <nlohmann/json.hpp>
 
 #include <functional>
@@ -171,7 +173,12 @@ TEST_F(FailingCalls, EveryOperationAnswersAsDocumentedAndLeavesNothingBehind) {
         for (unsigned call = 1; call <= calls.size(); ++call) {
             for (const Failure failure : calls[call - 1].failures) {
                 standin::failCall(call, failure);
-                const std::string answer = ask();
+                std::string answer;
+                try {
+                    answer = ask();
+                } catch (const std::bad_alloc&) {
+                    answer = "no memory";
+                }
                 answers.push_back(name + ", " + calls[call - 1].name +
                                   (failure == Failure::documented ? " fails: " : " is empty: ") +
                                   answer);
@@ -203,14 +210,14 @@ TEST_F(FailingCalls, EveryOperationAnswersAsDocumentedAndLeavesNothingBehind) {
         "mountTable, getmntinfo_r_np fails: absent",
         "mountTable, getmntinfo_r_np is empty: 0 mounts",
         "diskAtMountPoint: value",
-        "diskAtMountPoint, CFURLCreateFromFileSystemRepresentation fails: null",
+        "diskAtMountPoint, CFURLCreateFromFileSystemRepresentation fails: no memory",
         "diskAtMountPoint, DADiskCreateFromVolumePath fails: null",
         "copyDescription: internal: value",
         "copyDescription, DADiskCopyDescription fails: absent",
         "copyMedia: value",
         "copyMedia, DADiskCopyIOMedia fails: null",
         "property: value",
-        "property, CFStringCreateWithBytes fails: absent",
+        "property, CFStringCreateWithBytes fails: no memory",
         "property, IORegistryEntryCreateCFProperty fails: absent",
         "certificates: status 0, 2",
         "certificates, CFNumberCreate fails: status -108, 0",
@@ -334,8 +341,6 @@ TEST(FailingCallsInRequests, MakeNoYesButWhereTheScanLeavesOutAVolume) {
     // A volume without a disk, a description, a media object or a role is out of scope, and a mount
     // table of no entries, which is how the system reports a failure as well, has none in scope.
     EXPECT_EQ(made, (std::set<std::string>{
-                        "fullDiskEncryption: CFStringCreateWithBytes",
-                        "fullDiskEncryption: CFURLCreateFromFileSystemRepresentation",
                         "fullDiskEncryption: DADiskCopyDescription",
                         "fullDiskEncryption: DADiskCopyIOMedia",
                         "fullDiskEncryption: DADiskCreateFromVolumePath",

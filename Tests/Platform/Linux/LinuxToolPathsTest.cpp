@@ -106,8 +106,9 @@ TEST(LinuxToolFoldersProbe, DISABLED_PrintsOne) {
         std::cout << failure.what();
     }
     std::cout << "]\n";
-    VELLinuxKeychain({.path = "/usr/bin/env", .arguments = {"sh", "-c", "env >&2"}})
-        .certificates(1);
+    static_cast<void>(
+        VELLinuxKeychain({.path = "/usr/bin/env", .arguments = {"sh", "-c", "env >&2"}})
+            .certificates(1));
 }
 
 /// A tree of folders in which this program, as a host, and helpers have their places.
