@@ -1,6 +1,7 @@
 // SPDX-License-Identifier: Apache-2.0
 #include "Platform/Apple/VELAppleDisks.h"
 
+#include "Base/VELText.h"
 #include "Platform/Apple/VELAppleMountTable.h"
 #include "Platform/Apple/VELCFValue.h"
 #include "Platform/Apple/VELIOObject.h"
@@ -24,6 +25,9 @@ public:
 
     [[nodiscard]] std::optional<VELValue> property(std::string_view name) const override {
         const auto key = vel::stringOfText(name);
+        if (!key && !vel::isValidUTF8(name)) {
+            return std::nullopt;
+        }
         if (!key) {
             throw std::bad_alloc(); // absent would leave the volume out of scope
         }
@@ -67,6 +71,9 @@ public:
 
     [[nodiscard]] std::unique_ptr<VELDisk>
     diskAtMountPoint(const std::string& mountPoint) const override {
+        if (mountPoint.empty()) {
+            return nullptr;
+        }
         const auto url = VELCFReference<CFURLRef>::adopt(::CFURLCreateFromFileSystemRepresentation(
             kCFAllocatorDefault, reinterpret_cast<const UInt8*>(mountPoint.data()),
             static_cast<CFIndex>(mountPoint.size()), true));

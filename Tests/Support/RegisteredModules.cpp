@@ -16,6 +16,9 @@ RegisteredModules::RegisteredModules() {
     std::filesystem::copy_file(keychainHelperPath(), helper());
     std::filesystem::copy_file(VEL_FAULTY_MODULE, faultyModule());
     giveToEverybody(_folder.path());
+    for (const std::string& entry : {_programs.path(), helper()}) {
+        std::filesystem::permissions(entry, std::filesystem::perms(0755));
+    }
     ::setenv("XDG_CONFIG_HOME", (_folder.path() + "/settings").c_str(), 1);
 }
 
@@ -36,7 +39,7 @@ std::string RegisteredModules::answer(
 }
 
 std::string RegisteredModules::helper() const {
-    return _folder.path() + "/keychain-contents";
+    return _programs.path() + "/keychain-contents";
 }
 
 std::string RegisteredModules::faultyModule() const {

@@ -34,6 +34,7 @@ private:
     [[nodiscard]] std::string helper() const;
 
     TemporaryFolder _folder;
+    TemporaryFolder _programs; // that everybody may run, and nobody else change
 };
 
 /// Gives everybody what root has made at `path`.

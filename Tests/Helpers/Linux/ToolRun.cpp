@@ -49,7 +49,9 @@ ToolRun runProgram(const std::vector<std::string>& command, const std::string& f
     ::posix_spawn_file_actions_addopen(&actions, 0, "/dev/null", O_RDONLY, 0);
     ::posix_spawn_file_actions_addopen(&actions, 1, output.c_str(), O_WRONLY | O_CREAT, 0600);
     ::posix_spawn_file_actions_addopen(&actions, 2, diagnostics.c_str(), O_WRONLY | O_CREAT, 0600);
-    if (!third.empty()) {
+    if (third.empty()) {
+        ::posix_spawn_file_actions_addclosefrom_np(&actions, 3);
+    } else {
         ::posix_spawn_file_actions_addopen(&actions, 3, third.c_str(), O_RDWR | O_CREAT, 0600);
     }
     if (!folder.empty()) {
