@@ -1,6 +1,7 @@
 // SPDX-License-Identifier: Apache-2.0
 #include "Base/VELJSON.h"
 
+#include "Base/VELNumber.h"
 #include "Base/VELText.h"
 
 #include <nlohmann/json.hpp>
@@ -167,6 +168,9 @@ bool holdsOnlyFiniteNumbers(const VELValue& value) {
 } // namespace
 
 std::optional<VELValue> readJSON(std::string_view text, std::optional<VELError>* error) {
+    // The JSON library reads numbers by the decimal point of the locale, and wrongly where that has
+    // several bytes.
+    const DecimalPointScope decimalPoint;
     DocumentBuilder builder(text);
     if (!VELValue::sax_parse(text.begin(), text.end(), &builder)) {
         setError(error, readCorruptError, builder.takeFailure());

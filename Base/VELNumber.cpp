@@ -71,3 +71,10 @@ std::errc vel::readDecimal(std::string_view text, double& number) {
     number = value;
     return {};
 }
+
+vel::DecimalPointScope::DecimalPointScope()
+    : _previous(reinterpret_cast<void*>(::uselocale(plainLocale()))) {}
+
+vel::DecimalPointScope::~DecimalPointScope() {
+    ::uselocale(reinterpret_cast<locale_t>(_previous));
+}

@@ -11,4 +11,17 @@ namespace vel {
 /// if it is too large for a double, or too small and not zero. `number` is set on success alone.
 std::errc readDecimal(std::string_view text, double& number);
 
+/// While in scope, numbers of the calling thread are read and written with a decimal point,
+/// whatever the locale of the process. Other threads keep theirs.
+class DecimalPointScope {
+public:
+    DecimalPointScope();
+    DecimalPointScope(const DecimalPointScope&) = delete;
+    DecimalPointScope& operator=(const DecimalPointScope&) = delete;
+    ~DecimalPointScope();
+
+private:
+    void* _previous;
+};
+
 } // namespace vel

@@ -150,8 +150,10 @@ bool isContinuation(char byte) {
 
 std::optional<std::string> textOfUTF16(std::string_view bytes) {
     const auto unit = [bytes](std::size_t start) -> char32_t {
-        return static_cast<unsigned char>(bytes[start]) << 8U |
-               static_cast<unsigned char>(bytes[start + 1]);
+        const auto byte = [bytes](std::size_t at) -> char32_t {
+            return static_cast<unsigned char>(bytes[at]);
+        };
+        return byte(start) << 8U | byte(start + 1);
     };
     if (bytes.size() % 2 != 0) {
         return std::nullopt;

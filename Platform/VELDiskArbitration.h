@@ -11,7 +11,7 @@
 
 /// What a disk's description says of it. A value may be of any type; it is nothing when absent.
 struct VELDiskDescription {
-    /// Whether the device is internal: a boolean.
+    /// Whether the device is internal: a boolean, or a number that is not zero.
     std::shared_ptr<const VELValue> deviceInternal;
     /// The protocol that the device sits on, such as "PCI" or "USB": a string.
     std::shared_ptr<const VELValue> deviceProtocol;

@@ -23,6 +23,11 @@ bool isTrue(const VELValue* value) {
     return value != nullptr && *value == true;
 }
 
+/// A boolean number of the platform may be stored as a plain number: what is not zero is true.
+bool isTrueNumber(const VELValue* value) {
+    return isTrue(value) || (value != nullptr && value->is_number() && *value != VELValue(0));
+}
+
 bool isText(const VELValue* value, std::string_view text) {
     return value != nullptr && value->is_string() && value->get_ref<const std::string&>() == text;
 }
@@ -91,8 +96,8 @@ bool VELFileVaultEncryptionCheck::isInScope(const VELDisk& disk) {
 
 bool VELFileVaultEncryptionCheck::isInternalDisk(const VELDisk& disk) {
     const VELDiskDescription description = disk.copyDescription().value_or(VELDiskDescription{});
-    const bool isInternal =
-        isTrue(description.deviceInternal.get()) || isText(description.deviceProtocol.get(), "PCI");
+    const bool isInternal = isTrueNumber(description.deviceInternal.get()) ||
+                            isText(description.deviceProtocol.get(), "PCI");
     VELDTLogger::logMessageWithLevel(VELLogLevel::information,
                                      "-[VELFileVaultEncryptionCheck isInternalDisk:]",
                                      "isInternalDisk?: %hhd", isInternal);

@@ -199,7 +199,7 @@ std::optional<std::string> processListing(const std::string& processFolder) {
 }
 
 bool fitsPipe(int descriptor, std::size_t bytes) {
-    const auto holds = [descriptor, bytes](int capacity) {
+    const auto holds = [bytes](int capacity) {
         return capacity >= 0 && bytes <= static_cast<std::size_t>(capacity);
     };
     const int capacity = ::fcntl(descriptor, F_GETPIPE_SZ);

@@ -78,8 +78,8 @@ std::shared_ptr<const VELCertificatePool> VELSimulatedKeychain::pool() const {
 
 VELKeychain::IdentitiesResult VELSimulatedKeychain::identities(const std::string& issuer) const {
     ++counts.identities;
-    if (identitiesStatus != success) {
-        return {identitiesStatus, {}};
+    if (identitiesStatus.value_or(success) != success) {
+        return {*identitiesStatus, {}};
     }
     std::vector<std::string_view> candidates;
     for (const VELSimulatedIdentity& identity : identityList) {
@@ -93,6 +93,7 @@ VELKeychain::IdentitiesResult VELSimulatedKeychain::identities(const std::string
                                                        identityList[index], counts));
         }
     }
-    const VELSecurityStatus status = found.empty() ? itemNotFound : success;
+    const VELSecurityStatus status =
+        identitiesStatus.value_or(found.empty() ? itemNotFound : success);
     return {status, std::move(found)};
 }

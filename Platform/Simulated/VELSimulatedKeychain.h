@@ -57,8 +57,9 @@ public:
     std::optional<VELSecurityStatus> certificatesStatus;
 
     std::vector<VELSimulatedIdentity> identityList;
-    /// Other than `success`: nothing is looked for.
-    VELSecurityStatus identitiesStatus = VELSecurityStatus::success;
+    /// Absent: `success`, or `itemNotFound` when none is found. Other than `success`: nothing is
+    /// looked for.
+    std::optional<VELSecurityStatus> identitiesStatus;
 
     struct Counts {
         std::atomic<unsigned> certificates = 0;

@@ -345,7 +345,8 @@ struct Given {
 };
 
 const std::vector<Given> internals = {
-    {std::nullopt, false}, {true, true}, {false, false}, {1, false}, {"true", false}};
+    {std::nullopt, false}, {true, true}, {false, false},  {1, true},    {0, false},      {-1, true},
+    {0.5, true},           {0.0, false}, {"true", false}, {"1", false}, {nullptr, false}};
 const std::vector<Given> protocols = {
     {std::nullopt, false}, {"PCI", true}, {"pci", false}, {"USB", false}, {true, false}};
 const std::vector<Given> kinds = {{std::nullopt, false},

@@ -14,6 +14,7 @@
 #include <cmath>
 #include <cstdlib>
 #include <filesystem>
+#include <map>
 #include <random>
 
 namespace {
@@ -275,15 +276,16 @@ TEST_F(RequestDocument, AnErrorTextStaysShort) {
     EXPECT_LT(text.size(), 400U);
 }
 
-/// Sets a locale whose decimal point is a comma; puts back what was there.
-class CommaLocale {
+/// Sets a locale for the process; puts back what was there.
+class HostLocale {
 public:
-    CommaLocale() : _previous(std::setlocale(LC_ALL, nullptr)) {
-        _isSet = std::setlocale(LC_ALL, "de_DE.UTF-8") != nullptr || setMadeLocale();
+    explicit HostLocale(const std::string& name) : _previous(std::setlocale(LC_ALL, nullptr)) {
+        const std::string full = name + ".UTF-8";
+        _isSet = std::setlocale(LC_ALL, full.c_str()) != nullptr || setMadeLocale(name, full);
     }
-    CommaLocale(const CommaLocale&) = delete;
-    CommaLocale& operator=(const CommaLocale&) = delete;
-    ~CommaLocale() {
+    HostLocale(const HostLocale&) = delete;
+    HostLocale& operator=(const HostLocale&) = delete;
+    ~HostLocale() {
         std::setlocale(LC_ALL, _previous.c_str());
         unsetenv("LOCPATH");
         std::filesystem::remove_all(_folder);
@@ -293,19 +295,20 @@ public:
 
 private:
     /// Compiles the locale, where the machine has only its source.
-    bool setMadeLocale() {
+    bool setMadeLocale(const std::string& name, const std::string& full) {
         std::string path = (std::filesystem::temp_directory_path() / "vel-locale-XXXXXX").string();
         if (mkdtemp(path.data()) == nullptr) {
             return false;
         }
         _folder = path;
-        const std::string command =
-            "localedef -i de_DE -f UTF-8 " + path + "/de_DE.UTF-8 >/dev/null 2>&1";
+        // Its status also tells of mere warnings.
+        const std::string command = "localedef -c -i " + name + " -f UTF-8 " + path + "/" + full +
+                                    " >/dev/null 2>&1 || true";
         if (std::system(command.c_str()) != 0) { // NOLINT(cert-env33-c)
             return false;
         }
         setenv("LOCPATH", path.c_str(), 1);
-        return std::setlocale(LC_ALL, "de_DE.UTF-8") != nullptr;
+        return std::setlocale(LC_ALL, full.c_str()) != nullptr;
     }
 
     std::string _previous;
@@ -313,14 +316,22 @@ private:
     bool _isSet = false;
 };
 
-TEST_F(RequestDocument, TheLocaleOfTheHostChangesNothing) {
-    const CommaLocale locale;
+class HostLocales : public RequestDocument, public ::testing::WithParamInterface<const char*> {};
+
+/// A point, a comma, and a sign of two bytes.
+INSTANTIATE_TEST_SUITE_P(OfEachDecimalPoint, HostLocales,
+                         ::testing::Values("en_US", "de_DE", "ps_AF"),
+                         [](const auto& tested) { return std::string(tested.param); });
+
+TEST_P(HostLocales, ChangeNothing) {
+    const HostLocale locale(GetParam());
     if (!locale.isSet()) {
-        GTEST_SKIP() << "de_DE.UTF-8 is not installed and localedef cannot make it";
+        GTEST_SKIP() << GetParam() << " is not installed and localedef cannot make it";
     }
-    std::array<char, 8> text{};
-    std::snprintf(text.data(), text.size(), "%.1f", 0.5);
-    ASSERT_STREQ(text.data(), "0,5");
+    const std::string decimalPoint = std::localeconv()->decimal_point;
+    const std::map<std::string, std::string> points = {
+        {"en_US", "."}, {"de_DE", ","}, {"ps_AF", "\u066B"}};
+    ASSERT_EQ(decimalPoint, points.at(GetParam()));
     const auto slow =
         std::make_shared<ScriptedCheck>([this](const VELDictionary&, std::optional<VELError>*) {
             platform->advanceTime(std::chrono::nanoseconds(1'500'000));
@@ -332,6 +343,7 @@ TEST_F(RequestDocument, TheLocaleOfTheHostChangesNothing) {
               R"({"checks":[{"a":1234567.25,"b":0.001,"c":1234567890,"pass":true,)"
               R"("type":"slow"}],"metrics":{"details":[{"check":{"total_ms":1.5,)"
               R"("type":"slow"}}],"total_ms":1.5},"pass":true})");
+    EXPECT_EQ(std::localeconv()->decimal_point, decimalPoint);
     EXPECT_THAT(run(R"({"mac":[{"a":1,5}]})"), StartsWith(R"({"error":"parse error at line 1)"));
 }
 

@@ -218,7 +218,9 @@ TEST_F(FirewallAgainstTheKernel, WhatIsOnLetsNothingThrough) {
     int on = 0;
     for (std::size_t i = 0; i < all.size(); ++i) {
         on += found[i].isOn ? 1 : 0;
-        for (const auto& [name, ports] : found[i].passed) {
+        for (const auto& passed : found[i].passed) {
+            const auto& name = passed.first;
+            const auto& ports = passed.second;
             const bool isIPv6 = name.ends_with('6');
             const unsigned open =
                 all[i].openPorts([&ports](unsigned port) { return ports.contains(port); });

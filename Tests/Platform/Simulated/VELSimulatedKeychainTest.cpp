@@ -60,6 +60,14 @@ TEST_F(SimulatedIdentities, AreNotLookedForWhenAStatusIsGiven) {
     EXPECT_EQ(keychain.counts.identities, 2U);
 }
 
+TEST_F(SimulatedIdentities, NoneWithAStatusOfZeroIsAnEmptyList) {
+    keychain.identityList.clear();
+    EXPECT_EQ(keychain.identities(issuer).status, -25300);
+    keychain.identitiesStatus = VELSecurityStatus::success;
+    EXPECT_EQ(keychain.identities(issuer).status, 0);
+    EXPECT_TRUE(keychain.identities(issuer).identities.empty());
+}
+
 TEST_F(SimulatedIdentities, AnAbsentDateIsNow) {
     const std::string future = workshop.make({.name = "Future",
                                               .issuer = "Root",
