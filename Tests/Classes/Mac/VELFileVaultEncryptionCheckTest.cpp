@@ -345,8 +345,7 @@ struct Given {
 };
 
 const std::vector<Given> internals = {
-    {std::nullopt, false}, {true, true}, {false, false},  {1, true},    {0, false},      {-1, true},
-    {0.5, true},           {0.0, false}, {"true", false}, {"1", false}, {nullptr, false}};
+    {std::nullopt, false}, {true, true}, {false, false}, {1, true}, {0, false}, {"true", false}};
 const std::vector<Given> protocols = {
     {std::nullopt, false}, {"PCI", true}, {"pci", false}, {"USB", false}, {true, false}};
 const std::vector<Given> kinds = {{std::nullopt, false},
@@ -475,9 +474,26 @@ TEST(FileVaultEncryptionCheckTable, EveryCombinationPassesOrFailsAsTheRuleSays) 
             ++examined;
         }
     }
-    EXPECT_EQ(examined, 126U * 1226U);
-    // Internal and not NTFS: 9 of 25 by 4 of 5; unsealed data: 5 by 2; unencrypted: 4 by 4.
-    EXPECT_EQ(failures, 9U * 4U * 5U * 2U * 16U);
+    EXPECT_EQ(examined, 151U * 1226U);
+    // Internal and not NTFS: 14 of 30 by 4 of 5; unsealed data: 5 by 2; unencrypted: 4 by 4.
+    EXPECT_EQ(failures, 14U * 4U * 5U * 2U * 16U);
+}
+
+TEST(FileVaultEncryptionCheckTable, ANumberIsInternalUnlessItIsZero) {
+    const std::vector<Given> numbers = {
+        {1, true},    {-1, true},       {0.5, true},
+        {0, false},   {0.0, false},     {-0.0, false},
+        {"1", false}, {nullptr, false}, {VELValue::array({1}), false}};
+    for (const Given& number : numbers) {
+        const auto platform = std::make_shared<VELSimulatedPlatform>();
+        VELSimulatedDisk disk = unencryptedDisk();
+        disk.description->deviceInternal = shared(*number.value);
+        disk.description->deviceProtocol = shared("USB");
+        platform->disks.mounts = {{"apfs", "/", disk}};
+        EXPECT_EQ(VELFileVaultEncryptionCheck(platform).allInternalOrBootVolumesEncrypted(),
+                  !number.holds)
+            << *number.value;
+    }
 }
 
 TEST(FileVaultEncryptionCheckTable, SessionTableAndDiskObjectComeBeforeWhatADiskSays) {
