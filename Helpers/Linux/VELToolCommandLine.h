@@ -50,7 +50,7 @@ ToolRequest readCommandLine(const ToolUsage& usage, const std::vector<std::strin
 int runTool(const ToolUsage& usage, int argumentCount, char** arguments,
             const std::function<int(const ToolValues&)>& work);
 
-/// Lets the program end with status 0 and without a word when it is still at work after `seconds`:
+/// Lets the program end silently with status 0 when it is still at work after `seconds`:
 /// for a helper that then does not know its answer, before its host loses patience.
 void endQuietlyAfter(unsigned seconds);
 

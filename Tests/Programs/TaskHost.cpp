@@ -352,7 +352,7 @@ void largeHost() {
     void* memory = ::mmap(nullptr, size, PROT_READ | PROT_WRITE,
                           MAP_PRIVATE | MAP_ANONYMOUS | MAP_POPULATE, -1, 0);
     if (memory == MAP_FAILED) {
-        skip("the machine refuses 4 GiB");
+        skip("the system has no 4 GiB to give");
     }
     const ProcessResources before = resourcesWithWorker();
     expect(run(printing("text")), "output text", "4 GiB resident");
