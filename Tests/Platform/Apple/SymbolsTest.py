@@ -93,7 +93,9 @@ def newer_names(folder):
 
 def main():
     tool, folder, *objects = sys.argv[1:]
-    objects = [name for name in objects if not FOREIGN_OBJECTS.search(name)]
+    # Among the objects of a target is its precompiled header.
+    objects = [name for name in objects
+               if name.endswith(".o") and not FOREIGN_OBJECTS.search(name)]
     assert any("/Platform/Apple/" in name for name in objects), "no object of the Mac's platform"
     found = foreign_symbols(tool, objects) + newer_names(pathlib.Path(folder))
     for name in found:
