@@ -114,7 +114,8 @@ void trustEvaluation(benchmark::State& state, const std::string& key, const std:
         [&] {
             const auto created = certificates.createTrust(leaf);
             std::optional<VELError> error;
-            if (created.trust->setOnlyAnchor(root) != 0 || !created.trust->evaluate(&error)) {
+            if (created.trust->setOnlyAnchor(root) != VELSecurityStatus::success ||
+                !created.trust->evaluate(&error)) {
                 throw std::runtime_error("the identity is not trusted");
             }
         },
