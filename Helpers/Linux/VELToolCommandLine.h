@@ -44,14 +44,14 @@ struct ToolRequest {
 ToolRequest readCommandLine(const ToolUsage& usage, const std::vector<std::string_view>& arguments);
 
 /// The body of a helper's `main`: has the kernel end the helper with the thread that started it,
-/// reads the command line and does `work`, whose result is the exit
-/// status. Whatever `work` throws ends in the usage's failure status, with nothing printed there
-/// when that is 0 (a helper that does not know its answer says nothing).
+/// reads the command line and does `work`, whose result is the exit status. Whatever `work` throws
+/// ends in the usage's failure status; nothing is printed when that is 0 (a helper that does not
+/// know its answer prints nothing).
 int runTool(const ToolUsage& usage, int argumentCount, char** arguments,
             const std::function<int(const ToolValues&)>& work);
 
-/// Lets the program end silently with status 0 when it is still at work after `seconds`:
-/// for a helper that then does not know its answer, before its host loses patience.
+/// Ends the program silently with status 0 if it still runs after `seconds`: for a helper that does
+/// not know its answer by then, before its host's time-out.
 void endQuietlyAfter(unsigned seconds);
 
 /// The value of a name, or `fallback`.
