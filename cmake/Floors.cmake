@@ -17,3 +17,14 @@ foreach(floor IN ITEMS Base Platform Shared Mac)
         LIBRARY_OUTPUT_DIRECTORY ${PROJECT_BINARY_DIR}/floors)
     add_dependencies(floor_${floor} vel_objects)
 endforeach()
+
+# Recording knows the seam alone.
+add_library(floor_Recording SHARED ${PROJECT_BINARY_DIR}/floors/empty.cpp)
+target_link_libraries(floor_Recording PRIVATE
+    $<FILTER:$<TARGET_OBJECTS:vel_described_objects>,INCLUDE,/Platform/Recording/>
+    $<FILTER:$<TARGET_OBJECTS:vel_objects>,INCLUDE,${VEL_FLOOR_Base}>
+    ${VEL_LIBRARY_DEPENDENCIES})
+target_link_options(floor_Recording PRIVATE -Wl,--no-undefined)
+set_target_properties(floor_Recording PROPERTIES
+    LIBRARY_OUTPUT_DIRECTORY ${PROJECT_BINARY_DIR}/floors)
+add_dependencies(floor_Recording vel_objects vel_described_objects)

@@ -4,6 +4,8 @@
 #include "Base/VELMoment.h"
 #include "Platform/Linux/VELLinuxPlatform.h"
 #include "Platform/POSIX/VELPOSIXTask.h"
+#include "Platform/Recording/VELRecordingPlatform.h"
+#include "Platform/Recording/VELRecordingTask.h"
 #include "Platform/Simulated/VELSimulatedPlatform.h"
 #include "Tests/Platform/Apple/AppleOnStandIns.h"
 #include "Tests/Support/MadeMachine.h"
@@ -305,10 +307,48 @@ public:
     LinuxMachineWithoutProcessHandles() : LinuxMachine(false) {}
 };
 
-using ContractMachines = ::testing::Types<SimulatedMachine, LinuxMachine, AppleMachine>;
+/// A machine whose platform is recorded: it behaves as that machine.
+template <typename Machine> class RecordedMachine : public Machine {
+public:
+    static inline const std::string name = std::string("Recorded") + Machine::name;
+
+    [[nodiscard]] const VELPlatform& platform() const {
+        const VELPlatform* own = &Machine::platform();
+        if (own != _own) {
+            _own = own;
+            _platform = std::make_unique<const VELRecordingPlatform>(shared(own), _recording);
+        }
+        return *_platform;
+    }
+    const VELKeychain& keychain() {
+        static_cast<void>(Machine::keychain());
+        return platform().keychain();
+    }
+    std::shared_ptr<VELTask> task(const VELSimulatedRun& run) {
+        return std::make_shared<VELRecordingTask>(
+            VELRecorder(shared(&Machine::platform()), _recording), run.command, Machine::task(run));
+    }
+
+private:
+    /// The machine owns it.
+    static std::shared_ptr<const VELPlatform> shared(const VELPlatform* platform) {
+        return {std::shared_ptr<const VELPlatform>(), platform};
+    }
+
+    std::shared_ptr<VELRecording> _recording = std::make_shared<VELRecording>();
+    mutable const VELPlatform* _own = nullptr;
+    mutable std::unique_ptr<const VELPlatform> _platform;
+};
+
+using ContractMachines =
+    ::testing::Types<SimulatedMachine, LinuxMachine, AppleMachine,
+                     RecordedMachine<SimulatedMachine>, RecordedMachine<LinuxMachine>,
+                     RecordedMachine<AppleMachine>>;
 /// For the suites of tasks.
-using TaskContractMachines = ::testing::Types<SimulatedMachine, LinuxMachine,
-                                              LinuxMachineWithoutProcessHandles, AppleMachine>;
+using TaskContractMachines =
+    ::testing::Types<SimulatedMachine, LinuxMachine, LinuxMachineWithoutProcessHandles,
+                     AppleMachine, RecordedMachine<SimulatedMachine>, RecordedMachine<LinuxMachine>,
+                     RecordedMachine<AppleMachine>>;
 
 class ContractMachineNames {
 public:
