@@ -5,6 +5,11 @@ using namespace vel::recorded;
 
 namespace {
 
+/// Whoever passes no certificate is told so by the platform.
+std::string derOf(const std::shared_ptr<const VELCertificate>& certificate) {
+    return certificate != nullptr ? certificate->der() : std::string();
+}
+
 class Identity final : public VELIdentity {
 public:
     Identity(VELRecorder recorder, std::string issuer, std::size_t index,
@@ -36,7 +41,7 @@ public:
         : _recorder(std::move(recorder)), _kept{std::move(leaf)}, _trust(std::move(trust)) {}
 
     VELSecurityStatus setOnlyAnchor(std::shared_ptr<const VELCertificate> anchor) override {
-        _kept.anchor = anchor->der();
+        _kept.anchor = derOf(anchor);
         const VELTimePoint start = _recorder.platform().ticks();
         _kept.anchored = _trust->setOnlyAnchor(std::move(anchor));
         if (_kept.anchored != VELSecurityStatus::success) {
@@ -99,7 +104,7 @@ VELRecordingCertificates::commonNames(std::string_view der) const {
 
 VELCertificates::TrustResult
 VELRecordingCertificates::createTrust(std::shared_ptr<const VELCertificate> certificate) const {
-    const std::string leaf = certificate->der();
+    const std::string leaf = derOf(certificate);
     const VELTimePoint start = _recorder.platform().ticks();
     TrustResult result = _recorder.platform().certificates().createTrust(std::move(certificate));
     if (result.status != VELSecurityStatus::success) {

@@ -310,8 +310,6 @@ public:
 /// A machine whose platform is recorded: it behaves as that machine.
 template <typename Machine> class RecordedMachine : public Machine {
 public:
-    static inline const std::string name = std::string("Recorded") + Machine::name;
-
     [[nodiscard]] const VELPlatform& platform() const {
         const VELPlatform* own = &Machine::platform();
         if (own != _own) {
@@ -350,9 +348,14 @@ using TaskContractMachines =
                      AppleMachine, RecordedMachine<SimulatedMachine>, RecordedMachine<LinuxMachine>,
                      RecordedMachine<AppleMachine>>;
 
+template <typename Machine> inline constexpr bool isRecorded = false;
+template <typename Machine> inline constexpr bool isRecorded<RecordedMachine<Machine>> = true;
+
 class ContractMachineNames {
 public:
-    template <typename Machine> static std::string GetName(int /*index*/) { return Machine::name; }
+    template <typename Machine> static std::string GetName(int /*index*/) {
+        return (isRecorded<Machine> ? std::string("Recorded") : "") + Machine::name;
+    }
 };
 
 template <typename Machine> class PlatformContract : public ::testing::Test {

@@ -305,7 +305,7 @@ TYPED_TEST(KeychainContract, CommonNamesAreThoseOfTheParsedCertificate) {
         {"/O=none", Names(std::in_place)},
     };
     for (auto [subject, names] : subjects) {
-        if (std::is_same_v<TypeParam, AppleMachine> && names == Names(std::in_place)) {
+        if (std::is_base_of_v<AppleMachine, TypeParam> && names == Names(std::in_place)) {
             names = std::nullopt; // a Mac does not tell none from one that cannot be decoded
         }
         const std::string der = this->workshop.make({.name = "Some", .subject = subject});
