@@ -54,8 +54,8 @@ private:
         if (isAnchor(*child)) {
             return judge(true);
         }
-        const bool isLong = _chain.certificates.size() >= longestChain;
-        const auto issuers = isLong ? std::vector<CertificatePointer>() : issuersOf(*child);
+        const bool isAtEnd = _chain.certificates.size() >= longestChain || isSelfSigned(*child);
+        const auto issuers = isAtEnd ? std::vector<CertificatePointer>() : issuersOf(*child);
         for (const CertificatePointer& issuer : issuers) {
             if (_chains >= maximumChains) {
                 break;
@@ -100,6 +100,11 @@ private:
         const auto& chain = _chain.certificates;
         return std::any_of(chain.begin(), chain.end(),
                            [&](const auto& other) { return other->der() == certificate.der(); });
+    }
+
+    /// A chain ends at a certificate of which this is true, also where another one has its key.
+    bool isSelfSigned(const VELX509Certificate& certificate) {
+        return certificate.isSelfIssued() && isLinked(certificate, certificate);
     }
 
     bool isLinked(const VELX509Certificate& child, const VELX509Certificate& issuer) {

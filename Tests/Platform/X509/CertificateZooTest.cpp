@@ -789,6 +789,20 @@ TEST_F(CertificateZoo, ACircleOfIssuersEnds) {
     EXPECT_TRUE(openssl);
 }
 
+TEST_F(CertificateZoo, ASelfSignedCertificateEndsItsChain) {
+    workshop.makeAuthority("Root");
+    workshop.make({.name = "Earlier",
+                   .subject = "/CN=Root",
+                   .extensions = authorityExtensions,
+                   .notAfter = "20250101000000Z",
+                   .keyOf = "Root"});
+    // The anchor's key would verify it, and the anchor is expired.
+    EXPECT_EQ(evaluated("Root", "Earlier", {"Earlier"}),
+              failed(-67843, quoted("Root") + " certificate is not trusted"));
+    EXPECT_EQ(found, 0);
+    EXPECT_FALSE(openssl);
+}
+
 TEST(PackagedRoots, AreReadAndFailNoCheck) {
     const std::filesystem::path folder = "/usr/share/ca-certificates/mozilla";
     if (!std::filesystem::exists(folder)) {
