@@ -1,7 +1,7 @@
 // SPDX-License-Identifier: Apache-2.0
 #include "Base/VELMoment.h"
 #include "Platform/Simulated/VELSimulatedPlatform.h"
-#include "Platform/X509/VELCertificateChain.h"
+#include "Platform/X509/VELX509Certificate.h"
 #include "Tests/Support/CertificateWorkshop.h"
 #include "Tests/Support/SecurityStatus.h"
 
@@ -11,7 +11,6 @@
 #include <cstdio>
 #include <cstdlib>
 #include <exception>
-#include <filesystem>
 #include <map>
 #include <optional>
 #include <string>
@@ -801,21 +800,6 @@ TEST_F(CertificateZoo, ASelfSignedCertificateEndsItsChain) {
               failed(-67843, quoted("Root") + " certificate is not trusted"));
     EXPECT_EQ(found, 0);
     EXPECT_FALSE(openssl);
-}
-
-TEST(PackagedRoots, AreReadAndFailNoCheck) {
-    const std::filesystem::path folder = "/usr/share/ca-certificates/mozilla";
-    if (!std::filesystem::exists(folder)) {
-        GTEST_SKIP() << "the package ca-certificates is not installed";
-    }
-    for (const auto& file : std::filesystem::directory_iterator(folder)) {
-        const auto root = VELX509Certificate::parse(CertificateWorkshop::derOfFile(file.path()));
-        ASSERT_NE(root, nullptr) << file.path();
-        const VELMoment moment = root->parts().notBefore + std::chrono::days(1);
-        EXPECT_EQ(vel::x509::policyFailure({{root}, true}, moment), std::nullopt) << file.path();
-        EXPECT_EQ(vel::x509::anchorFailures(root, moment), std::vector<vel::x509::ChainCheck>())
-            << file.path();
-    }
 }
 
 } // namespace
