@@ -1,5 +1,6 @@
 // SPDX-License-Identifier: Apache-2.0
 #include "Helpers/Linux/VELDetachedSignature.h"
+#include "Platform/X509/VELCertificateParts.h"
 #include "Platform/X509/VELOpenSSL.h"
 
 #include <algorithm>
@@ -96,6 +97,26 @@ SignerCertificates chainFrom(X509* signer, STACK_OF(X509) * pool) {
     return chain;
 }
 
+/// What keeps a certificate from being read as an identity's would be; nothing when it can be.
+std::optional<std::string> formProblem(X509* certificate) {
+    const std::string der = derOf(certificate);
+    const auto parts = certificateParts(der);
+    if (!parts) {
+        return "is malformed";
+    }
+    if (parts->extensions.hasDuplicate) {
+        return "has an extension twice";
+    }
+    // Without a purpose, OpenSSL only looks whether it can decode the extensions.
+    if (parts->extensions.hasUnreadable || X509_check_purpose(certificate, -1, 0) != 1) {
+        return "has an extension that cannot be read";
+    }
+    if (parts->extensions.hasUnknownCritical) {
+        return "has a critical extension that is not known";
+    }
+    return std::nullopt;
+}
+
 /// Nothing when one of the anchors is, or leads to, the signer; else why not.
 std::optional<std::string> chainProblem(X509* signer, STACK_OF(X509) * pool,
                                         const std::vector<std::string>& anchors) {
@@ -112,10 +133,16 @@ std::optional<std::string> chainProblem(X509* signer, STACK_OF(X509) * pool,
     requireSuccess(X509_VERIFY_PARAM_set_flags(parameters, X509_V_FLAG_PARTIAL_CHAIN));
     requireSuccess(X509_VERIFY_PARAM_set_purpose(parameters, X509_PURPOSE_ANY));
     X509_VERIFY_PARAM_set_auth_level(parameters, minimumSecurityLevel);
-    if (X509_verify_cert(context.get()) == 1) {
-        return std::nullopt;
+    if (X509_verify_cert(context.get()) != 1) {
+        return X509_verify_cert_error_string(X509_STORE_CTX_get_error(context.get()));
     }
-    return X509_verify_cert_error_string(X509_STORE_CTX_get_error(context.get()));
+    const STACK_OF(X509)* chain = X509_STORE_CTX_get0_chain(context.get());
+    for (int i = 1; i < sk_X509_num(chain); ++i) {
+        if (const auto problem = formProblem(sk_X509_value(chain, i))) {
+            return "a certificate above it " + *problem;
+        }
+    }
+    return std::nullopt;
 }
 
 } // namespace
@@ -155,6 +182,9 @@ verifyDetachedSignature(std::string_view signature, int content,
     CMS_SignerInfo_get0_algs(signer, nullptr, &certificate, nullptr, nullptr);
     if (certificate == nullptr) {
         return refusal("the signature carries no certificate of its signer");
+    }
+    if (const auto problem = formProblem(certificate)) {
+        return refusal("the signer's certificate " + *problem);
     }
     if (anchors != nullptr) {
         const auto problem = chainProblem(certificate, pool.get(), *anchors);

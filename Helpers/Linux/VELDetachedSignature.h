@@ -20,11 +20,12 @@ using SignerCertificates = std::vector<std::string>;
 /// Verifies a detached CMS signature (RFC 5652, DER, and nothing beside it) over what `content`, an
 /// open file, holds from its beginning to its end. Accepted is a signature of exactly one signer,
 /// with a digest of the SHA-2 or SHA-3 families, made with the key of a certificate that it
-/// carries.
+/// carries. That certificate has to have a form that is accepted in an identity's
+/// (Documentation/certificate-forms.md), and OpenSSL has to decode all its extensions.
 ///
 /// `anchors` are certificates in DER, of which one must be, or lead through the signature's own
-/// certificates to, the signer's, all of them valid now. Null: the signer may be anybody, and
-/// what its certificate says of it is its own claim.
+/// certificates to, the signer's, all of them valid now and of such a form. Null: the signer may be
+/// anybody, and what its certificate says of it is its own claim.
 std::variant<SignerCertificates, SignatureRefusal>
 verifyDetachedSignature(std::string_view signature, int content,
                         const std::vector<std::string>* anchors);

@@ -146,21 +146,26 @@ Work brokenDigest() {
 std::vector<Work> signatureWorks(CertificateWorkshop& workshop, const std::string& folder) {
     const std::string root = workshop.makeAuthority("Signers");
     const std::string leaf = workshop.makeLeaf("Signer", "Signers");
+    // A certificate type that OpenSSL alone looks at, and cannot decode.
+    workshop.make({.name = "Odd",
+                   .issuer = "Signers",
+                   .extensions = leafExtensions + "2.16.840.1.113730.1.1=DER:626164\n"});
     const std::string other = workshop.makeAuthority("Others");
     std::ofstream(folder + "/content") << "content";
-    const std::string signature = folder + "/signature";
-    if (askOracle("openssl cms -sign -binary -outform DER -md sha256 -in " + folder +
-                  "/content -signer " + workshop.certificateFile("Signer") + " -inkey " +
-                  workshop.keyFile("Signer") + " -out " + signature)
-            .status != 0) {
-        return {};
+    for (const std::string name : {"Signer", "Odd"}) {
+        if (askOracle("openssl cms -sign -binary -outform DER -md sha256 -in " + folder +
+                      "/content -signer " + workshop.certificateFile(name) + " -inkey " +
+                      workshop.keyFile(name) + " -out " + folder + "/" + name)
+                .status != 0) {
+            return {};
+        }
     }
     const auto work = [=](const std::string& name, const std::string& answer,
-                          const std::vector<std::string>& anchors) {
+                          const std::string& signer, const std::vector<std::string>& anchors) {
         return Work{name, answer, [=] {
                         const int content = ::open((folder + "/content").c_str(), O_RDONLY);
-                        const auto result =
-                            vel::verifyDetachedSignature(bytesOf(signature), content, &anchors);
+                        const auto result = vel::verifyDetachedSignature(
+                            bytesOf(folder + "/" + signer), content, &anchors);
                         ::close(content);
                         const auto* certificates = std::get_if<0>(&result);
                         return certificates == nullptr              ? std::string("refused")
@@ -168,8 +173,9 @@ std::vector<Work> signatureWorks(CertificateWorkshop& workshop, const std::strin
                                                                     : "other certificates";
                     }};
     };
-    return {work("a signature of a trusted signer", "accepted", {root}),
-            work("a signature of another signer", "refused", {other}),
+    return {work("a signature of a trusted signer", "accepted", "Signer", {root}),
+            work("a signature of another signer", "refused", "Signer", {other}),
+            work("a signer with a form that is not accepted", "refused", "Odd", {root}),
             {"the subject of a certificate", "/CN=Signer",
              [=] { return vel::certificateSubject(leaf).value_or("refused"); }}};
 }
@@ -187,7 +193,7 @@ int main() {
     works.insert(works.end(), signatures.begin(), signatures.end());
     works.push_back(brokenDigest());
     works.push_back({"a digest", vel::x509::sha1("abc"), [] { return vel::x509::sha1("abc"); }});
-    bool isSound = signatures.size() == 3;
+    bool isSound = signatures.size() == 4;
     for (const Work& work : works) {
         isSound = holds(work) && isSound;
     }

@@ -19,6 +19,9 @@ namespace {
 
 namespace fs = std::filesystem;
 
+const std::string authority = "basicConstraints=critical,CA:TRUE\n";
+const std::string noAuthority = "basicConstraints=critical,CA:FALSE\n";
+
 /// A publisher with a root, an intermediate and a signing certificate, all made by openssl, once.
 class Publisher {
 public:
@@ -32,6 +35,32 @@ public:
     }
     [[nodiscard]] std::string der(const std::string& name) const {
         return runOrDie({"openssl", "x509", "-in", file(name + ".pem"), "-outform", "DER"}).output;
+    }
+
+    /// A certificate with lines of an OpenSSL section as its extensions.
+    void make(const std::string& name, const std::string& subject, const std::string& issuer,
+              const std::string& extensions, const std::string& days = "-days 30") const {
+        const std::string file = _folder.write("extensions", extensions);
+        const std::string sign = issuer.empty()
+                                     ? "-signkey " + this->file(name + ".key")
+                                     : "-CAcreateserial -CA " + this->file(issuer + ".pem") +
+                                           " -CAkey " + this->file(issuer + ".key");
+        runOrDie({"sh", "-e", "-c",
+                  "openssl req -new -newkey ec -pkeyopt ec_paramgen_curve:P-256 -nodes -keyout " +
+                      this->file(name + ".key") + " -subj '" + subject + "' -out " +
+                      this->file("request") + "\nopenssl x509 -req -in " + this->file("request") +
+                      " " + sign + " " + days + " -extfile " + file + " -out " +
+                      this->file(name + ".pem")});
+    }
+
+    /// Replaces bytes of a certificate, if it has them. Its issuer's signature then fails.
+    void replace(const std::string& name, const std::string& from, const std::string& to) const {
+        std::string changed = der(name);
+        if (const std::size_t place = changed.find(from); place != std::string::npos) {
+            changed.replace(place, from.size(), to);
+            runOrDie({"openssl", "x509", "-inform", "DER", "-in", _folder.write("der", changed),
+                      "-out", file(name + ".pem")});
+        }
     }
 
     /// Signs `path` into `path`.p7s as the leaf, or as `signer`.
@@ -51,11 +80,11 @@ public:
 
 private:
     Publisher() {
-        make("root", "/CN=Root/O=Sample", "", "CA:TRUE");
-        make("intermediate", "/CN=Intermediate/O=Sample", "root", "CA:TRUE");
-        make("leaf", "/CN=Agent/OU=TEAM42/O=Sample/C=US", "intermediate", "CA:FALSE");
-        make("other", "/CN=Other/OU=TEAM42/O=Other", "", "CA:FALSE");
-        make("expired", "/CN=Old/OU=TEAM42/O=Sample", "intermediate", "CA:FALSE", "-days -1");
+        make("root", "/CN=Root/O=Sample", "", authority);
+        make("intermediate", "/CN=Intermediate/O=Sample", "root", authority);
+        make("leaf", "/CN=Agent/OU=TEAM42/O=Sample/C=US", "intermediate", noAuthority);
+        make("other", "/CN=Other/OU=TEAM42/O=Other", "", noAuthority);
+        make("expired", "/CN=Old/OU=TEAM42/O=Sample", "intermediate", noAuthority, "-days -1");
         _folder.write("anybody/any", "");
         // The root first: the order in the signature does not decide which is the leaf.
         _folder.write("others.pem",
@@ -66,20 +95,6 @@ private:
         auto run = runProgram(command);
         EXPECT_EQ(run.status, 0) << run.diagnostics;
         return run;
-    }
-
-    void make(const std::string& name, const std::string& subject, const std::string& issuer,
-              const std::string& basicConstraints, const std::string& days = "-days 30") const {
-        const std::string extensions =
-            _folder.write("extensions", "basicConstraints=critical," + basicConstraints + "\n");
-        const std::string sign = issuer.empty() ? "-signkey " + file(name + ".key")
-                                                : "-CAcreateserial -CA " + file(issuer + ".pem") +
-                                                      " -CAkey " + file(issuer + ".key");
-        runOrDie({"sh", "-e", "-c",
-                  "openssl req -new -newkey ec -pkeyopt ec_paramgen_curve:P-256 -nodes -keyout " +
-                      file(name + ".key") + " -subj '" + subject + "' -out " + file("request") +
-                      "\nopenssl x509 -req -in " + file("request") + " " + sign + " " + days +
-                      " -extfile " + extensions + " -out " + file(name + ".pem")});
     }
 
     TestFolder _folder;
@@ -322,6 +337,61 @@ TEST_F(CodeSignature, AnchorsMustVouchForTheSigner) {
     check("the signer is not trusted: self-signed certificate");
     publisher.sign(_program, {}, "expired");
     check("the signer is not trusted: certificate has expired");
+}
+
+TEST_F(CodeSignature, TheSignersCertificateHasAFormThatIsAccepted) {
+    const auto& publisher = Publisher::shared();
+    const RunningProgram running({_program, "100"});
+    const std::pair<const char*, const char*> forms[] = {
+        {"1.3.6.1.5.5.7.1.1=critical,DER:0403626164", "is malformed"},
+        {"1.3.6.1.5.5.7.1.1=DER:0403626164", "has an extension that cannot be read"},
+        // The certificate type of Netscape's, which OpenSSL alone looks at.
+        {"2.16.840.1.113730.1.1=DER:626164", "has an extension that cannot be read"},
+        {"1.2.3.4=DER:0500\n1.2.3.5=DER:0500", "has an extension twice"},
+        {"1.2.3.4=critical,DER:0500", "has a critical extension that is not known"},
+    };
+    _folder.write("signers/root.pem", readTestFile(publisher.file("root.pem")));
+    for (const auto& [extension, problem] : forms) {
+        publisher.make("odd", "/CN=Odd/OU=TEAM42", "intermediate", noAuthority + extension);
+        publisher.replace("odd", "\x2A\x03\x05", "\x2A\x03\x04"); // 1.2.3.5 becomes 1.2.3.4
+        publisher.sign(_program, {}, "odd");
+        for (const auto& options :
+             {byAnybody(), std::vector<std::string>{"--signers", _folder.path() + "/signers"}}) {
+            const auto run = extract(running, options);
+            EXPECT_EQ(run, refusal(running, std::string("the signer's certificate ") + problem));
+        }
+    }
+    for (const std::string sound :
+         {"1.2.3.4=DER:0500", "1.2.840.113635.100.6.1.13=critical,DER:0500"}) {
+        publisher.make("odd", "/CN=Odd/OU=TEAM42", "intermediate", noAuthority + sound);
+        publisher.sign(_program, {}, "odd");
+        EXPECT_EQ(extract(running), success) << sound;
+    }
+}
+
+TEST_F(CodeSignature, SoDoTheCertificatesAboveItThatLeadToAnAnchor) {
+    const auto& publisher = Publisher::shared();
+    const RunningProgram running({_program, "100"});
+    const std::string unreadable = "1.3.6.1.5.5.7.1.1=DER:0403626164\n";
+    publisher.make("odd-root", "/CN=Odd root", "", authority + unreadable);
+    publisher.make("below-odd-root", "/CN=Below/OU=TEAM42", "odd-root", noAuthority);
+    publisher.make("odd-authority", "/CN=Odd authority", "root", authority + unreadable);
+    publisher.make("below-odd-authority", "/CN=Below/OU=TEAM42", "odd-authority", noAuthority);
+    const std::vector<std::string> options = {"--signers", _folder.path() + "/signers"};
+    for (const auto& [signer, authorityName, anchor] :
+         {std::array{"below-odd-root", "odd-root", "odd-root"},
+          std::array{"below-odd-authority", "odd-authority", "root"}}) {
+        fs::remove_all(_folder.path() + "/signers");
+        _folder.write("signers/one.pem",
+                      readTestFile(publisher.file(std::string(anchor) + ".pem")));
+        publisher.sign(_program, {"-certfile", publisher.file(std::string(authorityName) + ".pem")},
+                       signer);
+        const auto run = extract(running, options);
+        EXPECT_EQ(run, refusal(running, "the signer is not trusted: a certificate above it has an "
+                                        "extension that cannot be read"))
+            << signer;
+        EXPECT_EQ(extract(running), success) << "where anybody may sign: " << signer;
+    }
 }
 
 TEST_F(CodeSignature, AnchorsThatCannotBeReachedVouchForNobody) {
