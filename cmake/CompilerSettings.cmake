@@ -37,10 +37,18 @@ if(VEL_BUILD_FUZZERS)
     target_link_options(vel_settings INTERFACE -fsanitize=fuzzer-no-link)
 endif()
 
-# Compiles the headers, named as they are included, once for all sources of the target. It hides
+# Compiles the headers once, for all sources of the target and of those that share them. It hides
 # includes that are missing, so the builds for release do without.
 function(vel_precompile_headers target)
     if(VEL_PRECOMPILE_HEADERS)
         target_precompile_headers(${target} PRIVATE ${ARGN})
+    endif()
+endfunction()
+
+# Lets a target use the headers that `owner` has compiled: with the same options, and with no macro
+# that the target does not define, too.
+function(vel_share_precompiled_headers target owner)
+    if(VEL_PRECOMPILE_HEADERS)
+        target_precompile_headers(${target} REUSE_FROM ${owner})
     endif()
 endfunction()
