@@ -2,7 +2,7 @@
 # No Mac has built them yet.
 find_package(GTest REQUIRED)
 find_package(Python3 3.9 REQUIRED COMPONENTS Interpreter)
-include(GoogleTest)
+include(${PROJECT_SOURCE_DIR}/cmake/DiscoverSuites.cmake)
 
 file(GLOB_RECURSE VEL_TEST_SOURCES CONFIGURE_DEPENDS
     Base/*.cpp Classes/*.cpp Platform/*.cpp Support/*.cpp Tools/*.cpp)
@@ -28,7 +28,7 @@ target_compile_definitions(vel_tests PRIVATE
     VEL_POSTURE_PROGRAM="$<TARGET_FILE:vel-posture>"
     VEL_TASK_TOOL="$<TARGET_FILE:task-tool>")
 add_dependencies(vel_tests vel-posture task-tool)
-gtest_discover_tests(vel_tests DISCOVERY_TIMEOUT 120 NO_PRETTY_VALUES)
+vel_discover_suites(vel_tests)
 
 add_executable(public-interface-host Programs/PublicInterfaceHost.cpp)
 target_link_libraries(public-interface-host
