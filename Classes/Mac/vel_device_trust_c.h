@@ -6,7 +6,7 @@
 
 #include <memory>
 
-/// What stands behind the C interface's runner. Opaque to hosts.
+/// The runner of the C interface, opaque to hosts.
 struct vel_runner {
     std::unique_ptr<const VELPostureCheckRunner> runner;
 };
