@@ -17,8 +17,8 @@ namespace vel {
 std::optional<VELMoment> momentOfText(std::string_view text);
 
 /// The ISO 8601 text of a property list's date, such as "2026-11-21T08:30:00Z", from its seconds
-/// since the start of 2001 (UTC); fractions of a second do not count. Nothing: its year is not 0 to
-/// 9999, or it is no number.
+/// since the start of 2001 (UTC); fractions of a second do not count. Returns nullopt if the year
+/// is not 0 to 9999 or the value is not a number.
 std::optional<std::string> dateText(double secondsSince2001);
 
 } // namespace vel

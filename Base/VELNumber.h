@@ -7,8 +7,8 @@
 namespace vel {
 
 /// Reads the whole of `text` as a decimal number, whatever the locale: digits with an optional
-/// minus sign, decimal point and exponent. `invalid_argument` if it is none; `result_out_of_range`
-/// if it is too large for a double, or too small and not zero. `number` is set on success alone.
+/// minus sign, decimal point and exponent. `invalid_argument` if it is not; `result_out_of_range`
+/// if it is too large for a double, or too small and not zero. `number` is set only on success.
 std::errc readDecimal(std::string_view text, double& number);
 
 /// While in scope, numbers of the calling thread are read and written with a decimal point,

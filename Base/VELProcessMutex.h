@@ -3,7 +3,7 @@
 
 #include <mutex>
 
-/// Guards state that the whole process shares: to be held for a few instructions, in which nothing
-/// of the host is called. A process that forks without exec finds it free in its child, whatever
-/// other threads were doing.
+/// Guards state that the whole process shares. It is held for a few instructions only, and no code
+/// of the host is called meanwhile. After fork without exec it is free in the child, even if
+/// another thread held it.
 std::mutex& processMutex();

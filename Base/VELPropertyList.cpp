@@ -20,7 +20,7 @@ PropertyListReading read(std::string_view bytes) {
     return bytes.starts_with("bplist") ? readBinaryPropertyList(bytes) : readXMLPropertyList(bytes);
 }
 
-/// A UID alone is no dictionary: it becomes its number.
+/// A UID that is the root is not a dictionary: it becomes its number.
 void unwrapUID(VELValue& root) {
     if (root.is_object() && root.size() == 1 && root.contains("CF$UID") &&
         root["CF$UID"].is_number_integer()) {

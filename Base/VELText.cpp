@@ -62,7 +62,7 @@ bool isWhiteSpace(char32_t character) {
 }
 
 /// A character that the rule for a sigma at the end of a word looks through: marks, modifiers,
-/// format characters, and what may stand inside of a word.
+/// format characters, and punctuation that occurs inside words.
 bool isIgnoredByCase(utf8proc_int32_t character) {
     constexpr std::u32string_view insideWords =
         U"'.:\u00B7\u0387\u055F\u05F4\u2018\u2019\u2024\u2027\uFE13\uFE52\uFE55\uFF07\uFF0E\uFF1A";

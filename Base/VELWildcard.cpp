@@ -31,8 +31,8 @@ struct FoldedLine {
     }
 };
 
-/// What stands between two stars of a pattern, folded and never empty: found by the method of
-/// Knuth, Morris and Pratt, whose time does not depend on how often it begins to fit.
+/// The text between two stars of a pattern, case-folded and never empty. Searched for with the
+/// Knuth-Morris-Pratt algorithm: partial matches do not slow it down.
 class Piece {
 public:
     explicit Piece(std::u32string characters)
@@ -43,7 +43,7 @@ public:
         }
     }
 
-    /// Where the first match that starts at `from` or later ends; nothing when there is none.
+    /// Where the first match at or after `from` ends; nullopt if there is none.
     [[nodiscard]] std::optional<std::size_t> endOfMatch(const FoldedLine& line,
                                                         std::size_t from) const {
         std::size_t length = 0;

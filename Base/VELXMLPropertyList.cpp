@@ -74,7 +74,7 @@ std::string_view withoutSurroundingSpace(std::string_view text) {
 }
 
 /// Reads the whole of `text` as an integer of 64 bits: decimal, or hexadecimal after "0x", with an
-/// optional sign. `invalid_argument` if it is none, `result_out_of_range` if it is too large.
+/// optional sign. `invalid_argument` if it is not, `result_out_of_range` if it is too large.
 std::errc readInteger(std::string_view text, VELValue& value) {
     const bool isNegative = text.starts_with('-');
     if (isNegative || text.starts_with('+')) {
@@ -121,7 +121,7 @@ std::errc readReal(std::string_view text, VELValue& value) {
     return failure;
 }
 
-/// The number that two digits write, or one that stands in no date.
+/// The number of two digits; one that is in no date if they are not digits.
 unsigned pairOfDigits(std::string_view text, std::size_t start) {
     unsigned value = 0;
     const char* end = text.data() + start + 2;

@@ -12,7 +12,7 @@
 /// How long every check of the library lets a tool run, in seconds.
 inline constexpr double toolTimeout = 10.0;
 
-/// Runs `task`, a new one, and returns what it printed; nothing on failure:
+/// Runs `task`, a new one, and returns its output; nullopt on failure:
 /// - it cannot be launched: error code 2;
 /// - it ends with a status other than 0, or is ended by the time-out: error code 3; its output is
 ///   lost;

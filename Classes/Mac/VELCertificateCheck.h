@@ -29,8 +29,8 @@ public:
     /// `sha1` without spaces (U+0020), in lower case.
     [[nodiscard]] static std::string normalizeSHA1(std::string_view sha1);
 
-    /// The bytes of the first 1000 certificates; nothing, with error code 5, when the keychain
-    /// answers with a status.
+    /// The bytes of the first 1000 certificates; nullopt, with error code 5, if the keychain
+    /// returns an error status.
     [[nodiscard]] std::optional<std::vector<std::string>>
     allCertificateData(std::optional<VELError>* error) const;
 

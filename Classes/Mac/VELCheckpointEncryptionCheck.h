@@ -7,7 +7,7 @@
 #include <memory>
 
 /// A separate full-disk-encryption product, judged by the status file that it keeps: passes when
-/// the file says of every disk that it is encrypted.
+/// the file reports every disk as encrypted.
 class VELCheckpointEncryptionCheck final : public VELPostureCheckItem {
 public:
     explicit VELCheckpointEncryptionCheck(std::shared_ptr<const VELPlatform> platform);
@@ -15,12 +15,12 @@ public:
     bool runCheckWithParameters(const VELDictionary& parameters,
                                 std::optional<VELError>* error) const override;
 
-    /// Without the file the answer is a plain no. A file that is no property list with the text
-    /// "encryptionState" is error code 11.
+    /// Without the file the answer is no, without an error. A file that is not a property list with
+    /// the text "encryptionState" is error code 11.
     [[nodiscard]] bool isCheckpointEncryptionEnabled(std::optional<VELError>* error) const;
 
     /// The index of the first piece of `encryptionState`, states separated by commas, that is not
-    /// 1; nothing when all are.
+    /// 1; nullopt if all are.
     [[nodiscard]] static std::optional<std::size_t>
     indexOfFailingState(std::string_view encryptionState);
 

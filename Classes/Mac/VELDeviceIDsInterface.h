@@ -7,7 +7,7 @@
 #include <optional>
 #include <string>
 
-/// The identity values of the machine, read afresh at every call.
+/// The identity values of the machine, read again at every call.
 class VELDeviceIDsInterface {
 public:
     VELDeviceIDsInterface() = delete;

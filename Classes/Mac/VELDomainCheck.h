@@ -23,8 +23,9 @@ public:
     bool runCheckWithParameters(const VELDictionary& parameters,
                                 std::optional<VELError>* error) const override;
 
-    /// The domain that the machine is bound to. Absent: none; or its tool failed (error code 2 or
-    /// 3); or what the tool printed is no property list (the error of `vel::readPropertyList`).
+    /// The domain that the machine is bound to. Returns nullopt if it is bound to none, if the tool
+    /// failed (error code 2 or 3), or if the tool's output is not a property list (the error of
+    /// `vel::readPropertyList`).
     std::optional<std::string> computerDomainError(std::optional<VELError>* error) const;
 
     /// The domain in what the tool printed: "Active Directory Domain" of "General Info". Absent: no

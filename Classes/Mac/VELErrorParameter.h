@@ -7,7 +7,7 @@
 
 namespace vel {
 
-/// Removes the error that stands in an error out-parameter, which may be null.
+/// Clears an error out-parameter, which may be null.
 inline void clearError(std::optional<VELError>* error) {
     if (error != nullptr) {
         error->reset();

@@ -27,7 +27,7 @@ public:
 
     [[nodiscard]] static bool evaluateTrust(VELTrust& trust, std::optional<VELError>* error);
 
-    /// The certificate's normalised subject (DER), or nothing.
+    /// The certificate's normalised subject (DER), or nullopt.
     [[nodiscard]] static std::optional<std::string>
     extractSubjectFromCertificate(const VELCertificate& certificate,
                                   std::optional<VELError>* error);

@@ -30,7 +30,7 @@ const std::string& requireString(const VELValue& value, const std::string& param
     return *text;
 }
 
-/// Whether an error stands after a tool was run; a caller that takes none is told by the output.
+/// Whether a tool's run left an error; for a caller without `error`, whether there is no output.
 bool errorStands(const std::optional<VELError>* error, const std::optional<std::string>& output) {
     return error != nullptr ? error->has_value() : !output.has_value();
 }

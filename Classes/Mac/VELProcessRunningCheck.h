@@ -27,8 +27,8 @@ public:
                                 std::optional<VELError>* error) const override;
 
     /// Whether an entry of `processes` is satisfied; the first that is decides, and clears `error`.
-    /// No answer but false when `error` holds an error already. Errors: code 6 for an entry without
-    /// "name", which ends the search; code 8 for a running process that is signed otherwise or
+    /// Always false if `error` already holds an error. Errors: code 6 for an entry without
+    /// "name", which ends the search; code 8 for a running process that has another signer or
     /// whose signature cannot be read; codes 2 and 3 for a tool that failed. Throws
     /// `std::invalid_argument` for a parameter of the wrong type, at its first use.
     bool isAnyValidProcessRunning(const VELArray& processes, std::optional<VELError>* error) const;
@@ -50,7 +50,7 @@ public:
     std::optional<std::string> signingCertSubjectOUForProcess(std::int64_t processID,
                                                               std::optional<VELError>* error) const;
 
-    /// The OU in a subject line whose attributes are introduced by slashes: what stands between the
+    /// The OU in a subject line whose attributes are introduced by slashes: the text between the
     /// first "/OU=" and the next slash; may be empty. Absent: no "/OU=", or no slash after it.
     static std::optional<std::string> subjectOUInSubjectLine(std::string_view line);
 

@@ -133,7 +133,7 @@ template <typename Argument> void print(const void* argument, std::string& messa
 /// The conversions that formats may hold; the first that fits counts.
 inline constexpr std::array<std::string_view, 6> conversions = {"@", "s", "hhd", "ld", "lu", "d"};
 
-/// The conversion at the front of `text`, which follows a percent sign; empty when it is none.
+/// The conversion at the front of `text`, which follows a percent sign; empty if it is none.
 constexpr std::string_view conversionAt(std::string_view text) {
     for (const std::string_view conversion : conversions) {
         if (text.starts_with(conversion)) {
@@ -145,9 +145,9 @@ constexpr std::string_view conversionAt(std::string_view text) {
 
 } // namespace vel::log
 
-/// A format string whose conversions have been held against the types of its arguments, and the
-/// place in the source where it stands. Made from a string literal alone; a wrong count or kind of
-/// arguments does not compile.
+/// A format string whose conversions have been compared with the types of its arguments, and its
+/// place in the source. Made only from a string literal; a wrong count or kind of arguments does
+/// not compile.
 template <typename... Arguments> class VELLogFormat {
 public:
     template <std::size_t size>

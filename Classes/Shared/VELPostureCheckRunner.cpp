@@ -21,8 +21,8 @@ const char* const kDeviceIDKey = "device_id";
 
 namespace {
 
-/// The first element of `list` that is not of the kind that `isWanted` asks for, or that `list` is
-/// no array, as a text; nothing when all is well.
+/// Describes the first element of `list` that is not of the wanted kind, or that `list` is not an
+/// array; nullopt if neither is so.
 std::optional<std::string> defectOfList(const VELValue& list, const std::string& name,
                                         bool (VELValue::*isWanted)() const noexcept,
                                         const char* wanted) {

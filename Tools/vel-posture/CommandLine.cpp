@@ -161,7 +161,7 @@ std::vector<std::string> optionNames(const CLI::App& command) {
     return names;
 }
 
-/// An argument that the command line has too much; nullopt if there is none.
+/// An argument that is not accepted, options first; nullopt if there is none.
 std::optional<std::string> unexpectedArgument(const CLI::App& program) {
     const std::vector<std::string> unknown = program.remaining(true);
     for (const std::string& argument : unknown) {

@@ -52,7 +52,7 @@ bool isPart(const std::u32string& part, const std::u32string& whole) {
            whole.find(part) != std::u32string::npos;
 }
 
-/// How far two names are apart; nothing: too far to be the same one.
+/// The distance of two names; nullopt if they are too far apart to be the same.
 std::optional<std::size_t> nameDistance(const std::u32string& name, const std::u32string& text) {
     const std::size_t slips = std::max<std::size_t>(1, name.size() / 4);
     const bool isAlikeInSize =

@@ -27,7 +27,7 @@ public:
     [[nodiscard]] bool isStandardError() const noexcept;
 
     /// Why lines are missing, for people: 'cannot write the log "x": No space left on device'.
-    /// Empty: none is.
+    /// Empty if none is.
     [[nodiscard]] std::string failure() const;
 
 private:

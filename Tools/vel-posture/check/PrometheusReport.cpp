@@ -44,7 +44,7 @@ public:
         _samples += std::string(_name) + "{" + sample + "} " + value + "\n";
     }
 
-    /// Nothing if there are no samples.
+    /// Empty if there are no samples.
     [[nodiscard]] std::string text() const {
         const std::string name(_name);
         return _samples.empty()

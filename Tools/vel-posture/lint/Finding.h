@@ -17,7 +17,7 @@ struct FindingRule {
     friend bool operator==(const FindingRule&, const FindingRule&) = default;
 };
 
-/// An error can never do what it says, a warning is a likely mistake.
+/// Errors can never work, warnings are likely mistakes.
 namespace rule {
 inline constexpr FindingRule noChecks{"no-checks", Severity::error};
 inline constexpr FindingRule misnamedChecks{"misnamed-checks", Severity::error};

@@ -15,8 +15,8 @@ public:
     KeyLint(const VELValue& object, Place place, std::vector<std::string> known,
             FindingList& findings);
 
-    /// Reports that `key` is missing, which has a consequence ("the entry is an error"); unless a
-    /// key near to it stands in its place, gives `advice`. Whether it is there.
+    /// Returns whether `key` is present. Reports a missing key with the consequence ("the entry is
+    /// an error"), and with `advice` unless a similar key is present instead.
     bool require(const std::string& key, const std::string& consequence, const std::string& advice);
 
     /// The keys that are not known and not reported yet, in order. The caller reports them.

@@ -33,7 +33,7 @@ struct ParameterRules {
 /// One row for each parameter of the catalogue.
 std::span<const ParameterRules> parameterRules();
 
-/// Null: nothing is known of this parameter.
+/// Null if the parameter is not known.
 const ParameterRules* rulesOfParameter(std::string_view type, std::string_view parameter);
 
 void lintFingerprint(const ParameterLint& sha1);

@@ -43,7 +43,7 @@ std::string theTypes(const VELPostureCheckCatalogue& catalogue) {
     return "the check types are " + finding::listed(typesOf(catalogue));
 }
 
-/// The check type that requires a parameter of this name; nothing when none does, or several do.
+/// The check type that requires a parameter of this name; nullopt if none does, or several do.
 std::optional<std::string> typeRequiring(std::string_view parameter,
                                          const VELPostureCheckCatalogue& catalogue) {
     std::optional<std::string> found;

@@ -59,8 +59,8 @@ std::string_view takeLabel(std::string_view& text) {
     return label;
 }
 
-/// The text within the armour lines, if there are any. Nothing: what is there is no single
-/// certificate, which is reported.
+/// The text within the armour lines, or all of it if there are none. Returns nullopt, and reports
+/// it, if the text is not a single certificate.
 std::optional<std::string_view> withoutArmour(std::string_view text,
                                               const ParameterLint& certificate) {
     if (text.find(armourStart) == std::string_view::npos) {
