@@ -10,10 +10,11 @@ if(CMAKE_SCRIPT_MODE_FILE)
         OUTPUT_VARIABLE listing COMMAND_ERROR_IS_FATAL ANY)
     # A suite counts as skipped if all its tests are.
     set(skipped "PASSED  . 0 tests\\.\n(\\[  SKIPPED \\][^\n]*\n*)+$")
-    # "Suite.", perhaps with a comment behind it; the lines of its tests are indented.
-    string(REGEX MATCHALL "(^|\n)[^ \n]+\\.[ \n]" suites "${listing}")
+    # "Suite.", perhaps with a comment behind it, then its tests, indented.
+    string(REGEX REPLACE "\n  DISABLED_[^\n]*" "" listing "${listing}")
+    string(REGEX MATCHALL "(^|\n)[^ \n]+\\.( [^\n]*)?\n  " suites "${listing}")
     foreach(suite IN LISTS suites)
-        string(REGEX REPLACE "^\n|\\..$" "" suite "${suite}")
+        string(REGEX REPLACE "^\n|\\.( [^\n]*)?\n  $" "" suite "${suite}")
         string(APPEND tests "add_test([[${suite}]] [[${PROGRAM}]] [[--gtest_filter=${suite}.*]])\n"
             "set_tests_properties([[${suite}]] PROPERTIES ${PROPERTIES}\n"
             "    SKIP_REGULAR_EXPRESSION [==[${skipped}]==])\n")
