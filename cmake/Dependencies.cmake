@@ -25,3 +25,18 @@ else()
     set(VEL_SYSTEM_LIBRARIES ${VEL_LIBCRYPTO})
 endif()
 find_package(OpenSSL 3 REQUIRED)
+
+# Where programs are to start fast: they carry the C++ runtime and what would bring it back in.
+set(VEL_PUGIXML pugixml::pugixml)
+set(VEL_HELPER_UTF8PROC ${VEL_UTF8PROC})
+if(VEL_STATIC_RUNTIME AND NOT APPLE AND NOT VEL_SANITIZERS)
+    foreach(name IN ITEMS pugixml utf8proc)
+        find_library(VEL_${name}_ARCHIVE lib${name}.a REQUIRED)
+        add_library(vel_static_${name} STATIC IMPORTED)
+        set_target_properties(vel_static_${name} PROPERTIES
+            IMPORTED_LOCATION ${VEL_${name}_ARCHIVE})
+    endforeach()
+    set(VEL_PUGIXML vel_static_pugixml)
+    set(VEL_HELPER_UTF8PROC vel_static_utf8proc)
+    set(VEL_RUNTIME_OPTIONS -static-libstdc++ -static-libgcc)
+endif()

@@ -34,7 +34,7 @@ that says, per check and in total, whether the machine passed.")
 # Helper programs belong to the library, which runs them. What it loads only where it is there:
 set(CPACK_DEBIAN_LIBRARY_PACKAGE_NAME ${VEL_LIBRARY_PACKAGE})
 set(CPACK_DEBIAN_LIBRARY_PACKAGE_SECTION libs)
-set(CPACK_DEBIAN_LIBRARY_PACKAGE_DEPENDS "libudev1")
+set(CPACK_DEBIAN_LIBRARY_PACKAGE_DEPENDS "libudev1, libsystemd0")
 set(CPACK_DEBIAN_LIBRARY_PACKAGE_RECOMMENDS nftables)
 set(CPACK_DEBIAN_LIBRARY_PACKAGE_SUGGESTS "p11-kit-modules, realmd")
 # Debian asks for the trigger; the scripts that call ldconfig too are CPack's, which cannot be told
