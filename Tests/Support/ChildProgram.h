@@ -29,7 +29,7 @@ struct ChildProgram {
     ChildStream errorStream = ChildStream::pipe;
     unsigned short columns = 80; // of the terminals
 
-    /// Throws std::runtime_error when it cannot be run; ends it after 60 seconds.
+    /// Throws std::runtime_error when it cannot be run. A program that hangs is ctest's to end.
     [[nodiscard]] Result run() const;
 };
 

@@ -155,9 +155,11 @@ TEST(DomainBinding, AServiceThatDoesNotAnswerIsGivenUp) {
     const TestFolder folder;
     const std::string socket = folder.path() + "/mute";
     const RunningProgram mute({"python3", "-c",
-                               "import socket, sys, time\n"
-                               "s = socket.socket(socket.AF_UNIX)\ns.bind(sys.argv[1])\n"
-                               "s.listen(5)\nwhile True: time.sleep(100)",
+                               // It gets its name when one can connect to it.
+                               "import os, socket, sys, time\n"
+                               "s = socket.socket(socket.AF_UNIX)\ns.bind(sys.argv[1] + '.new')\n"
+                               "s.listen(5)\nos.rename(sys.argv[1] + '.new', sys.argv[1])\n"
+                               "while True: time.sleep(100)",
                                socket});
     while (!fs::exists(socket)) {
         std::this_thread::sleep_for(std::chrono::milliseconds(10));

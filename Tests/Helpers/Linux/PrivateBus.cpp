@@ -1,8 +1,9 @@
 // SPDX-License-Identifier: Apache-2.0
 #include "Tests/Helpers/Linux/PrivateBus.h"
 
+#include "Helpers/Linux/VELSystemBus.h"
+
 #include <chrono>
-#include <filesystem>
 #include <stdexcept>
 #include <systemd/sd-bus.h>
 
@@ -111,7 +112,8 @@ PrivateBus::PrivateBus() {
                                       "<allow own=\"*\"/><allow user=\"*\"/></policy></busconfig>");
     _daemon = std::make_unique<RunningProgram>(std::vector<std::string>{
         "dbus-daemon", "--config-file=" + configuration, "--nofork", "--nopidfile"});
-    for (int attempt = 0; attempt < 500 && !std::filesystem::exists(socket); ++attempt) {
+    // The socket is there a little before one can connect to it.
+    for (int attempt = 0; attempt < 6000 && !vel::SystemBus::connect(_address); ++attempt) {
         std::this_thread::sleep_for(std::chrono::milliseconds(10));
     }
 }
