@@ -19,17 +19,28 @@ ProcessListing::ProcessListing(std::optional<std::string_view> text) {
     }
 }
 
-std::vector<std::int64_t> ProcessListing::processIDs(std::string_view name) const {
-    std::vector<std::int64_t> identifiers;
+std::string_view ProcessListing::line(std::size_t position) const {
+    return std::string_view(_text).substr(_lines[position].start, _lines[position].length);
+}
+
+std::vector<std::size_t> ProcessListing::linesOf(std::string_view name) const {
+    std::vector<std::size_t> positions;
     if (name.empty()) {
-        return identifiers;
+        return positions;
     }
     const std::string lowerName = lowercase(name);
-    for (const auto& [start, length] : _lines) {
-        const std::string_view line = std::string_view(_text).substr(start, length);
-        if (line.ends_with(lowerName)) {
-            identifiers.push_back(integerValue(line));
+    for (std::size_t position = 0; position < _lines.size(); ++position) {
+        if (line(position).ends_with(lowerName)) {
+            positions.push_back(position);
         }
+    }
+    return positions;
+}
+
+std::vector<std::int64_t> ProcessListing::processIDs(std::string_view name) const {
+    std::vector<std::int64_t> identifiers;
+    for (const std::size_t position : linesOf(name)) {
+        identifiers.push_back(integerValue(line(position)));
     }
     return identifiers;
 }

@@ -25,7 +25,12 @@ public:
     /// the lines; 0 for a line that does not start with a number. An empty `name` matches no line.
     [[nodiscard]] std::vector<std::int64_t> processIDs(std::string_view name) const;
 
+    /// The positions of those lines, from 0.
+    [[nodiscard]] std::vector<std::size_t> linesOf(std::string_view name) const;
+
 private:
+    [[nodiscard]] std::string_view line(std::size_t position) const;
+
     struct Line {
         std::size_t start;
         std::size_t length;

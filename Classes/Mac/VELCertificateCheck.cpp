@@ -16,7 +16,6 @@
 
 namespace {
 
-constexpr std::size_t maximumCertificates = 1000;
 constexpr const char* searchFunction = "-[VELCertificateCheck certificateInstalledWithSHA1:error:]";
 
 } // namespace

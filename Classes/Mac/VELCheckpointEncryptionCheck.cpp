@@ -21,11 +21,6 @@ std::optional<VELDictionary> readDictionary(const VELFiles& files, const std::st
     return root && root->is_object() ? std::move(root) : std::nullopt;
 }
 
-const std::string* encryptionStateIn(const std::optional<VELDictionary>& status) {
-    const VELValue* state = status ? vel::valueUnder("encryptionState", *status) : nullptr;
-    return state != nullptr ? state->get_ptr<const std::string*>() : nullptr;
-}
-
 } // namespace
 
 VELCheckpointEncryptionCheck::VELCheckpointEncryptionCheck(
@@ -50,7 +45,7 @@ bool VELCheckpointEncryptionCheck::isCheckpointEncryptionEnabled(
     const std::optional<VELDictionary> status = readDictionary(files, statusFile);
     VELDTLogger::logMessageWithLevel(VELLogLevel::information, function,
                                      "Encryption status file: %@", status);
-    const std::string* encryptionState = encryptionStateIn(status);
+    const std::string* encryptionState = status ? encryptionStateIn(*status) : nullptr;
     if (encryptionState == nullptr) {
         SetPostureCheckError(error, VELPostureCheckErrorStatusFileFormat,
                              "Checkpoint encryption status file was not in the expected format.");
@@ -63,6 +58,11 @@ bool VELCheckpointEncryptionCheck::isCheckpointEncryptionEnabled(
         return false;
     }
     return true;
+}
+
+const std::string* VELCheckpointEncryptionCheck::encryptionStateIn(const VELValue& status) {
+    const VELValue* state = vel::valueUnder("encryptionState", status);
+    return state != nullptr ? state->get_ptr<const std::string*>() : nullptr;
 }
 
 std::optional<std::size_t>

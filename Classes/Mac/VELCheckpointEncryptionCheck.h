@@ -19,6 +19,9 @@ public:
     /// the text "encryptionState" is error code 11.
     [[nodiscard]] bool isCheckpointEncryptionEnabled(std::optional<VELError>* error) const;
 
+    /// The text "encryptionState" of a status file's property list; null when it has none.
+    [[nodiscard]] static const std::string* encryptionStateIn(const VELValue& status);
+
     /// The index of the first piece of `encryptionState`, states separated by commas, that is not
     /// 1; nullopt if all are.
     [[nodiscard]] static std::optional<std::size_t>

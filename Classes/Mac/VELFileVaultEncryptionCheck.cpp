@@ -19,21 +19,13 @@ std::optional<VELValue> property(const VELDiskMedia* media, std::string_view nam
     return value && ((*value).*isWanted)() ? value : std::nullopt;
 }
 
-bool isTrue(const VELValue* value) {
-    return value != nullptr && *value == true;
-}
-
 /// A boolean number of the platform may be stored as a plain number: what is not zero is true.
 bool isTrueNumber(const VELValue* value) {
-    return isTrue(value) || (value != nullptr && value->is_number() && *value != VELValue(0));
+    return value != nullptr && (*value == true || (value->is_number() && *value != VELValue(0)));
 }
 
 bool isText(const VELValue* value, std::string_view text) {
     return value != nullptr && value->is_string() && value->get_ref<const std::string&>() == text;
-}
-
-const VELValue* pointerTo(const std::optional<VELValue>& value) {
-    return value ? &*value : nullptr;
 }
 
 constexpr const char* scanFunction =
@@ -96,39 +88,36 @@ bool VELFileVaultEncryptionCheck::isInScope(const VELDisk& disk) {
 
 bool VELFileVaultEncryptionCheck::isInternalDisk(const VELDisk& disk) {
     const VELDiskDescription description = disk.copyDescription().value_or(VELDiskDescription{});
-    const bool isInternal = isTrueNumber(description.deviceInternal.get()) ||
-                            isText(description.deviceProtocol.get(), "PCI");
+    const bool answer = isInternal(description);
     VELDTLogger::logMessageWithLevel(VELLogLevel::information,
                                      "-[VELFileVaultEncryptionCheck isInternalDisk:]",
-                                     "isInternalDisk?: %hhd", isInternal);
-    return isInternal;
+                                     "isInternalDisk?: %hhd", answer);
+    return answer;
 }
 
 bool VELFileVaultEncryptionCheck::isNTFSFormattedDisk(const VELDisk& disk) {
     const VELDiskDescription description = disk.copyDescription().value_or(VELDiskDescription{});
-    const bool isNTFS = isText(description.volumeKind.get(), "ntfs");
+    const bool answer = isNTFS(description);
     VELDTLogger::logMessageWithLevel(VELLogLevel::information,
                                      "-[VELFileVaultEncryptionCheck isNTFSFormattedDisk:]",
-                                     "isNTFSFormattedDisk?: %hhd", isNTFS);
-    return isNTFS;
+                                     "isNTFSFormattedDisk?: %hhd", answer);
+    return answer;
 }
 
 bool VELFileVaultEncryptionCheck::isSSVVolume(const VELDisk& disk) {
     const std::unique_ptr<VELDiskMedia> media = disk.copyMedia();
     const std::optional<VELValue> sealed = property(media.get(), "Sealed", &VELValue::is_string);
-    const bool isSealed = sealed && vel::lowercase(sealed->get_ref<const std::string&>()) != "no";
+    const bool answer = isSealed(sealed);
     VELDTLogger::logMessageWithLevel(VELLogLevel::information,
                                      "-[VELFileVaultEncryptionCheck isSSVVolume:]",
-                                     "isSSV?: %hhd value:%@", isSealed, sealed);
-    return isSealed;
+                                     "isSSV?: %hhd value:%@", answer, sealed);
+    return answer;
 }
 
 bool VELFileVaultEncryptionCheck::isDataRole(const VELDisk& disk) {
     const std::unique_ptr<VELDiskMedia> media = disk.copyMedia();
     const std::optional<VELValue> roles = property(media.get(), "Role", &VELValue::is_array);
-    const bool isData = roles && std::ranges::any_of(*roles, [](const VELValue& role) {
-                            return isText(&role, "Data");
-                        });
+    const bool isData = hasDataRole(roles);
     VELDTLogger::logMessageWithLevel(VELLogLevel::information,
                                      "-[VELFileVaultEncryptionCheck isDataRole:]",
                                      "isDataRole?: %hhd value:%@", isData, roles);
@@ -141,14 +130,37 @@ bool VELFileVaultEncryptionCheck::isEncryptedDisk(const VELDisk& disk) {
     const auto encryptedProperty = property(media.get(), "Encrypted", &VELValue::is_boolean);
     const auto coreStorageProperty =
         property(media.get(), "CoreStorage Encrypted", &VELValue::is_boolean);
-    const bool encrypted = isTrue(pointerTo(encryptedProperty));
-    const bool coreStorageEncrypted = isTrue(pointerTo(coreStorageProperty));
+    const bool encrypted = isEncrypted(encryptedProperty);
+    const bool coreStorageEncrypted = isEncrypted(coreStorageProperty);
     VELDTLogger::logMessageWithLevel(VELLogLevel::information, function, "Encrypted?: %d",
                                      int{encrypted});
     VELDTLogger::logMessageWithLevel(VELLogLevel::information, function,
                                      "CoreStorage Encrypted?: %d", int{coreStorageEncrypted});
-    const bool isEncrypted = encrypted || coreStorageEncrypted;
+    const bool answer = encrypted || coreStorageEncrypted;
     VELDTLogger::logMessageWithLevel(VELLogLevel::information, function, "isEncryptedDisk?: %hhd",
-                                     isEncrypted);
-    return isEncrypted;
+                                     answer);
+    return answer;
+}
+
+bool VELFileVaultEncryptionCheck::isInternal(const VELDiskDescription& description) {
+    return isTrueNumber(description.deviceInternal.get()) ||
+           isText(description.deviceProtocol.get(), "PCI");
+}
+
+bool VELFileVaultEncryptionCheck::isNTFS(const VELDiskDescription& description) {
+    return isText(description.volumeKind.get(), "ntfs");
+}
+
+bool VELFileVaultEncryptionCheck::isSealed(const std::optional<VELValue>& sealed) {
+    return sealed && sealed->is_string() &&
+           vel::lowercase(sealed->get_ref<const std::string&>()) != "no";
+}
+
+bool VELFileVaultEncryptionCheck::hasDataRole(const std::optional<VELValue>& roles) {
+    return roles && roles->is_array() &&
+           std::ranges::any_of(*roles, [](const VELValue& role) { return isText(&role, "Data"); });
+}
+
+bool VELFileVaultEncryptionCheck::isEncrypted(const std::optional<VELValue>& property) {
+    return property && *property == true;
 }

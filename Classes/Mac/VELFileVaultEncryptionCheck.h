@@ -6,6 +6,7 @@
 #include "vel_device_trust/VELPostureCheckItem.h"
 
 #include <memory>
+#include <optional>
 
 /// The system's own volume encryption, judged by the mounted volumes: passes when every volume in
 /// scope is encrypted. In scope is a volume that is internal, not formatted as NTFS, not a sealed
@@ -31,6 +32,14 @@ public:
     [[nodiscard]] static bool isDataRole(const VELDisk& disk);
     /// "Encrypted" or "CoreStorage Encrypted" is true.
     [[nodiscard]] static bool isEncryptedDisk(const VELDisk& disk);
+
+    /// The same rules for what was read before: a description, or properties of the media object.
+    /// They log nothing.
+    [[nodiscard]] static bool isInternal(const VELDiskDescription& description);
+    [[nodiscard]] static bool isNTFS(const VELDiskDescription& description);
+    [[nodiscard]] static bool isSealed(const std::optional<VELValue>& sealed);
+    [[nodiscard]] static bool hasDataRole(const std::optional<VELValue>& roles);
+    [[nodiscard]] static bool isEncrypted(const std::optional<VELValue>& property);
 
 private:
     [[nodiscard]] static bool isInScope(const VELDisk& disk);

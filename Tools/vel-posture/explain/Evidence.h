@@ -12,15 +12,15 @@
 struct Evidence {
     /// Names the cause: lower-case words joined by hyphens, such as "volume-not-encrypted". Stable:
     /// it never changes its meaning.
-    std::string code;
+    std::string code = {};
     /// A sentence or two for people: what was found, and where. UTF-8.
-    std::string text;
+    std::string text = {};
     /// What the entry asks for, and what was found instead or as well; null where there is nothing
     /// to say.
-    VELValue expected;
-    VELValue found;
+    VELValue expected = nullptr;
+    VELValue found = nullptr;
     /// What was asked: "the mount table", a tool, a file.
-    std::string source;
+    std::string source = {};
 };
 
 /// Explains the outcome of an entry. `error` is the error's text, empty if the entry is no error.
