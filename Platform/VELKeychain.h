@@ -1,6 +1,7 @@
 // SPDX-License-Identifier: Apache-2.0
 #pragma once
 
+#include "Base/VELMoment.h"
 #include "Platform/VELCertificate.h"
 #include "Platform/VELSecurityStatus.h"
 
@@ -53,6 +54,19 @@ public:
     /// The identities that are valid now and whose issuer chain, as far as the keychain holds it,
     /// has the normalised subject `issuer`. None is the status `itemNotFound`.
     [[nodiscard]] virtual IdentitiesResult identities(const std::string& issuer) const = 0;
+
+    /// The certificates of all identities, or why there are none.
+    struct AllIdentitiesResult {
+        /// `success`, or why the keychains do not answer.
+        VELSecurityStatus status;
+        /// When the status is `success`: the bytes of each certificate, in a stable order.
+        std::vector<std::string> certificates;
+        /// When identities have to be valid to be found by their issuer: the time of the question.
+        VELMoment moment;
+    };
+    /// Every identity, valid or not, whoever issued it: to say why `identities` finds none. None at
+    /// all is the status `itemNotFound`; any partial failure fails the call.
+    [[nodiscard]] virtual AllIdentitiesResult allIdentities() const = 0;
 
     /// The readable text of a status.
     [[nodiscard]] virtual std::string statusText(VELSecurityStatus status) const = 0;

@@ -2,6 +2,7 @@
 #include "Helpers/Linux/VELDomainBinding.h"
 #include "Base/VELText.h"
 #include "Helpers/Linux/VELSystemBus.h"
+#include "Helpers/Linux/VELToolCommandLine.h"
 
 #include <algorithm>
 
@@ -9,6 +10,8 @@ namespace vel {
 namespace {
 
 constexpr const char* realmService = "org.freedesktop.realmd";
+constexpr SystemBus::Property allRealms = {realmService, "/org/freedesktop/realmd",
+                                           "org.freedesktop.realmd.Provider", "Realms"};
 
 std::string escapedForXML(std::string_view text) {
     std::string escaped;
@@ -50,9 +53,7 @@ bool isConfigured(const SystemBus& bus, const char* realm) {
 
 std::optional<std::string> joinedDomain(const std::string& busAddress) {
     const auto bus = SystemBus::connect(busAddress);
-    const auto realms = bus ? bus->objectPaths({realmService, "/org/freedesktop/realmd",
-                                                "org.freedesktop.realmd.Provider", "Realms"})
-                            : std::nullopt;
+    const auto realms = bus ? bus->objectPaths(allRealms) : std::nullopt;
     if (!realms) {
         return std::nullopt;
     }
@@ -66,6 +67,31 @@ std::optional<std::string> joinedDomain(const std::string& busAddress) {
         }
     }
     return std::nullopt;
+}
+
+std::string reasonOfDomain(const std::string& busAddress) {
+    const auto bus = SystemBus::connect(busAddress);
+    if (!bus) {
+        return lineOfReason("system-bus-missing", "the system bus does not answer");
+    }
+    const auto realms = bus->objectPaths(allRealms);
+    if (!realms) {
+        return lineOfReason("realmd-missing", "realmd does not answer on the system bus");
+    }
+    const auto configured = std::ranges::count_if(
+        *realms, [&bus](const std::string& realm) { return isConfigured(*bus, realm.c_str()); });
+    if (configured == 0) {
+        return lineOfReason("domain-not-joined", "realmd knows no domain that this machine joined");
+    }
+    const auto domain = joinedDomain(busAddress);
+    if (!domain) {
+        return lineOfReason("domain-not-active-directory",
+                            "this machine joined a domain that is no Active Directory");
+    }
+    return domainPropertyList(*domain)
+               ? lineOfReason(answerIsKnown, "the domain can be read")
+               : lineOfReason("domain-name-unusable",
+                              "the name of the domain cannot stand in a property list");
 }
 
 std::optional<std::string> domainPropertyList(std::string_view domain) {

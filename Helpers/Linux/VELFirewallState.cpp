@@ -6,6 +6,7 @@
 #include "Helpers/Linux/VELFirewallRuleset.h"
 #include "Helpers/Linux/VELFirewalldZones.h"
 #include "Helpers/Linux/VELOutsideInterfaces.h"
+#include "Helpers/Linux/VELToolCommandLine.h"
 #include "Platform/POSIX/VELFileReader.h"
 #include "Platform/POSIX/VELMonotonicClock.h"
 #include "Platform/POSIX/VELPOSIXTask.h"
@@ -15,6 +16,7 @@
 #include <filesystem>
 #include <optional>
 #include <thread>
+#include <unistd.h>
 
 namespace vel {
 namespace {
@@ -25,7 +27,8 @@ constexpr auto filterTimeout = std::chrono::seconds(4);
 /// What the packet filter's program printed, if it ended well: as JSON ("-j"), or as text with the
 /// handles of the rules ("-a").
 std::optional<std::string> listedRuleset(const std::vector<std::string>& programs, const char* form,
-                                         VELTimePoint deadline) {
+                                         VELTimePoint deadline, RulesProblem& problem) {
+    problem = RulesProblem::programMissing;
     for (const std::string& program : programs) {
         VELPOSIXTask filter(program, {form, "list", "ruleset"},
                             {.environment = std::vector<std::string>(),
@@ -43,7 +46,12 @@ std::optional<std::string> listedRuleset(const std::vector<std::string>& program
         }
         filter.kill();
         filter.waitUntilExit();
-        return filter.terminationStatus() == 0 ? output : std::nullopt;
+        const std::int32_t status = filter.terminationStatus();
+        problem = status == 0 && output        ? RulesProblem::none
+                  : monotonicNow() >= deadline ? RulesProblem::programTooSlow
+                  : ::geteuid() != 0           ? RulesProblem::needsRoot
+                                               : RulesProblem::programFailed;
+        return status == 0 ? output : std::nullopt;
     }
     return std::nullopt;
 }
@@ -62,18 +70,21 @@ bool isDeniedByUFW(const SystemBus& bus, const std::string& root) {
 
 /// Nullopt when the rules cannot be read.
 std::optional<FirewallState> stateByRules(const FirewallSources& sources,
-                                          const std::vector<std::string>& interfaces) {
+                                          const std::vector<std::string>& interfaces,
+                                          RulesProblem& problem) {
     const VELTimePoint deadline = monotonicNow() + filterTimeout;
-    const auto ruleset = listedRuleset(sources.filterPrograms, "-j", deadline);
+    const auto ruleset = listedRuleset(sources.filterPrograms, "-j", deadline, problem);
     if (!ruleset) {
         return std::nullopt;
     }
+    RulesProblem hidden = RulesProblem::none; // without the text form they stay hidden
     const auto listing = hasHiddenMatches(*ruleset)
-                             ? listedRuleset(sources.filterPrograms, "-a", deadline)
+                             ? listedRuleset(sources.filterPrograms, "-a", deadline, hidden)
                              : std::nullopt;
     const auto inbound = inboundDefault(*ruleset, listing.value_or(""),
                                         {interfaces, !isIPv6SwitchedOff(sources.root)});
     if (!inbound) {
+        problem = RulesProblem::notUnderstood;
         return std::nullopt;
     }
     switch (*inbound) {
@@ -100,15 +111,59 @@ FirewallState stateByServices(const FirewallSources& sources,
                                                     : FirewallState::nothingReadable;
 }
 
+struct Reason {
+    std::string_view code;
+    std::string_view text;
+};
+
+Reason reasonOfRules(RulesProblem problem) {
+    switch (problem) {
+    case RulesProblem::programMissing:
+        return {"nftables-missing", "firewall-state cannot run nft: nftables is not installed"};
+    case RulesProblem::needsRoot:
+        return {"firewall-needs-root", "firewall-state needs root to read the rules"};
+    case RulesProblem::programTooSlow:
+        return {"nftables-timed-out", "nft did not list the rules within 4 s"};
+    case RulesProblem::notUnderstood:
+        return {"rules-not-understood", "what nft listed is not understood"};
+    case RulesProblem::programFailed:
+    case RulesProblem::none:
+        break;
+    }
+    return {"nftables-failed", "nft failed to list the rules"};
+}
+
 } // namespace
 
-FirewallState firewallState(const FirewallSources& sources) {
+FirewallState firewallState(const FirewallSources& sources, RulesProblem* problem) {
+    RulesProblem ownProblem = RulesProblem::none;
+    RulesProblem& rulesProblem = problem != nullptr ? *problem : ownProblem;
+    rulesProblem = RulesProblem::none;
     const auto interfaces = outsideInterfaces();
     if (!interfaces) {
         return FirewallState::interfacesNotTold;
     }
-    const auto state = stateByRules(sources, *interfaces);
+    const auto state = stateByRules(sources, *interfaces, rulesProblem);
     return state ? *state : stateByServices(sources, *interfaces);
+}
+
+std::string reasonOfFirewallState(FirewallState state, RulesProblem problem) {
+    switch (state) {
+    case FirewallState::on:
+    case FirewallState::off:
+        return lineOfReason(answerIsKnown, "the firewall's state can be read");
+    case FirewallState::matchesHidden:
+        return lineOfReason("rules-hidden", "the rules depend on matches that nft does not show");
+    case FirewallState::interfacesNotTold:
+        return lineOfReason("interfaces-unknown",
+                            "the kernel does not list its interfaces and routes");
+    case FirewallState::firewalldNotTold:
+        return lineOfReason("firewalld-not-told", std::string(reasonOfRules(problem).text) +
+                                                      ", and firewalld does not tell its settings");
+    case FirewallState::nothingReadable:
+        break;
+    }
+    return lineOfReason(reasonOfRules(problem).code, reasonOfRules(problem).text);
 }
 
 bool isIPv6SwitchedOff(const std::string& root) {

@@ -18,6 +18,16 @@ enum class FirewallState {
     nothingReadable,   ///< the rules may not be read, and no other source says anything
 };
 
+/// Why the packet filter's rules decide nothing.
+enum class RulesProblem {
+    none,
+    programMissing, ///< its program cannot be run
+    needsRoot,      ///< its program failed, and this process has not root's rights
+    programFailed,
+    programTooSlow,
+    notUnderstood, ///< what it printed is no list of rules
+};
+
 /// Where the state of the firewall is looked for.
 struct FirewallSources {
     /// The packet filter's program: the first that can be run. Fixed places, not the PATH.
@@ -30,8 +40,12 @@ struct FirewallSources {
 /// Whether connections from outside are refused by default. The packet filter's rules decide, for
 /// IPv4 and, unless the machine has it switched off, IPv6. Where they may not be read: firewalld
 /// where it runs, for the zones of the interfaces to the outside; else on while ufw is enabled, its
-/// unit active and its default for incoming connections to deny.
-FirewallState firewallState(const FirewallSources& sources);
+/// unit active and its default for incoming connections to deny. `problem`, if not null, is set to
+/// why the rules were not what decided.
+FirewallState firewallState(const FirewallSources& sources, RulesProblem* problem = nullptr);
+
+/// Why the state is not known, or that it is: a line for `--why`.
+std::string reasonOfFirewallState(FirewallState state, RulesProblem problem);
 
 /// Whether IPv6 is switched off under `root`: the kernel has none, or every interface but the
 /// loopback one, and every interface to come, has it disabled. False in doubt.

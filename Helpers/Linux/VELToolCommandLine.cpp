@@ -11,12 +11,14 @@
 namespace vel {
 namespace {
 
+constexpr std::string_view whyArgument = "--why";
+
 std::string usageLine(const ToolUsage& usage) {
     std::string line = "Usage: " + std::string(usage.name);
     for (const auto argument : usage.arguments) {
         line.append(" ").append(argument);
     }
-    if (!usage.options.empty()) {
+    if (!usage.options.empty() || usage.saysWhy) {
         line += " [OPTIONS]";
     }
     return line + "\n";
@@ -31,6 +33,9 @@ std::string help(const ToolUsage& usage) {
     };
     for (const auto& option : usage.options) {
         append(std::string(option.name) + " VALUE", option.meaning);
+    }
+    if (usage.saysWhy) {
+        append("--why", "Say in a line why there is no answer, and exit");
     }
     append("--help", "Print this text and exit");
     append("--version", "Print the version and exit");
@@ -72,6 +77,10 @@ ToolRequest readCommandLine(const ToolUsage& usage,
         }
     }
     for (std::size_t i = usage.arguments.size(); i < arguments.size(); i += 2) {
+        if (usage.saysWhy && arguments[i] == whyArgument && i + 1 == arguments.size()) {
+            request.values[whyArgument];
+            return request;
+        }
         const auto option =
             std::ranges::find(usage.options, arguments[i], &ToolUsage::Option::name);
         if (option == usage.options.end() || request.values.contains(option->name)) {
@@ -91,17 +100,22 @@ int runTool(const ToolUsage& usage, int argumentCount, char** arguments,
     ::prctl(PR_SET_PDEATHSIG, SIGKILL);
     // A host that ignores its children passes that on: the status of ours would be lost.
     ::signal(SIGCHLD, SIG_DFL);
+    bool asksWhy = false;
     try {
         const std::vector<std::string_view> given(arguments + std::min(argumentCount, 1),
                                                   arguments + argumentCount);
         const ToolRequest request = readCommandLine(usage, given);
         if (!request.status) {
+            asksWhy = isAskedWhy(request.values);
             return work(request.values);
         }
         const bool isWritten = writeAll(STDOUT_FILENO, request.output) == 0;
         writeAll(STDERR_FILENO, request.diagnostics);
         return isWritten ? *request.status : 1;
     } catch (const std::exception& exception) {
+        if (asksWhy) {
+            return sayWhy(std::string(usage.name) + "-failed", exception.what());
+        }
         if (usage.failureStatus != 0) {
             writeAll(STDERR_FILENO, std::string(usage.name) + ": " + exception.what() + "\n");
         }
@@ -109,13 +123,35 @@ int runTool(const ToolUsage& usage, int argumentCount, char** arguments,
     }
 }
 
-void endQuietlyAfter(unsigned seconds) {
+void endQuietlyAfter(unsigned seconds, const char* line) {
+    static std::string_view lastLine;
+    lastLine = line != nullptr ? line : "";
     sigset_t alarms;
     ::sigemptyset(&alarms);
     ::sigaddset(&alarms, SIGALRM);
     ::sigprocmask(SIG_UNBLOCK, &alarms, nullptr);
-    ::signal(SIGALRM, [](int) { ::_exit(0); });
+    ::signal(SIGALRM, [](int) {
+        // Nothing else may be called here; the line is short enough to be written whole.
+        static_cast<void>(!::write(STDOUT_FILENO, lastLine.data(), lastLine.size()));
+        ::_exit(0);
+    });
     ::alarm(seconds);
+}
+
+bool isAskedWhy(const ToolValues& values) {
+    return values.contains(whyArgument);
+}
+
+std::string lineOfReason(std::string_view code, std::string_view text) {
+    std::string line = std::string(code) + ": " + std::string(text);
+    std::ranges::replace_if(
+        line, [](char character) { return character == '\n' || character == '\r'; }, ' ');
+    return line + "\n";
+}
+
+int sayWhy(std::string_view code, std::string_view text) {
+    writeAll(STDOUT_FILENO, lineOfReason(code, text));
+    return 0;
 }
 
 std::string valueOr(const ToolValues& values, std::string_view name, std::string_view fallback) {

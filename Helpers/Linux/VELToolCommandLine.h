@@ -25,6 +25,9 @@ struct ToolUsage {
     std::vector<std::string_view> arguments;
     /// What may stand after them, each once.
     std::vector<Option> options;
+    /// Whether it takes "--why" as well: it then prints in one line why it has no answer, or that
+    /// it has one, instead of the answer ("CODE: TEXT", see `lineOfReason`), and exits with 0.
+    bool saysWhy = false;
     /// The exit status when the program could not do its work for lack of memory and the like.
     int failureStatus = 1;
 };
@@ -50,9 +53,23 @@ ToolRequest readCommandLine(const ToolUsage& usage, const std::vector<std::strin
 int runTool(const ToolUsage& usage, int argumentCount, char** arguments,
             const std::function<int(const ToolValues&)>& work);
 
-/// Ends the program silently with status 0 if it still runs after `seconds`: for a helper that does
-/// not know its answer by then, before its host's time-out.
-void endQuietlyAfter(unsigned seconds);
+/// Ends the program with status 0 if it still runs after `seconds`: for a helper that does not know
+/// its answer by then, before its host's time-out. It prints nothing but, if there is one, `line`,
+/// which must outlive the program's work.
+void endQuietlyAfter(unsigned seconds, const char* line = nullptr);
+
+/// Whether the command line asks why there is no answer.
+bool isAskedWhy(const ToolValues& values);
+
+/// The code of a reason that is none: the helper has an answer.
+inline constexpr std::string_view answerIsKnown = "known";
+
+/// "CODE: TEXT" and a line end. The code is stable: lower-case words joined by hyphens. Line ends
+/// in the text become spaces.
+std::string lineOfReason(std::string_view code, std::string_view text);
+
+/// Prints that line. Returns the exit status, 0.
+int sayWhy(std::string_view code, std::string_view text);
 
 /// The value of a name, or `fallback`.
 std::string valueOr(const ToolValues& values, std::string_view name, std::string_view fallback);

@@ -27,7 +27,8 @@ int extractCertificate(const vel::ToolValues& values) {
         return fail(2, "\"" + processID + "\" is no process ID");
     }
     // First of all, so that no certificate of another process is taken for this one's.
-    if (!vel::clearWorkingPlace()) {
+    const bool asksWhy = vel::isAskedWhy(values);
+    if (!asksWhy && !vel::clearWorkingPlace()) {
         return fail(1, "descriptor 3 is not a file that can be written to");
     }
     vel::SignedProcessSources sources;
@@ -38,7 +39,11 @@ int extractCertificate(const vel::ToolValues& values) {
     }
     const auto result = vel::signerOfProcessInTime(processID, sources, timeLimit);
     if (const auto* refusal = std::get_if<vel::SignatureRefusal>(&result)) {
-        return fail(1, "process " + processID + ": " + refusal->reason);
+        const std::string reason = "process " + processID + ": " + refusal->reason;
+        return asksWhy ? vel::sayWhy("signature-refused", reason) : fail(1, reason);
+    }
+    if (asksWhy) {
+        return vel::sayWhy(vel::answerIsKnown, "the signature can be verified");
     }
     if (!vel::writeWorkingPlace(std::get<vel::SignerCertificates>(result).front())) {
         return fail(1, "the certificate cannot be written");
@@ -59,6 +64,7 @@ int main(int argumentCount, char** arguments) {
                     {"--signers", "Where the certificates are that must vouch for the signer,\n"
                                   "                    instead of /etc/vel_device_trust/signers;\n"
                                   "                    they may belong to the user who asks"}},
+        .saysWhy = true,
     };
     vel::x509::forgoConfiguration();
     return vel::runTool(usage, argumentCount, arguments, &extractCertificate);

@@ -14,17 +14,27 @@ int main(int argumentCount, char** arguments) {
         .options = {{"--nft", "The program to run instead of /usr/sbin/nft"},
                     {"--bus", "The address of the system bus"},
                     {"--root", "What to put before /proc and /etc"}},
+        .saysWhy = true,
         .failureStatus = 0,
     };
     return vel::runTool(usage, argumentCount, arguments, [](const vel::ToolValues& values) {
-        vel::endQuietlyAfter(6);
+        const bool asksWhy = vel::isAskedWhy(values);
+        static const std::string tooSlow =
+            vel::lineOfReason("firewall-state-timed-out", "firewall-state did not end within 6 s");
+        vel::endQuietlyAfter(6, asksWhy ? tooSlow.c_str() : nullptr);
         vel::FirewallSources sources;
         if (const auto program = values.find("--nft"); program != values.end()) {
             sources.filterPrograms = {program->second};
         }
         sources.busAddress = vel::valueOr(values, "--bus", sources.busAddress);
         sources.root = vel::valueOr(values, "--root", sources.root);
-        switch (vel::firewallState(sources)) {
+        vel::RulesProblem problem = vel::RulesProblem::none;
+        const vel::FirewallState state = vel::firewallState(sources, &problem);
+        if (asksWhy) {
+            vel::writeAll(STDOUT_FILENO, vel::reasonOfFirewallState(state, problem));
+            return 0;
+        }
+        switch (state) {
         case vel::FirewallState::on:
             vel::writeAll(STDOUT_FILENO, "Firewall is enabled. (State = 1)\n");
             break;

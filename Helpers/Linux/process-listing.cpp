@@ -10,21 +10,30 @@ namespace {
 constexpr int failed = 1;
 constexpr int tooLong = 3;
 
-int fail(int status, const std::string& problem) {
+int fail(int status, const char* code, const std::string& problem, bool asksWhy) {
+    if (asksWhy) {
+        return vel::sayWhy(code, problem);
+    }
     vel::writeAll(STDERR_FILENO, "process-listing: " + problem + "\n");
     return status;
 }
 
 int printListing(const vel::ToolValues& values) {
+    const bool asksWhy = vel::isAskedWhy(values);
     const std::string folder = vel::valueOr(values, "--proc", "/proc");
     const auto listing = vel::processListing(folder);
     if (!listing) {
-        return fail(failed, "no process is visible in " + folder);
+        return fail(failed, "no-process-visible", "no process is visible in " + folder, asksWhy);
     }
     // The host reads when this program has ended, which it would not do with a full pipe.
     if (!vel::fitsPipe(STDOUT_FILENO, listing->size())) {
-        return fail(tooLong, "a listing of " + std::to_string(listing->size()) +
-                                 " bytes does not fit the pipe");
+        return fail(tooLong, "listing-too-long",
+                    "a listing of " + std::to_string(listing->size()) +
+                        " bytes does not fit the pipe",
+                    asksWhy);
+    }
+    if (asksWhy) {
+        return vel::sayWhy(vel::answerIsKnown, "the processes can be listed");
     }
     return vel::writeAll(STDOUT_FILENO, *listing) == 0 ? 0 : failed;
 }
@@ -37,6 +46,7 @@ int main(int argumentCount, char** arguments) {
         .purpose = "Lists the running processes, a line each: process ID first, name last.",
         .arguments = {"-axc"},
         .options = {{"--proc", "The folder to read instead of /proc"}},
+        .saysWhy = true,
     };
     return vel::runTool(usage, argumentCount, arguments, &printListing);
 }

@@ -5,6 +5,7 @@
 #include "Platform/Apple/VELCFValue.h"
 
 #include <algorithm>
+#include <chrono>
 #include <limits>
 #include <utility>
 
@@ -72,6 +73,31 @@ template <typename Take> bool takeEach(CFTypeRef items, std::size_t limit, Take 
     return true;
 }
 
+VELKeychain::IdentitiesResult foundIdentities(const VELCFReference<CFDictionaryRef>& query) {
+    const auto [status, items] = search(query);
+    if (status != VELSecurityStatus::success) {
+        return {status, {}};
+    }
+    std::vector<std::unique_ptr<VELIdentity>> identities;
+    constexpr std::size_t noLimit = std::numeric_limits<std::size_t>::max();
+    const bool taken = takeEach(items.get(), noLimit, [&](CFTypeRef item) {
+        if (!vel::isOfType(item, ::SecIdentityGetTypeID())) {
+            return false;
+        }
+        auto* identity = static_cast<SecIdentityRef>(const_cast<void*>(item));
+        identities.push_back(
+            std::make_unique<Identity>(VELCFReference<SecIdentityRef>::retain(identity)));
+        return true;
+    });
+    if (!taken) {
+        return {VELSecurityStatus::internalComponent, {}};
+    }
+    if (identities.empty()) {
+        return {VELSecurityStatus::itemNotFound, {}};
+    }
+    return {status, std::move(identities)};
+}
+
 VELCFReference<CFNumberRef> numberOf(std::size_t count) {
     constexpr std::size_t maximum = std::numeric_limits<std::int64_t>::max();
     const auto value = static_cast<std::int64_t>(std::min(count, maximum));
@@ -110,32 +136,29 @@ VELKeychain::IdentitiesResult VELAppleKeychain::identities(const std::string& is
     const auto subject = vel::dataOfBytes(issuer);
     const auto issuers = vel::arrayOfOne(subject.get());
     // A null date stands for the present.
-    const auto [status, items] = search(vel::dictionaryOf({{kSecClass, kSecClassIdentity},
-                                                           {kSecMatchLimit, kSecMatchLimitAll},
-                                                           {kSecReturnRef, kCFBooleanTrue},
-                                                           {kSecMatchIssuers, issuers.get()},
-                                                           {kSecMatchValidOnDate, kCFNull}}));
-    if (status != VELSecurityStatus::success) {
-        return {status, {}};
-    }
-    std::vector<std::unique_ptr<VELIdentity>> identities;
-    constexpr std::size_t noLimit = std::numeric_limits<std::size_t>::max();
-    const bool taken = takeEach(items.get(), noLimit, [&](CFTypeRef item) {
-        if (!vel::isOfType(item, ::SecIdentityGetTypeID())) {
-            return false;
+    return foundIdentities(vel::dictionaryOf({{kSecClass, kSecClassIdentity},
+                                              {kSecMatchLimit, kSecMatchLimitAll},
+                                              {kSecReturnRef, kCFBooleanTrue},
+                                              {kSecMatchIssuers, issuers.get()},
+                                              {kSecMatchValidOnDate, kCFNull}}));
+}
+
+VELKeychain::AllIdentitiesResult VELAppleKeychain::allIdentities() const {
+    const VELMoment now =
+        std::chrono::floor<std::chrono::microseconds>(std::chrono::system_clock::now());
+    const IdentitiesResult found =
+        foundIdentities(vel::dictionaryOf({{kSecClass, kSecClassIdentity},
+                                           {kSecMatchLimit, kSecMatchLimitAll},
+                                           {kSecReturnRef, kCFBooleanTrue}}));
+    AllIdentitiesResult result = {found.status, {}, now};
+    for (const auto& identity : found.identities) {
+        const auto copied = identity->copyCertificate();
+        if (copied.status != VELSecurityStatus::success) {
+            return {copied.status, {}, now};
         }
-        auto* identity = static_cast<SecIdentityRef>(const_cast<void*>(item));
-        identities.push_back(
-            std::make_unique<Identity>(VELCFReference<SecIdentityRef>::retain(identity)));
-        return true;
-    });
-    if (!taken) {
-        return {VELSecurityStatus::internalComponent, {}};
+        result.certificates.push_back(copied.certificate->der());
     }
-    if (identities.empty()) {
-        return {VELSecurityStatus::itemNotFound, {}};
-    }
-    return {status, std::move(identities)};
+    return result;
 }
 
 std::string VELAppleKeychain::statusText(VELSecurityStatus status) const {

@@ -10,6 +10,7 @@ class VELAppleKeychain final : public VELKeychain {
 public:
     [[nodiscard]] CertificatesResult certificates(std::size_t limit) const override;
     [[nodiscard]] IdentitiesResult identities(const std::string& issuer) const override;
+    [[nodiscard]] AllIdentitiesResult allIdentities() const override;
 
     /// In the language of the host.
     [[nodiscard]] std::string statusText(VELSecurityStatus status) const override;

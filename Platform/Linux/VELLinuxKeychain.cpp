@@ -99,6 +99,21 @@ VELKeychain::IdentitiesResult VELLinuxKeychain::identities(const std::string& is
     return {status, std::move(found)};
 }
 
+VELKeychain::AllIdentitiesResult VELLinuxKeychain::allIdentities() const {
+    vel::TokenContents contents;
+    AllIdentitiesResult result = {read(contents), {}, now()};
+    if (result.status != success) {
+        return result;
+    }
+    for (std::size_t index = 0; index < contents.certificates.size(); ++index) {
+        if (contents.isIdentity[index]) {
+            result.certificates.push_back(std::move(contents.certificates[index]));
+        }
+    }
+    result.status = result.certificates.empty() ? itemNotFound : success;
+    return result;
+}
+
 std::optional<vel::TokenContents> vel::readTokenContents(std::string_view text) {
     constexpr std::string_view certificate = "certificate ";
     constexpr std::string_view identity = "identity ";

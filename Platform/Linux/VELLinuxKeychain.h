@@ -42,6 +42,7 @@ public:
     /// In the order of token serial number, CKA_ID and DER.
     [[nodiscard]] CertificatesResult certificates(std::size_t limit) const override;
     [[nodiscard]] IdentitiesResult identities(const std::string& issuer) const override;
+    [[nodiscard]] AllIdentitiesResult allIdentities() const override;
 
 private:
     /// A status, and the contents when it is `success`.

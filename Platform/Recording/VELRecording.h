@@ -1,6 +1,7 @@
 // SPDX-License-Identifier: Apache-2.0
 #pragma once
 
+#include "Base/VELMoment.h"
 #include "Platform/VELDiskArbitration.h"
 #include "Platform/VELPreferences.h"
 #include "Platform/VELSecurityStatus.h"
@@ -101,6 +102,13 @@ struct IdentityCertificate {
     std::optional<std::string> certificate;
 };
 
+/// All identities, asked for to explain why none was found.
+struct AllIdentities {
+    VELSecurityStatus status;
+    std::vector<std::string> certificates;
+    VELMoment moment;
+};
+
 /// An evaluation, or why it did not come to one.
 struct Trust {
     std::string leaf;
@@ -147,7 +155,7 @@ struct VELRecordedAnswer {
         vel::recorded::DiskSession, vel::recorded::MountTable, vel::recorded::Disk,
         vel::recorded::DiskDescription, vel::recorded::DiskMedia, vel::recorded::MediaProperty,
         vel::recorded::Certificates, vel::recorded::Identities, vel::recorded::IdentityCertificate,
-        vel::recorded::Trust, vel::recorded::Run>;
+        vel::recorded::AllIdentities, vel::recorded::Trust, vel::recorded::Run>;
 
     /// The position of the request's entry for which it was asked, from 0. Absent: for none.
     std::optional<std::size_t> entry;

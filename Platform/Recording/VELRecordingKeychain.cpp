@@ -88,6 +88,14 @@ VELKeychain::IdentitiesResult VELRecordingKeychain::identities(const std::string
     return result;
 }
 
+VELKeychain::AllIdentitiesResult VELRecordingKeychain::allIdentities() const {
+    return _recorder.ask(
+        [&] { return _recorder.platform().keychain().allIdentities(); },
+        [](const AllIdentitiesResult& result) {
+            return AllIdentities{result.status, result.certificates, result.moment};
+        });
+}
+
 std::string VELRecordingKeychain::statusText(VELSecurityStatus status) const {
     return _recorder.platform().keychain().statusText(status);
 }

@@ -11,6 +11,7 @@ public:
 
     [[nodiscard]] CertificatesResult certificates(std::size_t limit) const override;
     [[nodiscard]] IdentitiesResult identities(const std::string& issuer) const override;
+    [[nodiscard]] AllIdentitiesResult allIdentities() const override;
     [[nodiscard]] std::string statusText(VELSecurityStatus status) const override;
 
 private:

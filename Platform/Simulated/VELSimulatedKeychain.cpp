@@ -97,3 +97,19 @@ VELKeychain::IdentitiesResult VELSimulatedKeychain::identities(const std::string
         identitiesStatus.value_or(found.empty() ? itemNotFound : success);
     return {status, std::move(found)};
 }
+
+VELKeychain::AllIdentitiesResult VELSimulatedKeychain::allIdentities() const {
+    ++counts.allIdentities;
+    AllIdentitiesResult result = {identitiesStatus.value_or(success), {}, moment()};
+    if (result.status != success) {
+        return result;
+    }
+    for (const VELSimulatedIdentity& identity : identityList) {
+        if (identity.certificateStatus != success) {
+            return {identity.certificateStatus, {}, result.moment};
+        }
+        result.certificates.push_back(identity.certificate);
+    }
+    result.status = identitiesStatus.value_or(identityList.empty() ? itemNotFound : success);
+    return result;
+}

@@ -65,6 +65,7 @@ public:
         std::atomic<unsigned> certificates = 0;
         std::atomic<unsigned> identities = 0;
         std::atomic<unsigned> identityCertificates = 0;
+        std::atomic<unsigned> allIdentities = 0;
         /// Identities and their certificates that have not been given back.
         std::atomic<int> handedOut = 0;
     };
@@ -72,6 +73,7 @@ public:
 
     [[nodiscard]] CertificatesResult certificates(std::size_t limit) const override;
     [[nodiscard]] IdentitiesResult identities(const std::string& issuer) const override;
+    [[nodiscard]] AllIdentitiesResult allIdentities() const override;
 
 private:
     [[nodiscard]] std::shared_ptr<const VELCertificatePool> pool() const;

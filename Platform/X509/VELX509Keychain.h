@@ -17,6 +17,8 @@ public:
 protected:
     explicit VELX509Keychain(VELX509Trust::Clock clock);
 
+    [[nodiscard]] VELMoment now() const { return _clock(); }
+
     /// The certificates of `candidates`, their issuers in `pool`, that are valid now and have
     /// `issuer` in their issuer chain; null in the place of the others.
     [[nodiscard]] std::vector<std::shared_ptr<const VELX509Certificate>>

@@ -15,6 +15,7 @@
 #include "Tools/vel-posture/OptionTable.h"
 #include "Tools/vel-posture/check/PrometheusReport.h"
 #include "Tools/vel-posture/check/ResultReport.h"
+#include "Tools/vel-posture/explain/ExplainedEntry.h"
 #include "vel_device_trust/VELPostureCheckRunner.h"
 
 #include <gtest/gtest.h>
@@ -96,7 +97,8 @@ protected:
         return run(VELValue({{"mac", {entry}}}).dump())["checks"][0];
     }
 
-    [[nodiscard]] std::string outcome(const VELDictionary& entry) const {
+    [[nodiscard]] std::string outcome(const VELDictionary& entry) {
+        explained = runExplained(entry, mac);
         const VELValue result = runEntry(entry);
         if (result.contains("error")) {
             return "error";
@@ -138,6 +140,8 @@ protected:
     std::shared_ptr<VELSimulatedPlatform> mac;
     std::optional<DocumentedCertificates> certificates;
     std::set<std::string> provoked;
+    /// Of the last row.
+    std::optional<ExplainedEntry> explained;
 };
 
 std::string AdministratorPages::versionRow(const Row& row) {
@@ -268,31 +272,79 @@ std::set<std::string> firstColumnOf(const MarkdownTable& table) {
     return names;
 }
 
+using Verify = std::string (AdministratorPages::*)(const Row&);
+
+/// The causes that the truth tables have.
+const std::set<std::string> expectedCodes = {
+    "certificate-present",
+    "domain-does-not-match",
+    "domain-matches",
+    "domain-not-bound",
+    "domain-patterns-invalid",
+    "fingerprint-length",
+    "fingerprint-not-hexadecimal",
+    "firewall-off",
+    "firewall-on",
+    "firewall-state-unknown",
+    "firewall-tool-failed",
+    "firewall-tool-not-launched",
+    "identity-absent",
+    "identity-expired",
+    "identity-is-root",
+    "identity-issuer-missing",
+    "identity-not-trusted",
+    "identity-not-yet-valid",
+    "identity-of-another-root",
+    "identity-trusted",
+    "identity-without-key",
+    "no-volume-in-scope",
+    "parameter-type",
+    "process-not-running",
+    "process-running",
+    "root-empty",
+    "root-not-a-certificate",
+    "root-not-base64",
+    "root-with-armour",
+    "status-file-encrypted",
+    "status-file-not-encrypted",
+    "status-file-state-not-text",
+    "status-file-without-state",
+    "stored-firewall-state-off",
+    "stored-firewall-state-on",
+    "version-not-comparable",
+    "version-reached",
+    "version-too-old",
+    "version-unknown",
+    "volume-not-encrypted",
+    "volumes-encrypted",
+};
+
+const std::map<Row, Verify> truthTables = {
+    {{"Required", "System", "Result"}, &AdministratorPages::versionRow},
+    {{"Pattern", "Domain", "Result"}, &AdministratorPages::patternRow},
+    {{"sha1", "Result"}, &AdministratorPages::fingerprintRow},
+    {{"Name", "Line of the listing", "Result"}, &AdministratorPages::processRow},
+    {{"encryptionState", "Result"}, &AdministratorPages::stateRow},
+    {{"Internal", "Protocol", "Kind", "Sealed", "Role", "Encrypted", "CoreStorage Encrypted",
+      "Result"},
+     &AdministratorPages::volumeRow},
+    {{"Tool", "globalstate", "Result"}, &AdministratorPages::firewallRow},
+    {{"The value of cert", "Result"}, &AdministratorPages::certificateTextRow},
+    {{"The keychain holds", "Result"}, &AdministratorPages::keychainRow},
+};
+
 TEST_F(AdministratorPages, EveryTableIsTrue) {
-    using Verify = std::string (AdministratorPages::*)(const Row&);
-    const std::map<Row, Verify> truthTables = {
-        {{"Required", "System", "Result"}, &AdministratorPages::versionRow},
-        {{"Pattern", "Domain", "Result"}, &AdministratorPages::patternRow},
-        {{"sha1", "Result"}, &AdministratorPages::fingerprintRow},
-        {{"Name", "Line of the listing", "Result"}, &AdministratorPages::processRow},
-        {{"encryptionState", "Result"}, &AdministratorPages::stateRow},
-        {{"Internal", "Protocol", "Kind", "Sealed", "Role", "Encrypted", "CoreStorage Encrypted",
-          "Result"},
-         &AdministratorPages::volumeRow},
-        {{"Tool", "globalstate", "Result"}, &AdministratorPages::firewallRow},
-        {{"The value of cert", "Result"}, &AdministratorPages::certificateTextRow},
-        {{"The keychain holds", "Result"}, &AdministratorPages::keychainRow},
-    };
-    const std::set<Row> verifiedElsewhere = {{"Error", "When"},
-                                             {"Error result", "When"},
-                                             {"Log line", "What it says"},
-                                             {"Type", "Question"},
-                                             {"Name", "Value"},
-                                             {"Command", "What it does"},
-                                             {"Option", "What it does"},
-                                             {"Metric", "Value"},
-                                             {"Machines", "Status", "With `--strict-exit`"},
-                                             {"Status", "`check`, `identity`", "`lint`"}};
+    const std::set<Row> verifiedElsewhere = {
+        {"Error", "When"},
+        {"Error result", "When"},
+        {"Log line", "What it says"},
+        {"Type", "Question"},
+        {"Name", "Value"},
+        {"Command", "What it does"},
+        {"Option", "What it does"},
+        {"Metric", "Value"},
+        {"Machines", "Status", "With `--strict-exit`"},
+        {"Status", "`check`, `identity`", "`lint`", "`doctor`"}};
     certificates.emplace();
 
     std::set<Row> seen;
@@ -317,6 +369,35 @@ TEST_F(AdministratorPages, EveryTableIsTrue) {
         }
     }
     EXPECT_EQ(seen.size(), truthTables.size()) << "a truth table is missing";
+}
+
+TEST_F(AdministratorPages, EveryRowHasAReasonThatNamesWhatWasFound) {
+    certificates.emplace();
+    std::set<std::string> codes;
+    for (const MarkdownTable& table : document.tables) {
+        const auto verify = truthTables.find(table.heading);
+        if (verify == truthTables.end()) {
+            continue;
+        }
+        // What differs in cause differs in code, and what has another code has another text.
+        std::map<std::string, std::string> outcomeOfCode;
+        std::map<std::string, std::string> codeOfText;
+        for (const Row& row : table.rows) {
+            freshMac();
+            static_cast<void>((this->*verify->second)(row));
+            const auto& [outcome, evidence] = *explained;
+            SCOPED_TRACE(testing::PrintToString(row) + " " + evidence.code + ": " + evidence.text);
+            EXPECT_EQ(nameOf(outcome), row.back());
+            EXPECT_NE(evidence.code, "not-explained");
+            EXPECT_NE(evidence.code, "other-error");
+            EXPECT_FALSE(evidence.text.empty());
+            EXPECT_EQ(outcomeOfCode.emplace(evidence.code, row.back()).first->second, row.back());
+            EXPECT_EQ(codeOfText.emplace(evidence.text, evidence.code).first->second,
+                      evidence.code);
+            codes.insert(evidence.code);
+        }
+    }
+    EXPECT_EQ(codes, expectedCodes);
 }
 
 TEST_F(AdministratorPages, HasASectionForEachCheckWithItsParameters) {
@@ -385,7 +466,7 @@ TEST_F(AdministratorPages, NameEveryMetric) {
 
 TEST_F(AdministratorPages, StatusesAreThoseOfTheProgram) {
     std::set<std::string> statuses;
-    for (const Row& row : table({"Status", "`check`, `identity`", "`lint`"}).rows) {
+    for (const Row& row : table({"Status", "`check`, `identity`", "`lint`", "`doctor`"}).rows) {
         statuses.insert(row.front());
     }
     CommandLine commandLine;

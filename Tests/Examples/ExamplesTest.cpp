@@ -78,6 +78,91 @@ TEST(Examples, EveryExpectedResultHasItsMacOrRequest) {
     EXPECT_EQ(filesIn("Results/Requests"), filesIn("Requests"));
 }
 
+/// "TYPE: TEXT" of every check that a Mac does not pass, and of each pass with another reason than
+/// that of the Mac in good order.
+std::vector<std::string> deviationsOf(const std::string& machine) {
+    const auto explained = [](const std::string& name) {
+        return Json::parse(ChildProgram{
+            {VEL_POSTURE_PROGRAM, "check", examples / "Requests/all-checks.json", "--machine",
+             examples / "Machines" / name, "--explain", "--format", "json"}}
+                               .run()
+                               .output);
+    };
+    const Json compliant = explained("compliant.json").at("evidence");
+    const Json document = explained(machine);
+    std::vector<std::string> deviations;
+    for (std::size_t index = 0; index < compliant.size(); ++index) {
+        const Json& evidence = document.at("evidence").at(index);
+        if (evidence.at("text") != compliant.at(index).at("text")) {
+            deviations.push_back(document.at("result").at("checks").at(index).value("type", "") +
+                                 ": " + evidence.value("text", ""));
+        }
+    }
+    return deviations;
+}
+
+TEST(Examples, EveryMacNamesItsDeviation) {
+    using Deviations = std::map<std::string, std::vector<std::string>>;
+    const std::string firewallTool = "/usr/libexec/ApplicationFirewall/socketfilterfw";
+    const std::string dataVolume = "/System/Volumes/Data (apfs over Apple Fabric) is not encrypted";
+    const Deviations expected = {
+        {"agent-not-running.json",
+         {"anyProcessRunning: SampleAgent does not run: none of 2 lines of the process listing "
+          "ends "
+          "with it"}},
+        {"certificate-missing.json",
+         {"certificatePresent: no certificate with this SHA-1 among 1"}},
+        {"compliant.json", {}},
+        {"expired-identity.json",
+         {"perDeviceCertificatePresent: “C02EXAMPLE” expired 2025-01-01; no identity that is valid "
+          "now was issued under “Sample Device Root”"}},
+        {"firewall-off.json", {"localFirewall: the firewall is off (state 0)"}},
+        {"firewall-tool-fails.json",
+         {"localFirewall: " + firewallTool +
+          " exited with status 1; the stored state, 1, does not count then"}},
+        {"keychain-empty.json",
+         {"certificatePresent: the keychains hold no certificate at all",
+          "perDeviceCertificatePresent: the keychains hold no identity"}},
+        {"nothing-known.json",
+         {"localFirewall: " + firewallTool + " cannot be run: no such tool on this machine",
+          "fullDiskEncryption: no volume is mounted",
+          "certificatePresent: the keychains hold no certificate at all",
+          "minimumOSVersion: found no product version, wanted at least 13",
+          "anyProcessRunning: /bin/ps cannot be run: no such tool on this machine",
+          "joinedToDomain: /usr/sbin/dsconfigad cannot be run: no such tool on this machine",
+          "perDeviceCertificatePresent: the keychains hold no identity"}},
+        {"other-domain.json",
+         {"joinedToDomain: bound to corp.other.test, which does not match \"*.sample.test\""}},
+        {"out-of-date.json", {"minimumOSVersion: found 11.7.10, wanted at least 13"}},
+        {"tool-hangs.json",
+         {"joinedToDomain: /usr/sbin/dsconfigad did not end within 10 s and was stopped"}},
+        {"unbound.json",
+         {"joinedToDomain: bound to no domain: /usr/sbin/dsconfigad printed nothing"}},
+        {"unsigned-agent.json",
+         {"anyProcessRunning: SampleAgent runs (pid 412), its signature cannot be read: "
+          "/usr/bin/codesign exited with status 1"}},
+        {"external-drive-unencrypted.json",
+         {"fullDiskEncryption: encrypted: 1 volume in scope; not in scope: /Volumes/Backup (hfs "
+          "over "
+          "USB) is external"}},
+        {"status-file-encrypted.json",
+         {"fullDiskEncryption: " + dataVolume + "; the status file says \"1,1\": encrypted"}},
+        {"status-file-malformed.json",
+         {"fullDiskEncryption: " + dataVolume + "; the status file has no encryptionState"}},
+        {"unencrypted.json", {"fullDiskEncryption: " + dataVolume + "; no status file"}},
+        {"untrusted-identity.json",
+         {"perDeviceCertificatePresent: “C02EXAMPLE” is not trusted: “C02EXAMPLE” certificate is "
+          "not trusted"}},
+        {"wrong-signer.json",
+         {"anyProcessRunning: SampleAgent runs (pid 412), signed by OTHER7, wanted TEAM42"}},
+    };
+    Deviations found;
+    for (const std::string& machine : filesIn("Machines")) {
+        found[machine] = deviationsOf(machine);
+    }
+    EXPECT_EQ(found, expected);
+}
+
 std::string outcomeOf(const Json& check) {
     if (check.contains("error")) {
         return "error";

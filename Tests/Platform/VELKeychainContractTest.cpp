@@ -136,6 +136,29 @@ TYPED_TEST(KeychainContract, IdentitiesAreFoundByTheSubjectsOfTheirIssuers) {
     }
 }
 
+TYPED_TEST(KeychainContract, AllIdentitiesAreTheseThatNoIssuerFindsToo) {
+    this->machine.addCertificate(this->workshop.makeAuthority("Root"));
+    EXPECT_EQ(this->keychain().allIdentities().status, -25300);
+    const std::string early = this->workshop.make({.name = "Early",
+                                                   .issuer = "Root",
+                                                   .extensions = leafExtensions,
+                                                   .notBefore = "20310101000000Z"});
+    const std::string orphan = this->workshop.makeLeaf("Orphan", "Root");
+    this->machine.addIdentity(early);
+    this->machine.addIdentity(orphan);
+    const auto all = this->keychain().allIdentities();
+    EXPECT_EQ(all.status, 0);
+    Certificates found = all.certificates;
+    std::sort(found.begin(), found.end());
+    Certificates expected = {early, orphan};
+    std::sort(expected.begin(), expected.end());
+    EXPECT_EQ(found, expected);
+    EXPECT_LT(all.moment, vel::momentOfText("2031-01-01T00:00:00Z").value());
+    this->machine.loseKeychain();
+    EXPECT_EQ(this->keychain().allIdentities().status, -2070);
+    EXPECT_TRUE(this->keychain().allIdentities().certificates.empty());
+}
+
 TYPED_TEST(KeychainContract, IdentitiesAreFoundByNamesInNormalisedForm) {
     const auto order = [](const char* name, const char* subject) {
         return CertificateOrder{.name = name,

@@ -179,12 +179,18 @@ void keepDocumentsOf(const ChildProgram& program, const ChildProgram::Result& re
     }
     const bool isEnveloped =
         std::find(arguments.begin(), arguments.end(), "--envelope") != arguments.end();
+    const bool isExplained =
+        std::find(arguments.begin(), arguments.end(), "--explain") != arguments.end();
     std::istringstream lines(result.output);
     for (std::string line; std::getline(lines, line) && line.starts_with('{');) {
         if (arguments[1] == "lint") {
             keepDocument("lint-findings", line);
         } else if (isEnveloped) {
             keepDocument("envelope", line);
+        } else if (isExplained) {
+            keepDocument("explained-result", line);
+        } else if (arguments[1] == "doctor") {
+            keepDocument("diagnosis", line);
         } else if (arguments[1] == "check" || arguments[1] == "identity") {
             static_cast<void>(keepResult(line));
         }

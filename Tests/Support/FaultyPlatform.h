@@ -209,6 +209,9 @@ private:
             }
             return result;
         }
+        [[nodiscard]] AllIdentitiesResult allIdentities() const override {
+            return _owner._platform->keychain().allIdentities();
+        }
         [[nodiscard]] std::string statusText(VELSecurityStatus status) const override {
             return _owner._platform->keychain().statusText(status);
         }

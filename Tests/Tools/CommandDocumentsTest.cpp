@@ -139,7 +139,7 @@ bool isInstalled(const std::string& program) {
 }
 
 TEST(CommandDocuments, TheTableIsRead) {
-    EXPECT_EQ(commandNames(), (Words{"check", "identity", "lint", "catalogue"}));
+    EXPECT_EQ(commandNames(), (Words{"check", "identity", "lint", "catalogue", "doctor"}));
     const Command check = commands().at("check");
     EXPECT_TRUE(check.options.contains("--help"));
     EXPECT_TRUE(check.options.at("--machine").isFile);

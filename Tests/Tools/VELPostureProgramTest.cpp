@@ -453,6 +453,51 @@ TEST(VELPostureProgram, HelpsOnStandardOutput) {
               (Result{0, "vel-posture (vel_device_trust 1.0.0)\n", ""}));
 }
 
+// ---- reasons
+
+const std::string outdatedRequest =
+    R"({"mac": [{"type": "localFirewall"}, {"type": "minimumOSVersion", "version": "99.0"}]})";
+
+TEST(VELPostureProgram, ExplainsEachCheckBelowIt) {
+    const Result result =
+        checkOfCompliantMac(outdatedRequest, {"--explain", "--format", "text"}).run();
+    const Result plain = checkOfCompliantMac(outdatedRequest, {"--format", "text"}).run();
+    EXPECT_EQ(result.status, plain.status);
+    EXPECT_EQ(result.errors, plain.errors);
+    EXPECT_NE(result.output.find("\n        found 14.5, wanted at least 99.0\n"), std::string::npos)
+        << result.output;
+}
+
+TEST(VELPostureProgram, ExplainedJSONHoldsTheResultAsItIs) {
+    const Result result = checkOfCompliantMac(outdatedRequest, {"--explain"}).run();
+    const Result plain = checkOfCompliantMac(outdatedRequest, {}).run();
+    const std::string start =
+        "{\"result\":" + plain.output.substr(0, plain.output.size() - 1) + ",\"evidence\":[";
+    EXPECT_EQ(result.output.substr(0, start.size()), start);
+    EXPECT_EQ(result.status, plain.status);
+    const auto document = nlohmann::json::parse(result.output);
+    EXPECT_EQ(document.at("evidence").size(), document.at("result").at("checks").size());
+    const Result identity =
+        checkOfCompliantMac(R"({"identity_params": ["device_id"]})", {"--explain"}).run();
+    EXPECT_EQ(nlohmann::json::parse(identity.output).at("evidence"), nlohmann::json::array());
+}
+
+TEST(VELPostureProgram, ExplainingLeavesTheLogAsItIs) {
+    const auto linesOf = [](const std::string& errors) {
+        std::vector<std::string> messages;
+        std::istringstream lines(errors);
+        for (std::string line; std::getline(lines, line);) {
+            messages.push_back(nlohmann::json::parse(line).at("message"));
+        }
+        return messages;
+    };
+    const auto plain = linesOf(checkOfCompliantMac(outdatedRequest, {"--log", "-"}).run().errors);
+    EXPECT_FALSE(plain.empty());
+    EXPECT_EQ(
+        linesOf(checkOfCompliantMac(outdatedRequest, {"--log", "-", "--explain"}).run().errors),
+        plain);
+}
+
 // ---- wrong use, files that cannot be read
 
 TEST(VELPostureProgram, RefusesWrongUse) {
@@ -467,6 +512,12 @@ TEST(VELPostureProgram, RefusesWrongUse) {
               wrongUse("--log: 1 required FILE missing", checkHelp));
     EXPECT_EQ(program({"check", "--envelope", "--format", "junit"}).run(),
               wrongUse("--envelope needs --format json", checkHelp));
+    for (const char* format : {"junit", "prometheus"}) {
+        EXPECT_EQ(program({"check", "--explain", "--format", format}).run(),
+                  wrongUse("--explain needs --format text or json", checkHelp));
+    }
+    EXPECT_EQ(program({"check", "--explain", "--envelope"}).run(),
+              wrongUse("--explain and --envelope exclude each other", checkHelp));
     EXPECT_EQ(program({"check", "--verbose"}).run(),
               wrongUse("unknown option: --verbose", checkHelp));
     EXPECT_EQ(program({"catalogue", "a"}).run(),

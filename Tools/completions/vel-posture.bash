@@ -22,11 +22,11 @@ _vel_posture() {
     *)
         case $command:$current in
         :-*) words='-h --help --version' ;;
-        :*) words='check identity lint catalogue' ;;
-        check:-*) words="$run --require-checks --strict-exit --only-failing --quiet" ;;
+        :*) words='check identity lint catalogue doctor' ;;
+        check:-*) words="$run --require-checks --strict-exit --only-failing --explain --quiet" ;;
         identity:-*) words=$run ;;
         lint:-*) words='-h --help --format --fail-on' ;;
-        catalogue:-*) words='-h --help --format' ;;
+        catalogue:-* | doctor:-*) words='-h --help --format' ;;
         check:* | lint:*) compopt -o default && return ;;
         identity:*) words='device_serial_number device_id' ;;
         esac

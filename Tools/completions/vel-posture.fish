@@ -8,11 +8,12 @@ complete -c vel-posture -n __fish_use_subcommand -a check -d 'Run request docume
 complete -c vel-posture -n __fish_use_subcommand -a identity -d 'Ask for the identity values of the machine'
 complete -c vel-posture -n __fish_use_subcommand -a lint -d 'Report likely mistakes in request documents'
 complete -c vel-posture -n __fish_use_subcommand -a catalogue -d 'List the check types with their required parameters'
+complete -c vel-posture -n __fish_use_subcommand -a doctor -d 'Say what this account can ask on this machine'
 
 complete -c vel-posture -n '__fish_seen_subcommand_from check lint' -F
 complete -c vel-posture -n '__fish_seen_subcommand_from identity' -a 'device_serial_number device_id'
 complete -c vel-posture -n '__fish_seen_subcommand_from check' -l format -x -a 'json text junit prometheus' -d 'How to write the results'
-complete -c vel-posture -n '__fish_seen_subcommand_from identity lint catalogue' -l format -x -a 'json text' -d 'How to write the answer'
+complete -c vel-posture -n '__fish_seen_subcommand_from identity lint catalogue doctor' -l format -x -a 'json text' -d 'How to write the answer'
 complete -c vel-posture -n '__fish_seen_subcommand_from check identity' -l machine -r -F -d 'Ask the Mac that a file describes'
 complete -c vel-posture -n '__fish_seen_subcommand_from check identity' -l envelope -d 'Put each JSON result into an envelope'
 complete -c vel-posture -n '__fish_seen_subcommand_from check identity' -l output -r -F -d 'Write to a file'
@@ -21,5 +22,6 @@ complete -c vel-posture -n '__fish_seen_subcommand_from check identity' -l log-l
 complete -c vel-posture -n '__fish_seen_subcommand_from check' -l require-checks -d 'Exit status 2 for a request without checks'
 complete -c vel-posture -n '__fish_seen_subcommand_from check' -l strict-exit -d 'Exit status 3 if checks only ended in errors'
 complete -c vel-posture -n '__fish_seen_subcommand_from check' -l only-failing -d 'Leave checks that passed out of the text report'
+complete -c vel-posture -n '__fish_seen_subcommand_from check' -l explain -d 'Say of each check what was found'
 complete -c vel-posture -n '__fish_seen_subcommand_from check' -l quiet -d 'Write nothing to standard output'
 complete -c vel-posture -n '__fish_seen_subcommand_from lint' -l fail-on -x -a 'error warning note' -d 'The least severity for exit status 1'

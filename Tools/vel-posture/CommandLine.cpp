@@ -16,7 +16,8 @@ constexpr const char* programName = "vel-posture";
 constexpr const char* exitStatusHelp =
     "Exit status:\n"
     "  0  passed, the identity request was answered, or lint found nothing\n"
-    "  1  did not pass, or lint found something (see --fail-on)\n"
+    "  1  did not pass, lint found something (see --fail-on), or doctor\n"
+    "     found a source that cannot be asked\n"
     "  2  wrong use, a file that cannot be read or written, or an error result\n"
     "  3  with --strict-exit: no check failed, but some ended in an error";
 
@@ -105,6 +106,8 @@ void addCheck(CLI::App& program, CommandLine& commandLine) {
                     "Exit status 3 if no check failed but some ended in an\nerror");
     check->add_flag("--only-failing", commandLine.onlyFailing,
                     "Leave checks that passed out of the text report");
+    check->add_flag("--explain", commandLine.explain,
+                    "Say of each check what was expected, what was found and\nwhere");
     check->add_flag("--quiet", commandLine.quiet, "Write nothing to standard output");
 }
 
@@ -133,6 +136,10 @@ void addCommands(CLI::App& program, CommandLine& commandLine) {
     CLI::App* catalogue =
         program.add_subcommand("catalogue", "List the check types with their required parameters");
     addFormat(*catalogue, commandLine);
+
+    CLI::App* doctor = program.add_subcommand(
+        "doctor", "Say what this account can ask on this machine, and how to\nmend what it cannot");
+    addFormat(*doctor, commandLine);
 }
 
 CommandLine::Command commandOf(const CLI::App& program) {
@@ -141,6 +148,9 @@ CommandLine::Command commandOf(const CLI::App& program) {
     }
     if (program.got_subcommand("lint")) {
         return CommandLine::Command::lint;
+    }
+    if (program.got_subcommand("doctor")) {
+        return CommandLine::Command::doctor;
     }
     return program.got_subcommand("identity") ? CommandLine::Command::identity
                                               : CommandLine::Command::catalogue;
@@ -205,6 +215,14 @@ void refuseCombinations(const CommandLine& commandLine, const CLI::App& program)
     if (commandLine.envelope &&
         commandLine.format.value_or(CommandLine::Format::json) != CommandLine::Format::json) {
         throw WrongUse("--envelope needs --format json", helpCommandOf(program));
+    }
+    const auto format = commandLine.format.value_or(CommandLine::Format::text);
+    if (commandLine.explain && format != CommandLine::Format::text &&
+        format != CommandLine::Format::json) {
+        throw WrongUse("--explain needs --format text or json", helpCommandOf(program));
+    }
+    if (commandLine.explain && commandLine.envelope) {
+        throw WrongUse("--explain and --envelope exclude each other", helpCommandOf(program));
     }
 }
 

@@ -11,7 +11,7 @@ enum class Severity { note, warning, error };
 
 /// What the command line asks for.
 struct CommandLine {
-    enum class Command { printText, check, identity, lint, catalogue };
+    enum class Command { printText, check, identity, lint, catalogue, doctor };
     enum class Format { json, text, junit, prometheus };
 
     Command command = Command::printText;
@@ -37,6 +37,8 @@ struct CommandLine {
     bool strictExit = false;
     bool onlyFailing = false;
     bool quiet = false;
+    /// Say why each check has its outcome.
+    bool explain = false;
     /// The least severity of a finding for which lint's exit status is 1.
     Severity failOn = Severity::warning;
 };

@@ -6,6 +6,7 @@
 #include "Tools/vel-posture/StandardStreams.h"
 #include "Tools/vel-posture/catalogue/CatalogueReport.h"
 #include "Tools/vel-posture/check/CheckCommand.h"
+#include "Tools/vel-posture/doctor/DoctorCommand.h"
 #include "Tools/vel-posture/lint/LintCommand.h"
 
 namespace {
@@ -30,6 +31,8 @@ int runProgram(const CommandLine& commandLine) {
         return runLintCommand(commandLine);
     case CommandLine::Command::catalogue:
         return runCatalogueCommand(commandLine);
+    case CommandLine::Command::doctor:
+        return runDoctorCommand(commandLine);
     case CommandLine::Command::printText:
         break;
     }

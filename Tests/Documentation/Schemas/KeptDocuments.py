@@ -17,7 +17,8 @@ from collections import Counter
 from schemas import RESULT_KINDS, Schemas, parse
 
 MARKER = "whole-run"
-OTHER_KINDS = ("machine-description", "envelope", "lint-findings", "log-line")
+OTHER_KINDS = ("machine-description", "envelope", "explained-result", "diagnosis", "lint-findings",
+               "log-line")
 
 
 def kind_of(schemas, path, document):

@@ -48,8 +48,9 @@ def resolve(schema, part):
 
 class FormOfTheSchemas(unittest.TestCase):
     def test_there_are_these_schemas(self):
-        self.assertEqual(list(load_all()), ["envelope", "error-result", "identity-result",
-                                            "lint-findings", "log-line", "machine-description",
+        self.assertEqual(list(load_all()), ["diagnosis", "envelope", "error-result",
+                                            "explained-result", "identity-result", "lint-findings",
+                                            "log-line", "machine-description",
                                             "request", "result"])
         others = {path.name for path in FOLDER.iterdir() if not path.name.endswith(SUFFIX)}
         self.assertEqual(others, {"README.md"})

@@ -151,6 +151,29 @@ TEST(DomainBinding, InDoubtNothingIsPrinted) {
     EXPECT_EQ(shown(bus.address()), nothing) << "no list of realms";
 }
 
+TEST(DomainBinding, SaysWhyItPrintsNothing) {
+    const auto why = [](const std::string& bus) {
+        return runProgram({toolProgram("domain-binding"), "-show", "-xml", "--bus", bus, "--why"});
+    };
+    EXPECT_EQ(why("unix:path=/nonexistent"),
+              (ToolRun{0, "system-bus-missing: the system bus does not answer\n", ""}));
+    const PrivateBus bus;
+    EXPECT_EQ(why(bus.address()),
+              (ToolRun{0, "realmd-missing: realmd does not answer on the system bus\n", ""}));
+    const auto whyOf = [&](const std::string& configured, const std::string& software,
+                           const std::string& domain) {
+        auto properties = realms({"/a"});
+        add(properties, "/a", configured, software, domain);
+        const FakeService service(bus.address(), "org.freedesktop.realmd", properties);
+        const std::string line = why(bus.address()).output;
+        return line.substr(0, line.find(": "));
+    };
+    EXPECT_EQ(whyOf("", "active-directory", "a.test"), "domain-not-joined");
+    EXPECT_EQ(whyOf("x", "ipa", "a.test"), "domain-not-active-directory");
+    EXPECT_EQ(whyOf("x", "active-directory", "a\nb"), "domain-name-unusable");
+    EXPECT_EQ(whyOf("x", "active-directory", "a.test"), "known");
+}
+
 TEST(DomainBinding, AServiceThatDoesNotAnswerIsGivenUp) {
     const TestFolder folder;
     const std::string socket = folder.path() + "/mute";

@@ -5,6 +5,8 @@
 
 #include <filesystem>
 #include <gtest/gtest.h>
+#include <set>
+#include <unistd.h>
 
 namespace {
 
@@ -342,8 +344,68 @@ protected:
                           {}, {"DBUS_SYSTEM_BUS_ADDRESS=unix:path=/nonexistent/too", "PATH=/"});
     }
 
+    /// What it prints with --why.
+    [[nodiscard]] ToolRun why(const std::string& script,
+                              const std::vector<std::string>& prefix = {}) const {
+        const std::string program = _folder.write("filter", "#!/bin/sh\n" + script);
+        namespace fs = std::filesystem;
+        fs::permissions(program,
+                        fs::perms::owner_all | fs::perms::others_read | fs::perms::others_exec);
+        fs::permissions(_folder.path(), fs::perms::owner_all | fs::perms::others_exec);
+        std::vector<std::string> command = prefix;
+        command.insert(command.end(), {toolProgram("firewall-state"), "--getglobalstate", "--nft",
+                                       program, "--bus", "unix:path=/nonexistent", "--why"});
+        return runProgram(command, "/");
+    }
+
     TestFolder _folder;
 };
+
+TEST_F(FirewallWithAProgram, SaysWhyTheStateIsNotKnown) {
+    EXPECT_EQ(why("echo '{\"nftables\":'"),
+              (ToolRun{0, "rules-not-understood: what nft listed is not understood\n", ""}));
+    EXPECT_EQ(why("echo '{\"nftables\": []}'"),
+              (ToolRun{0, "known: the firewall's state can be read\n", ""}));
+    if (::geteuid() == 0) {
+        EXPECT_EQ(why("exit 1"),
+                  (ToolRun{0, "nftables-failed: nft failed to list the rules\n", ""}));
+        EXPECT_EQ(
+            why("exit 1", {"setpriv", "--reuid", "65534", "--regid", "65534", "--clear-groups"}),
+            (ToolRun{0, "firewall-needs-root: firewall-state needs root to read the rules\n", ""}));
+    }
+    EXPECT_EQ(runProgram({toolProgram("firewall-state"), "--getglobalstate", "--nft",
+                          "/nonexistent", "--bus", "unix:path=/nonexistent", "--why"}),
+              (ToolRun{0,
+                       "nftables-missing: firewall-state cannot run nft: nftables is not "
+                       "installed\n",
+                       ""}));
+}
+
+TEST(FirewallReasons, AreDifferentForEachCause) {
+    using enum vel::RulesProblem;
+    using State = vel::FirewallState;
+    std::set<std::string> codes;
+    std::set<std::string> texts;
+    const auto add = [&](State state, vel::RulesProblem problem) {
+        const std::string line = vel::reasonOfFirewallState(state, problem);
+        const std::size_t colon = line.find(": ");
+        ASSERT_NE(colon, std::string::npos) << line;
+        ASSERT_EQ(line.find('\n'), line.size() - 1) << line;
+        EXPECT_TRUE(codes.insert(line.substr(0, colon)).second) << line;
+        EXPECT_TRUE(texts.insert(line.substr(colon)).second) << line;
+    };
+    for (const auto problem :
+         {programMissing, needsRoot, programFailed, programTooSlow, notUnderstood}) {
+        add(State::nothingReadable, problem);
+    }
+    add(State::matchesHidden, none);
+    add(State::interfacesNotTold, none);
+    add(State::firewalldNotTold, needsRoot);
+    add(State::on, none);
+    EXPECT_EQ(vel::reasonOfFirewallState(State::firewalldNotTold, needsRoot),
+              "firewalld-not-told: firewall-state needs root to read the rules, and firewalld does "
+              "not tell its settings\n");
+}
 
 const std::string cannotRead = "echo 'Operation not permitted' >&2; exit 1";
 

@@ -55,6 +55,19 @@ TEST(ToolCommandLine, WrongUseSaysWhat) {
               "tool: unexpected argument \"--bus\"\n" + form);
 }
 
+TEST(ToolCommandLine, TakesWhyAsItsLastArgumentWhereItSaysWhy) {
+    vel::ToolUsage asking = usage;
+    EXPECT_EQ(vel::readCommandLine(asking, {"--of", "1", "--why"}).status, 2);
+    asking.saysWhy = true;
+    const auto request = vel::readCommandLine(asking, {"--of", "1", "--bus", "b", "--why"});
+    EXPECT_FALSE(request.status);
+    EXPECT_TRUE(vel::isAskedWhy(request.values));
+    EXPECT_EQ(vel::valueOr(request.values, "--bus", ""), "b");
+    EXPECT_FALSE(vel::isAskedWhy(vel::readCommandLine(asking, {"--of", "1"}).values));
+    EXPECT_EQ(vel::readCommandLine(asking, {"--of", "1", "--why", "--bus", "b"}).status, 2);
+    EXPECT_EQ(vel::lineOfReason("a-b", "one\ntwo"), "a-b: one two\n");
+}
+
 class EveryTool : public testing::TestWithParam<std::pair<std::string, std::string>> {};
 
 TEST_P(EveryTool, HasHelpAndVersionAndRefusesWrongUse) {

@@ -54,6 +54,26 @@ TEST(Report, ShowsALinePerCheckThenTheVerdict) {
     EXPECT_FALSE(ranNoCheck(threeChecks));
 }
 
+TEST(Report, ShowsTheReasonBelowACheck) {
+    const std::vector<Evidence> evidence = {
+        {.code = "a", .text = "the firewall is on"},
+        {.code = "b", .text = "found 14.5, wanted at least 99.0"},
+        {.code = "c", .text = "the entry has no parameter \"version\""}};
+    EXPECT_EQ(resultReport(threeChecks, VELValue(), {}, true, evidence),
+              "RESULT      MS  CHECK             DETAIL\n"
+              "fail    12.750  minimumOSVersion  comment: none yet, version: 99.0\n"
+              "        found 14.5, wanted at least 99.0\n"
+              "error    0.000  minimumOSVersion  Required parameter \"version\" missing from "
+              "check type \"minimumOSVersion\".\n"
+              "        the entry has no parameter \"version\"\n"
+              "\n"
+              "NOT PASSED  1 of 3 checks passed, 1 failed, 1 error, 10012.750 ms\n");
+    const std::string narrow =
+        resultReport(threeChecks, VELValue(), {.columns = 30}, true, evidence);
+    EXPECT_NE(narrow.find("        found 14.5, wanted at\n        least 99.0\n"), std::string::npos)
+        << narrow;
+}
+
 TEST(Report, WrapsTheDetailOnATerminal) {
     EXPECT_EQ(reportOf(threeChecks, {.columns = 65}),
               "RESULT         MS  CHECK             DETAIL\n"

@@ -1,7 +1,9 @@
 // SPDX-License-Identifier: Apache-2.0
-#include "Tests/Support/CertificateWorkshop.h"
-#include "Tests/Support/ExplainedCheck.h"
+#include "Platform/Recording/VELRecordingPlatform.h"
+#include "Tests/Support/EngineTest.h"
 #include "Tests/Support/PropertyListText.h"
+#include "Tools/vel-posture/explain/ExplainedEntry.h"
+#include "Tools/vel-posture/explain/FurtherQuestions.h"
 
 #include <gtest/gtest.h>
 
@@ -25,7 +27,7 @@ class Explain : public EngineTest {
 protected:
     /// "CODE: TEXT".
     [[nodiscard]] std::string why(const VELDictionary& entry) const {
-        const Evidence evidence = explainedCheck(entry, platform).evidence;
+        const Evidence evidence = runExplained(entry, platform).evidence;
         return evidence.code + ": " + evidence.text;
     }
 
@@ -113,7 +115,7 @@ TEST_F(Explain, NamesTheVersionThatWasFound) {
     EXPECT_EQ(why(version("11.7")), "version-reached: found 12, wanted at least 11.7");
     EXPECT_EQ(why(version(">=12")), "version-not-comparable: found 12, wanted at least \">=12\", "
                                     "which is not digits and dots alone");
-    const Evidence evidence = explainedCheck(version("14.0"), platform).evidence;
+    const Evidence evidence = runExplained(version("14.0"), platform).evidence;
     EXPECT_EQ(evidence.expected, VELValue("14.0"));
     EXPECT_EQ(evidence.found, VELValue("12"));
     EXPECT_EQ(evidence.source, "the product version");
@@ -160,19 +162,22 @@ TEST_F(Explain, NamesTheVolumesThatAreNotEncrypted) {
     platform->disks.mounts.emplace();
     EXPECT_EQ(why(disks), "no-volume-in-scope: no volume is mounted");
     mount("/Volumes/Stick", false, false);
-    EXPECT_EQ(why(disks),
-              "no-volume-in-scope: no volume is in scope: /Volumes/Stick (apfs) is external");
+    EXPECT_EQ(
+        why(disks),
+        "no-volume-in-scope: no volume is in scope: /Volumes/Stick (apfs over SATA) is external");
     mount("/", true, true);
     mount("/data", true, true);
-    EXPECT_EQ(why(disks), "volumes-encrypted: encrypted: 2 volumes in scope");
+    EXPECT_EQ(why(disks), "volumes-encrypted: encrypted: 2 volumes in scope; not in scope: "
+                          "/Volumes/Stick (apfs over SATA) is external");
     mount("/home", true, false);
     mount("/srv", true, nullptr);
-    EXPECT_EQ(why(disks),
-              "volume-not-encrypted: /home (apfs) is not encrypted; /srv (apfs) does not say that "
-              "it is encrypted; 2 other volumes in scope are; no status file");
+    EXPECT_EQ(why(disks), "volume-not-encrypted: /home (apfs over SATA) is not encrypted; /srv "
+                          "(apfs over SATA) does not say that "
+                          "it is encrypted; 2 other volumes in scope are; no status file");
     platform->fileStore.contents[statusFile] = propertyListXML({{"encryptionState", "1,0"}});
     EXPECT_EQ(why(disks),
-              "status-file-not-encrypted: /home (apfs) is not encrypted; /srv (apfs) does not say "
+              "status-file-not-encrypted: /home (apfs over SATA) is not encrypted; /srv (apfs over "
+              "SATA) does not say "
               "that it is encrypted; 2 other volumes in scope are; the status file says \"1,0\": "
               "disk 2 is not encrypted");
     platform->disks.mounts.reset();
@@ -258,6 +263,84 @@ TEST_F(Explain, NamesDomainAndPatterns) {
     run.output = propertyListXML({{"General Info", VELValue::object()}});
     EXPECT_EQ(why(entry), "domain-not-in-output: bound to no domain: what /usr/sbin/dsconfigad "
                           "printed names none");
+}
+
+/// The answers of a Linux machine whose firewall helper prints nothing, and says `why`.
+std::vector<VELRecordedAnswer> answersOfSilentHelper(const std::string& why) {
+    vel::recorded::Run run = {.command = firewallTool, .launchPath = "/libexec/firewall-state"};
+    run.status = 0;
+    run.outputState = vel::recorded::Run::Output::complete;
+    vel::recorded::Run asked = run;
+    asked.command.emplace_back("--why");
+    asked.output = why;
+    const std::chrono::nanoseconds noTime(0);
+    return {
+        {0, run, noTime},
+        {0, vel::recorded::PreferenceInteger{"globalstate", "com.apple.alf", {0, false}}, noTime},
+        {0, asked, noTime}};
+}
+
+TEST_F(Explain, TakesTheReasonOfASilentHelper) {
+    const auto why = [](const std::string& line) {
+        const Evidence evidence = explain(firewall, Kind::error, "Error getting firewall state.",
+                                          answersOfSilentHelper(line));
+        return evidence.code + ": " + evidence.text;
+    };
+    EXPECT_EQ(why("firewall-needs-root: firewall-state needs root to read the rules\n"),
+              "firewall-needs-root: firewall-state needs root to read the rules; no state is "
+              "stored");
+    EXPECT_EQ(why("a-b: \x1B[31m\n"), "a-b: \\u001b[31m; no state is stored");
+    for (const char* noReason : {"", "known: it is\n", "No code: x\n", "a: b", ": b\n"}) {
+        EXPECT_EQ(why(noReason), "firewall-state-unknown: /libexec/firewall-state printed no "
+                                 "state; no state is stored");
+    }
+}
+
+TEST_F(Explain, AsksASilentHelperWhy) {
+    const auto recording = std::make_shared<VELRecording>();
+    const VELRecordingPlatform recorded(platform, recording);
+    Command question = firewallTool;
+    question.emplace_back("--why");
+    answer(question, "a: b\n");
+    std::vector<VELRecordedAnswer> answers = answersOfSilentHelper("");
+    answers.resize(1);
+    askFurther(answers, recorded);
+    const auto asked = recording->takeAnswers();
+    ASSERT_EQ(asked.size(), 1U);
+    EXPECT_EQ(std::get<vel::recorded::Run>(asked[0].answer).command, question);
+    EXPECT_EQ(std::get<vel::recorded::Run>(asked[0].answer).output, "a: b\n");
+
+    auto& run = std::get<vel::recorded::Run>(answers[0].answer);
+    run.output = "Firewall is enabled. (State = 1)\n";
+    askFurther(answers, recorded);
+    run.output = "";
+    run.launchPath = run.command.front(); // the tool of macOS itself
+    askFurther(answers, recorded);
+    EXPECT_TRUE(recording->takeAnswers().empty());
+}
+
+TEST_F(Explain, NamesStoredStatesThatAreNoIntegers) {
+    answer(firewallTool, "");
+    platform->preferenceStore.machine["com.apple.alf"]["globalstate"] = "1";
+    EXPECT_EQ(why(firewall), "firewall-state-unknown: " + firewallTool.front() +
+                                 " printed no state; the stored state is \"1\", which is no "
+                                 "integer");
+}
+
+TEST_F(Explain, TakesTheReasonOfTheKeychainsHelper) {
+    const std::chrono::nanoseconds noTime(0);
+    vel::recorded::Run asked = {.command = {"/usr/bin/security", "--why"},
+                                .launchPath = "/libexec/keychain-contents"};
+    asked.status = 0;
+    asked.outputState = vel::recorded::Run::Output::complete;
+    asked.output = "keychain-module-failed: token.so: no slot\n";
+    const std::vector<VELRecordedAnswer> answers = {
+        {0, vel::recorded::Certificates{VELSecurityStatus::internalComponent, {}}, noTime},
+        {0, asked, noTime}};
+    const Evidence evidence =
+        explain(certificate(std::string(40, 'a')), Kind::error, "Error", answers);
+    EXPECT_EQ(evidence.code, "keychain-module-failed");
+    EXPECT_EQ(evidence.text, "token.so: no slot");
 }
 
 TEST_F(Explain, SaysThatAnswersAreMissing) {

@@ -5,10 +5,12 @@
 #include "Base/VELText.h"
 #include "Classes/Mac/VELPostureCheckRunner+Mac.h"
 #include "Platform/POSIX/VELDescriptor.h"
+#include "Platform/Recording/VELRecordingPlatform.h"
 #include "Tools/vel-posture/NearMiss.h"
 #include "Tools/vel-posture/OutputFile.h"
 #include "Tools/vel-posture/OutputStyle.h"
 #include "Tools/vel-posture/ProgramFailure.h"
+#include "Tools/vel-posture/RecordedRequest.h"
 #include "Tools/vel-posture/RequestSource.h"
 #include "Tools/vel-posture/StandardStreams.h"
 #include "Tools/vel-posture/check/CheckOutcome.h"
@@ -21,6 +23,8 @@
 #include "Tools/vel-posture/check/RequestRun.h"
 #include "Tools/vel-posture/check/ResultReport.h"
 #include "Tools/vel-posture/check/RunningNotice.h"
+#include "Tools/vel-posture/explain/ExplainedResult.h"
+#include "Tools/vel-posture/explain/FurtherQuestions.h"
 
 #include <nlohmann/json.hpp>
 
@@ -136,20 +140,33 @@ public:
 
 private:
     RequestRun answer(const Request& request) {
-        VELPostureCheckCatalogue catalogue = macPostureCheckCatalogue(_platform);
-        if (const auto notice = makeNotice(_log.get())) {
-            catalogue = catalogueWithNotice(catalogue, notice);
-        }
-        const auto runner = VELPlatformRunnerFactory::runner(platformIdentifier,
-                                                             std::move(catalogue), _log, _platform);
         RequestRun run;
         run.name = request.name;
         run.document = request.document;
         run.request = vel::readJSON(request.document, nullptr).value_or(VELValue());
+        std::shared_ptr<const VELPlatform> platform = _platform;
+        std::shared_ptr<VELRecording> recording;
+        if (_commandLine.explain) {
+            recording = std::make_shared<VELRecording>();
+            platform = std::make_shared<const VELRecordingPlatform>(_platform, recording);
+        }
+        VELPostureCheckCatalogue catalogue = macPostureCheckCatalogue(platform);
+        if (recording != nullptr) {
+            catalogue = catalogueWithRecording(catalogue, run.request, recording);
+        }
+        if (const auto notice = makeNotice(_log.get())) {
+            catalogue = catalogueWithNotice(catalogue, notice);
+        }
+        const auto runner = VELPlatformRunnerFactory::runner(platformIdentifier,
+                                                             std::move(catalogue), _log, platform);
         run.time = std::chrono::system_clock::now();
         run.resultDocument = runner->runPostureCheckFromDocumentString(request.document);
         // Read as deep as it is: a result nests a little deeper than the request that it answers.
         run.result = VELValue::parse(run.resultDocument);
+        if (recording != nullptr) {
+            askFurther(*recording, *platform);
+            run.evidence = evidenceOfResult(run.result, run.request, recording->takeAnswers());
+        }
         return run;
     }
 
@@ -166,14 +183,21 @@ private:
     /// Writes a result, unless the format is one document for all.
     void write(const RequestRun& run, bool isOneOfSeveral) {
         if (_format == Format::json) {
-            write((_commandLine.envelope ? envelope(run, _runIdentifier, hostName())
-                                         : run.resultDocument) +
-                  "\n");
+            write(documentOf(run) + "\n");
         } else if (_format == Format::text) {
             const std::string heading = isOneOfSeveral ? printable(run.name) + ":\n" : "";
             write((_hasWritten ? "\n" : "") + heading +
-                  resultReport(run.result, run.request, _style, _commandLine.onlyFailing));
+                  resultReport(run.result, run.request, _style, _commandLine.onlyFailing,
+                               run.evidence));
         }
+    }
+
+    [[nodiscard]] std::string documentOf(const RequestRun& run) const {
+        if (_commandLine.explain) {
+            return explainedDocument(run.resultDocument, run.evidence);
+        }
+        return _commandLine.envelope ? envelope(run, _runIdentifier, hostName())
+                                     : run.resultDocument;
     }
 
     void write(const std::string& text) {

@@ -1,11 +1,13 @@
 // SPDX-License-Identifier: Apache-2.0
 #pragma once
 
+#include "Tools/vel-posture/explain/Evidence.h"
 #include "vel_device_trust/VELValue.h"
 
 #include <chrono>
 #include <nlohmann/json.hpp>
 #include <string>
+#include <vector>
 
 /// One request and what the library answered.
 struct RequestRun {
@@ -20,6 +22,8 @@ struct RequestRun {
     /// Byte for byte as the library returned it.
     std::string resultDocument;
     VELValue result;
+    /// Why each of the result's checks has its outcome, if that was asked for.
+    std::vector<Evidence> evidence;
 };
 
 /// A time in UTC with milliseconds: "2026-11-21T22:05:00.123Z".

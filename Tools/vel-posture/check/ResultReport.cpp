@@ -26,6 +26,7 @@ struct CheckLine {
     std::string milliseconds;
     std::string type;
     std::string detail;
+    std::string reason; // empty: not asked for
 };
 
 Colour colourOf(Kind kind) {
@@ -60,12 +61,14 @@ std::string detailOf(const CheckOutcome& check) {
                                         : check.error + " (" + check.identification + ")";
 }
 
-std::vector<CheckLine> checkLines(const std::vector<CheckOutcome>& checks, bool onlyFailing) {
+std::vector<CheckLine> checkLines(const std::vector<CheckOutcome>& checks, bool onlyFailing,
+                                  const std::vector<Evidence>& evidence) {
     std::vector<CheckLine> lines;
-    for (const CheckOutcome& check : checks) {
+    for (std::size_t index = 0; index < checks.size(); ++index) {
+        const CheckOutcome& check = checks[index];
         if (!onlyFailing || check.kind != Kind::pass) {
-            lines.push_back(
-                {check.kind, millisecondsText(check.milliseconds), check.type, detailOf(check)});
+            lines.push_back({check.kind, millisecondsText(check.milliseconds), check.type,
+                             detailOf(check), index < evidence.size() ? evidence[index].text : ""});
         }
     }
     return lines;
@@ -78,6 +81,12 @@ std::string rightAligned(std::string_view text, std::size_t columns) {
 std::string outcomeColumn(Kind outcome, const ReportStyle& style) {
     const std::string name = nameOf(outcome);
     return coloured(name, colourOf(outcome), style) + std::string(resultColumns - name.size(), ' ');
+}
+
+void addReason(std::string& report, const CheckLine& line, const ReportStyle& style) {
+    if (!line.reason.empty()) {
+        addParagraph(report, line.reason, resultColumns + columnGap.size(), Colour::none, style);
+    }
 }
 
 std::string checkTable(const std::vector<CheckLine>& lines, std::size_t millisecondsColumns,
@@ -99,6 +108,7 @@ std::string checkTable(const std::vector<CheckLine>& lines, std::size_t millisec
         report += columnGap;
         addWrapped(report, line.detail, detailColumn, style);
         endLine(report);
+        addReason(report, line, style);
     }
     return report;
 }
@@ -128,6 +138,7 @@ std::string checkList(const std::vector<CheckLine>& lines, std::size_t columns,
         if (!line.detail.empty()) {
             addBelow(line.detail);
         }
+        addReason(report, line, style);
     }
     return report;
 }
@@ -183,9 +194,10 @@ std::string checkReport(const std::vector<CheckLine>& lines, const ReportStyle& 
 }
 
 std::string deviceTrustReport(const VELValue& result, const VELValue& request,
-                              const ReportStyle& style, bool onlyFailing) {
+                              const ReportStyle& style, bool onlyFailing,
+                              const std::vector<Evidence>& evidence) {
     const std::vector<CheckOutcome> checks = checkOutcomes(result, request);
-    const std::vector<CheckLine> lines = checkLines(checks, onlyFailing);
+    const std::vector<CheckLine> lines = checkLines(checks, onlyFailing, evidence);
     return (lines.empty() ? "" : checkReport(lines, style)) + verdict(result, checks, style);
 }
 
@@ -210,10 +222,11 @@ std::string errorReport(const VELValue& result, const ReportStyle& style) {
 } // namespace
 
 std::string resultReport(const VELValue& result, const VELValue& request, const ReportStyle& style,
-                         bool onlyFailing) {
+                         bool onlyFailing, const std::vector<Evidence>& evidence) {
     if (isErrorResult(result)) {
         return errorReport(result, style);
     }
-    return isDeviceTrustResult(result) ? deviceTrustReport(result, request, style, onlyFailing)
-                                       : identityReport(result, style);
+    return isDeviceTrustResult(result)
+               ? deviceTrustReport(result, request, style, onlyFailing, evidence)
+               : identityReport(result, style);
 }

@@ -2,8 +2,7 @@
 #include "Base/VELText.h"
 #include "Classes/Mac/VELCertificateCheck.h"
 #include "Platform/X509/VELSHA1.h"
-#include "Platform/X509/VELSecurityStatusText.h"
-#include "Tools/vel-posture/explain/Explanation.h"
+#include "Tools/vel-posture/explain/ToolEvidence.h"
 #include "Tools/vel-posture/lint/Finding.h"
 
 using Kind = CheckOutcome::Kind;
@@ -56,12 +55,7 @@ std::optional<Explanation> explainCertificate(const VELDictionary& entry, Answer
         return Explanation{Kind::error, std::move(evidence)};
     }
     if (answer->status != VELSecurityStatus::success) {
-        evidence.code = "keychain-not-readable";
-        evidence.text = "the keychains cannot be read: status " +
-                        std::to_string(vel::integerOfStatus(answer->status)) + ", " +
-                        vel::security::textOfStatus(answer->status);
-        evidence.found = vel::integerOfStatus(answer->status);
-        return Explanation{Kind::error, std::move(evidence)};
+        return Explanation{Kind::error, unreadableKeychains(answer->status, answers, wanted)};
     }
     const std::size_t count = answer->certificates.size();
     for (std::size_t index = 0; index < count; ++index) {

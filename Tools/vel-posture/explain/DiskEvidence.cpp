@@ -101,14 +101,22 @@ std::vector<Volume> volumesIn(Answers answers) {
     return volumes;
 }
 
-/// "/ (ext4)".
-std::string shown(const Volume& volume) {
-    const std::string path = printable(volume.mountPoint);
-    const std::string type = printable(vel::validUTF8(volume.fileSystemType));
-    return type.empty() ? path : path + " (" + type + ")";
+std::string textOf(const std::shared_ptr<const VELValue>& value) {
+    return value != nullptr && value->is_string() ? value->get<std::string>() : "";
 }
 
-/// "/ (ext4) is not encrypted".
+/// "/ (ext4 over SATA)".
+std::string shown(const Volume& volume) {
+    std::string type = textOf(volume.description.volumeKind);
+    if (type.empty()) {
+        type = vel::validUTF8(volume.fileSystemType);
+    }
+    const std::string bus = textOf(volume.description.deviceProtocol);
+    return printable(volume.mountPoint) + " (" + printable(type) +
+           (bus.empty() ? "" : " over " + printable(bus)) + ")";
+}
+
+/// "/ (ext4 over SATA) is not encrypted".
 std::string problemOf(const Volume& volume) {
     for (const char* name : {"Encrypted", "CoreStorage Encrypted"}) {
         const auto property = volume.property(name);
@@ -152,6 +160,7 @@ std::optional<Explanation> explainVolumes(Answers answers) {
     std::size_t encrypted = 0;
     std::vector<std::string> problems;
     std::vector<std::string> outside;
+    std::vector<std::string> attached; // of these, what a reader may have expected in scope
     for (const Volume& volume : volumes) {
         const State state = stateOf(volume);
         if (state == State::encrypted) {
@@ -159,7 +168,11 @@ std::optional<Explanation> explainVolumes(Answers answers) {
         } else if (state == State::notEncrypted) {
             problems.push_back(problemOf(volume));
         } else {
-            outside.push_back(shown(volume) + " is " + nameOf(state));
+            outside.push_back(shown(volume) + (state == State::noDisk ? " has " : " is ") +
+                              nameOf(state));
+            if (state == State::external || state == State::ntfs) {
+                attached.push_back(outside.back());
+            }
         }
     }
     if (!problems.empty()) {
@@ -178,7 +191,8 @@ std::optional<Explanation> explainVolumes(Answers answers) {
                                         : "no volume is in scope: " + sentence(outside);
     } else {
         evidence.code = "volumes-encrypted";
-        evidence.text = "encrypted: " + countOf(encrypted, "volume", "volumes") + " in scope";
+        evidence.text = "encrypted: " + countOf(encrypted, "volume", "volumes") + " in scope" +
+                        (attached.empty() ? "" : "; not in scope: " + sentence(attached));
     }
     return Explanation{Kind::pass, std::move(evidence)};
 }

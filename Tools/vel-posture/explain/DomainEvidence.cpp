@@ -51,6 +51,7 @@ std::optional<Explanation> explainDomain(const VELDictionary& entry, Answers ans
     }
     const VELValue& names = entry.at("names");
     if (auto failure = failureOf(*run, "domain-tool")) {
+        failure = explainedByHelper(run->command, answers, *std::move(failure));
         failure->expected = names;
         return Explanation{Kind::error, *std::move(failure)};
     }
@@ -64,7 +65,8 @@ std::optional<Explanation> explainDomain(const VELDictionary& entry, Answers ans
     if (printed->empty()) {
         evidence.code = "domain-not-bound";
         evidence.text = "bound to no domain: " + printable(run->launchPath) + " printed nothing";
-        return Explanation{Kind::fail, silenceOf(tool, answers, std::move(evidence))};
+        return Explanation{Kind::fail,
+                           explainedByHelper(run->command, answers, std::move(evidence))};
     }
     std::optional<VELError> error;
     const auto domain = VELDomainCheck::domainInPropertyList(*printed, &error);

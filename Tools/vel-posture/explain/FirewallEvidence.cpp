@@ -45,6 +45,7 @@ std::optional<Explanation> explainFirewall(const VELDictionary& /*entry*/, Answe
     const bool hasStored = stored != nullptr && stored->value.found;
     auto failure = failureOf(*run, "firewall-tool");
     if (failure) {
+        failure = explainedByHelper(run->command, answers, *std::move(failure));
         failure->expected = "on";
         if (hasStored) {
             failure->text += "; the stored state, " + std::to_string(stored->value.value) +
@@ -69,7 +70,7 @@ std::optional<Explanation> explainFirewall(const VELDictionary& /*entry*/, Answe
                                           .text = program + " printed no state",
                                           .source = run->launchPath}
                                : unreadableOutput(*run, "firewall-tool");
-    unknown = silenceOf(tool, answers, std::move(unknown));
+    unknown = explainedByHelper(run->command, answers, std::move(unknown));
     unknown.text += "; " + unusableState(answers);
     unknown.expected = "on";
     return Explanation{Kind::error, std::move(unknown)};

@@ -1,11 +1,14 @@
 // SPDX-License-Identifier: Apache-2.0
 #include "Base/VELBase64.h"
 #include "Platform/X509/VELCertificateParts.h"
+#include "Platform/X509/VELCertificatePool.h"
 #include "Platform/X509/VELSecurityStatusText.h"
+#include "Platform/X509/VELX509Name.h"
 #include "Tools/vel-posture/DisplayText.h"
 #include "Tools/vel-posture/ReportText.h"
-#include "Tools/vel-posture/explain/Explanation.h"
-#include "Tools/vel-posture/lint/Finding.h"
+#include "Tools/vel-posture/explain/ToolEvidence.h"
+
+#include <set>
 
 using namespace vel::recorded;
 using Kind = CheckOutcome::Kind;
@@ -93,9 +96,123 @@ void addRefusal(Refusals& refusals, const Examined& examined) {
         refusals.hasError = trust.error.has_value();
         refusals.add("identity-not-trusted",
                      name + " is not trusted: " +
-                         (trust.error ? printable(trust.error->description()) : "no reason"));
+                         (trust.error ? printable(trust.error->message()) : "no reason"));
     }
 }
+
+std::string issuerNameOf(const vel::x509::CertificateParts& parts) {
+    const auto name = vel::x509::nameSummary(parts.issuer).text;
+    return name ? "“" + printable(*name) + "”" : "an issuer without a name";
+}
+
+/// Why the keychains have no matching identity. The certificates that come nearest stand first.
+class AbsentIdentity {
+public:
+    AbsentIdentity(std::string_view rootDER, const AllIdentities& identities, Answers answers)
+        : _rootDER(rootDER), _identities(identities) {
+        for (const auto* list : answersOf<Certificates>(answers)) {
+            _certificates = list->certificates;
+        }
+        std::vector<std::string> all = identities.certificates;
+        all.insert(all.end(), _certificates.begin(), _certificates.end());
+        _pool.emplace(all);
+        const auto root = vel::x509::certificateParts(rootDER);
+        const auto subject = root ? vel::x509::normalizedName(root->subject) : std::nullopt;
+        if (subject) {
+            _leading = vel::x509::issuersLeadingTo(*subject, &*_pool);
+        }
+    }
+
+    Evidence explain(Evidence evidence) {
+        addIdentities();
+        addCertificates();
+        std::ranges::stable_sort(_reasons, {}, &Reason::rank);
+        std::vector<std::string> texts;
+        for (const Reason& reason : _reasons) {
+            texts.push_back(reason.text);
+        }
+        evidence.found = texts;
+        evidence.code = _reasons.empty() ? "identity-absent" : _reasons.front().code;
+        evidence.text = texts.empty() ? "the keychains hold no identity"
+                                      : sentence(texts) + "; " + evidence.text;
+        return evidence;
+    }
+
+private:
+    struct Reason {
+        int rank;
+        const char* code;
+        std::string text;
+    };
+
+    bool leadsToRoot(const vel::x509::CertificateParts& parts) const {
+        const auto issuer = vel::x509::normalizedName(parts.issuer);
+        return issuer && _leading.contains(*issuer);
+    }
+
+    void addIdentities() {
+        for (const std::string& der : _identities.certificates) {
+            const auto parts = vel::x509::certificateParts(der);
+            if (!parts) {
+                continue;
+            }
+            const std::string name = nameOfCertificate(der);
+            if (!leadsToRoot(*parts)) {
+                addStranger(*parts, name);
+            } else if (parts->notAfter < _identities.moment) {
+                _reasons.push_back(
+                    {0, "identity-expired", name + " expired " + dayOf(parts->notAfter)});
+            } else if (_identities.moment < parts->notBefore) {
+                _reasons.push_back({1, "identity-not-yet-valid",
+                                    name + " is not valid before " + dayOf(parts->notBefore)});
+            }
+        }
+    }
+
+    /// An identity that was not issued under the root, as far as the keychains tell.
+    void addStranger(vel::x509::CertificateParts parts, const std::string& name) {
+        constexpr int longestChain = 10;
+        for (int length = 0; length < longestChain; ++length) {
+            const auto issuer = vel::x509::normalizedName(parts.issuer);
+            if (issuer && issuer == vel::x509::normalizedName(parts.subject)) {
+                _reasons.push_back({3, "identity-of-another-root",
+                                    name + " was issued under " + issuerNameOf(parts)});
+                return;
+            }
+            const auto above = issuer ? _pool->certificatesOf(*issuer, 1)
+                                      : std::vector<std::shared_ptr<const VELX509Certificate>>();
+            if (above.empty()) {
+                break;
+            }
+            parts = above.front()->parts();
+        }
+        _reasons.push_back({4, "identity-issuer-missing",
+                            name + " was issued under " + issuerNameOf(parts) +
+                                ", which is not in the keychains"});
+    }
+
+    /// Certificates that would do if they had their key.
+    void addCertificates() {
+        for (const std::string& der : _certificates) {
+            const auto parts = vel::x509::certificateParts(der);
+            const bool isIdentity =
+                std::ranges::find(_identities.certificates, der) != _identities.certificates.end();
+            if (parts && !isIdentity && der != _rootDER && leadsToRoot(*parts) &&
+                !parts->extensions.basicConstraints.value_or(vel::x509::BasicConstraints())
+                     .isAuthority) {
+                _reasons.push_back(
+                    {2, "identity-without-key", nameOfCertificate(der) + " has no private key"});
+            }
+        }
+    }
+
+    std::string_view _rootDER;
+    const AllIdentities& _identities;
+    std::vector<std::string> _certificates;
+    std::optional<VELCertificatePool> _pool;
+    std::set<std::string, std::less<>> _leading;
+    std::vector<Reason> _reasons;
+};
 
 Explanation explainExamined(Evidence evidence, Answers answers) {
     Refusals refusals;
@@ -140,12 +257,14 @@ std::optional<Explanation> explainIdentity(const VELDictionary& entry, Answers a
     if (identities->status == VELSecurityStatus::itemNotFound) {
         evidence.code = "identity-absent";
         evidence.text = "no identity that is valid now was issued under " + root;
+        if (const auto* all = answerOf<AllIdentities>(answers)) {
+            evidence = AbsentIdentity(*der, *all, answers).explain(std::move(evidence));
+        }
         return Explanation{Kind::fail, std::move(evidence)};
     }
     if (identities->status != VELSecurityStatus::success) {
-        evidence.code = "keychain-not-readable";
-        evidence.text = "the keychains cannot be read: " + statusText(identities->status);
-        return Explanation{Kind::fail, std::move(evidence)};
+        return Explanation{Kind::fail, unreadableKeychains(identities->status, answers,
+                                                           std::move(evidence.expected))};
     }
     return explainExamined(std::move(evidence), answers);
 }

@@ -28,14 +28,15 @@ struct Candidate {
 class ProcessWalk {
 public:
     explicit ProcessWalk(Answers answers)
-        : _listing(runOf(listingTool, answers)), _signatures(runsOf(signatureTool, answers)),
-          _subjects(runsOf(subjectTool, answers)) {}
+        : _answers(answers), _listing(runOf(listingTool, answers)),
+          _signatures(runsOf(signatureTool, answers)), _subjects(runsOf(subjectTool, answers)) {}
 
     std::optional<Explanation> explain(const VELValue& processes) {
         if (_listing == nullptr) {
             return std::nullopt;
         }
         if (auto failure = failureOf(*_listing, "listing-tool")) {
+            failure = explainedByHelper(_listing->command, _answers, *std::move(failure));
             failure->expected = processes;
             return Explanation{Kind::error, *std::move(failure)};
         }
@@ -131,6 +132,7 @@ private:
             return std::nullopt;
         }
         if (auto failure = failureOf(*signature, "signature-tool")) {
+            failure = explainedByHelper(signature->command, _answers, *std::move(failure));
             refuse(*failure, running + ", its signature cannot be read: " + failure->text);
             return std::nullopt;
         }
@@ -232,6 +234,7 @@ private:
         return count < runs.size() ? runs[count++] : nullptr;
     }
 
+    Answers _answers;
     const Run* _listing;
     std::vector<const Run*> _signatures;
     std::vector<const Run*> _subjects;

@@ -3,6 +3,7 @@
 
 #include "Base/VELDuration.h"
 #include "Base/VELText.h"
+#include "Platform/X509/VELSecurityStatusText.h"
 #include "Tools/vel-posture/DisplayText.h"
 
 #include <cmath>
@@ -10,10 +11,6 @@
 using vel::recorded::Run;
 
 namespace {
-
-bool asksWhy(const Run& run) {
-    return run.command.size() > 1 && run.command.back() == whyArgument;
-}
 
 std::string secondsText(std::chrono::nanoseconds time) {
     const long tenths = std::lround(vel::seconds(time) * 10);
@@ -28,6 +25,10 @@ bool isCode(std::string_view text) {
 }
 
 } // namespace
+
+bool asksWhy(const Run& run) {
+    return run.command.size() > 1 && run.command.back() == whyArgument;
+}
 
 std::vector<const Run*> runsOf(std::string_view tool, Answers answers) {
     std::vector<const Run*> runs = answersOf<Run>(answers);
@@ -95,18 +96,32 @@ Evidence unreadableOutput(const Run& run, const std::string& prefix) {
     return evidence;
 }
 
-Evidence silenceOf(std::string_view tool, Answers answers, Evidence otherwise) {
-    for (const Run* run : answersOf<Run>(answers)) {
-        if (run->command.empty() || run->command.front() != tool || !asksWhy(*run) ||
-            failureOf(*run, "")) {
+Evidence explainedByHelper(const std::vector<std::string>& command, Answers answers,
+                           Evidence evidence) {
+    std::vector<std::string> question = command;
+    question.emplace_back(whyArgument);
+    for (const Run* each : answersOf<Run>(answers)) {
+        if (each->command != question || failureOf(*each, "")) {
             continue;
         }
-        const std::string line = printedBy(*run).value_or("");
+        const std::string line = printedBy(*each).value_or("");
         const std::size_t colon = line.find(": ");
-        if (colon != std::string::npos && line.ends_with('\n') && isCode(line.substr(0, colon))) {
-            otherwise.code = line.substr(0, colon);
-            otherwise.text = printable(line.substr(colon + 2, line.size() - colon - 3));
+        if (colon != std::string::npos && line.ends_with('\n') && isCode(line.substr(0, colon)) &&
+            line.substr(0, colon) != "known") {
+            evidence.code = line.substr(0, colon);
+            evidence.text = printable(line.substr(colon + 2, line.size() - colon - 3));
         }
     }
-    return otherwise;
+    return evidence;
+}
+
+Evidence unreadableKeychains(VELSecurityStatus status, Answers answers, VELValue expected) {
+    Evidence evidence = {.code = "keychain-not-readable",
+                         .text = "the keychains cannot be read: status " +
+                                 std::to_string(vel::integerOfStatus(status)) + ", " +
+                                 vel::security::textOfStatus(status),
+                         .expected = std::move(expected),
+                         .found = vel::integerOfStatus(status),
+                         .source = "the keychains"};
+    return explainedByHelper({keychainTool}, answers, std::move(evidence));
 }

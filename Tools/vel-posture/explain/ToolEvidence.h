@@ -8,6 +8,9 @@
 /// The argument with which a helper says in a line why it prints nothing: "CODE: TEXT".
 inline constexpr std::string_view whyArgument = "--why";
 
+/// What stands for the keychain's tool reads the keychains; no check runs it as a task.
+inline constexpr const char* keychainTool = "/usr/bin/security";
+
 /// The runs of a tool of macOS, in order, without those that ask it why.
 std::vector<const vel::recorded::Run*> runsOf(std::string_view tool, Answers answers);
 
@@ -24,5 +27,13 @@ std::optional<std::string> printedBy(const vel::recorded::Run& run);
 /// That what a run printed could not be read.
 Evidence unreadableOutput(const vel::recorded::Run& run, const std::string& prefix);
 
-/// That a tool printed nothing: why it does, if it was asked and told; else `otherwise`.
-Evidence silenceOf(std::string_view tool, Answers answers, Evidence otherwise);
+/// Whether a run asked a helper why.
+bool asksWhy(const vel::recorded::Run& run);
+
+/// What a helper that failed or printed nothing when it was run with `command` says of it, if it
+/// was asked; else `evidence` as it is. The code and the text are the helper's own.
+Evidence explainedByHelper(const std::vector<std::string>& command, Answers answers,
+                           Evidence evidence);
+
+/// That the keychains answered with a status, as an error or a failure.
+Evidence unreadableKeychains(VELSecurityStatus status, Answers answers, VELValue expected);

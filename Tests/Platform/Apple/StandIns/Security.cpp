@@ -102,8 +102,32 @@ OSStatus copyCertificates(std::size_t limit, CFTypeRef* result) {
     return errSecSuccess;
 }
 
-OSStatus copyIdentities(const std::string& issuer, CFTypeRef* result) {
-    auto found = described().keychain().identities(issuer);
+class CertificateOfIdentity final : public VELIdentity {
+public:
+    explicit CertificateOfIdentity(std::shared_ptr<const VELCertificate> certificate)
+        : _certificate(std::move(certificate)) {}
+    [[nodiscard]] CertificateResult copyCertificate() const override {
+        return {VELSecurityStatus::success, _certificate};
+    }
+
+private:
+    std::shared_ptr<const VELCertificate> _certificate;
+};
+
+VELKeychain::IdentitiesResult allIdentities() {
+    const auto all = described().keychain().allIdentities();
+    VELKeychain::IdentitiesResult found = {all.status, {}};
+    for (const std::string& der : all.certificates) {
+        // Bytes that are no certificate are no identity on a Mac.
+        if (auto certificate = described().certificates().parseCertificate(der)) {
+            found.identities.push_back(
+                std::make_unique<CertificateOfIdentity>(std::move(certificate)));
+        }
+    }
+    return found;
+}
+
+OSStatus copyIdentities(VELKeychain::IdentitiesResult found, CFTypeRef* result) {
     if (found.status != VELSecurityStatus::success) {
         return vel::integerOfStatus(found.status);
     }
@@ -121,8 +145,8 @@ void keepQuery(const VELValue& query) {
     StandInMac::current().queries.push_back(query);
 }
 
-/// Answers two forms of query: certificates as data up to a limit, and all identities of one issuer
-/// that are valid now.
+/// Answers three forms of query: certificates as data up to a limit, all identities of one issuer
+/// that are valid now, and all identities.
 OSStatus answer(CFDictionaryRef query, CFTypeRef* result) {
     VELValue readable = standin::readable(query);
     keepQuery(readable);
@@ -140,7 +164,11 @@ OSStatus answer(CFDictionaryRef query, CFTypeRef* result) {
     if (limit == "kSecMatchLimitAll" && issuers != nullptr && CFArrayGetCount(issuers) == 1 &&
         readable == validIdentities) {
         const auto* issuer = static_cast<CFDataRef>(CFArrayGetValueAtIndex(issuers, 0));
-        return copyIdentities(standin::bytesOf(issuer), result);
+        return copyIdentities(described().keychain().identities(standin::bytesOf(issuer)), result);
+    }
+    if (limit == "kSecMatchLimitAll" &&
+        readable == VELValue{{"kSecClass", "kSecClassIdentity"}, {"kSecReturnRef", true}}) {
+        return copyIdentities(allIdentities(), result);
     }
     return errSecParam;
 }
