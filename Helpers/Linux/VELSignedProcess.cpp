@@ -184,6 +184,14 @@ signerOfProcess(const std::string& processID, const SignedProcessSources& source
     return result;
 }
 
+std::string objectionToAllSigners(const SignedProcessSources& sources) {
+    const Anchors anchors = readAnchors(sources.anchorFolder, sources.anchorOwner);
+    if (anchors.refusal.empty() && !anchors.isAnybody && anchors.certificates.empty()) {
+        return "no certificate is in " + sources.anchorFolder;
+    }
+    return anchors.refusal;
+}
+
 std::variant<SignerCertificates, SignatureRefusal>
 signerOfProcessInTime(const std::string& processID, const SignedProcessSources& sources,
                       std::chrono::milliseconds limit) {

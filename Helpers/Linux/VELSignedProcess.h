@@ -28,8 +28,11 @@ struct SignedProcessSources {
 std::variant<SignerCertificates, SignatureRefusal>
 signerOfProcess(const std::string& processID, const SignedProcessSources& sources);
 
-/// The same, asked in a child process: the files may be in a file system of somebody's own, which
-/// need not answer ever. Refused when they do not within `limit`.
+/// Why nobody at all is trusted as a signer; empty: somebody is.
+std::string objectionToAllSigners(const SignedProcessSources& sources);
+
+/// The same as `signerOfProcess`, asked in a child process: the files may be in a file system of
+/// somebody's own, which need not answer ever. Refused when they do not within `limit`.
 std::variant<SignerCertificates, SignatureRefusal>
 signerOfProcessInTime(const std::string& processID, const SignedProcessSources& sources,
                       std::chrono::milliseconds limit);

@@ -37,6 +37,11 @@ int extractCertificate(const vel::ToolValues& values) {
         sources.anchorFolder = values.at("--signers");
         sources.anchorOwner = ::geteuid();
     }
+    if (asksWhy) {
+        if (const std::string objection = vel::objectionToAllSigners(sources); !objection.empty()) {
+            return vel::sayWhy("signers-missing", objection);
+        }
+    }
     const auto result = vel::signerOfProcessInTime(processID, sources, timeLimit);
     if (const auto* refusal = std::get_if<vel::SignatureRefusal>(&result)) {
         const std::string reason = "process " + processID + ": " + refusal->reason;

@@ -661,10 +661,10 @@ TEST_F(AdministratorPages, QuotesEveryErrorResultWordForWord) {
     expectSameTexts(table({"Error result", "When"}), texts);
 }
 
-/// The sources of the checks, the pieces of each string literal joined.
-std::string sourcesOfChecks() {
+/// The sources in some folders, the pieces of each string literal joined.
+std::string sourcesIn(const std::vector<std::string>& folders) {
     std::string sources;
-    for (const char* folder : {"/Classes/Mac", "/Classes/Shared"}) {
+    for (const std::string& folder : folders) {
         for (const auto& file :
              std::filesystem::directory_iterator(std::string(VEL_SOURCE_DIRECTORY) + folder)) {
             sources += textOfFile(file.path());
@@ -673,8 +673,34 @@ std::string sourcesOfChecks() {
     return std::regex_replace(sources, std::regex("\"\\s*\n\\s*\""), "");
 }
 
+/// Codes may be put together of a beginning and an end.
+TEST_F(AdministratorPages, NameCodesOfReasonsThatExist) {
+    const std::string sources = sourcesIn({"/Tools/vel-posture/explain", "/Helpers/Linux"});
+    const auto isLiteral = [&sources](const std::string& text) {
+        return sources.find('"' + text + '"') != std::string::npos;
+    };
+    const auto pages = MarkdownDocument::read({"Documentation/why.md"});
+    ASSERT_EQ(pages.tables.size(), 2U);
+    unsigned count = 0;
+    for (const Row& row : pages.tables.at(1).rows) {
+        const std::regex code("`([a-z0-9-]+)`");
+        for (std::sregex_iterator match(row.front().begin(), row.front().end(), code), end;
+             match != end; ++match) {
+            const std::string name = (*match)[1];
+            bool exists = isLiteral(name);
+            for (std::size_t dash = name.find('-'); dash != std::string::npos && !exists;
+                 dash = name.find('-', dash + 1)) {
+                exists = isLiteral(name.substr(0, dash)) && isLiteral(name.substr(dash));
+            }
+            EXPECT_TRUE(exists) << name;
+            ++count;
+        }
+    }
+    EXPECT_GT(count, 20U);
+}
+
 TEST_F(AdministratorPages, QuotesLogLinesWordForWord) {
-    const std::string sources = sourcesOfChecks();
+    const std::string sources = sourcesIn({"/Classes/Mac", "/Classes/Shared"});
     unsigned lines = 0;
     for (const MarkdownTable& table : document.tables) {
         if (table.heading != Row{"Log line", "What it says"}) {

@@ -548,4 +548,24 @@ TEST(CertificatesInFile, ReadsPEMAndDER) {
               std::vector<std::string>());
 }
 
+TEST(CodeSignature, SaysWhyAProcessHasNoSigner) {
+    const TestFolder folder;
+    const auto why = [](const std::string& signers) {
+        return runProgram({toolProgram("code-signature"), "--display", "--extract-certificates",
+                           "0", "--signers", signers, "--why"});
+    };
+    const std::string missing = folder.path() + "/none";
+    EXPECT_EQ(why(missing), (ToolRun{0,
+                                     "signers-missing: the signer is not trusted: there is no "
+                                     "folder " +
+                                         missing + "\n",
+                                     ""}));
+    folder.write("empty/.hidden", "");
+    const std::string empty = folder.path() + "/empty";
+    EXPECT_EQ(why(empty).output, "signers-missing: no certificate is in " + empty + "\n");
+    folder.write("anybody/any", "");
+    EXPECT_EQ(why(folder.path() + "/anybody").output,
+              "signature-refused: process 0: there is no such process\n");
+}
+
 } // namespace

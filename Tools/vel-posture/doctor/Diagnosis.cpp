@@ -1,9 +1,14 @@
 // SPDX-License-Identifier: Apache-2.0
 #include "Tools/vel-posture/doctor/Diagnosis.h"
 
+#include "Classes/Mac/NSTask+Timeout.h"
+#include "Platform/Recording/VELRecordingPlatform.h"
 #include "Tools/vel-posture/explain/ExplainedEntry.h"
+#include "Tools/vel-posture/explain/ToolEvidence.h"
 
 #include <nlohmann/json.hpp>
+
+#include <unistd.h>
 
 #include <algorithm>
 #include <array>
@@ -17,6 +22,7 @@ struct Trouble {
     std::string_view remedy;
 };
 
+constexpr const char* signatureTool = "/usr/bin/codesign";
 constexpr std::string_view asRoot = "run as root";
 constexpr std::string_view asService =
     "give the service CAP_NET_ADMIN, and the network namespace whose rules it has to read";
@@ -42,6 +48,8 @@ constexpr std::array troubles = {
     Trouble{"domain-tool-*", ""},
     Trouble{"listing-*", ""},
     Trouble{"signature-tool-*", ""},
+    Trouble{"signers-missing",
+            "put the certificates of your publishers into /etc/vel_device_trust/signers"},
     Trouble{"no-process-visible", "mount /proc, without hidepid, where this program runs"},
     Trouble{"disk-session-failed", ""},
     Trouble{"mount-table-unreadable", "mount /proc where this program runs"},
@@ -76,6 +84,33 @@ Evidence serialNumberOf(const VELPlatform& platform) {
                             : "the machine has no serial number, or it may not be read"};
 }
 
+/// Whether signers are trusted at all. Nothing: no helper judges them, but the system itself.
+std::optional<Evidence> signersOf(const std::shared_ptr<const VELPlatform>& platform) {
+    const auto recording = std::make_shared<VELRecording>();
+    const VELRecordingPlatform recorded(platform, recording);
+    const std::vector<std::string> arguments = {"--display", "--extract-certificates",
+                                                std::to_string(::getpid())};
+    std::vector<std::string> question = arguments;
+    question.emplace_back(whyArgument);
+    const auto task = recorded.task(signatureTool, question, nullptr);
+    if (task->launchPath() == signatureTool) {
+        return std::nullopt;
+    }
+    static_cast<void>(runWithTimeout(task, toolTimeout, nullptr, recorded));
+    const auto answers = recording->takeAnswers();
+    Evidence evidence = {.code = "signers-trusted", .text = "there are signers to trust"};
+    if (const auto* run = answerOf<vel::recorded::Run>(answers)) {
+        if (auto failure = failureOf(*run, "signature-tool")) {
+            return failure;
+        }
+    }
+    std::vector<std::string> command = {signatureTool};
+    command.insert(command.end(), arguments.begin(), arguments.end());
+    const Evidence reason = explainedByHelper(command, answers, evidence);
+    // That this very program is not signed is an answer.
+    return reason.code == "signature-refused" ? evidence : reason;
+}
+
 /// An entry that asks a source and wants nothing of its answer.
 struct Probe {
     const char* source;
@@ -100,6 +135,9 @@ std::vector<Diagnosis> diagnosesOf(const std::shared_ptr<const VELPlatform>& pla
     for (const Probe& probe : probes()) {
         diagnoses.push_back(
             diagnosisOf(probe.source, runExplained(probe.entry, platform).evidence));
+    }
+    if (const auto signers = signersOf(platform)) {
+        diagnoses.push_back(diagnosisOf("signers", *signers));
     }
     diagnoses.push_back(diagnosisOf("serial number", serialNumberOf(*platform)));
     return diagnoses;

@@ -220,12 +220,11 @@ std::optional<Explanation> explainStatusFile(Evidence volumes, Answers answers) 
                         : !status          ? "status-file-malformed"
                         : other != nullptr ? "status-file-state-not-text"
                                            : "status-file-without-state";
-        evidence.text += !contents->bytes ? "; the status file cannot be read"
-                         : !status        ? "; the status file is no property list"
-                         : other != nullptr
-                             ? "; the status file's encryptionState is " +
-                                   printable(vel::compactText(*other)) + ", not a string"
-                             : "; the status file has no encryptionState";
+        evidence.text += !contents->bytes   ? "; the status file cannot be read"
+                         : !status          ? "; the status file is no property list"
+                         : other != nullptr ? "; the status file's encryptionState is " +
+                                                  shownValue(*other) + ", not a string"
+                                            : "; the status file has no encryptionState";
         return Explanation{Kind::error, std::move(evidence)};
     }
     evidence.found = *state;

@@ -1,6 +1,7 @@
 // SPDX-License-Identifier: Apache-2.0
 #include "Tools/vel-posture/explain/Explanation.h"
 
+#include "Base/VELJSON.h"
 #include "Platform/X509/VELCertificateParts.h"
 #include "Platform/X509/VELX509Name.h"
 #include "Tools/vel-posture/DisplayText.h"
@@ -13,6 +14,7 @@ namespace {
 
 constexpr std::size_t mostParts = 5;
 constexpr std::size_t widestCertificateName = 60;
+constexpr std::size_t widestValue = 60;
 
 bool isPlain(char character) {
     return (character >= 'a' && character <= 'z') || (character >= 'A' && character <= 'Z') ||
@@ -35,6 +37,10 @@ std::string named(std::string_view text) {
     return !text.empty() && text.size() <= 60 && std::ranges::all_of(text, isPlain)
                ? std::string(text)
                : finding::quoted(text);
+}
+
+std::string shownValue(const VELValue& value) {
+    return truncated(printable(vel::compactText(value)), widestValue);
 }
 
 std::string sentence(const std::vector<std::string>& parts) {

@@ -64,6 +64,9 @@ Explanation wrongType(const std::string& path, const VELValue& value, std::strin
 /// A text from outside within a sentence: in quotes, unless it is a plain word such as "14.5".
 std::string named(std::string_view text);
 
+/// A value from outside within a sentence: as JSON, cut short.
+std::string shownValue(const VELValue& value);
+
 /// "a; b; c", after a few of many "and 12 more".
 std::string sentence(const std::vector<std::string>& parts);
 

@@ -1,9 +1,7 @@
 // SPDX-License-Identifier: Apache-2.0
 #include "Classes/Mac/VELFirewallCheck.h"
-#include "Tools/vel-posture/explain/ToolEvidence.h"
-
-#include "Base/VELJSON.h"
 #include "Tools/vel-posture/DisplayText.h"
+#include "Tools/vel-posture/explain/ToolEvidence.h"
 
 using namespace vel::recorded;
 using Kind = CheckOutcome::Kind;
@@ -27,8 +25,7 @@ Explanation state(std::int64_t number, Evidence evidence) {
 std::string unusableState(Answers answers) {
     for (const auto* stored : answersOf<PreferenceValue>(answers)) {
         if (stored->value) {
-            return "the stored state is " + printable(vel::compactText(*stored->value)) +
-                   ", which is no integer";
+            return "the stored state is " + shownValue(*stored->value) + ", which is no integer";
         }
     }
     return "no state is stored";

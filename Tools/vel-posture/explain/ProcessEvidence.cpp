@@ -160,8 +160,8 @@ private:
                         running + ", signed by " + named(*unit), *unit);
         }
         const std::string wantedText =
-            ", wanted " + (wanted.is_string() ? named(wanted.get_ref<const std::string&>())
-                                              : printable(vel::compactText(wanted)));
+            ", wanted " +
+            (wanted.is_string() ? named(wanted.get_ref<const std::string&>()) : shownValue(wanted));
         Evidence evidence = {.code = "signer-differs",
                              .found = found(candidate, unit ? VELValue(*unit) : VELValue()),
                              .source = subject->launchPath};
