@@ -127,7 +127,9 @@ struct Run {
     /// The tool of macOS and its arguments.
     std::vector<std::string> command;
     /// The executable that stood for the tool.
-    std::string launchPath;
+    std::string launchPath = {};
+    /// The command that was launched before in the task's working place. Empty: none, or no place.
+    std::vector<std::string> after = {};
     /// Set when it was not launched; nothing below counts then.
     std::optional<std::string> launchFailure = std::nullopt;
     /// From the launch to the exit that was waited for.

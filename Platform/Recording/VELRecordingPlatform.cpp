@@ -59,7 +59,8 @@ std::optional<std::string> VELRecordingPlatform::serialNumber() const {
 }
 
 std::shared_ptr<const VELWorkingPlace> VELRecordingPlatform::openWorkingPlace() const {
-    return _recorder.platform().openWorkingPlace();
+    return std::make_shared<const VELRecordingWorkingPlace>(
+        _recorder.platform().openWorkingPlace());
 }
 
 std::shared_ptr<VELTask>
@@ -67,9 +68,11 @@ VELRecordingPlatform::task(std::string_view tool, std::vector<std::string> argum
                            std::shared_ptr<const VELWorkingPlace> place) const {
     std::vector<std::string> command = {std::string(tool)};
     command.insert(command.end(), arguments.begin(), arguments.end());
-    return std::make_shared<VELRecordingTask>(
-        _recorder, std::move(command),
-        _recorder.platform().task(tool, std::move(arguments), std::move(place)));
+    auto recordingPlace = std::dynamic_pointer_cast<const VELRecordingWorkingPlace>(place);
+    auto task = _recorder.platform().task(tool, std::move(arguments),
+                                          recordingPlace ? recordingPlace->place() : nullptr);
+    return std::make_shared<VELRecordingTask>(_recorder, std::move(command),
+                                              std::move(recordingPlace), std::move(task));
 }
 
 const VELWorkQueue& VELRecordingPlatform::workQueue() const {

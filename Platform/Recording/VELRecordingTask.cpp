@@ -3,29 +3,56 @@
 
 using vel::recorded::Run;
 
+std::vector<std::string> VELRecordingWorkingPlace::lastCommand() const {
+    const std::scoped_lock lock(_mutex);
+    return _lastCommand;
+}
+
+void VELRecordingWorkingPlace::setLastCommand(std::vector<std::string> command) const {
+    const std::scoped_lock lock(_mutex);
+    _lastCommand = std::move(command);
+}
+
 VELRecordingTask::VELRecordingTask(VELRecorder recorder, std::vector<std::string> command,
+                                   std::shared_ptr<const VELRecordingWorkingPlace> place,
                                    std::shared_ptr<VELTask> task)
-    : _recorder(std::move(recorder)),
-      _task(std::move(task)), _run{.command = std::move(command),
-                                   .launchPath = _task->launchPath()} {}
+    : _recorder(std::move(recorder)), _place(std::move(place)),
+      _task(std::move(task)), _run{.command = std::move(command)} {}
 
 const std::string& VELRecordingTask::launchPath() const {
     return _task->launchPath();
 }
 
 void VELRecordingTask::launch() {
-    _launchTime = now();
+    const VELTimePoint start = now();
     try {
         _task->launch();
     } catch (const VELTaskLaunchFailure& failure) {
-        _recorder.recording().add(now() - _launchTime, [&] {
+        _recorder.recording().add(now() - start, [&] {
             Run run = _run;
+            describeLaunch(run);
             run.launchFailure = failure.what();
             return run;
         });
         throw;
     }
+    _launchTime = now();
     _isLaunched = true;
+    try {
+        describeLaunch(_run);
+        if (_place != nullptr) {
+            _place->setLastCommand(_run.command);
+        }
+    } catch (const std::bad_alloc&) {
+        _recorder.recording().setIncomplete();
+    }
+}
+
+void VELRecordingTask::describeLaunch(Run& run) const {
+    run.launchPath = _task->launchPath();
+    if (_place != nullptr) {
+        run.after = _place->lastCommand();
+    }
 }
 
 bool VELRecordingTask::isRunning() const {
@@ -43,7 +70,12 @@ void VELRecordingTask::terminate() {
 }
 
 void VELRecordingTask::waitUntilExit() {
-    _task->waitUntilExit();
+    try {
+        _task->waitUntilExit();
+    } catch (...) {
+        _recorder.recording().setIncomplete();
+        throw;
+    }
     _run.runningTime = now() - _launchTime;
 }
 

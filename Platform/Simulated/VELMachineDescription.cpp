@@ -108,10 +108,12 @@ public:
         return *moment;
     }
 
-    /// Any value but null, which no store holds.
-    [[nodiscard]] const VELValue& stored() const {
-        require(!_value.is_null(), "is null");
-        return _value;
+    /// An integer of 64 bits.
+    [[nodiscard]] bool isInteger64() const {
+        using Limits = std::numeric_limits<std::int64_t>;
+        return _value.is_number_integer() &&
+               (!_value.is_number_unsigned() ||
+                _value.get<std::uint64_t>() <= std::uint64_t{Limits::max()});
     }
 
     /// Refuses the description unless `condition` holds of this value.
@@ -156,26 +158,61 @@ void readKeys(const Described& described, std::span<const Key<Part>> keys, Part&
     }
 }
 
-VELSimulatedPreferences::Store preferenceStore(const Described& applications) {
+constexpr Key<std::optional<std::string>> bytesKeys[] = {
+    {"base64",
+     [](const Described& value, std::optional<std::string>& bytes) { bytes = value.bytes(); }},
+};
+
+/// A text, or an object with the bytes of one that may be no UTF-8.
+std::string textOrBytes(const Described& value) {
+    if (value.value().is_string()) {
+        return value.text();
+    }
+    value.require(value.value().is_object(), "is neither a string nor an object");
+    std::optional<std::string> bytes;
+    readKeys<std::optional<std::string>>(value, bytesKeys, bytes);
+    value.require(bytes.has_value(), "has no base64");
+    return std::move(*bytes);
+}
+
+/// `read` returns the value of a key, or refuses it.
+template <typename Read>
+VELSimulatedPreferences::Store preferenceStore(const Described& applications, const Read& read) {
     VELSimulatedPreferences::Store store;
     for (const auto& [applicationID, values] : applications.object().items()) {
         const Described application = applications.entry(applicationID, values);
         auto& stored = store[applicationID];
         for (const auto& [key, value] : application.object().items()) {
-            stored[key] = application.entry(key, value).stored();
+            stored[key] = read(application.entry(key, value));
         }
     }
     return store;
 }
 
+/// Any value but null, which no store holds.
+VELValue storedValue(const Described& value) {
+    value.require(!value.value().is_null(), "is null");
+    return value.value();
+}
+
+VELValue integerAnswer(const Described& value) {
+    value.require(value.value().is_null() || value.isInteger64(),
+                  "is neither an integer of 64 bits nor null");
+    return value.value();
+}
+
 constexpr Key<VELSimulatedPreferences> preferenceKeys[] = {
     {"machine",
      [](const Described& value, VELSimulatedPreferences& preferences) {
-         preferences.machine = preferenceStore(value);
+         preferences.machine = preferenceStore(value, storedValue);
      }},
     {"user",
      [](const Described& value, VELSimulatedPreferences& preferences) {
-         preferences.user = preferenceStore(value);
+         preferences.user = preferenceStore(value, storedValue);
+     }},
+    {"integers",
+     [](const Described& value, VELSimulatedPreferences& preferences) {
+         preferences.integers = preferenceStore(value, integerAnswer);
      }},
 };
 
@@ -191,13 +228,27 @@ std::vector<std::string> commandOf(const Described& value) {
 constexpr Key<VELSimulatedRun> runKeys[] = {
     {"command",
      [](const Described& value, VELSimulatedRun& run) { run.command = commandOf(value); }},
+    {"launchPath",
+     [](const Described& value, VELSimulatedRun& run) { run.launchPath = textOrBytes(value); }},
+    {"after", [](const Described& value, VELSimulatedRun& run) { run.after = commandOf(value); }},
     {"output", [](const Described& value, VELSimulatedRun& run) { run.output = value.text(); }},
     {"outputBase64",
      [](const Described& value, VELSimulatedRun& run) { run.output = value.bytes(); }},
+    {"pipeCapacity",
+     [](const Described& value, VELSimulatedRun& run) {
+         value.require(value.integer() >= 0, "is negative");
+         run.pipeCapacity = static_cast<std::size_t>(value.integer());
+     }},
+    {"outputUnreadable",
+     [](const Described& value, VELSimulatedRun& run) { run.outputReadFails = value.boolean(); }},
+    {"secondsOutputIsHeld",
+     [](const Described& value, VELSimulatedRun& run) {
+         run.secondsOutputIsHeld = value.seconds();
+     }},
     {"status", [](const Described& value, VELSimulatedRun& run) { run.status = value.integer(); }},
     {"signal", [](const Described& value, VELSimulatedRun& run) { run.signal = value.integer(); }},
     {"launchFailure",
-     [](const Described& value, VELSimulatedRun& run) { run.launchFailure = value.text(); }},
+     [](const Described& value, VELSimulatedRun& run) { run.launchFailure = textOrBytes(value); }},
     {"seconds",
      [](const Described& value, VELSimulatedRun& run) { run.seconds = value.seconds(); }},
     {"statusOnTermination",
@@ -281,10 +332,10 @@ constexpr Key<VELSimulatedDisk> diskKeys[] = {
 };
 
 constexpr Key<VELSimulatedMount> mountKeys[] = {
-    {"type",
-     [](const Described& value, VELSimulatedMount& mount) { mount.fileSystemType = value.text(); }},
-    {"path",
-     [](const Described& value, VELSimulatedMount& mount) { mount.mountPoint = value.text(); }},
+    {"type", [](const Described& value,
+                VELSimulatedMount& mount) { mount.fileSystemType = textOrBytes(value); }},
+    {"path", [](const Described& value,
+                VELSimulatedMount& mount) { mount.mountPoint = textOrBytes(value); }},
     {"disk",
      [](const Described& value, VELSimulatedMount& mount) {
          mount.disk.emplace();
@@ -353,6 +404,74 @@ constexpr Key<VELSimulatedIdentity> identityKeys[] = {
      }},
 };
 
+std::vector<VELSimulatedIdentity> identitiesOf(const Described& value) {
+    std::vector<VELSimulatedIdentity> identities;
+    for (const VELValue& identity : value.list()) {
+        const Described described = value.element(identities.size(), identity);
+        readKeys<VELSimulatedIdentity>(described, identityKeys, identities.emplace_back());
+        described.require(identity.contains("certificate"), "has no certificate");
+    }
+    return identities;
+}
+
+constexpr Key<VELSimulatedIdentityQuery> identityQueryKeys[] = {
+    {"issuer", [](const Described& value,
+                  VELSimulatedIdentityQuery& query) { query.issuer = value.bytes(); }},
+    {"status", [](const Described& value,
+                  VELSimulatedIdentityQuery& query) { query.status = value.status(); }},
+    {"identities",
+     [](const Described& value, VELSimulatedIdentityQuery& query) {
+         query.identities = identitiesOf(value);
+     }},
+};
+
+/// The parts of an error before it is made.
+struct DescribedError {
+    std::string domain;
+    std::int64_t code = 0;
+    VELDictionary userInfo = VELValue::object();
+};
+
+constexpr Key<DescribedError> errorKeys[] = {
+    {"domain", [](const Described& value, DescribedError& error) { error.domain = value.text(); }},
+    {"code",
+     [](const Described& value, DescribedError& error) {
+         value.require(value.isInteger64(), "is not an integer of 64 bits");
+         error.code = value.value().get<std::int64_t>();
+     }},
+    {"userInfo",
+     [](const Described& value, DescribedError& error) { error.userInfo = value.object(); }},
+};
+
+VELError errorOf(const Described& value) {
+    DescribedError error;
+    readKeys<DescribedError>(value, errorKeys, error);
+    return {error.domain, error.code, error.userInfo};
+}
+
+constexpr Key<VELSimulatedTrust> trustKeys[] = {
+    {"certificate",
+     [](const Described& value, VELSimulatedTrust& trust) { trust.certificate = value.bytes(); }},
+    {"trustStatus",
+     [](const Described& value, VELSimulatedTrust& trust) { trust.trustStatus = value.status(); }},
+    {"anchor",
+     [](const Described& value, VELSimulatedTrust& trust) { trust.anchor = value.bytes(); }},
+    {"anchorsStatus", [](const Described& value,
+                         VELSimulatedTrust& trust) { trust.anchorsStatus = value.status(); }},
+    {"trusted",
+     [](const Described& value, VELSimulatedTrust& trust) { trust.isTrusted = value.boolean(); }},
+    {"error",
+     [](const Described& value, VELSimulatedTrust& trust) { trust.error = errorOf(value); }},
+};
+
+VELSimulatedTrust trustOf(const Described& value) {
+    VELSimulatedTrust trust;
+    readKeys<VELSimulatedTrust>(value, trustKeys, trust);
+    value.require(value.value().contains("certificate"), "has no certificate");
+    value.require(!trust.isTrusted || !trust.error, "is trusted and has an error");
+    return trust;
+}
+
 constexpr Key<VELSimulatedKeychain> keychainKeys[] = {
     {"certificates",
      [](const Described& value, VELSimulatedKeychain& keychain) {
@@ -367,16 +486,27 @@ constexpr Key<VELSimulatedKeychain> keychainKeys[] = {
      }},
     {"identities",
      [](const Described& value, VELSimulatedKeychain& keychain) {
-         for (const VELValue& identity : value.list()) {
-             const Described described = value.element(keychain.identityList.size(), identity);
-             readKeys<VELSimulatedIdentity>(described, identityKeys,
-                                            keychain.identityList.emplace_back());
-             described.require(identity.contains("certificate"), "has no certificate");
-         }
+         keychain.identityList = identitiesOf(value);
      }},
     {"identitiesStatus",
      [](const Described& value, VELSimulatedKeychain& keychain) {
          keychain.identitiesStatus = value.status();
+     }},
+    {"identityQueries",
+     [](const Described& value, VELSimulatedKeychain& keychain) {
+         for (const VELValue& query : value.list()) {
+             const Described described = value.element(keychain.identityQueries.size(), query);
+             readKeys<VELSimulatedIdentityQuery>(described, identityQueryKeys,
+                                                 keychain.identityQueries.emplace_back());
+             described.require(query.contains("issuer"), "has no issuer");
+         }
+     }},
+    {"trust",
+     [](const Described& value, VELSimulatedKeychain& keychain) {
+         for (const VELValue& trust : value.list()) {
+             const std::size_t index = keychain.trustAnswers.size();
+             keychain.trustAnswers.push_back(trustOf(value.element(index, trust)));
+         }
      }},
 };
 

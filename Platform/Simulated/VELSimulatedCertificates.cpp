@@ -3,7 +3,9 @@
 
 #include "Platform/Simulated/VELSimulatedHandle.h"
 
+#include <algorithm>
 #include <utility>
+#include <vector>
 
 namespace {
 
@@ -12,9 +14,11 @@ using Counts = VELSimulatedCertificates::Counts;
 
 class Trust final : public VELTrust {
 public:
-    Trust(std::unique_ptr<VELTrust> trust, VELSecurityStatus anchorsStatus, Counts& counts)
-        : _trust(std::move(trust)), _anchorsStatus(anchorsStatus), _counts(counts),
-          _handle(counts.handedOut) {}
+    /// `answers` are those for this certificate, whose anchors differ.
+    Trust(std::unique_ptr<VELTrust> trust, VELSecurityStatus anchorsStatus,
+          std::vector<const VELSimulatedTrust*> answers, Counts& counts)
+        : _trust(std::move(trust)), _anchorsStatus(anchorsStatus), _answers(std::move(answers)),
+          _counts(counts), _handle(counts.handedOut) {}
 
     VELSecurityStatus setOnlyAnchor(std::shared_ptr<const VELCertificate> anchor) override {
         ++_counts.anchors;
@@ -22,18 +26,30 @@ public:
                 std::dynamic_pointer_cast<const VELSimulatedIdentityCertificate>(anchor)) {
             anchor = own->certificate();
         }
+        const auto answer = std::ranges::find_if(
+            _answers, [&](const auto* known) { return known->anchor == anchor->der(); });
+        _answer = answer != _answers.end() ? *answer : nullptr;
+        if (_answer != nullptr) {
+            return _answer->anchorsStatus;
+        }
         return _anchorsStatus != success ? _anchorsStatus
                                          : _trust->setOnlyAnchor(std::move(anchor));
     }
 
     bool evaluate(std::optional<VELError>* error) override {
         ++_counts.evaluations;
+        if (_answer != nullptr) {
+            *error = _answer->error;
+            return _answer->isTrusted;
+        }
         return _trust->evaluate(error);
     }
 
 private:
     std::unique_ptr<VELTrust> _trust;
     VELSecurityStatus _anchorsStatus;
+    std::vector<const VELSimulatedTrust*> _answers;
+    const VELSimulatedTrust* _answer = nullptr; // for the anchor that was set
     Counts& _counts;
     VELSimulatedHandle _handle;
 };
@@ -41,7 +57,7 @@ private:
 } // namespace
 
 VELSimulatedCertificates::VELSimulatedCertificates(const VELSimulatedKeychain& keychain)
-    : VELX509Certificates([&keychain] { return keychain.moment(); }) {}
+    : VELX509Certificates([&keychain] { return keychain.moment(); }), _keychain(keychain) {}
 
 std::optional<std::vector<std::string>>
 VELSimulatedCertificates::commonNames(std::string_view der) const {
@@ -52,6 +68,15 @@ VELSimulatedCertificates::commonNames(std::string_view der) const {
 VELCertificates::TrustResult
 VELSimulatedCertificates::createTrust(std::shared_ptr<const VELCertificate> certificate) const {
     ++counts.trusts;
+    std::vector<const VELSimulatedTrust*> answers;
+    for (const VELSimulatedTrust& known : _keychain.trustAnswers) {
+        if (known.certificate == certificate->der()) {
+            if (known.trustStatus != success) {
+                return {known.trustStatus, nullptr};
+            }
+            answers.push_back(&known);
+        }
+    }
     VELSecurityStatus anchorsStatus = success;
     if (const auto own =
             std::dynamic_pointer_cast<const VELSimulatedIdentityCertificate>(certificate)) {
@@ -63,7 +88,8 @@ VELSimulatedCertificates::createTrust(std::shared_ptr<const VELCertificate> cert
     }
     TrustResult result = VELX509Certificates::createTrust(std::move(certificate));
     if (result.status == success) {
-        result.trust = std::make_unique<Trust>(std::move(result.trust), anchorsStatus, counts);
+        result.trust = std::make_unique<Trust>(std::move(result.trust), anchorsStatus,
+                                               std::move(answers), counts);
     }
     return result;
 }

@@ -11,7 +11,8 @@
 #include <string_view>
 #include <vector>
 
-/// Certificates at the date of a simulated keychain, whose identities say how trust in them fails.
+/// Certificates at the date of a simulated keychain, whose identities say how trust in them fails,
+/// and which may know what trust comes to.
 /// Counts what it is asked, and how much of what it handed out is still out.
 class VELSimulatedCertificates final : public VELX509Certificates {
 public:
@@ -32,4 +33,7 @@ public:
     commonNames(std::string_view der) const override;
     [[nodiscard]] TrustResult
     createTrust(std::shared_ptr<const VELCertificate> certificate) const override;
+
+private:
+    const VELSimulatedKeychain& _keychain;
 };

@@ -21,6 +21,9 @@ public:
         if (_identity.certificateStatus != success) {
             return {_identity.certificateStatus, nullptr};
         }
+        if (_certificate == nullptr) {
+            return {parameter, nullptr};
+        }
         return {success, std::make_shared<VELSimulatedIdentityCertificate>(_certificate, _identity,
                                                                            _counts.handedOut)};
     }
@@ -76,8 +79,25 @@ std::shared_ptr<const VELCertificatePool> VELSimulatedKeychain::pool() const {
     return std::make_shared<const VELCertificatePool>(all);
 }
 
+VELKeychain::IdentitiesResult
+VELSimulatedKeychain::answer(const VELSimulatedIdentityQuery& query) const {
+    std::vector<std::unique_ptr<VELIdentity>> found;
+    const auto issuers = pool();
+    for (const VELSimulatedIdentity& identity : query.identities) {
+        found.push_back(std::make_unique<Identity>(
+            VELX509Certificate::parse(identity.certificate, issuers), identity, counts));
+    }
+    const VELSecurityStatus status = query.status.value_or(found.empty() ? itemNotFound : success);
+    return {status, std::move(found)};
+}
+
 VELKeychain::IdentitiesResult VELSimulatedKeychain::identities(const std::string& issuer) const {
     ++counts.identities;
+    const auto query =
+        std::ranges::find(identityQueries, issuer, &VELSimulatedIdentityQuery::issuer);
+    if (query != identityQueries.end()) {
+        return answer(*query);
+    }
     if (identitiesStatus.value_or(success) != success) {
         return {*identitiesStatus, {}};
     }

@@ -4,6 +4,7 @@
 #include "Base/VELMoment.h"
 #include "Platform/Simulated/VELSimulatedHandle.h"
 #include "Platform/X509/VELX509Keychain.h"
+#include "vel_device_trust/VELError.h"
 
 #include <atomic>
 #include <memory>
@@ -17,6 +18,27 @@ struct VELSimulatedIdentity {
     VELSecurityStatus certificateStatus = VELSecurityStatus::success;
     VELSecurityStatus trustStatus = VELSecurityStatus::success;
     VELSecurityStatus anchorsStatus = VELSecurityStatus::success;
+};
+
+/// What a query for the identities of one issuer answers, in plain data.
+struct VELSimulatedIdentityQuery {
+    std::string issuer = {}; ///< normalised subject
+    /// Absent: `success`, or `itemNotFound` without an identity.
+    std::optional<VELSecurityStatus> status = std::nullopt;
+    /// All are answered, whatever their issuer and validity.
+    std::vector<VELSimulatedIdentity> identities = {};
+};
+
+/// The trust in one certificate, in plain data.
+struct VELSimulatedTrust {
+    std::string certificate = {}; ///< DER
+    VELSecurityStatus trustStatus = VELSecurityStatus::success;
+    /// DER. What is below is said of this anchor alone.
+    std::optional<std::string> anchor = std::nullopt;
+    VELSecurityStatus anchorsStatus = VELSecurityStatus::success;
+    bool isTrusted = false;
+    /// Why it is not trusted.
+    std::optional<VELError> error = std::nullopt;
 };
 
 /// An identity's certificate, which knows whose it is. The keychain outlives it.
@@ -61,6 +83,11 @@ public:
     /// looked for.
     std::optional<VELSecurityStatus> identitiesStatus;
 
+    /// Queries whose answers are known: nothing is looked for then.
+    std::vector<VELSimulatedIdentityQuery> identityQueries;
+    /// Trust that is known: nothing is evaluated then.
+    std::vector<VELSimulatedTrust> trustAnswers;
+
     struct Counts {
         std::atomic<unsigned> certificates = 0;
         std::atomic<unsigned> identities = 0;
@@ -77,4 +104,5 @@ public:
 
 private:
     [[nodiscard]] std::shared_ptr<const VELCertificatePool> pool() const;
+    [[nodiscard]] IdentitiesResult answer(const VELSimulatedIdentityQuery& query) const;
 };

@@ -28,7 +28,7 @@ VELPreferences::IntegerValue
 VELSimulatedPreferences::appIntegerValue(std::string_view key,
                                          std::string_view applicationID) const {
     ++appIntegerValueCalls;
-    for (const Store* store : {&user, &machine}) {
+    for (const Store* store : {&integers, &user, &machine}) {
         if (const VELValue* value = find(*store, key, applicationID)) {
             return integerValue(value);
         }

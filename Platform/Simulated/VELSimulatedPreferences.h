@@ -18,6 +18,9 @@ public:
 
     Store machine;
     Store user;
+    /// What `appIntegerValue` answers, whatever the stores hold: an integer of 64 bits, or null for
+    /// not found.
+    Store integers;
 
     mutable std::atomic<unsigned> copyValueCalls = 0;
     mutable std::atomic<unsigned> appIntegerValueCalls = 0;
@@ -26,7 +29,7 @@ public:
                                                     std::string_view applicationID,
                                                     VELPreferencesScope scope) const override;
 
-    /// Looks for the user first, then machine-wide.
+    /// Looks in the integers first, then for the user, then machine-wide.
     [[nodiscard]] IntegerValue appIntegerValue(std::string_view key,
                                                std::string_view applicationID) const override;
 };

@@ -54,33 +54,48 @@ void VELSimulatedTaskRecord::add(std::shared_ptr<const VELSimulatedWorkingPlace>
 }
 
 const VELSimulatedRun* VELSimulatedTaskRecord::nextRun(const std::vector<VELSimulatedRun>& runs,
-                                                       const std::vector<std::string>& command) {
+                                                       const std::vector<std::string>& command,
+                                                       const std::vector<std::string>& last) {
     const std::scoped_lock lock(_mutex);
-    std::size_t& used = _usedRuns[command];
-    const VELSimulatedRun* last = nullptr;
-    std::size_t position = 0;
-    for (const VELSimulatedRun& run : runs) {
-        if (run.command != command) {
-            continue;
+    const auto nextAfter = [&](const std::vector<std::string>& after) {
+        std::size_t& used = _usedRuns[{command, after}];
+        const VELSimulatedRun* found = nullptr;
+        std::size_t position = 0;
+        for (const VELSimulatedRun& run : runs) {
+            if (run.command != command || run.after != after) {
+                continue;
+            }
+            found = &run;
+            if (position++ == used) {
+                ++used;
+                break;
+            }
         }
-        last = &run;
-        if (position++ == used) {
-            ++used;
-            break;
-        }
-    }
-    return last;
+        return found;
+    };
+    const VELSimulatedRun* run = nextAfter(last);
+    return run != nullptr ? run : nextAfter({});
+}
+
+std::vector<std::string> VELSimulatedWorkingPlace::lastCommand() const {
+    const std::scoped_lock lock(_mutex);
+    return _lastCommand;
+}
+
+void VELSimulatedWorkingPlace::setLastCommand(std::vector<std::string> command) const {
+    const std::scoped_lock lock(_mutex);
+    _lastCommand = std::move(command);
 }
 
 VELSimulatedTask::VELSimulatedTask(std::vector<std::string> command,
                                    std::shared_ptr<const VELSimulatedWorkingPlace> place,
                                    const std::vector<VELSimulatedRun>& runs,
                                    const VELSimulatedTime& time, VELSimulatedTaskRecord& record)
-    : _command(std::move(command)), _place(std::move(place)), _runs(runs), _time(time),
-      _record(record) {}
+    : _command(std::move(command)), _launchPath(_command.front()), _place(std::move(place)),
+      _runs(runs), _time(time), _record(record) {}
 
 const std::string& VELSimulatedTask::launchPath() const {
-    return _command.front();
+    return _launchPath;
 }
 
 void VELSimulatedTask::note(Kind kind) const {
@@ -105,16 +120,21 @@ void VELSimulatedTask::launch() {
     if (_place != nullptr && !_place->isMade) {
         throw VELTaskLaunchFailure("no working place on this machine");
     }
-    const VELSimulatedRun* run = _record.nextRun(_runs, _command);
+    const VELSimulatedRun* run = _record.nextRun(
+        _runs, _command, _place ? _place->lastCommand() : std::vector<std::string>());
     if (run == nullptr) {
         throw VELTaskLaunchFailure("no such tool on this machine");
     }
+    _launchPath = run->launchPath.value_or(_launchPath);
     if (run->launchFailure) {
         throw VELTaskLaunchFailure(*run->launchFailure);
     }
+    if (_place != nullptr) {
+        _place->setLastCommand(_command);
+    }
     _run = *run;
     _status = run->signal.value_or(run->status);
-    if (run->output.size() <= pipeCapacity) {
+    if (run->output.size() <= run->pipeCapacity) {
         _exitMoment = vel::momentAfter(_time.now(), vel::nanoseconds(run->seconds));
     }
 }
@@ -173,7 +193,7 @@ std::optional<std::string> VELSimulatedTask::readOutputToEnd(VELTimePoint deadli
         return std::nullopt;
     }
     _time.advanceTo(end);
-    return _run->output.substr(0, pipeCapacity);
+    return _run->output.substr(0, _run->pipeCapacity);
 }
 
 void VELSimulatedTask::close() noexcept {

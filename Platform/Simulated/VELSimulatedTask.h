@@ -14,15 +14,27 @@
 #include <optional>
 #include <ostream>
 #include <string>
+#include <utility>
 #include <vector>
 
 /// One run of a tool, in plain data.
 struct VELSimulatedRun {
+    /// How many bytes a pipe holds, unless a run says otherwise.
+    static constexpr std::size_t usualPipeCapacity = 65'536;
+
     /// Launch path and arguments: those of the task, exactly.
     std::vector<std::string> command = {};
 
-    /// Bytes of standard output. More than a pipe holds block the tool until it is ended.
+    /// The path of the executable, which messages show. Absent: the tool's own.
+    std::optional<std::string> launchPath = std::nullopt;
+
+    /// Serves only a task in whose working place this command was launched last. Empty: any task
+    /// that no other run serves for that reason.
+    std::vector<std::string> after = {};
+
+    /// Bytes of standard output. More than the pipe holds block the tool until it is ended.
     std::string output = {};
+    std::size_t pipeCapacity = usualPipeCapacity;
 
     std::int32_t status = 0;
 
@@ -53,12 +65,20 @@ struct VELSimulatedRun {
     bool statusIsLost = false;
 };
 
-/// A working place, of which nothing but its identity matters.
+/// A working place, which knows the command that was launched in it last.
 class VELSimulatedWorkingPlace final : public VELWorkingPlace {
 public:
     explicit VELSimulatedWorkingPlace(bool wasMade) : isMade(wasMade) {}
 
     const bool isMade;
+
+    /// Empty: none was.
+    [[nodiscard]] std::vector<std::string> lastCommand() const;
+    void setLastCommand(std::vector<std::string> command) const;
+
+private:
+    mutable std::mutex _mutex;
+    mutable std::vector<std::string> _lastCommand;
 };
 
 /// One thing that was asked of a simulated task.
@@ -96,25 +116,25 @@ public:
     void add(VELSimulatedTaskEvent event);
     void add(std::shared_ptr<const VELSimulatedWorkingPlace> place);
 
-    /// The run of `runs` that serves the next launch of `command`: those with the same command in
+    /// The run of `runs` that serves the next launch of `command` in a place where `last` was
+    /// launched last: those of this command after `last`, or if there are none those after any, in
     /// order, the last one for ever. Null: there is none.
     const VELSimulatedRun* nextRun(const std::vector<VELSimulatedRun>& runs,
-                                   const std::vector<std::string>& command);
+                                   const std::vector<std::string>& command,
+                                   const std::vector<std::string>& last);
 
 private:
     mutable std::mutex _mutex;
     std::vector<VELSimulatedTaskEvent> _events;
     std::vector<std::shared_ptr<const VELSimulatedWorkingPlace>> _workingPlaces;
-    std::map<std::vector<std::string>, std::size_t> _usedRuns;
+    using CommandAndPredecessor = std::pair<std::vector<std::string>, std::vector<std::string>>;
+    std::map<CommandAndPredecessor, std::size_t> _usedRuns;
 };
 
 /// A tool of a simulated machine, in the virtual time of the thread that launches it. The platform
 /// that made it outlives it.
 class VELSimulatedTask final : public VELTask {
 public:
-    /// How many bytes a pipe holds.
-    static constexpr std::size_t pipeCapacity = 65'536;
-
     VELSimulatedTask(std::vector<std::string> command,
                      std::shared_ptr<const VELSimulatedWorkingPlace> place,
                      const std::vector<VELSimulatedRun>& runs, const VELSimulatedTime& time,
@@ -135,6 +155,7 @@ private:
     [[nodiscard]] std::optional<VELTimePoint> exitMoment() const;
 
     const std::vector<std::string> _command;
+    std::string _launchPath;
     const std::shared_ptr<const VELSimulatedWorkingPlace> _place;
     const std::vector<VELSimulatedRun>& _runs;
     const VELSimulatedTime& _time;

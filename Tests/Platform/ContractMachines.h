@@ -324,7 +324,8 @@ public:
     }
     std::shared_ptr<VELTask> task(const VELSimulatedRun& run) {
         return std::make_shared<VELRecordingTask>(
-            VELRecorder(shared(&Machine::platform()), _recording), run.command, Machine::task(run));
+            VELRecorder(shared(&Machine::platform()), _recording), run.command, nullptr,
+            Machine::task(run));
     }
 
 private:

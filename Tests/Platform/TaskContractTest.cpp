@@ -63,12 +63,12 @@ TYPED_TEST(TaskContract, HandsOutBytesAsTheyAre) {
 }
 
 TYPED_TEST(TaskContract, HoldsWhatAPipeHolds) {
-    const std::string full(VELSimulatedTask::pipeCapacity, 'x');
+    const std::string full(VELSimulatedRun::usualPipeCapacity, 'x');
     EXPECT_EQ(this->outputOf({.output = full}), full);
 }
 
 TYPED_TEST(TaskContract, ABytePastThePipeBlocksTheChildUntilItIsEnded) {
-    const std::string full(VELSimulatedTask::pipeCapacity, 'x');
+    const std::string full(VELSimulatedRun::usualPipeCapacity, 'x');
     const auto task = this->machine.task({.output = full + "x", .statusOnTermination = 0});
     task->launch();
     this->machine.awaitTool();

@@ -3,7 +3,7 @@
 // Each call of a Mac's service that may fail, failed in turn: nothing is left alive, nothing
 // crashes, and no failure makes a YES.
 #include "Tests/Platform/Apple/AppleInVirtualTime.h"
-#include "Tests/Platform/Apple/DescribedRequests.h"
+#include "Tests/Support/DescribedRequests.h"
 #include "Tests/Platform/Apple/StandIns/StandInObjects.h"
 #include "Tests/Support/CertificateWorkshop.h"
 
