@@ -62,13 +62,15 @@ void addFile(CLI::App& command, const std::string& name, std::optional<std::stri
     command.add_option(name, file, help)->type_name("FILE");
 }
 
+constexpr const char* machineHelp = "Ask the Mac that FILE describes, not this machine";
+constexpr const char* outputHelp = "Write to FILE, which is replaced as a whole, not to\n"
+                                   "standard output";
+
 void addRunOptions(CLI::App& command, CommandLine& commandLine) {
-    addFile(command, "--machine", commandLine.machine,
-            "Ask the Mac that FILE describes, not this machine");
+    addFile(command, "--machine", commandLine.machine, machineHelp);
     command.add_flag("--envelope", commandLine.envelope,
                      "Put each JSON result into an envelope: time, host,\nrequest, run");
-    addFile(command, "--output", commandLine.output,
-            "Write to FILE, which is replaced as a whole, not to\nstandard output");
+    addFile(command, "--output", commandLine.output, outputHelp);
     addFile(command, "--log", commandLine.log,
             "Append the log to FILE, a JSON object per line;\n- is standard error");
     addWords<std::int64_t>(command, "--log-level", commandLine.logLevel,
@@ -87,6 +89,12 @@ void addRequests(CLI::App& command, CommandLine& commandLine) {
         ->option_text("...");
 }
 
+void addRedact(CLI::App& command, CommandLine& commandLine) {
+    command.add_flag("--redact", commandLine.redact,
+                     "Leave serial numbers, names, processes and certificates\n"
+                     "that no request asks for out of the description");
+}
+
 void addCheck(CLI::App& program, CommandLine& commandLine) {
     using Format = CommandLine::Format;
     CLI::App* check = program.add_subcommand("check", "Run request documents");
@@ -100,6 +108,10 @@ void addCheck(CLI::App& program, CommandLine& commandLine) {
                      "junit: XML for CI; prometheus: metrics for the textfile\n"
                      "collector (default: text on a terminal, else json)");
     addRunOptions(*check, commandLine);
+    addFile(
+        *check, "--record", commandLine.record,
+        "Describe the machine as it answered in FILE, for\n--machine; FILE is replaced as a whole");
+    addRedact(*check, commandLine);
     check->add_flag("--require-checks", commandLine.requireChecks,
                     "Exit status 2 for a request without checks");
     check->add_flag("--strict-exit", commandLine.strictExit,
@@ -133,6 +145,17 @@ void addCommands(CLI::App& program, CommandLine& commandLine) {
         "Exit status 1 for a finding of this severity or above\n"
         "(default: warning)");
 
+    CLI::App* describe =
+        program.add_subcommand("describe", "Describe this machine in a file for --machine");
+    describe
+        ->add_option("--for", commandLine.requests,
+                     "Also ask what the request in FILE needs; repeatable")
+        ->type_name("FILE")
+        ->allow_extra_args(false);
+    addFile(*describe, "--machine", commandLine.machine, machineHelp);
+    addFile(*describe, "--output", commandLine.output, outputHelp);
+    addRedact(*describe, commandLine);
+
     CLI::App* catalogue =
         program.add_subcommand("catalogue", "List the check types with their required parameters");
     addFormat(*catalogue, commandLine);
@@ -151,6 +174,9 @@ CommandLine::Command commandOf(const CLI::App& program) {
     }
     if (program.got_subcommand("doctor")) {
         return CommandLine::Command::doctor;
+    }
+    if (program.got_subcommand("describe")) {
+        return CommandLine::Command::describe;
     }
     return program.got_subcommand("identity") ? CommandLine::Command::identity
                                               : CommandLine::Command::catalogue;
@@ -223,6 +249,9 @@ void refuseCombinations(const CommandLine& commandLine, const CLI::App& program)
     }
     if (commandLine.explain && commandLine.envelope) {
         throw WrongUse("--explain and --envelope exclude each other", helpCommandOf(program));
+    }
+    if (commandLine.redact && !commandLine.record && program.got_subcommand("check")) {
+        throw WrongUse("--redact needs --record", helpCommandOf(program));
     }
 }
 

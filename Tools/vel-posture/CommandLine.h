@@ -11,13 +11,13 @@ enum class Severity { note, warning, error };
 
 /// What the command line asks for.
 struct CommandLine {
-    enum class Command { printText, check, identity, lint, catalogue, doctor };
+    enum class Command { printText, check, identity, lint, describe, catalogue, doctor };
     enum class Format { json, text, junit, prometheus };
 
     Command command = Command::printText;
     /// For printText: help, or the version, in whole lines.
     std::string text;
-    /// Paths; "-" is standard input. Empty: standard input.
+    /// Paths; "-" is standard input. Empty: standard input; for describe: none.
     std::vector<std::string> requests;
     /// Empty: all identity values.
     std::vector<std::string> names;
@@ -29,6 +29,10 @@ struct CommandLine {
     bool envelope = false;
     /// Absent: standard output.
     std::optional<std::string> output;
+    /// Where to describe the machine as it answered. Absent: nowhere.
+    std::optional<std::string> record;
+    /// Leave out of the description what no request asks for.
+    bool redact = false;
     /// Absent: no log.
     std::optional<std::string> log;
     /// The least level of the log's lines: one of `VELLogLevel`.

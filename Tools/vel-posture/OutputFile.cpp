@@ -14,7 +14,8 @@
 
 namespace {
 
-constexpr mode_t readableByAll = S_IRUSR | S_IWUSR | S_IRGRP | S_IROTH;
+constexpr mode_t readableByOwner = S_IRUSR | S_IWUSR;
+constexpr mode_t readableByAll = readableByOwner | S_IRGRP | S_IROTH;
 
 int writeAndSync(const VELDescriptor& file, std::string_view content) {
     if (const int errorNumber = vel::writeAll(file.get(), content)) {
@@ -25,14 +26,15 @@ int writeAndSync(const VELDescriptor& file, std::string_view content) {
 
 } // namespace
 
-void replaceFile(const std::string& path, std::string_view content) {
+void replaceFile(const std::string& path, std::string_view content, FileReaders readers) {
     // In the same folder, because a file is moved in one step only within a file system.
     const std::string temporary = path + "." + std::to_string(::getpid()) + ".tmp";
     const auto fail = [&path](int errorNumber) {
         throw ProgramFailure("cannot write \"" + path + "\": " + textOfErrorNumber(errorNumber));
     };
-    const VELDescriptor file(::open(
-        temporary.c_str(), O_WRONLY | O_CREAT | O_EXCL | O_CLOEXEC | O_NOFOLLOW, readableByAll));
+    const VELDescriptor file(
+        ::open(temporary.c_str(), O_WRONLY | O_CREAT | O_EXCL | O_CLOEXEC | O_NOFOLLOW,
+               readers == FileReaders::owner ? readableByOwner : readableByAll));
     if (!file) {
         fail(errno);
     }

@@ -8,6 +8,7 @@
 #include "Tools/vel-posture/check/CheckCommand.h"
 #include "Tools/vel-posture/doctor/DoctorCommand.h"
 #include "Tools/vel-posture/lint/LintCommand.h"
+#include "Tools/vel-posture/record/DescribeCommand.h"
 
 namespace {
 
@@ -29,6 +30,8 @@ int runProgram(const CommandLine& commandLine) {
         return runIdentityCommand(commandLine);
     case CommandLine::Command::lint:
         return runLintCommand(commandLine);
+    case CommandLine::Command::describe:
+        return runDescribeCommand(commandLine);
     case CommandLine::Command::catalogue:
         return runCatalogueCommand(commandLine);
     case CommandLine::Command::doctor:

@@ -170,8 +170,6 @@ TEST(MachineDescription, AWrongTypeIsNamedWithItsPlace) {
         EXPECT_EQ(errorOf(R"({"mounts": )" + std::string(value) + "}"), "mounts is not a list");
     }
     expectOnly(R"({"mounts": [{}, )", "]}", "{}", "mounts[1] is not an object");
-    expectOnly(R"({"mounts": [{"type": )", "}]}", "\"text\"", "mounts[0].type is not a string");
-    expectOnly(R"({"mounts": [{"path": )", "}]}", "\"text\"", "mounts[0].path is not a string");
     expectOnly(R"({"mounts": [{"disk": )", "}]}", "{}", "mounts[0].disk is not an object");
     expectOnly(R"({"mounts": [{"disk": {"description": )", "}}]}", "{}",
                "mounts[0].disk.description is not an object");
@@ -336,14 +334,136 @@ TEST(MachineDescription, AWrongToolIsNamedWithItsPlace) {
          "tools[0].status is not an integer of 32 bits"},
         {R"({"tools": [{"command": ["/a"], "signal": null}]})",
          "tools[0].signal is not an integer"},
-        {R"({"tools": [{"command": ["/a"], "launchFailure": null}]})",
-         "tools[0].launchFailure is not a string"},
+        {R"({"tools": [{"command": ["/a"], "after": []}]})", "tools[0].after is empty"},
+        {R"({"tools": [{"command": ["/a"], "pipeCapacity": -1}]})",
+         "tools[0].pipeCapacity is negative"},
+        {R"({"tools": [{"command": ["/a"], "outputUnreadable": 1}]})",
+         "tools[0].outputUnreadable is not a boolean"},
+        {R"({"tools": [{"command": ["/a"], "secondsOutputIsHeld": -1}]})",
+         "tools[0].secondsOutputIsHeld is negative"},
         {R"({"tools": [{"command": ["/a"], "seconds": "1"}]})", "tools[0].seconds is not a number"},
         {R"({"tools": [{"command": ["/a"], "seconds": -0.5}]})", "tools[0].seconds is negative"},
         {R"({"tools": [{"command": ["/a"], "statusOnTermination": true}]})",
          "tools[0].statusOnTermination is not an integer"},
         {R"({"tools": [{"command": ["/a"], "ignoresTermination": 1}]})",
          "tools[0].ignoresTermination is not a boolean"},
+    };
+    for (const auto& [text, error] : wrong) {
+        EXPECT_EQ(errorOf(text), error) << text;
+    }
+}
+
+TEST(MachineDescription, ATextMayBeBytes) {
+    const auto machine = machineFrom(R"({
+        "tools": [{"command": ["/a"], "launchPath": {"base64": "L/8="},
+                   "launchFailure": {"base64": "/w=="}}],
+        "mounts": [{"type": {"base64": "YQ=="}, "path": {"base64": "L/8="}}]})");
+    EXPECT_EQ(machine->tools[0].launchPath, "/\xFF");
+    EXPECT_EQ(machine->tools[0].launchFailure, "\xFF");
+    EXPECT_EQ(machine->disks.mounts->front().fileSystemType, "a");
+    EXPECT_EQ(machine->disks.mounts->front().mountPoint, "/\xFF");
+
+    const std::pair<std::string, std::string> places[] = {
+        {R"({"tools": [{"command": ["/a"], "launchPath": )", "tools[0].launchPath"},
+        {R"({"tools": [{"command": ["/a"], "launchFailure": )", "tools[0].launchFailure"},
+        {R"({"mounts": [{"type": )", "mounts[0].type"},
+        {R"({"mounts": [{"path": )", "mounts[0].path"}};
+    for (const auto& [start, place] : places) {
+        for (const char* value : {"null", "true", "1", "[]"}) {
+            EXPECT_EQ(errorOf(start + value + "}]}"), place + " is neither a string nor an object");
+        }
+        EXPECT_EQ(errorOf(start + "{}}]}"), place + " has no base64");
+        EXPECT_EQ(errorOf(start + R"({"base64": "A"}}]})"), place + ".base64 is not base64");
+        EXPECT_EQ(errorOf(start + R"({"base64": "", "text": ""}}]})"),
+                  R"(unknown key "text" in )" + place);
+    }
+}
+
+TEST(MachineDescription, ARunSaysHowItsOutputIsRead) {
+    const auto machine = machineFrom(R"({"tools": [
+        {"command": ["/a"]},
+        {"command": ["/a"], "after": ["/b", "c"], "pipeCapacity": 0, "outputUnreadable": true,
+         "secondsOutputIsHeld": 0.5}]})");
+    EXPECT_EQ(machine->tools[0].launchPath, std::nullopt);
+    EXPECT_EQ(machine->tools[0].after, std::vector<std::string>());
+    EXPECT_EQ(machine->tools[0].pipeCapacity, 65'536U);
+    EXPECT_FALSE(machine->tools[0].outputReadFails);
+    EXPECT_EQ(machine->tools[0].secondsOutputIsHeld, 0.0);
+    EXPECT_EQ(machine->tools[1].after, (std::vector<std::string>{"/b", "c"}));
+    EXPECT_EQ(machine->tools[1].pipeCapacity, 0U);
+    EXPECT_TRUE(machine->tools[1].outputReadFails);
+    EXPECT_EQ(machine->tools[1].secondsOutputIsHeld, 0.5);
+}
+
+TEST(MachineDescription, AnIntegerAnswerCountsWhateverTheStoresHold) {
+    const auto machine = machineFrom(R"({"preferences": {
+        "user": {"a": {"none": 1, "other": 2, "one": "text"}},
+        "integers": {"a": {"none": null, "one": 9223372036854775807}}}})");
+    const auto integer = [&](std::string_view key) {
+        const auto answer = machine->preferences().appIntegerValue(key, "a");
+        return answer.found ? std::optional(answer.value) : std::nullopt;
+    };
+    EXPECT_EQ(integer("none"), std::nullopt);
+    EXPECT_EQ(integer("other"), 2);
+    EXPECT_EQ(integer("one"), std::numeric_limits<std::int64_t>::max());
+    EXPECT_EQ(machine->preferences().copyValue("one", "a", currentUser), Found("text"));
+    for (const char* value : {"9223372036854775808", "1.0", "true", "\"1\"", "[]", "{}"}) {
+        EXPECT_EQ(
+            errorOf(R"({"preferences": {"integers": {"a": {"b": )" + std::string(value) + "}}}}"),
+            R"(preferences.integers["a"]["b"] is neither an integer of 64 bits nor null)");
+    }
+}
+
+TEST(MachineDescription, AnswersOfTheKeychainAreKnown) {
+    const auto machine = machineFrom(R"({"keychain": {
+        "identityQueries": [
+            {"issuer": "MAA=", "identities": [{"certificate": "AAA=", "trustStatus": -1}]},
+            {"issuer": "MAE=", "status": -25291}],
+        "trust": [{"certificate": "AQ==", "trustStatus": -2},
+                  {"certificate": "AQ==", "anchor": "Ag==", "anchorsStatus": -3},
+                  {"certificate": "AQ==", "anchor": "Aw==", "trusted": true},
+                  {"certificate": "AQ==", "anchor": "BA==", "error": {
+                      "domain": "NSOSStatusErrorDomain", "code": -67843, "userInfo": {"a": "b"}}}]}
+        })");
+    const auto& queries = machine->keychainStore.identityQueries;
+    ASSERT_EQ(queries.size(), 2U);
+    EXPECT_EQ(queries[0].issuer, std::string("0\0", 2));
+    EXPECT_EQ(queries[0].status, std::nullopt);
+    ASSERT_EQ(queries[0].identities.size(), 1U);
+    EXPECT_EQ(queries[0].identities[0].trustStatus, VELSecurityStatus{-1});
+    EXPECT_EQ(queries[1].status, VELSecurityStatus::notAvailable);
+    const auto& trust = machine->keychainStore.trustAnswers;
+    ASSERT_EQ(trust.size(), 4U);
+    EXPECT_EQ(trust[0].certificate, "\1");
+    EXPECT_EQ(trust[0].trustStatus, VELSecurityStatus{-2});
+    EXPECT_EQ(trust[0].anchor, std::nullopt);
+    EXPECT_EQ(trust[1].anchor, "\2");
+    EXPECT_EQ(trust[1].anchorsStatus, VELSecurityStatus{-3});
+    EXPECT_FALSE(trust[1].isTrusted);
+    EXPECT_TRUE(trust[2].isTrusted);
+    EXPECT_FALSE(trust[3].isTrusted);
+    EXPECT_EQ(trust[3].error->description(),
+              R"(Error Domain=NSOSStatusErrorDomain Code=-67843 UserInfo={"a":"b"})");
+}
+
+TEST(MachineDescription, AWrongAnswerOfTheKeychainIsNamedWithItsPlace) {
+    const WrongDescription wrong[] = {
+        {R"({"keychain": {"identityQueries": {}}})", "keychain.identityQueries is not a list"},
+        {R"({"keychain": {"identityQueries": [{}]}})", "keychain.identityQueries[0] has no issuer"},
+        {R"({"keychain": {"identityQueries": [{"issuer": "MAA=", "identities": [{}]}]}})",
+         "keychain.identityQueries[0].identities[0] has no certificate"},
+        {R"({"keychain": {"trust": [{"anchor": "AAA="}]}})",
+         "keychain.trust[0] has no certificate"},
+        {R"({"keychain": {"trust": [{"certificate": "", "trusted": 1}]}})",
+         "keychain.trust[0].trusted is not a boolean"},
+        {R"({"keychain": {"trust": [{"certificate": "", "trusted": true, "error": {}}]}})",
+         "keychain.trust[0] is trusted and has an error"},
+        {R"({"keychain": {"trust": [{"certificate": "", "error": {"code": 1.0}}]}})",
+         "keychain.trust[0].error.code is not an integer of 64 bits"},
+        {R"({"keychain": {"trust": [{"certificate": "", "error": {"userInfo": []}}]}})",
+         "keychain.trust[0].error.userInfo is not an object"},
+        {R"({"keychain": {"trust": [{"certificate": "", "error": {"text": ""}}]}})",
+         R"(unknown key "text" in keychain.trust[0].error)"},
     };
     for (const auto& [text, error] : wrong) {
         EXPECT_EQ(errorOf(text), error) << text;

@@ -25,6 +25,7 @@
 #include "Tools/vel-posture/check/RunningNotice.h"
 #include "Tools/vel-posture/explain/ExplainedResult.h"
 #include "Tools/vel-posture/explain/FurtherQuestions.h"
+#include "Tools/vel-posture/record/MachineRecord.h"
 
 #include <nlohmann/json.hpp>
 
@@ -113,6 +114,10 @@ public:
         }
         _platform =
             commandLine.machine ? machineFromFile(*commandLine.machine) : VELPlatform::host();
+        if (commandLine.record) {
+            _recording = std::make_shared<VELRecording>();
+            _platform = std::make_shared<const VELRecordingPlatform>(_platform, _recording);
+        }
     }
 
     /// Returns the exit status.
@@ -126,6 +131,7 @@ public:
                          noChecksWarning(run));
             }
             write(run, requests.size() > 1);
+            _requests.push_back(run.request);
             if (isWholeDocument()) {
                 _runs.push_back(std::move(run));
             }
@@ -135,6 +141,11 @@ public:
             status = failureStatus;
         }
         finish();
+        if (_recording != nullptr) {
+            replaceFile(*_commandLine.record,
+                        machineRecord(*_recording, _commandLine.redact ? &_requests : nullptr),
+                        FileReaders::owner);
+        }
         return status;
     }
 
@@ -226,6 +237,8 @@ private:
     std::string _runIdentifier;
     std::shared_ptr<JSONLogFile> _log;
     std::shared_ptr<const VELPlatform> _platform;
+    std::shared_ptr<VELRecording> _recording;
+    std::vector<VELValue> _requests;
     std::vector<RequestRun> _runs;
     std::string _content;
     bool _hasWritten = false;
