@@ -26,8 +26,9 @@ public:
                 std::dynamic_pointer_cast<const VELSimulatedIdentityCertificate>(anchor)) {
             anchor = own->certificate();
         }
-        const auto answer = std::ranges::find_if(
-            _answers, [&](const auto* known) { return known->anchor == anchor->der(); });
+        const auto answer = std::ranges::find_if(_answers, [&](const auto* known) {
+            return anchor != nullptr && known->anchor == anchor->der();
+        });
         _answer = answer != _answers.end() ? *answer : nullptr;
         if (_answer != nullptr) {
             return _answer->anchorsStatus;
@@ -70,7 +71,7 @@ VELSimulatedCertificates::createTrust(std::shared_ptr<const VELCertificate> cert
     ++counts.trusts;
     std::vector<const VELSimulatedTrust*> answers;
     for (const VELSimulatedTrust& known : _keychain.trustAnswers) {
-        if (known.certificate == certificate->der()) {
+        if (certificate != nullptr && known.certificate == certificate->der()) {
             if (known.trustStatus != success) {
                 return {known.trustStatus, nullptr};
             }

@@ -18,14 +18,15 @@ _vel_posture() {
     *:--format) words='json text' ;;
     *:--log-level) words='trace information warning error' ;;
     *:--fail-on) words='error warning note' ;;
-    *:--machine | *:--output | *:--log) compopt -o default && return ;;
+    *:--machine | *:--output | *:--log | *:--record | *:--for) compopt -o default && return ;;
     *)
         case $command:$current in
         :-*) words='-h --help --version' ;;
-        :*) words='check identity lint catalogue doctor' ;;
-        check:-*) words="$run --require-checks --strict-exit --only-failing --explain --quiet" ;;
+        :*) words='check identity lint describe catalogue doctor' ;;
+        check:-*) words="$run --record --redact --require-checks --strict-exit --only-failing --explain --quiet" ;;
         identity:-*) words=$run ;;
         lint:-*) words='-h --help --format --fail-on' ;;
+        describe:-*) words='-h --help --for --machine --output --redact' ;;
         catalogue:-* | doctor:-*) words='-h --help --format' ;;
         check:* | lint:*) compopt -o default && return ;;
         identity:*) words='device_serial_number device_id' ;;

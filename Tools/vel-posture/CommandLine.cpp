@@ -15,7 +15,8 @@ constexpr const char* programName = "vel-posture";
 
 constexpr const char* exitStatusHelp =
     "Exit status:\n"
-    "  0  passed, the identity request was answered, or lint found nothing\n"
+    "  0  passed, the identity request was answered, the machine was\n"
+    "     described, or lint found nothing\n"
     "  1  did not pass, lint found something (see --fail-on), or doctor\n"
     "     found a source that cannot be asked\n"
     "  2  wrong use, a file that cannot be read or written, or an error result\n"

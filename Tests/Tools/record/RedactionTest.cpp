@@ -144,21 +144,25 @@ TEST_F(Redaction, KeepsTheDomainAlone) {
               "<plist version=\"1.0\"><dict><key>General Info</key><dict>"
               "<key>Active Directory Domain</key><string>a&amp;b&lt;\n&#13;</string></dict></dict>"
               "</plist>\n");
-    EXPECT_EQ(redactedOutput({"/usr/sbin/dsconfigad"}, "<plist><dict/></plist>"), "");
-    EXPECT_EQ(redactedOutput({"/usr/sbin/dsconfigad"}, "anna$"), "<");
-    EXPECT_EQ(redactedOutput({"/usr/sbin/dsconfigad"}, ""), "");
+    EXPECT_EQ(redactedOutput({"/usr/sbin/dsconfigad", "-show", "-xml"}, "<plist><dict/></plist>"),
+              "");
+    EXPECT_EQ(redactedOutput({"/usr/sbin/dsconfigad", "-show", "-xml"}, "anna$"), "<");
+    EXPECT_EQ(redactedOutput({"/usr/sbin/dsconfigad", "-show", "-xml"}, ""), "");
 }
 
 TEST_F(Redaction, KeepsTheUnitOfASignerAlone) {
-    const std::vector<std::string> command = {"/usr/bin/openssl", "x509"};
+    const std::vector<std::string> command = {
+        "/usr/bin/openssl", "x509", "-inform", "DER", "-in", "codesign0", "-subject", "-noout"};
     EXPECT_EQ(redactedOutput(command, "subject= /CN=anna/OU=TEAM42/O=a\n"),
               "subject= /OU=TEAM42/\n");
     EXPECT_EQ(redactedOutput(command, "subject= /CN=anna\n"), "");
 }
 
 TEST_F(Redaction, KeepsTheStateOfTheFirewallAndNothingOfOtherTools) {
-    EXPECT_EQ(redactedOutput({"/usr/libexec/ApplicationFirewall/socketfilterfw"}, "(State = 1)"),
-              "(State = 1)");
+    const std::string firewall = "/usr/libexec/ApplicationFirewall/socketfilterfw";
+    EXPECT_EQ(redactedOutput({firewall, "--getglobalstate"}, "(State = 1)"), "(State = 1)");
+    EXPECT_EQ(redactedOutput({firewall, "--listapps"}, "/Users/anna/a"), "");
+    EXPECT_EQ(redactedOutput({"/usr/sbin/dsconfigad", "-show"}, "anna"), "");
     EXPECT_EQ(redactedOutput({"/usr/bin/codesign"}, "Executable=/Users/anna/a"), "");
 }
 
