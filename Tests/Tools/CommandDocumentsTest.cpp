@@ -139,7 +139,8 @@ bool isInstalled(const std::string& program) {
 }
 
 TEST(CommandDocuments, TheTableIsRead) {
-    EXPECT_EQ(commandNames(), (Words{"check", "identity", "lint", "catalogue", "doctor"}));
+    EXPECT_EQ(commandNames(),
+              (Words{"check", "identity", "lint", "describe", "catalogue", "doctor"}));
     const Command check = commands().at("check");
     EXPECT_TRUE(check.options.contains("--help"));
     EXPECT_TRUE(check.options.at("--machine").isFile);

@@ -431,7 +431,8 @@ TEST(VELPostureProgram, HelpsOnStandardOutput) {
     for (const char* part :
          {"Usage: vel-posture [OPTIONS] SUBCOMMAND\n", "check ", "identity ", "lint ", "catalogue ",
           "\nExit status:\n"
-          "  0  passed, the identity request was answered, or lint found nothing\n"
+          "  0  passed, the identity request was answered, the machine was\n"
+          "     described, or lint found nothing\n"
           "  1  did not pass, or lint found something (see --fail-on)\n"
           "  2  wrong use, "}) {
         EXPECT_NE(help.output.find(part), std::string::npos) << help.output;

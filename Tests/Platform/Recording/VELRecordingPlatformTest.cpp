@@ -140,6 +140,7 @@ protected:
     VELRecordingPlatform platform{mac, recording};
 };
 
+using ToolRun = Run; // a test has a Run of its own
 using Lines = std::vector<std::string>;
 
 TEST_F(RecordingPlatform, KeepsRecords) {
@@ -285,6 +286,41 @@ TEST_F(RecordingPlatform, KeepsHowATaskRan) {
              "run /tool /tool word for 0 status 0 output held open after 4",
              "run /tool /tool word for 0 status 0 output unreadable after 0",
              "run /tool /tool word for 0 status -1 output not read after 0"}));
+}
+
+TEST_F(RecordingPlatform, KeepsWhatRanBeforeInTheSamePlace) {
+    mac->tools = {{.command = {"/a", "b"}, .launchPath = "/opt/a"},
+                  {.command = {"/c"}, .after = {"/a", "b"}, .launchFailure = "refused"},
+                  {.command = {"/d"}, .after = {"/a", "b"}}};
+    const auto place = platform.openWorkingPlace();
+    const auto run = [&](const char* tool, std::vector<std::string> arguments,
+                         const std::shared_ptr<const VELWorkingPlace>& where) {
+        static_cast<void>(
+            runWithTimeout(platform.task(tool, std::move(arguments), where), 4, nullptr, platform));
+    };
+    run("/a", {"b"}, nullptr);
+    run("/a", {"b"}, place);
+    run("/c", {}, place);
+    run("/d", {}, place);
+    run("/d", {}, place);
+    std::vector<std::vector<std::string>> before;
+    std::vector<std::string> paths;
+    for (const VELRecordedAnswer& answer : recording->takeAnswers()) {
+        before.push_back(std::get<ToolRun>(answer.answer).after);
+        paths.push_back(std::get<ToolRun>(answer.answer).launchPath);
+    }
+    const std::vector<std::string> first = {"/a", "b"};
+    EXPECT_EQ(before, (std::vector<std::vector<std::string>>{{}, {}, first, first, {"/d"}}));
+    EXPECT_EQ(paths, Lines({"/opt/a", "/opt/a", "/c", "/d", "/d"}));
+}
+
+TEST_F(RecordingPlatform, AToolThatNeverEndsIsMissed) {
+    mac->tools = {
+        {.command = {"/a"}, .output = "x", .pipeCapacity = 0, .ignoresTermination = true}};
+    EXPECT_THROW(
+        static_cast<void>(runWithTimeout(platform.task("/a", {}, nullptr), 4, nullptr, platform)),
+        std::runtime_error);
+    EXPECT_FALSE(recording->isComplete());
 }
 
 TEST_F(RecordingPlatform, KeepsWhichEntryAskedAndHowLongItTook) {

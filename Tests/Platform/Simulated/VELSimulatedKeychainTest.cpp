@@ -96,6 +96,54 @@ TEST_F(SimulatedIdentities, FailWhereTheirKnobsSay) {
     EXPECT_EQ(trust.trust->setOnlyAnchor(anchor), -3);
 }
 
+TEST_F(SimulatedIdentities, AKnownAnswerCountsWhateverTheIssuerAndTheDate) {
+    keychain.date = vel::momentOfText("2060-01-01T00:00:00Z");
+    keychain.identityQueries = {
+        {.issuer = issuer, .identities = {{.certificate = root}, {.certificate = "garbage"}}},
+        {.issuer = "none"},
+        {.issuer = "failing", .status = VELSecurityStatus::notAvailable}};
+    const auto found = keychain.identities(issuer);
+    EXPECT_EQ(found.status, 0);
+    ASSERT_EQ(found.identities.size(), 2U);
+    EXPECT_EQ(found.identities[0]->copyCertificate().certificate->der(), root);
+    EXPECT_EQ(found.identities[1]->copyCertificate().status, VELSecurityStatus::parameter);
+    EXPECT_EQ(keychain.identities("none").status, -25300);
+    EXPECT_EQ(keychain.identities("failing").status, -25291);
+    EXPECT_EQ(keychain.identities(anchor->der()).status, -25300);
+}
+
+TEST_F(SimulatedIdentities, KnownTrustIsThatOfItsCertificateAndItsAnchor) {
+    const std::string otherRoot = workshop.makeAuthority("Other");
+    const auto certificate = certificates.parseCertificate(leaf);
+    const auto evaluate = [&](const std::shared_ptr<const VELCertificate>& onlyAnchor) {
+        std::optional<VELError> error;
+        const auto created = certificates.createTrust(certificate);
+        EXPECT_EQ(created.trust->setOnlyAnchor(onlyAnchor), 0);
+        const bool isTrusted = created.trust->evaluate(&error);
+        EXPECT_EQ(isTrusted, !error.has_value());
+        return isTrusted ? "trusted" : error->message();
+    };
+    const auto other = certificates.parseCertificate(otherRoot);
+    EXPECT_EQ(evaluate(anchor), "trusted");
+    const std::string untrusted = evaluate(other);
+    keychain.trustAnswers = {
+        {.certificate = leaf,
+         .anchor = root,
+         .error = VELError::withLocalizedDescription("domain", 1, "not today")},
+        {.certificate = root, .anchor = otherRoot, .isTrusted = true}};
+    EXPECT_EQ(evaluate(anchor), "not today");
+    // Of this anchor nothing is known: the chain is evaluated.
+    EXPECT_EQ(evaluate(other), untrusted);
+    keychain.trustAnswers = {{.certificate = leaf, .anchor = otherRoot, .isTrusted = true}};
+    EXPECT_EQ(evaluate(other), "trusted");
+    EXPECT_EQ(evaluate(anchor), "trusted");
+    keychain.trustAnswers = {
+        {.certificate = leaf, .anchor = root, .anchorsStatus = VELSecurityStatus{-3}}};
+    EXPECT_EQ(certificates.createTrust(certificate).trust->setOnlyAnchor(anchor), -3);
+    keychain.trustAnswers = {{.certificate = leaf, .trustStatus = VELSecurityStatus{-2}}};
+    EXPECT_EQ(certificates.createTrust(certificate).status, -2);
+}
+
 TEST_F(SimulatedIdentities, AreCountedUntilTheyAreGivenBack) {
     {
         const auto found = keychain.identities(issuer);

@@ -56,6 +56,49 @@ TEST(VELSimulatedTask, HasTheToolsOwnPath) {
               "/usr/sbin/dsconfigad");
 }
 
+TEST(VELSimulatedTask, ShowsThePathOfTheRunThatItLaunches) {
+    VELSimulatedPlatform platform;
+    platform.tools = {{.command = {"/bin/a"}, .launchPath = "/opt/a"},
+                      {.command = {"/bin/a"}, .launchPath = "/opt/b", .launchFailure = "no"}};
+    const auto first = platform.task("/bin/a", {}, nullptr);
+    const auto second = platform.task("/bin/a", {}, nullptr);
+    first->launch();
+    EXPECT_THROW(second->launch(), VELTaskLaunchFailure);
+    EXPECT_EQ(first->launchPath(), "/opt/a");
+    EXPECT_EQ(second->launchPath(), "/opt/b");
+}
+
+TEST(VELSimulatedTask, FollowsWhatRanLastInItsPlace) {
+    VELSimulatedPlatform platform;
+    platform.tools = {{.command = {"/bin/read"}, .output = "any 1"},
+                      {.command = {"/bin/read"}, .after = {"/bin/write", "b"}, .output = "b"},
+                      {.command = {"/bin/read"}, .output = "any 2"},
+                      {.command = {"/bin/read"}, .after = {"/bin/write", "a"}, .output = "a"},
+                      {.command = {"/bin/write", "a"}},
+                      {.command = {"/bin/write", "b"}},
+                      {.command = {"/bin/write", "c"}},
+                      {.command = {"/bin/write", "d"}, .launchFailure = "no"}};
+    const auto place = platform.openWorkingPlace();
+    const auto read = [&] {
+        const auto task = platform.task("/bin/read", {}, place);
+        task->launch();
+        task->waitUntilExit();
+        return task->readOutputToEnd(platform.ticks()).value();
+    };
+    const auto write = [&](const char* what) {
+        platform.task("/bin/write", {what}, place)->launch();
+    };
+    EXPECT_EQ(read(), "any 1");
+    write("a");
+    EXPECT_THROW(write("d"), VELTaskLaunchFailure);
+    EXPECT_EQ(read(), "a");
+    write("b");
+    EXPECT_EQ(read(), "b");
+    write("c");
+    EXPECT_EQ(read(), "any 2");
+    EXPECT_EQ(output(platform, "/bin/read"), "any 2");
+}
+
 TEST(VELSimulatedTask, IsNotLaunchedInAPlaceThatCouldNotBeMade) {
     VELSimulatedPlatform platform;
     platform.tools = {{.command = {"/bin/a"}}};
