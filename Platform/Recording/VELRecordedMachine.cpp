@@ -270,6 +270,22 @@ public:
         }
     }
 
+    void describe(const AllIdentities& answer) {
+        VELValue list = VELValue::array();
+        for (const std::string& certificate : answer.certificates) {
+            list.push_back({{"certificate", base64Text(certificate)}});
+        }
+        const std::int32_t status = integerOfStatus(answer.status);
+        if (isNew("the list of identities", {{"status", status}, {"list", list}})) {
+            _machine["keychain"]["identities"] = list;
+            _machine["keychain"]["identitiesStatus"] = status;
+            constexpr VELMoment startOf2001 = std::chrono::sys_days(std::chrono::year(2001) / 1 / 1);
+            if (const auto date = dateText(seconds(answer.moment - startOf2001))) {
+                _machine["date"] = *date;
+            }
+        }
+    }
+
     void describe(const Trust& answer) {
         const VELValue trust = descriptionOf(answer);
         const std::string which =

@@ -157,7 +157,7 @@ private:
         run.request = vel::readJSON(request.document, nullptr).value_or(VELValue());
         std::shared_ptr<const VELPlatform> platform = _platform;
         std::shared_ptr<VELRecording> recording;
-        if (_commandLine.explain) {
+        if (_commandLine.explain || _commandLine.record) {
             recording = std::make_shared<VELRecording>();
             platform = std::make_shared<const VELRecordingPlatform>(_platform, recording);
         }

@@ -169,6 +169,9 @@ public:
         return true;
     }
 
+    /// It serves explanations alone.
+    bool redact(AllIdentities& /*answer*/) { return false; }
+
     bool redact(Run& run) {
         constexpr const char* notUTF8 = "\xFF";
         run.launchPath = run.command.front();
