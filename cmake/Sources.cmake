@@ -7,12 +7,13 @@ else()
     message(FATAL_ERROR "No platform folder answers for ${CMAKE_SYSTEM_NAME}.")
 endif()
 
-# The library, and what records and describes machines for the program and the tests.
+# The library, and what records and describes machines for the program, the tests, and the tests of
+# hosts.
 file(GLOB VEL_LIBRARY_SOURCES CONFIGURE_DEPENDS
     Base/*.cpp Classes/Shared/*.cpp Classes/Mac/*.cpp Platform/*.cpp Platform/POSIX/*.cpp
     Platform/${VEL_PLATFORM_FOLDER}/*.cpp)
 file(GLOB VEL_DESCRIBED_SOURCES CONFIGURE_DEPENDS
-    Platform/Recording/*.cpp Platform/Simulated/*.cpp)
+    Classes/Described/*.cpp Platform/Recording/*.cpp Platform/Simulated/*.cpp)
 
 # A Mac has certificates, trust and a work queue of its own.
 file(GLOB VEL_X509_SOURCES CONFIGURE_DEPENDS Platform/X509/*.cpp)

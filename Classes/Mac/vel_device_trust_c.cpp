@@ -9,49 +9,8 @@
 #include <new>
 #include <string>
 #include <string_view>
-#include <utility>
 
 namespace {
-
-/// The host's context, given back when nobody can log with it any more.
-class HostContext {
-public:
-    HostContext(void* context, vel_release_function release)
-        : _context(context), _release(release) {}
-    HostContext(HostContext&& other) noexcept
-        : _context(other._context), _release(std::exchange(other._release, nullptr)) {}
-    HostContext& operator=(HostContext&&) = delete;
-
-    ~HostContext() {
-        if (_release != nullptr) {
-            _release(_context);
-        }
-    }
-
-    [[nodiscard]] void* pointer() const { return _context; }
-
-private:
-    void* _context;
-    vel_release_function _release;
-};
-
-class CallbackLogger final : public VELHostLogger {
-public:
-    CallbackLogger(vel_log_function log, HostContext context)
-        : _log(log), _context(std::move(context)) {}
-
-    void logMessage(std::string_view message, std::int64_t level, const char* file,
-                    const char* function, std::int32_t line) noexcept override {
-        try {
-            _log(_context.pointer(), message.data(), message.size(), level, file, function, line);
-        } catch (...) { // NOLINT(bugprone-empty-catch): a host's failure to log is its own
-        }
-    }
-
-private:
-    vel_log_function _log;
-    HostContext _context;
-};
 
 // What is answered when there is no memory for an answer: never freed.
 char outOfMemory[] = R"({"error":"out of memory"})";
@@ -95,13 +54,9 @@ std::string runRequest(const VELPostureCheckRunner& runner, const char* request,
 } // namespace
 
 vel_runner* vel_runner_create(vel_log_function log, void* context, vel_release_function release) {
-    HostContext hostContext(context, release);
     try {
-        std::shared_ptr<VELHostLogger> logger;
-        if (log != nullptr) {
-            logger = std::make_shared<CallbackLogger>(log, std::move(hostContext));
-        }
-        return new vel_runner{VELPostureCheckRunner::macPostureCheckRunner(std::move(logger))};
+        return new vel_runner{
+            VELPostureCheckRunner::macPostureCheckRunner(callbackLogger(log, context, release))};
     } catch (...) {
         return nullptr;
     }

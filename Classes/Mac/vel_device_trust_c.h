@@ -10,3 +10,8 @@
 struct vel_runner {
     std::unique_ptr<const VELPostureCheckRunner> runner;
 };
+
+/// A logger that calls the host's function; null if that is null. `release` is called for `context`
+/// when the logger is gone: at once if there is none, or no memory for one.
+std::shared_ptr<VELHostLogger> callbackLogger(vel_log_function log, void* context,
+                                              vel_release_function release);

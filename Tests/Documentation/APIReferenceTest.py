@@ -15,13 +15,13 @@ from pathlib import Path
 EXPORTS = (
     re.compile(r"^class VEL_EXPORT (\w+)", re.MULTILINE),
     re.compile(r'^extern "C" VEL_EXPORT const \w+(?: ?\*)?(?: ?const)? ?(\w+);', re.MULTILINE),
-    re.compile(r"^VEL_EXPORT [^;{]*?\b(\w+)\(", re.MULTILINE),
+    re.compile(r"^(?:\[\[nodiscard\]\] )?VEL_EXPORT [^;{]*?\b(\w+)\(", re.MULTILINE),
 )
 
 
 def exported_names(root):
     names = {}
-    for header in sorted((root / "include" / "vel_device_trust").glob("*.h")):
+    for header in sorted((root / "include").glob("*/*.h")):
         text = header.read_text(encoding="utf-8")
         found = [name for expression in EXPORTS for name in expression.findall(text)]
         marks = len(re.findall(r"VEL_EXPORT (?!__attribute__)", text))

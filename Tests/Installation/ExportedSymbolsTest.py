@@ -1,9 +1,9 @@
 # SPDX-License-Identifier: Apache-2.0
 """Compares what the shared library exports with the list of what it is meant to export.
 
-Usage: ExportedSymbolsTest.py NM LIBRARY LIST
+Usage: ExportedSymbolsTest.py NM LIBRARY LIST...
 
-A line of LIST is a symbol's name as C++ writes it, and its version. Names that stand for several
+A line of a LIST is a symbol's name as C++ writes it, and its version. Names that stand for several
 symbols (the kinds of a constructor or destructor) are there several times. Two long types are
 written as the headers name them, whatever the release of their library: std::string, VELValue.
 
@@ -12,6 +12,7 @@ types of arguments.
 """
 
 import collections
+import pathlib
 import re
 import subprocess
 import sys
@@ -41,15 +42,15 @@ def comparable(name):
     return re.sub(r"[(\[@].*", "", name).removeprefix("_") if MAC else name
 
 
-def meant(path):
-    with open(path, encoding="utf-8") as file:
-        lines = [line.strip() for line in file]
+def meant(paths):
+    lines = [line.strip() for path in paths
+             for line in pathlib.Path(path).read_text(encoding="utf-8").splitlines()]
     return collections.Counter(comparable(line) for line in lines if line and not line.startswith("#"))
 
 
 def main():
-    nm, library, path = sys.argv[1:]
-    found, expected = exported(nm, library), meant(path)
+    nm, library, *paths = sys.argv[1:]
+    found, expected = exported(nm, library), meant(paths)
     for name, count in sorted((found - expected).items()):
         print(f"exported, but not listed: {name} ({count})")
     for name, count in sorted((expected - found).items()):

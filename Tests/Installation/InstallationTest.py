@@ -141,6 +141,38 @@ class Installation(unittest.TestCase):
                       environment={"VEL_DEVICE_TRUST_LIBRARY": str(library)})
         self.assertEqual(printed, VERDICT)
 
+    def test_DescribedHostInCpp(self):
+        configure_and_build(SOURCE / "Examples/Hosts/described", empty(WORK / "described-cpp"))
+        test = WORK / "described-cpp/host_test"
+        self.assertEqual([name for name in needed_libraries(test) if "vel_device" in name],
+                         ["libvel_device_trust_described.so.1"])
+        self.assertEqual(run(test), "passed\n")
+
+    def test_DescribedHostInC(self):
+        folder = empty(WORK / "described-c")
+        for path in (SOURCE / "Examples/Hosts/described").iterdir():
+            shutil.copy(path, folder)
+        run("make", "host_test", folder=folder, environment=package_configuration())
+        libraries = {"LD_LIBRARY_PATH": str(PREFIX / LIBRARY_FOLDER)}
+        self.assertEqual(run(folder / "host_test", environment=libraries), "passed\n")
+
+    def test_DescribedHostInPython(self):
+        library = PREFIX / LIBRARY_FOLDER / "libvel_device_trust_described.so.1"
+        ended = subprocess.run([sys.executable, SOURCE / "Examples/Hosts/described/host_test.py"],
+                               env={**os.environ, "VEL_DEVICE_TRUST_LIBRARY": str(library)},
+                               stderr=subprocess.PIPE, text=True, timeout=60)
+        self.assertRegex(ended.stderr, r"Ran 3 tests in .*\n\nOK\n")
+
+    def test_DescribedHostWithBothLibraries(self):
+        folder = empty(WORK / "both")
+        names = ["vel_device_trust", "vel_device_trust_described"]
+        for first, second in (names, names[::-1]):
+            run("cc", "-o", f"first-{first}", SOURCE / "Examples/Hosts/described/host_test.c",
+                f"-I{PREFIX}/include", f"-L{PREFIX / LIBRARY_FOLDER}", "-Wl,--no-as-needed",
+                f"-l{first}", f"-l{second}", f"-Wl,-rpath,{PREFIX / LIBRARY_FOLDER}", folder=folder)
+            self.assertIn("libvel_device_trust.so.1", needed_libraries(folder / f"first-{first}"))
+            self.assertEqual(run(folder / f"first-{first}"), "passed\n")
+
     def test_StaticHostInCpp(self):
         host, request = self.install_static_host("CXX", "cpp")
         self.assertEqual(run(host, request), VERDICT)
@@ -181,14 +213,18 @@ class Installation(unittest.TestCase):
                 content = path.read_bytes()
                 self.assertFalse([place for place in places if place in content], path)
         for path in [PREFIX / "bin/vel-posture", *(PREFIX / HELPERS).iterdir(),
-                     PREFIX / LIBRARY_FOLDER / "libvel_device_trust.so.1"]:
+                     PREFIX / LIBRARY_FOLDER / "libvel_device_trust.so.1",
+                     PREFIX / LIBRARY_FOLDER / "libvel_device_trust_described.so.1"]:
             self.assertNotRegex(run(CONFIGURATION["readelf"], "-d", path), "RPATH|RUNPATH")
 
     def test_Files(self):
         for name in ("bin/vel-posture", "include/vel_device_trust/vel_device_trust.h",
                      "include/vel_device_trust/vel_device_trust_c.h",
                      "include/vel_device_trust/module.modulemap",
-                     f"{LIBRARY_FOLDER}/libvel_device_trust.so", "share/man/man1/vel-posture.1",
+                     "include/vel_device_trust_described/vel_device_trust_described.h",
+                     "include/vel_device_trust_described/vel_device_trust_described_c.h",
+                     f"{LIBRARY_FOLDER}/libvel_device_trust.so",
+                     f"{LIBRARY_FOLDER}/libvel_device_trust_described.so", "share/man/man1/vel-posture.1",
                      "share/bash-completion/completions/vel-posture",
                      "share/zsh/site-functions/_vel-posture",
                      "share/fish/vendor_completions.d/vel-posture.fish",

@@ -1,0 +1,37 @@
+# vel_device_trust_described, for the tests of hosts: all of the library and described Macs. A test
+# links it in place of the library. Where a process has both, the calls of both go to the one that is
+# loaded first.
+add_library(vel_device_trust_described SHARED)
+add_library(vel_device_trust::vel_device_trust_described ALIAS vel_device_trust_described)
+target_link_libraries(vel_device_trust_described
+    PRIVATE vel_described_objects vel_objects
+    INTERFACE $<BUILD_INTERFACE:nlohmann_json::nlohmann_json>)
+target_include_directories(vel_device_trust_described INTERFACE
+    $<BUILD_INTERFACE:${PROJECT_SOURCE_DIR}/include>
+    $<INSTALL_INTERFACE:${CMAKE_INSTALL_INCLUDEDIR}>)
+set_target_properties(vel_device_trust_described PROPERTIES
+    VERSION ${PROJECT_VERSION} SOVERSION ${PROJECT_VERSION_MAJOR}
+    LIBRARY_OUTPUT_DIRECTORY ${PROJECT_BINARY_DIR}/lib)
+if(APPLE)
+    target_link_options(vel_device_trust_described PRIVATE -Wl,-dead_strip)
+    set_target_properties(vel_device_trust_described PROPERTIES INSTALL_NAME_DIR "@rpath")
+else()
+    target_link_options(vel_device_trust_described PRIVATE -Wl,-z,nodelete)
+endif()
+if(NOT VEL_SANITIZERS)
+    if(NOT APPLE)
+        target_link_options(vel_device_trust_described PRIVATE -Wl,--no-undefined)
+    endif()
+    vel_export_names(vel_device_trust_described exported-names.txt exported-described-names.txt)
+endif()
+
+install(TARGETS vel_device_trust_described EXPORT vel_device_trustTargets
+    LIBRARY DESTINATION ${CMAKE_INSTALL_LIBDIR} COMPONENT development)
+install(DIRECTORY include/vel_device_trust_described DESTINATION ${CMAKE_INSTALL_INCLUDEDIR}
+    COMPONENT development)
+if(NOT APPLE)
+    configure_file(cmake/vel_device_trust_described.pc.in
+        ${PROJECT_BINARY_DIR}/cmake/vel_device_trust_described.pc @ONLY)
+    install(FILES ${PROJECT_BINARY_DIR}/cmake/vel_device_trust_described.pc
+        DESTINATION ${CMAKE_INSTALL_LIBDIR}/pkgconfig COMPONENT development)
+endif()
