@@ -74,7 +74,7 @@ endif()
 install(FILES ${VEL_NOTICES} DESTINATION ${VEL_NOTICES_DIRECTORY} COMPONENT library)
 install(FILES Documentation/requests.md Documentation/checks.md Documentation/errors.md
               Documentation/why.md Documentation/running.md Documentation/rolling-out.md
-              Documentation/linux-sources.md
+              Documentation/trying-a-policy.md Documentation/linux-sources.md
               Documentation/linux-volumes.md Documentation/certificate-forms.md
               Documentation/threat-model.md
     DESTINATION ${VEL_TOOLS_PAGES_DIRECTORY} COMPONENT tools)

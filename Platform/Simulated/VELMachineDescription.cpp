@@ -531,31 +531,34 @@ constexpr Key<VELSimulatedPlatform> machineKeys[] = {
     {"keychain", readKeychain},
 };
 
-std::shared_ptr<VELSimulatedPlatform> machineFromValue(const VELValue& description) {
-    auto machine = std::make_shared<VELSimulatedPlatform>();
-    readKeys<VELSimulatedPlatform>(Described(description), machineKeys, *machine);
-    return machine;
+void setError(std::string* error, std::string text) {
+    if (error != nullptr) {
+        *error = std::move(text);
+    }
 }
 
 } // namespace
 
 std::shared_ptr<VELSimulatedPlatform> machineFromDescription(std::string_view text,
                                                              std::string* error) {
-    std::string failure;
     std::optional<VELError> readingError;
     if (const auto description = readJSON(text, &readingError)) {
-        try {
-            return machineFromValue(*description);
-        } catch (const DescriptionError& wrong) {
-            failure = wrong.what();
-        }
-    } else {
-        failure = readingError->message();
+        return machineFromValue(*description, error);
     }
-    if (error != nullptr) {
-        *error = std::move(failure);
-    }
+    setError(error, readingError->message());
     return nullptr;
+}
+
+std::shared_ptr<VELSimulatedPlatform> machineFromValue(const VELValue& description,
+                                                       std::string* error) {
+    try {
+        auto machine = std::make_shared<VELSimulatedPlatform>();
+        readKeys<VELSimulatedPlatform>(Described(description), machineKeys, *machine);
+        return machine;
+    } catch (const DescriptionError& wrong) {
+        setError(error, wrong.what());
+        return nullptr;
+    }
 }
 
 } // namespace vel

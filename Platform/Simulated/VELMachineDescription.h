@@ -2,6 +2,7 @@
 #pragma once
 
 #include "Platform/Simulated/VELSimulatedPlatform.h"
+#include "vel_device_trust/VELValue.h"
 
 #include <memory>
 #include <string>
@@ -33,5 +34,9 @@ namespace vel {
 /// chose in brackets and quotes, and positions in lists in brackets, from 0.
 std::shared_ptr<VELSimulatedPlatform> machineFromDescription(std::string_view text,
                                                              std::string* error);
+
+/// The same for a description that has been read.
+std::shared_ptr<VELSimulatedPlatform> machineFromValue(const VELValue& description,
+                                                       std::string* error);
 
 } // namespace vel

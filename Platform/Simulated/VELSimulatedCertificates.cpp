@@ -57,8 +57,23 @@ private:
 
 } // namespace
 
+std::shared_ptr<const VELCertificate> VELParsedCertificates::certificateOf(std::string_view der) {
+    const std::lock_guard lock(_mutex);
+    auto found = _certificates.find(der);
+    if (found == _certificates.end()) {
+        found = _certificates.emplace(der, VELX509Certificate::parse(der)).first;
+    }
+    return found->second;
+}
+
 VELSimulatedCertificates::VELSimulatedCertificates(const VELSimulatedKeychain& keychain)
     : VELX509Certificates([&keychain] { return keychain.moment(); }), _keychain(keychain) {}
+
+std::shared_ptr<const VELCertificate>
+VELSimulatedCertificates::parseCertificate(std::string_view der) const {
+    return parsed != nullptr ? parsed->certificateOf(der)
+                             : VELX509Certificates::parseCertificate(der);
+}
 
 std::optional<std::vector<std::string>>
 VELSimulatedCertificates::commonNames(std::string_view der) const {

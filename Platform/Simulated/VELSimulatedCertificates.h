@@ -5,11 +5,26 @@
 #include "Platform/X509/VELX509Certificates.h"
 
 #include <atomic>
+#include <functional>
+#include <map>
 #include <memory>
+#include <mutex>
 #include <optional>
 #include <string>
 #include <string_view>
 #include <vector>
+
+/// Certificates that were parsed, by their bytes: for machines that are asked about the same ones,
+/// one after another. Safe from several threads.
+class VELParsedCertificates {
+public:
+    /// As `VELCertificates::parseCertificate`; bytes that came before are not parsed again.
+    std::shared_ptr<const VELCertificate> certificateOf(std::string_view der);
+
+private:
+    std::mutex _mutex;
+    std::map<std::string, std::shared_ptr<const VELCertificate>, std::less<>> _certificates;
+};
 
 /// Certificates at the date of a simulated keychain, whose identities say how trust in them fails,
 /// and which may know what trust comes to.
@@ -29,6 +44,11 @@ public:
     };
     mutable Counts counts;
 
+    /// Where parsed certificates are kept. Null: nowhere.
+    std::shared_ptr<VELParsedCertificates> parsed;
+
+    [[nodiscard]] std::shared_ptr<const VELCertificate>
+    parseCertificate(std::string_view der) const override;
     [[nodiscard]] std::optional<std::vector<std::string>>
     commonNames(std::string_view der) const override;
     [[nodiscard]] TrustResult

@@ -15,7 +15,8 @@ std::string keepResult(std::string text);
 /// A machine description that was accepted: "machine-description-*.json".
 void keepMachineDescription(std::string_view text);
 
-/// A document of another kind, named as its schema: "envelope", "lint-findings", "log-line".
+/// A document of another kind, named as its schema: "envelope", "lint-findings", "log-line",
+/// "what-if-line", "what-if-summary".
 void keepDocument(const char* kind, std::string_view text);
 
 inline constexpr const char* keptDocumentsVariable = "VEL_TEST_DOCUMENTS";

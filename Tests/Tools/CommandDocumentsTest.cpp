@@ -139,8 +139,8 @@ bool isInstalled(const std::string& program) {
 }
 
 TEST(CommandDocuments, TheTableIsRead) {
-    EXPECT_EQ(commandNames(),
-              (Words{"check", "identity", "lint", "describe", "catalogue", "doctor"}));
+    EXPECT_EQ(commandNames(), (Words{"check", "identity", "lint", "describe", "test", "what-if",
+                                     "catalogue", "doctor"}));
     const Command check = commands().at("check");
     EXPECT_TRUE(check.options.contains("--help"));
     EXPECT_TRUE(check.options.at("--machine").isFile);
@@ -255,7 +255,7 @@ TEST(CommandDocuments, BashCompletesAtATerminal) {
 
 TEST(CommandDocuments, ZshOffersTheTable) {
     const std::string script = contentOf(zshPath);
-    EXPECT_EQ(found(between(script, "commands=(", "\n    )"), "\n +'([a-z]+):"), commandNames());
+    EXPECT_EQ(found(between(script, "commands=(", "\n    )"), "\n +'([a-z-]+):"), commandNames());
     // The arrays of options that several commands have, with those inside them.
     std::map<std::string, std::string> arrays;
     for (const std::string& name : found(script, "local -a ([a-z]+)=\\(")) {
@@ -293,12 +293,12 @@ TEST(CommandDocuments, ZshOffersTheTable) {
 
 TEST(CommandDocuments, FishOffersTheTable) {
     const std::string script = contentOf(fishPath);
-    EXPECT_EQ(found(script, "-n __fish_use_subcommand -a ([a-z]+)"), commandNames());
+    EXPECT_EQ(found(script, "-n __fish_use_subcommand -a ([a-z-]+)"), commandNames());
     for (const auto& [name, command] : commands()) {
         const std::string condition = name.empty() ? "(?:-s h|-n __fish_use_subcommand)"
                                                    : "(?:-s h|-n '__fish_seen_subcommand_from"
-                                                     "(?: [a-z]+)* " +
-                                                         name + "(?: [a-z]+)*')";
+                                                     "(?: [a-z-]+)* " +
+                                                         name + "(?: [a-z-]+)*')";
         Words offered;
         for (const std::string& option : found(script, condition + " -l ([a-z-]+)")) {
             offered.insert("--" + option);

@@ -16,19 +16,24 @@ _vel_posture() {
     case $command:$previous in
     check:--format) words='json text junit prometheus' ;;
     *:--format) words='json text' ;;
+    *:--summary) words='text json html' ;;
     *:--log-level) words='trace information warning error' ;;
     *:--fail-on) words='error warning note' ;;
-    *:--machine | *:--output | *:--log | *:--record | *:--for) compopt -o default && return ;;
+    *:--machine | *:--machines | *:--against | *:--output | *:--log | *:--record | *:--for)
+        compopt -o default && return
+        ;;
     *)
         case $command:$current in
         :-*) words='-h --help --version' ;;
-        :*) words='check identity lint describe catalogue doctor' ;;
+        :*) words='check identity lint describe test what-if catalogue doctor' ;;
         check:-*) words="$run --record --redact --require-checks --strict-exit --only-failing --explain --quiet" ;;
         identity:-*) words=$run ;;
         lint:-*) words='-h --help --format --fail-on' ;;
         describe:-*) words='-h --help --for --machine --output --redact' ;;
+        test:-*) words='-h --help' ;;
+        what-if:-*) words='-h --help --against --machines --summary' ;;
         catalogue:-* | doctor:-*) words='-h --help --format' ;;
-        check:* | lint:*) compopt -o default && return ;;
+        check:* | lint:* | test:* | what-if:*) compopt -o default && return ;;
         identity:*) words='device_serial_number device_id' ;;
         esac
         ;;

@@ -8,10 +8,12 @@ complete -c vel-posture -n __fish_use_subcommand -a check -d 'Run request docume
 complete -c vel-posture -n __fish_use_subcommand -a identity -d 'Ask for the identity values of the machine'
 complete -c vel-posture -n __fish_use_subcommand -a lint -d 'Report likely mistakes in request documents'
 complete -c vel-posture -n __fish_use_subcommand -a describe -d 'Describe this machine in a file'
+complete -c vel-posture -n __fish_use_subcommand -a test -d 'Try requests on described Macs, and report what is not as expected'
+complete -c vel-posture -n __fish_use_subcommand -a what-if -d 'Try a request on many described Macs'
 complete -c vel-posture -n __fish_use_subcommand -a catalogue -d 'List the check types with their required parameters'
 complete -c vel-posture -n __fish_use_subcommand -a doctor -d 'Say what this account can ask on this machine'
 
-complete -c vel-posture -n '__fish_seen_subcommand_from check lint' -F
+complete -c vel-posture -n '__fish_seen_subcommand_from check lint test what-if' -F
 complete -c vel-posture -n '__fish_seen_subcommand_from identity' -a 'device_serial_number device_id'
 complete -c vel-posture -n '__fish_seen_subcommand_from check' -l format -x -a 'json text junit prometheus' -d 'How to write the results'
 complete -c vel-posture -n '__fish_seen_subcommand_from identity lint catalogue doctor' -l format -x -a 'json text' -d 'How to write the answer'
@@ -29,3 +31,6 @@ complete -c vel-posture -n '__fish_seen_subcommand_from check' -l only-failing -
 complete -c vel-posture -n '__fish_seen_subcommand_from check' -l explain -d 'Say of each check what was found'
 complete -c vel-posture -n '__fish_seen_subcommand_from check' -l quiet -d 'Write nothing to standard output'
 complete -c vel-posture -n '__fish_seen_subcommand_from lint' -l fail-on -x -a 'error warning note' -d 'The least severity for exit status 1'
+complete -c vel-posture -n '__fish_seen_subcommand_from what-if' -l against -r -F -d 'Compare with the old request'
+complete -c vel-posture -n '__fish_seen_subcommand_from what-if' -l machines -r -F -d 'Machine descriptions, a line each'
+complete -c vel-posture -n '__fish_seen_subcommand_from what-if' -l summary -x -a 'text json html' -d 'Write counts for all machines'

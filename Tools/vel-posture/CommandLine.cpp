@@ -16,10 +16,11 @@ constexpr const char* programName = "vel-posture";
 constexpr const char* exitStatusHelp =
     "Exit status:\n"
     "  0  passed, the identity request was answered, the machine was\n"
-    "     described, or lint found nothing\n"
-    "  1  did not pass, lint found something (see --fail-on), or doctor\n"
-    "     found a source that cannot be asked\n"
-    "  2  wrong use, a file that cannot be read or written, or an error result\n"
+    "     described, lint found nothing, or test found what was expected\n"
+    "  1  did not pass, lint found something (see --fail-on), test a difference,\n"
+    "     or doctor a source that cannot be asked\n"
+    "  2  wrong use, a file that cannot be read or written, a bad line of what-if,\n"
+    "     or an error result\n"
     "  3  with --strict-exit: no check failed, but some ended in an error";
 
 template <typename Value> using Words = std::vector<std::pair<std::string, Value>>;
@@ -124,6 +125,37 @@ void addCheck(CLI::App& program, CommandLine& commandLine) {
     check->add_flag("--quiet", commandLine.quiet, "Write nothing to standard output");
 }
 
+void addTest(CLI::App& program, CommandLine& commandLine) {
+    program
+        .add_subcommand("test",
+                        "Try requests on described Macs, and report what is not as expected")
+        ->add_option("FILE", commandLine.requests, "Files that say what a request has to come to")
+        ->type_name("FILE")
+        ->option_text("...")
+        ->required();
+}
+
+void addWhatIf(CLI::App& program, CommandLine& commandLine) {
+    using Summary = CommandLine::Summary;
+    CLI::App* whatIf =
+        program.add_subcommand("what-if", "Try a request on many described Macs, a line each");
+    whatIf->add_option("REQUEST", commandLine.requests, "A file with a request in JSON")
+        ->type_name("FILE")
+        ->option_text(" ")
+        ->expected(1)
+        ->required();
+    addFile(*whatIf, "--against", commandLine.against,
+            "Compare with the request in FILE, the old one");
+    whatIf
+        ->add_option("--machines", commandLine.machines,
+                     "Machine descriptions, a JSON object per line; - is\nstandard input")
+        ->type_name("FILE")
+        ->required();
+    addWords<Summary>(*whatIf, "--summary", commandLine.summary,
+                      {{"text", Summary::text}, {"json", Summary::json}, {"html", Summary::html}},
+                      "Write counts for all machines, not a line for each");
+}
+
 void addCommands(CLI::App& program, CommandLine& commandLine) {
     addCheck(program, commandLine);
 
@@ -156,6 +188,8 @@ void addCommands(CLI::App& program, CommandLine& commandLine) {
     addFile(*describe, "--machine", commandLine.machine, machineHelp);
     addFile(*describe, "--output", commandLine.output, outputHelp);
     addRedact(*describe, commandLine);
+    addTest(program, commandLine);
+    addWhatIf(program, commandLine);
 
     CLI::App* catalogue =
         program.add_subcommand("catalogue", "List the check types with their required parameters");
@@ -178,6 +212,12 @@ CommandLine::Command commandOf(const CLI::App& program) {
     }
     if (program.got_subcommand("describe")) {
         return CommandLine::Command::describe;
+    }
+    if (program.got_subcommand("test")) {
+        return CommandLine::Command::test;
+    }
+    if (program.got_subcommand("what-if")) {
+        return CommandLine::Command::whatIf;
     }
     return program.got_subcommand("identity") ? CommandLine::Command::identity
                                               : CommandLine::Command::catalogue;

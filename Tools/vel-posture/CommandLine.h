@@ -11,13 +11,25 @@ enum class Severity { note, warning, error };
 
 /// What the command line asks for.
 struct CommandLine {
-    enum class Command { printText, check, identity, lint, describe, catalogue, doctor };
+    enum class Command {
+        printText,
+        check,
+        identity,
+        lint,
+        describe,
+        test,
+        whatIf,
+        catalogue,
+        doctor
+    };
     enum class Format { json, text, junit, prometheus };
+    enum class Summary { text, json, html };
 
     Command command = Command::printText;
     /// For printText: help, or the version, in whole lines.
     std::string text;
-    /// Paths; "-" is standard input. Empty: standard input; for describe: none.
+    /// Paths; "-" is standard input. Empty: standard input; for describe: none. For test: paths of
+    /// its files.
     std::vector<std::string> requests;
     /// Empty: all identity values.
     std::vector<std::string> names;
@@ -45,6 +57,11 @@ struct CommandLine {
     bool explain = false;
     /// The least severity of a finding for which lint's exit status is 1.
     Severity failOn = Severity::warning;
+    /// For whatIf: the path of the machines, a line each, and of the request to compare with.
+    std::optional<std::string> machines;
+    std::optional<std::string> against;
+    /// Absent: a line for each machine.
+    std::optional<Summary> summary;
 };
 
 /// Reads the arguments of the program. Throws `WrongUse` for what it does not understand.

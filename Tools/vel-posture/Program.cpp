@@ -9,6 +9,8 @@
 #include "Tools/vel-posture/doctor/DoctorCommand.h"
 #include "Tools/vel-posture/lint/LintCommand.h"
 #include "Tools/vel-posture/record/DescribeCommand.h"
+#include "Tools/vel-posture/test/TestCommand.h"
+#include "Tools/vel-posture/what-if/WhatIfCommand.h"
 
 namespace {
 
@@ -32,6 +34,10 @@ int runProgram(const CommandLine& commandLine) {
         return runLintCommand(commandLine);
     case CommandLine::Command::describe:
         return runDescribeCommand(commandLine);
+    case CommandLine::Command::test:
+        return runTestCommand(commandLine);
+    case CommandLine::Command::whatIf:
+        return runWhatIfCommand(commandLine);
     case CommandLine::Command::catalogue:
         return runCatalogueCommand(commandLine);
     case CommandLine::Command::doctor:

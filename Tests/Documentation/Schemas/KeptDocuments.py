@@ -18,7 +18,7 @@ from schemas import RESULT_KINDS, Schemas, parse
 
 MARKER = "whole-run"
 OTHER_KINDS = ("machine-description", "envelope", "explained-result", "diagnosis", "lint-findings",
-               "log-line")
+               "log-line", "what-if-line", "what-if-summary")
 
 
 def kind_of(schemas, path, document):

@@ -10,7 +10,7 @@ EXAMPLES = ROOT / "Examples"
 # Which schema the files of a folder of the examples follow.
 EXAMPLE_FOLDERS = {"Requests": ("request",), "Machines": ("machine-description",),
                    "Results": RESULT_KINDS, "Results/Requests": RESULT_KINDS,
-                   "RollOut": ("request",)}
+                   "RollOut": ("request",), "Tests": ("policy-test",)}
 # The one that shows what the library answers to wrong parameters, and where the schema refuses it.
 WRONG_EXAMPLES = {"Requests/minimum-os-version.json": {"/mac/3/version", "/mac/4"}}
 CONDITIONS = ("if", "then", "else", "not", "anyOf", "contains")
@@ -50,8 +50,9 @@ class FormOfTheSchemas(unittest.TestCase):
     def test_there_are_these_schemas(self):
         self.assertEqual(list(load_all()), ["diagnosis", "envelope", "error-result",
                                             "explained-result", "identity-result", "lint-findings",
-                                            "log-line", "machine-description",
-                                            "request", "result"])
+                                            "log-line", "machine-description", "policy-test",
+                                            "request", "result", "what-if-line",
+                                            "what-if-summary"])
         others = {path.name for path in FOLDER.iterdir() if not path.name.endswith(SUFFIX)}
         self.assertEqual(others, {"README.md"})
 

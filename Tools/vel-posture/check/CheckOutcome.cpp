@@ -163,14 +163,23 @@ bool ranNoCheck(const VELValue& result) {
     return isDeviceTrustResult(result) && result.at("checks").empty();
 }
 
+std::vector<Kind> outcomeKinds(const VELValue& result, const VELValue& request) {
+    std::vector<Kind> kinds;
+    const bool allPassed = result.at("pass").get<bool>();
+    for (const VELValue& entry : result.at("checks")) {
+        kinds.push_back(kindOf(entry, askedEntry(request, kinds.size()), allPassed));
+    }
+    return kinds;
+}
+
 std::vector<CheckOutcome> checkOutcomes(const VELValue& result, const VELValue& request) {
     std::vector<CheckOutcome> outcomes;
     const VELValue& details = result.at("metrics").at("details");
-    const bool allPassed = result.at("pass").get<bool>();
+    const std::vector<Kind> kinds = outcomeKinds(result, request);
     for (const VELValue& entry : result.at("checks")) {
         const std::size_t index = outcomes.size();
         CheckOutcome outcome;
-        outcome.kind = kindOf(entry, askedEntry(request, index), allPassed);
+        outcome.kind = kinds[index];
         outcome.milliseconds = details.at(index).at("check").at("total_ms").get<double>();
         const VELValue* type = vel::valueUnder("type", entry);
         outcome.type = type != nullptr ? shown(*type) : "(no type)";

@@ -40,6 +40,9 @@ bool ranNoCheck(const VELValue& result);
 /// an error.
 std::vector<CheckOutcome> checkOutcomes(const VELValue& result, const VELValue& request);
 
+/// The kinds of these outcomes alone.
+std::vector<CheckOutcome::Kind> outcomeKinds(const VELValue& result, const VELValue& request);
+
 /// The exit status that stands for a result: 0 passed or answered, 1 did not pass, 2 an error
 /// result. If `isStrict`, 3 when no check failed but some ended in an error.
 int exitStatus(const VELValue& result, const VELValue& request, bool isStrict);
