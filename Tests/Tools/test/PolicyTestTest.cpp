@@ -68,16 +68,25 @@ TEST_F(PolicyTestFile, NamesWhatDiffers) {
                       ""}));
     EXPECT_EQ(run(R"("pass": false, "checks": {"localFirewall": {"error": "Another text."}})"),
               (Result{1,
-                      start + "mac[0] minimumOSVersion: expected pass, found fail\n" + start +
+                      start +
+                          "mac[0] minimumOSVersion: expected pass, found fail: found 13, wanted at "
+                          "least 14\n" +
+                          start +
                           "mac[1] localFirewall: expected error \"Another text.\", found error "
-                          "\"Error getting firewall state.\"\n"
+                          "\"Error getting firewall state.\": "
+                          "/usr/libexec/ApplicationFirewall/socketfilterfw cannot be run: no such "
+                          "tool on this machine\n"
                           "1 machine tried, 1 differs\n",
                       ""}));
     EXPECT_EQ(
         run(R"("pass": false, "checks": {"localFirewall": "error", "minimumOSVersion": ["pass", "fail"]})"),
         (Result{1,
-                start + "mac[0] minimumOSVersion: expected pass, found fail\n" + start +
-                    "mac[2] minimumOSVersion: expected fail, found pass\n"
+                start +
+                    "mac[0] minimumOSVersion: expected pass, found fail: found 13, wanted at "
+                    "least 14\n" +
+                    start +
+                    "mac[2] minimumOSVersion: expected fail, found pass: found 13, wanted at "
+                    "least 12\n"
                     "1 machine tried, 1 differs\n",
                 ""}));
 }

@@ -38,7 +38,7 @@ std::vector<std::string> differences(const ExpectedMachine& expected, const Trie
                 lines.push_back(std::string(platformIdentifier) + "[" + std::to_string(index) +
                                 "] " + types[index] + ": expected " +
                                 shown(wanted.kind, wanted.error.value_or("")) + ", found " +
-                                shown(found.outcome, found.error));
+                                shown(found.outcome, found.error) + ": " + found.evidence.text);
             }
         }
     }

@@ -3,11 +3,17 @@
 
 #include "Base/VELJSON.h"
 #include "Classes/Mac/VELPostureCheckRunner+Mac.h"
+#include "Platform/Recording/VELRecordingPlatform.h"
 #include "Tools/vel-posture/ProgramFailure.h"
+#include "Tools/vel-posture/RecordedRequest.h"
 #include "Tools/vel-posture/RequestSource.h"
 #include "Tools/vel-posture/StandardStreams.h"
 #include "Tools/vel-posture/check/NoChecksWarning.h"
+#include "Tools/vel-posture/explain/ExplainedResult.h"
+#include "Tools/vel-posture/explain/FurtherQuestions.h"
 
+#include <algorithm>
+#include <iterator>
 #include <optional>
 #include <stdexcept>
 #include <utility>
@@ -56,15 +62,29 @@ Trial::Trial(const std::string& name, const std::string& document)
 
 TriedRequest Trial::run(const std::shared_ptr<VELSimulatedPlatform>& machine) const {
     machine->certificateStore.parsed = _parsed;
-    const VELValue result = runnerOn(machine)->runDeviceTrustCheckFromDictionary(_request);
+    const auto recording = std::make_shared<VELRecording>();
+    const auto platform = std::make_shared<const VELRecordingPlatform>(machine, recording);
+    const auto runner = VELPlatformRunnerFactory::runner(
+        platformIdentifier,
+        catalogueWithRecording(macPostureCheckCatalogue(platform), _request, recording), nullptr,
+        platform);
+    const VELValue result = runner->runDeviceTrustCheckFromDictionary(_request);
+    auto answers = answersByEntry(recording->takeAnswers());
+
     TriedRequest tried{result.at("pass").get<bool>(), {}};
-    const VELValue& checks = result.at("checks");
     for (const CheckOutcome::Kind kind : outcomeKinds(result, _request)) {
+        const std::size_t index = tried.checks.size();
         TriedCheck& check = tried.checks.emplace_back();
         check.outcome = kind;
         if (kind == CheckOutcome::Kind::error) {
-            check.error = vel::displayText(checks.at(tried.checks.size() - 1).at("error"));
+            check.error = vel::displayText(result.at("checks").at(index).at("error"));
         }
+        std::vector<VELRecordedAnswer>& own = answers[index];
+        if (kind != CheckOutcome::Kind::pass) {
+            askFurther(own, *platform);
+            std::ranges::move(recording->takeAnswers(), std::back_inserter(own));
+        }
+        check.evidence = explain(_request.at(platformIdentifier).at(index), kind, check.error, own);
     }
     return tried;
 }

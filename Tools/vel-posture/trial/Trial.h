@@ -3,6 +3,7 @@
 
 #include "Platform/Simulated/VELSimulatedPlatform.h"
 #include "Tools/vel-posture/check/CheckOutcome.h"
+#include "Tools/vel-posture/explain/Evidence.h"
 
 #include <memory>
 #include <nlohmann/json.hpp>
@@ -14,6 +15,8 @@ struct TriedCheck {
     CheckOutcome::Kind outcome = CheckOutcome::Kind::error;
     /// The error's text. Empty unless the entry is an error.
     std::string error;
+    /// Why.
+    Evidence evidence;
 };
 
 /// What a request comes to on a described Mac.

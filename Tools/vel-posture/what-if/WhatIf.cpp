@@ -17,6 +17,7 @@ VELValue valueOf(const TriedRequest& tried, const Trial& trial) {
         VELDictionary& value = checks.emplace_back(VELValue::object());
         value["type"] = trial.types()[index];
         value["outcome"] = nameOf(check.outcome);
+        value["evidence"] = check.evidence.code;
         if (check.outcome == CheckOutcome::Kind::error) {
             value["error"] = check.error;
         }

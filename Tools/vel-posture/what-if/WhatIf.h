@@ -32,13 +32,13 @@ public:
 
     /// The answer as a JSON object, without an end of line:
     ///
-    ///     {"checks":[{"outcome":"fail","type":"minimumOSVersion"},...],"name":"a laptop",
-    ///      "pass":false}
+    ///     {"checks":[{"evidence":"version-too-old","outcome":"fail","type":"minimumOSVersion"},...],
+    ///      "name":"a laptop","pass":false}
     ///
-    /// A check that is an error has its text under "error", a Mac without a name the name null.
-    /// With an old request there is also what that one comes to, "old":{"checks":[...],
-    /// "pass":true}, and "change": "fails now", "passes now" or null. A line that is no description
-    /// is {"error":"...","line":3}; `number` counts lines from 1.
+    /// "evidence" is the code of the cause. A check that is an error has its text under "error", a
+    /// Mac without a name the name null. With an old request there is also what that one comes to,
+    /// "old":{"checks":[...], "pass":true}, and "change": "fails now", "passes now" or null. A line
+    /// that is no description is {"error":"...","line":3}; `number` counts lines from 1.
     [[nodiscard]] std::string text(const MachineAnswer& answer, std::size_t number) const;
 
     [[nodiscard]] const Trial& request() const { return _request; }

@@ -65,9 +65,18 @@ std::string percentage(std::size_t count, std::size_t whole) {
     return text.data();
 }
 
+std::string textOf(const std::map<std::string, std::size_t>& causes) {
+    std::string text;
+    for (const auto& [cause, count] : causes) {
+        text += "<br>" + escaped(cause) + ": " + std::to_string(count);
+    }
+    return text;
+}
+
 /// One line with a bar: what it is of, and counts with the names of their kinds.
 std::string barLine(const std::string& title, std::size_t whole,
-                    std::initializer_list<std::pair<const char*, std::size_t>> counts) {
+                    std::initializer_list<std::pair<const char*, std::size_t>> counts,
+                    const std::map<std::string, std::size_t>& causes = {}) {
     std::string bar;
     std::string text;
     for (const auto& [name, count] : counts) {
@@ -79,7 +88,7 @@ std::string barLine(const std::string& title, std::size_t whole,
     }
     return "<div class=\"check\"><div class=\"type\">" + escaped(title) +
            "</div><div class=\"bar\" role=\"img\" aria-label=\"" + text + "\">" + bar +
-           "</div><div class=\"counts\">" + text + "</div></div>\n";
+           "</div><div class=\"counts\">" + text + textOf(causes) + "</div></div>\n";
 }
 
 std::string section(const std::string& title, const Counts& counts, std::size_t machines) {
@@ -90,7 +99,8 @@ std::string section(const std::string& title, const Counts& counts, std::size_t 
         html += barLine(check.type, machines,
                         {{"pass", check.count(Kind::pass)},
                          {"fail", check.count(Kind::fail)},
-                         {"error", check.count(Kind::error)}});
+                         {"error", check.count(Kind::error)}},
+                        check.causes);
     }
     return html;
 }

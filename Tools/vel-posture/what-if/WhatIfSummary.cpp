@@ -18,7 +18,7 @@ Counts countsFor(const Trial* trial) {
     Counts counts;
     if (trial != nullptr) {
         for (const std::string& type : trial->types()) {
-            counts.checks.push_back({type, {}});
+            counts.checks.push_back({type, {}, {}});
         }
     }
     return counts;
@@ -27,7 +27,11 @@ Counts countsFor(const Trial* trial) {
 void addTo(Counts& counts, const TriedRequest& tried) {
     counts.passed += tried.passes ? 1U : 0U;
     for (std::size_t index = 0; index < tried.checks.size(); ++index) {
-        ++counts.checks[index].outcomes.at(static_cast<std::size_t>(tried.checks[index].outcome));
+        const TriedCheck& check = tried.checks[index];
+        ++counts.checks[index].outcomes.at(static_cast<std::size_t>(check.outcome));
+        if (check.outcome != Kind::pass) {
+            ++counts.checks[index].causes[check.evidence.code];
+        }
     }
 }
 
@@ -47,6 +51,7 @@ VELValue valueOf(const Counts& counts) {
         for (const Kind kind : {Kind::pass, Kind::fail, Kind::error}) {
             value[nameOf(kind)] = check.count(kind);
         }
+        value["evidence"] = check.causes;
     }
     return {{"passed", counts.passed}, {"checks", std::move(checks)}};
 }
@@ -69,6 +74,10 @@ void addChecks(std::string& report, const Counts& counts, const ReportStyle& sty
         add(Kind::fail, Colour::red);
         add(Kind::error, Colour::yellow);
         endLine(report);
+        for (const auto& [cause, count] : check.causes) {
+            report += std::string(2 * columnGap.size(), ' ') + cause + ": " +
+                      std::to_string(count) + "\n";
+        }
     }
 }
 

@@ -6,6 +6,7 @@
 
 #include <array>
 #include <cstddef>
+#include <map>
 #include <string>
 #include <vector>
 
@@ -20,6 +21,8 @@ public:
         std::string type;
         /// Indexed by `CheckOutcome::Kind`.
         std::array<std::size_t, 3> outcomes{};
+        /// How often each cause kept it from passing, by the code of its evidence.
+        std::map<std::string, std::size_t> causes;
 
         [[nodiscard]] std::size_t count(CheckOutcome::Kind kind) const {
             return outcomes.at(static_cast<std::size_t>(kind));
