@@ -2,9 +2,11 @@
 # does not have: there they are linked statically, libcrypto never into the library itself.
 find_package(nlohmann_json 3.11 REQUIRED)
 find_package(EXPAT REQUIRED)
-find_package(CLI11 REQUIRED)
-find_package(pugixml REQUIRED)
 find_package(Threads REQUIRED)
+if(VEL_BUILD_PROGRAM)
+    find_package(CLI11 REQUIRED)
+    find_package(pugixml REQUIRED)
+endif()
 set(VEL_LIBCRYPTO OpenSSL::Crypto)
 if(APPLE)
     set(OPENSSL_USE_STATIC_LIBS TRUE)

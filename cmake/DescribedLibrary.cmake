@@ -3,15 +3,13 @@
 # loaded first.
 add_library(vel_device_trust_described SHARED)
 add_library(vel_device_trust::vel_device_trust_described ALIAS vel_device_trust_described)
-target_link_libraries(vel_device_trust_described
-    PRIVATE vel_described_objects vel_objects
-    INTERFACE $<BUILD_INTERFACE:nlohmann_json::nlohmann_json>)
+target_link_libraries(vel_device_trust_described PRIVATE vel_described_objects vel_objects)
+vel_offer_headers(vel_device_trust_described)
 target_include_directories(vel_device_trust_described INTERFACE
-    $<BUILD_INTERFACE:${PROJECT_SOURCE_DIR}/include>
     $<INSTALL_INTERFACE:${CMAKE_INSTALL_INCLUDEDIR}>)
 set_target_properties(vel_device_trust_described PROPERTIES
     VERSION ${PROJECT_VERSION} SOVERSION ${PROJECT_VERSION_MAJOR}
-    LIBRARY_OUTPUT_DIRECTORY ${PROJECT_BINARY_DIR}/lib)
+    LIBRARY_OUTPUT_DIRECTORY ${VEL_OUTPUT_DIRECTORY}/lib)
 if(APPLE)
     target_link_options(vel_device_trust_described PRIVATE -Wl,-dead_strip)
     set_target_properties(vel_device_trust_described PROPERTIES INSTALL_NAME_DIR "@rpath")
@@ -23,6 +21,13 @@ if(NOT VEL_SANITIZERS)
         target_link_options(vel_device_trust_described PRIVATE -Wl,--no-undefined)
     endif()
     vel_export_names(vel_device_trust_described exported-names.txt exported-described-names.txt)
+endif()
+
+if(NOT PROJECT_IS_TOP_LEVEL)
+    # Built if the tests of the project around this one link it, and not installed.
+    set_target_properties(vel_described_objects vel_device_trust_described PROPERTIES
+        EXCLUDE_FROM_ALL ON)
+    return()
 endif()
 
 install(TARGETS vel_device_trust_described EXPORT vel_device_trustTargets

@@ -1,5 +1,5 @@
-# What is installed, in three components: library (with the helper programs, which it runs),
-# development, tools. Everything is found from where it lies: an installation can be moved.
+# What is installed, in five components: library (with the helper programs, which it runs),
+# development, tools, python, documentation. Everything is found from where it lies: an installation can be moved.
 include(CMakePackageConfigHelpers)
 
 set(CMAKE_INSTALL_DEFAULT_COMPONENT_NAME development)
@@ -8,11 +8,24 @@ set(CMAKE_INSTALL_DEFAULT_DIRECTORY_PERMISSIONS
     OWNER_READ OWNER_WRITE OWNER_EXECUTE GROUP_READ GROUP_EXECUTE WORLD_READ WORLD_EXECUTE)
 set(VEL_CMAKE_DIRECTORY ${CMAKE_INSTALL_LIBDIR}/cmake/vel_device_trust)
 
+if(NOT PROJECT_IS_TOP_LEVEL)
+    # A project that embeds this one installs what its programs need when they run.
+    install(TARGETS vel_device_trust
+        LIBRARY DESTINATION ${CMAKE_INSTALL_LIBDIR} COMPONENT library NAMELINK_SKIP
+        FRAMEWORK DESTINATION Frameworks COMPONENT library)
+    install(FILES LICENSE THIRD-PARTY-NOTICES
+        DESTINATION ${CMAKE_INSTALL_DATADIR}/doc/vel-device-trust COMPONENT library)
+    return()
+endif()
+
 install(TARGETS vel_device_trust EXPORT vel_device_trustTargets
     LIBRARY DESTINATION ${CMAKE_INSTALL_LIBDIR} COMPONENT library
             NAMELINK_COMPONENT development
     FRAMEWORK DESTINATION Frameworks COMPONENT library)
-install(TARGETS vel-posture RUNTIME DESTINATION ${CMAKE_INSTALL_BINDIR} COMPONENT tools)
+if(VEL_BUILD_PROGRAM)
+    install(TARGETS vel-posture RUNTIME DESTINATION ${CMAKE_INSTALL_BINDIR} COMPONENT tools)
+    include(cmake/Documents.cmake)
+endif()
 if(NOT APPLE)
     # The framework of a Mac brings its headers, and is found without pkg-config.
     install(DIRECTORY include/vel_device_trust DESTINATION ${CMAKE_INSTALL_INCLUDEDIR}
@@ -20,6 +33,13 @@ if(NOT APPLE)
     install(FILES ${PROJECT_BINARY_DIR}/cmake/vel_device_trust.pc
         DESTINATION ${CMAKE_INSTALL_LIBDIR}/pkgconfig COMPONENT development)
 endif()
+
+set(VEL_PYTHON_DIRECTORY ${CMAKE_INSTALL_DATADIR}/vel_device_trust/python)
+if(VEL_DEBIAN_LAYOUT)
+    set(VEL_PYTHON_DIRECTORY lib/python3/dist-packages)
+endif()
+install(DIRECTORY Python/vel_device_trust DESTINATION ${VEL_PYTHON_DIRECTORY}
+    COMPONENT python PATTERN __pycache__ EXCLUDE)
 
 install(DIRECTORY Documentation/schemas DESTINATION ${CMAKE_INSTALL_DATADIR}/vel_device_trust
     COMPONENT tools FILES_MATCHING PATTERN "*.schema.json")
@@ -29,6 +49,12 @@ install(EXPORT vel_device_trustTargets NAMESPACE vel_device_trust::
 if(VEL_STATIC_LIBRARY)
     install(TARGETS vel_device_trust_static EXPORT vel_device_trustStaticTargets
         ARCHIVE DESTINATION ${CMAKE_INSTALL_LIBDIR} COMPONENT development)
+    if(VEL_DEBIAN_LAYOUT)
+        set(archive ${CMAKE_INSTALL_LIBDIR}/libvel_device_trust.a)
+        install(CODE "execute_process(COMMAND ${CMAKE_STRIP} --strip-debug
+            \"\$ENV{DESTDIR}\${CMAKE_INSTALL_PREFIX}/${archive}\" COMMAND_ERROR_IS_FATAL ANY)"
+            COMPONENT development)
+    endif()
     install(EXPORT vel_device_trustStaticTargets NAMESPACE vel_device_trust::
         DESTINATION ${VEL_CMAKE_DIRECTORY} COMPONENT development)
 endif()
@@ -59,24 +85,24 @@ if(VEL_STATIC_LIBRARY)
 endif()
 configure_file(cmake/vel_device_trust.pc.in ${PROJECT_BINARY_DIR}/cmake/vel_device_trust.pc @ONLY)
 
-set(VEL_DOC_DIRECTORY ${CMAKE_INSTALL_DATADIR}/doc)
+# Pages and examples keep their places beside each other, so that links between them resolve.
+set(VEL_PAGES_DIRECTORY ${CMAKE_INSTALL_DATADIR}/doc/vel-device-trust)
+set(VEL_NOTICES_DIRECTORY ${VEL_PAGES_DIRECTORY})
+set(VEL_NOTICES LICENSE THIRD-PARTY-NOTICES)
 if(VEL_DEBIAN_LAYOUT)
-    set(VEL_NOTICES_DIRECTORY ${VEL_DOC_DIRECTORY}/libvel-device-trust${PROJECT_VERSION_MAJOR})
-    set(VEL_TOOLS_PAGES_DIRECTORY ${VEL_DOC_DIRECTORY}/vel-posture)
-    set(VEL_DEVELOPMENT_PAGES_DIRECTORY ${VEL_DOC_DIRECTORY}/libvel-device-trust-dev)
+    set(VEL_NOTICES_DIRECTORY
+        ${CMAKE_INSTALL_DATADIR}/doc/libvel-device-trust${PROJECT_VERSION_MAJOR})
     set(VEL_NOTICES THIRD-PARTY-NOTICES)
-else()
-    set(VEL_NOTICES_DIRECTORY ${VEL_DOC_DIRECTORY}/vel_device_trust)
-    set(VEL_TOOLS_PAGES_DIRECTORY ${VEL_NOTICES_DIRECTORY})
-    set(VEL_DEVELOPMENT_PAGES_DIRECTORY ${VEL_NOTICES_DIRECTORY})
-    set(VEL_NOTICES LICENSE THIRD-PARTY-NOTICES)
 endif()
 install(FILES ${VEL_NOTICES} DESTINATION ${VEL_NOTICES_DIRECTORY} COMPONENT library)
-install(FILES Documentation/requests.md Documentation/checks.md Documentation/errors.md
-              Documentation/why.md Documentation/running.md Documentation/rolling-out.md
-              Documentation/trying-a-policy.md Documentation/linux-sources.md
-              Documentation/linux-volumes.md Documentation/certificate-forms.md
-              Documentation/threat-model.md
-    DESTINATION ${VEL_TOOLS_PAGES_DIRECTORY} COMPONENT tools)
-install(FILES Documentation/host-developer.md Documentation/mac.md
-    DESTINATION ${VEL_DEVELOPMENT_PAGES_DIRECTORY} COMPONENT development)
+install(FILES CHANGELOG.md SECURITY.md DESTINATION ${VEL_PAGES_DIRECTORY} COMPONENT documentation)
+set(files OWNER_READ OWNER_WRITE GROUP_READ WORLD_READ)
+install(DIRECTORY Documentation DESTINATION ${VEL_PAGES_DIRECTORY} COMPONENT documentation
+    FILE_PERMISSIONS ${files}
+    FILES_MATCHING PATTERN "*.md" PATTERN "*.schema.json" PATTERN manual EXCLUDE)
+install(DIRECTORY Examples DESTINATION ${VEL_PAGES_DIRECTORY} COMPONENT documentation
+    FILE_PERMISSIONS ${files}
+    PATTERN update-results EXCLUDE
+    PATTERN __pycache__ EXCLUDE
+    REGEX "/(make-certificates|host\\.py|vel-posture-report|json-object|result-element)$"
+        PERMISSIONS ${files} OWNER_EXECUTE GROUP_EXECUTE WORLD_EXECUTE)

@@ -8,8 +8,7 @@ set(CPACK_PACKAGE_VENDOR vel_device_trust)
 set(CPACK_PACKAGE_CONTACT "${VEL_PACKAGE_MAINTAINER}")
 set(CPACK_PACKAGE_VERSION ${PROJECT_VERSION})
 set(CPACK_PACKAGE_DIRECTORY ${PROJECT_BINARY_DIR}/packages)
-set(CPACK_COMPONENTS_ALL library development tools)
-set(CPACK_STRIP_FILES ON)
+set(CPACK_COMPONENTS_ALL library development tools python documentation)
 set(CPACK_INSTALL_DEFAULT_DIRECTORY_PERMISSIONS ${CMAKE_INSTALL_DEFAULT_DIRECTORY_PERMISSIONS})
 configure_file(cmake/debian/PackageSettings.cmake.in
     ${PROJECT_BINARY_DIR}/cmake/PackageSettings.cmake @ONLY)
@@ -23,6 +22,8 @@ set(CPACK_DEBIAN_PACKAGE_PRIORITY optional)
 set(CPACK_DEBIAN_PACKAGE_SOURCE vel-device-trust)
 set(CPACK_DEBIAN_PACKAGE_CONTROL_STRICT_PERMISSION ON)
 set(CPACK_DEBIAN_PACKAGE_SHLIBDEPS ON)
+# What is stripped off goes into packages of their own, NAME-dbgsym.
+set(CPACK_DEBIAN_DEBUGINFO_PACKAGE ON)
 set(VEL_PACKAGE_VERSION "(= ${PROJECT_VERSION}-${CPACK_DEBIAN_PACKAGE_RELEASE})")
 set(VEL_LIBRARY_PACKAGE libvel-device-trust${PROJECT_VERSION_MAJOR})
 
@@ -41,7 +42,8 @@ set(CPACK_DEBIAN_LIBRARY_PACKAGE_SUGGESTS "p11-kit-modules, realmd")
 # to leave them out.
 configure_file(cmake/debian/shlibs.in ${PROJECT_BINARY_DIR}/debian/shlibs @ONLY)
 set(CPACK_DEBIAN_LIBRARY_PACKAGE_CONTROL_EXTRA
-    ${PROJECT_SOURCE_DIR}/cmake/debian/triggers ${PROJECT_BINARY_DIR}/debian/shlibs)
+    ${PROJECT_SOURCE_DIR}/cmake/debian/triggers ${PROJECT_BINARY_DIR}/debian/shlibs
+    ${PROJECT_BINARY_DIR}/debian/symbols)
 set(CPACK_COMPONENT_LIBRARY_DESCRIPTION "Device-posture library
 ${VEL_PACKAGE_TEXT}
 
@@ -55,6 +57,7 @@ if(VEL_STATIC_LIBRARY)
     string(APPEND CPACK_DEBIAN_DEVELOPMENT_PACKAGE_DEPENDS
         ", libexpat1-dev, libssl-dev, libutf8proc-dev")
 endif()
+set(CPACK_DEBIAN_DEVELOPMENT_PACKAGE_RECOMMENDS vel-device-trust-doc)
 set(CPACK_COMPONENT_DEVELOPMENT_DESCRIPTION "Device-posture library (development files)
 ${VEL_PACKAGE_TEXT}
 
@@ -64,11 +67,50 @@ pkg-config.")
 set(CPACK_DEBIAN_TOOLS_PACKAGE_NAME vel-posture)
 set(CPACK_DEBIAN_TOOLS_PACKAGE_SECTION admin)
 set(CPACK_DEBIAN_TOOLS_PACKAGE_DEPENDS "${VEL_LIBRARY_PACKAGE} ${VEL_PACKAGE_VERSION}")
+set(CPACK_DEBIAN_TOOLS_PACKAGE_RECOMMENDS vel-device-trust-doc)
 set(CPACK_COMPONENT_TOOLS_DESCRIPTION "Device-posture checks on the command line
 ${VEL_PACKAGE_TEXT}
 
 This package contains the program vel-posture, its manual page and completions
 for bash, zsh and fish.")
+
+# Python's byte code is made and removed by the scripts, as Debian does.
+set(CPACK_DEBIAN_PYTHON_PACKAGE_NAME python3-vel-device-trust)
+set(CPACK_DEBIAN_PYTHON_PACKAGE_SECTION python)
+set(CPACK_DEBIAN_PYTHON_PACKAGE_ARCHITECTURE all)
+set(CPACK_DEBIAN_PYTHON_PACKAGE_SHLIBDEPS OFF)
+set(CPACK_DEBIAN_PYTHON_DEBUGINFO_PACKAGE OFF)
+set(CPACK_DEBIAN_PYTHON_PACKAGE_DEPENDS
+    "${VEL_LIBRARY_PACKAGE} (>= ${PROJECT_VERSION}), python3:any (>= 3.9)")
+set(CPACK_DEBIAN_PYTHON_PACKAGE_CONTROL_EXTRA
+    ${PROJECT_SOURCE_DIR}/cmake/debian/python/postinst
+    ${PROJECT_SOURCE_DIR}/cmake/debian/python/prerm)
+set(CPACK_COMPONENT_PYTHON_DESCRIPTION "Device-posture library (Python module)
+${VEL_PACKAGE_TEXT}
+
+This package contains the Python module vel_device_trust.")
+
+set(CPACK_DEBIAN_DOCUMENTATION_PACKAGE_NAME vel-device-trust-doc)
+set(CPACK_DEBIAN_DOCUMENTATION_PACKAGE_SECTION doc)
+set(CPACK_DEBIAN_DOCUMENTATION_PACKAGE_ARCHITECTURE all)
+set(CPACK_DEBIAN_DOCUMENTATION_PACKAGE_SHLIBDEPS OFF)
+set(CPACK_DEBIAN_DOCUMENTATION_DEBUGINFO_PACKAGE OFF)
+set(CPACK_COMPONENT_DOCUMENTATION_DESCRIPTION "Device-posture library (pages and examples)
+${VEL_PACKAGE_TEXT}
+
+This package contains the pages for administrators and developers, schemas and
+examples: requests, hosts, recipes for rolling out.")
+
+# The version that a package which links the library depends on, symbol by symbol.
+if(VEL_DEBIAN_LAYOUT)
+    set(VEL_SYMBOLS ${PROJECT_SOURCE_DIR}/cmake/debian/symbols)
+    set(command dpkg-gensymbols -p${VEL_LIBRARY_PACKAGE} -v${PROJECT_VERSION} -c4
+        -I${VEL_SYMBOLS} -O${PROJECT_BINARY_DIR}/debian/symbols
+        -e$<TARGET_FILE_DIR:vel_device_trust>/$<TARGET_SONAME_FILE_NAME:vel_device_trust>)
+    add_custom_command(OUTPUT ${PROJECT_BINARY_DIR}/debian/symbols
+        COMMAND ${command} DEPENDS vel_device_trust ${VEL_SYMBOLS} VERBATIM)
+    add_custom_target(vel_symbols ALL DEPENDS ${PROJECT_BINARY_DIR}/debian/symbols)
+endif()
 
 # What Debian asks of a package's documentation.
 if(VEL_DEBIAN_LAYOUT)
@@ -81,7 +123,7 @@ if(VEL_DEBIAN_LAYOUT)
     configure_file(cmake/debian/changelog.in ${PROJECT_BINARY_DIR}/debian/changelog.Debian @ONLY)
     execute_process(COMMAND gzip -9nkf ${PROJECT_BINARY_DIR}/debian/changelog.Debian
         COMMAND_ERROR_IS_FATAL ANY)
-    foreach(component LIBRARY DEVELOPMENT TOOLS)
+    foreach(component LIBRARY DEVELOPMENT TOOLS PYTHON DOCUMENTATION)
         string(TOLOWER ${component} name)
         install(FILES cmake/debian/copyright ${PROJECT_BINARY_DIR}/debian/changelog.Debian.gz
             DESTINATION ${CMAKE_INSTALL_DATADIR}/doc/${CPACK_DEBIAN_${component}_PACKAGE_NAME}

@@ -44,7 +44,8 @@ def main():
     with tempfile.TemporaryDirectory() as name:
         folder = Path(name)
         (folder / "libvel_device_trust.so.1").symlink_to(library)
-        environment = dict(os.environ, LD_LIBRARY_PATH=f"{folder}:{library.parent}")
+        environment = dict(os.environ, LD_LIBRARY_PATH=f"{folder}:{library.parent}",
+                           PYTHONPATH=str(root / "Python"), PYTHONDONTWRITEBYTECODE="1")
         for number, ((language, text), (_, check, error)) in enumerate(zip(snippets, EXPECTED)):
             source = folder / f"snippet{number}.{language if language != 'python' else 'py'}"
             source.write_text(text, encoding="utf-8")

@@ -24,6 +24,9 @@ LIBRARY_FOLDER = CONFIGURATION["libraryFolder"]
 PREFIX = BUILD / "Tests/installation/moved here"
 WORK = BUILD / "Tests/installation/hosts"
 HELPERS = pathlib.Path("libexec/vel_device_trust")
+PAGES = pathlib.Path("share/doc/vel-device-trust")
+MODULE = pathlib.Path("share/vel_device_trust/python")
+SCRIPTS = {"make-certificates", "host.py", "vel-posture-report", "json-object", "result-element"}
 
 REQUEST = {"mac": [{"type": "minimumOSVersion", "version": "0"},
                    {"type": "anyProcessRunning",
@@ -73,6 +76,10 @@ def package_configuration():
     return {"PKG_CONFIG_PATH": str(PREFIX / LIBRARY_FOLDER / "pkgconfig")}
 
 
+def python_module():
+    return {"PYTHONPATH": str(PREFIX / MODULE), "LD_LIBRARY_PATH": str(PREFIX / LIBRARY_FOLDER)}
+
+
 def needed_libraries(program):
     return re.findall(r"\(NEEDED\).*\[(.*)\]", run(CONFIGURATION["readelf"], "-d", program))
 
@@ -107,7 +114,7 @@ class Installation(unittest.TestCase):
         for path in PREFIX.rglob("*"):
             # Whether a library is executable differs between distributions.
             if not path.is_symlink() and ".so." not in path.name:
-                executable = path.is_dir() or path.parent in programs
+                executable = path.is_dir() or path.parent in programs or path.name in SCRIPTS
                 mode = path.stat().st_mode & 0o777
                 self.assertEqual(oct(mode), oct(0o755 if executable else 0o644), path)
 
@@ -134,12 +141,33 @@ class Installation(unittest.TestCase):
         libraries = {"LD_LIBRARY_PATH": str(PREFIX / LIBRARY_FOLDER)}
         self.assert_answers(run(folder / "host", request_file(folder), environment=libraries))
 
+    def test_ConstantsInC(self):
+        folder = empty(WORK / "constants")
+        (folder / "host.c").write_text("""#include <stdio.h>
+            #include <vel_device_trust/vel_device_trust_c.h>
+            int main(void) {
+                printf("%.1f %s|%s %s %s %s %s %s", vel_device_trustVersionNumber,
+                       vel_device_trustVersionString, vel_version(), kIDParams, kMacSerialNumberKey,
+                       kDeviceIDKey, kVELPostureCheckErrorDomain, kUnlocalizedDescriptionKey);
+                return 0;
+            }""", encoding="utf-8")
+        words = run("pkg-config", "--cflags", "--libs", "vel_device_trust",
+                    environment=package_configuration())
+        run("sh", "-c", f"cc -std=c99 -Wall -Wextra -Wpedantic -Werror -o host host.c {words}",
+            folder=folder)
+        printed = run(folder / "host",
+                      environment={"LD_LIBRARY_PATH": str(PREFIX / LIBRARY_FOLDER)})
+        self.assertRegex(
+            printed, r"^1\.0 vel_device_trust ([0-9.]+)\|\1 identity_params device_serial_number "
+            r"device_id com\.vel\.posturecheck com\.vel\.posturecheck\.unlocalized-description$")
+
     def test_HostInPython(self):
-        library = PREFIX / LIBRARY_FOLDER / "libvel_device_trust.so.1"
-        printed = run(sys.executable, SOURCE / "Examples/Hosts/python/host.py",
-                      request_file(empty(WORK / "python")),
-                      environment={"VEL_DEVICE_TRUST_LIBRARY": str(library)})
+        printed = run(sys.executable, "-B", SOURCE / "Examples/Hosts/python/host.py",
+                      request_file(empty(WORK / "python")), environment=python_module())
         self.assertEqual(printed, VERDICT)
+
+    def test_PythonModule(self):
+        run(sys.executable, "-B", SOURCE / "Tests/Python/ModuleTest.py", environment=python_module())
 
     def test_DescribedHostInCpp(self):
         configure_and_build(SOURCE / "Examples/Hosts/described", empty(WORK / "described-cpp"))
@@ -229,10 +257,10 @@ class Installation(unittest.TestCase):
                      "share/zsh/site-functions/_vel-posture",
                      "share/fish/vendor_completions.d/vel-posture.fish",
                      "share/vel_device_trust/schemas/request.schema.json",
-                     "share/doc/vel_device_trust/checks.md",
-                     "share/doc/vel_device_trust/host-developer.md",
-                     "share/doc/vel_device_trust/LICENSE",
-                     "share/doc/vel_device_trust/THIRD-PARTY-NOTICES"):
+                     MODULE / "vel_device_trust/__init__.py", MODULE / "vel_device_trust/py.typed",
+                     PAGES / "Documentation/checks.md", PAGES / "Documentation/host-developer.md",
+                     PAGES / "Examples/RollOut/systemd/vel-posture.timer",
+                     PAGES / "LICENSE", PAGES / "THIRD-PARTY-NOTICES"):
             self.assertTrue((PREFIX / name).is_file(), name)
         headers = {path.name for path in (SOURCE / "include/vel_device_trust").iterdir()}
         self.assertEqual({path.name for path in (PREFIX / "include/vel_device_trust").iterdir()},

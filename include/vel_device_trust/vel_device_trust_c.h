@@ -120,6 +120,29 @@ VEL_EXPORT void vel_result_free(char* VEL_NULLABLE result);
  */
 VEL_EXPORT const char* vel_version(void);
 
+/** The version of the interface: 1.0. */
+extern VEL_EXPORT const double vel_device_trustVersionNumber;
+
+/** The library's name and full version, such as "vel_device_trust 1.0.0". */
+extern VEL_EXPORT const char* const vel_device_trustVersionString;
+
+/** Top-level key of an identity request and of its result: "identity_params". */
+extern VEL_EXPORT const char* const kIDParams;
+
+/** Name of the hardware serial number in an identity request: "device_serial_number". */
+extern VEL_EXPORT const char* const kMacSerialNumberKey;
+
+/** Name of the device identifier in an identity request: "device_id". */
+extern VEL_EXPORT const char* const kDeviceIDKey;
+
+/** The domain of the library's errors: "com.vel.posturecheck". Its codes are for hosts in C++. */
+extern VEL_EXPORT const char* const kVELPostureCheckErrorDomain;
+
+/**
+ * The userInfo key of the text of such an error: "com.vel.posturecheck.unlocalized-description".
+ */
+extern VEL_EXPORT const char* const kUnlocalizedDescriptionKey;
+
 #if defined(__clang__)
 #pragma clang assume_nonnull end
 #pragma clang diagnostic pop
