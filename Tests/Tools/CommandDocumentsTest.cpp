@@ -1,5 +1,7 @@
 // SPDX-License-Identifier: Apache-2.0
 // The manual page and the shells' completions against the option table.
+#include "Classes/Mac/VELPostureCheckRunner+Mac.h"
+#include "Platform/Simulated/VELSimulatedPlatform.h"
 #include "Tests/Support/ChildProgram.h"
 #include "Tests/Support/TemporaryFolder.h"
 #include "Tools/vel-posture/OptionTable.h"
@@ -194,6 +196,20 @@ TEST(CommandDocuments, ManualPageHasEveryExitStatus) {
     EXPECT_EQ(found(between(contentOf(manualPath), ".Sh EXIT STATUS", ".Sh EXAMPLES"),
                     "\n\\.It ([0-9]+)"),
               found(help, "\n  ([0-9]+) "));
+}
+
+TEST(CommandDocuments, ManualPageHasEveryCheckWithItsParameters) {
+    const std::string section = between(contentOf(manualPath), "\n.Sh CHECKS", "\n.Sh ENVIRONMENT");
+    Words types;
+    for (const auto& [type, check] :
+         macPostureCheckCatalogue(std::make_shared<VELSimulatedPlatform>())) {
+        types.insert(type);
+        const auto required = check->requiredParameters().value_or(std::vector<std::string>());
+        EXPECT_EQ(found(between(section, "\n.It Cm " + type + "\n", "\n.It "), "\n\\.Cm (\\w+)"),
+                  Words(required.begin(), required.end()))
+            << type;
+    }
+    EXPECT_EQ(found(section, "\n\\.It Cm (\\w+)"), types);
 }
 
 TEST(CommandDocuments, ManualPageIsClean) {
