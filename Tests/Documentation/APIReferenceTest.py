@@ -14,7 +14,7 @@ from pathlib import Path
 
 EXPORTS = (
     re.compile(r"^class VEL_EXPORT (\w+)", re.MULTILINE),
-    re.compile(r'^extern "C" VEL_EXPORT const \w+(?: ?\*)?(?: ?const)? ?(\w+);', re.MULTILINE),
+    re.compile(r'^extern (?:"C" )?VEL_EXPORT const \w+(?: ?\*)?(?: ?const)? ?(\w+);', re.MULTILINE),
     re.compile(r"^(?:\[\[nodiscard\]\] )?VEL_EXPORT [^;{]*?\b(\w+)\(", re.MULTILINE),
 )
 
