@@ -166,6 +166,8 @@ class Packages(unittest.TestCase):
 
     def test_BinaryInterface(self):
         """Any difference has to be accepted: see Documentation/packaging.md."""
+        if run("dpkg", "--print-architecture").strip() != "amd64":
+            self.skipTest("the stored description is that of amd64")
         stored = SOURCE / "cmake/libvel_device_trust.abi"
         described = self.root / "now.abi"
         described.write_text(run(SOURCE / "cmake/debian/describe-abi",
