@@ -26,7 +26,8 @@ WORK = BUILD / "Tests/installation/hosts"
 HELPERS = pathlib.Path("libexec/vel_device_trust")
 PAGES = pathlib.Path("share/doc/vel-device-trust")
 MODULE = pathlib.Path("share/vel_device_trust/python")
-SCRIPTS = {"make-certificates", "host.py", "vel-posture-report", "json-object", "result-element"}
+SCRIPTS = {path.name for path in (SOURCE / "Examples").rglob("*")
+           if path.is_file() and os.access(path, os.X_OK) and path.name != "update-results"}
 
 REQUEST = {"mac": [{"type": "minimumOSVersion", "version": "0"},
                    {"type": "anyProcessRunning",
