@@ -104,5 +104,5 @@ install(DIRECTORY Examples DESTINATION ${VEL_PAGES_DIRECTORY} COMPONENT document
     FILE_PERMISSIONS ${files}
     PATTERN update-results EXCLUDE
     PATTERN __pycache__ EXCLUDE
-    REGEX "/(make-certificates|host\\.py|vel-posture-report|json-object|result-element)$"
+    REGEX "/(make-certificates|host(_test)?\\.py|fleet\\.py|vel-posture-report|json-object|result-element)$"
         PERMISSIONS ${files} OWNER_EXECUTE GROUP_EXECUTE WORLD_EXECUTE)
