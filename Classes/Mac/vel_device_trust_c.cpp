@@ -1,7 +1,7 @@
 // SPDX-License-Identifier: Apache-2.0
 #include "vel_device_trust/vel_device_trust_c.h"
 
-#include "Classes/Mac/vel_device_trust_c.h"
+#include "Classes/Mac/VELRunnerHandle.h"
 
 #include <cstdlib>
 #include <cstring>
