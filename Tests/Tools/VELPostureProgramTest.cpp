@@ -430,10 +430,12 @@ TEST(VELPostureProgram, HelpsOnStandardOutput) {
     EXPECT_EQ(help.errors, "");
     for (const char* part :
          {"Usage: vel-posture [OPTIONS] SUBCOMMAND\n", "check ", "identity ", "lint ", "catalogue ",
+          "doctor ",
           "\nExit status:\n"
           "  0  passed, the identity request was answered, the machine was\n"
-          "     described, or lint found nothing\n"
-          "  1  did not pass, or lint found something (see --fail-on)\n"
+          "     described, lint found nothing, or test found what was expected\n"
+          "  1  did not pass, lint found something (see --fail-on), test a difference,\n"
+          "     or doctor a source that cannot be asked\n"
           "  2  wrong use, "}) {
         EXPECT_NE(help.output.find(part), std::string::npos) << help.output;
     }
@@ -488,7 +490,7 @@ TEST(VELPostureProgram, ExplainingLeavesTheLogAsItIs) {
         std::vector<std::string> messages;
         std::istringstream lines(errors);
         for (std::string line; std::getline(lines, line);) {
-            messages.push_back(nlohmann::json::parse(line).at("message"));
+            messages.push_back(nlohmann::json::parse(line).at("message").get<std::string>());
         }
         return messages;
     };

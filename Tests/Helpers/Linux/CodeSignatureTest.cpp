@@ -548,7 +548,7 @@ TEST(CertificatesInFile, ReadsPEMAndDER) {
               std::vector<std::string>());
 }
 
-TEST(CodeSignature, SaysWhyAProcessHasNoSigner) {
+TEST(CodeSignatureReason, SaysWhyAProcessHasNoSigner) {
     const TestFolder folder;
     const auto why = [](const std::string& signers) {
         return runProgram({toolProgram("code-signature"), "--display", "--extract-certificates",

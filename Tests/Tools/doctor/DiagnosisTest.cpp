@@ -50,6 +50,9 @@ TEST(Doctor, AnswersOfWhateverKindMeanThatASourceCanBeAsked) {
         EXPECT_FALSE(each.text.empty()) << each.source;
         EXPECT_EQ(each.remedy, "") << each.source;
     }
+    EXPECT_EQ(diagnoses[0].text, "the firewall is off (state 0)");
+    EXPECT_EQ(diagnoses[4].text, "the running processes are listed");
+    EXPECT_EQ(diagnoses[5].text, "whether the machine is bound to a domain is known");
     EXPECT_EQ(sources, (std::vector<std::string>{"firewall", "disks", "keychains", "system version",
                                                  "processes", "domain", "serial number"}));
 }

@@ -115,6 +115,8 @@ std::optional<Evidence> signersOf(const std::shared_ptr<const VELPlatform>& plat
 struct Probe {
     const char* source;
     VELDictionary entry;
+    /// What an answer says beside that there is one; null: the reason of the entry.
+    const char* text = nullptr;
 };
 
 std::vector<Probe> probes() {
@@ -123,8 +125,12 @@ std::vector<Probe> probes() {
         {"disks", {{"type", "fullDiskEncryption"}}},
         {"keychains", {{"type", "certificatePresent"}, {"sha1", std::string(40, '0')}}},
         {"system version", {{"type", "minimumOSVersion"}, {"version", "0"}}},
-        {"processes", {{"type", "anyProcessRunning"}, {"processes", VELValue::array()}}},
-        {"domain", {{"type", "joinedToDomain"}, {"names", VELValue::array()}}},
+        {"processes",
+         {{"type", "anyProcessRunning"}, {"processes", VELValue::array()}},
+         "the running processes are listed"},
+        {"domain",
+         {{"type", "joinedToDomain"}, {"names", VELValue::array()}},
+         "whether the machine is bound to a domain is known"},
     };
 }
 
@@ -135,6 +141,9 @@ std::vector<Diagnosis> diagnosesOf(const std::shared_ptr<const VELPlatform>& pla
     for (const Probe& probe : probes()) {
         diagnoses.push_back(
             diagnosisOf(probe.source, runExplained(probe.entry, platform).evidence));
+        if (diagnoses.back().canBeAsked && probe.text != nullptr) {
+            diagnoses.back().text = probe.text;
+        }
     }
     if (const auto signers = signersOf(platform)) {
         diagnoses.push_back(diagnosisOf("signers", *signers));
