@@ -96,6 +96,14 @@ struct Line {
         return "identity " + std::to_string(answer.index) + " " +
                std::to_string(vel::integerOfStatus(answer.status)) + " " + text(answer.certificate);
     }
+    std::string operator()(const AllIdentities& answer) const {
+        std::string line = "all identities " + std::to_string(vel::integerOfStatus(answer.status)) +
+                           " at " + std::to_string(answer.moment.time_since_epoch() / seconds(1));
+        for (const std::string& certificate : answer.certificates) {
+            line += " " + certificate;
+        }
+        return line;
+    }
     std::string operator()(const Trust& answer) const {
         return "trust " + std::to_string(vel::integerOfStatus(answer.created)) + " " + answer.leaf +
                " " + text(answer.anchor) + " " +
@@ -250,6 +258,16 @@ TEST_F(RecordingPlatform, KeepsTheKeychainAndTrust) {
                               "identity 3 0 " + leaf,
                               "trust 0 " + leaf + " " + root + " -25291 (not evaluated) (no error)",
                               "identities -25300 0"}));
+}
+
+TEST_F(RecordingPlatform, KeepsAllIdentitiesAndTheTimeOfTheQuestion) {
+    mac->keychainStore.date = VELMoment(seconds(1'700'000'000));
+    mac->keychainStore.identityList = {{.certificate = "a"}, {.certificate = "b"}};
+    EXPECT_EQ(platform.keychain().allIdentities().certificates, Lines({"a", "b"}));
+    mac->keychainStore.identityList.clear();
+    EXPECT_EQ(platform.keychain().allIdentities().status, VELSecurityStatus::itemNotFound);
+    EXPECT_EQ(lines(),
+              Lines({"all identities 0 at 1700000000 a b", "all identities -25300 at 1700000000"}));
 }
 
 TEST_F(RecordingPlatform, KeepsHowATaskRan) {
