@@ -7,6 +7,7 @@
 
 #include <gtest/gtest.h>
 
+#include <set>
 #include <string>
 #include <utility>
 
@@ -294,6 +295,40 @@ TEST_F(Explain, TakesTheReasonOfASilentHelper) {
         EXPECT_EQ(why(noReason), "firewall-state-unknown: /libexec/firewall-state printed no "
                                  "state; no state is stored");
     }
+}
+
+TEST_F(Explain, TellsTheCausesOfTheFirewallsErrorApart) {
+    const auto failing = [](auto change) {
+        std::vector<VELRecordedAnswer> answers = answersOfSilentHelper("");
+        answers.pop_back();
+        change(std::get<vel::recorded::Run>(answers[0].answer));
+        return answers;
+    };
+    using vel::recorded::Run;
+    const std::vector<std::vector<VELRecordedAnswer>> causes = {
+        failing([](Run& run) { run.launchFailure = "no such file"; }),
+        failing([](Run& run) { run.status = 1; }),
+        failing([](Run& run) {
+            run.status = 15;
+            run.terminatedAfter = std::chrono::seconds(10);
+        }),
+        failing([](Run& run) { run.status = -1; }),
+        answersOfSilentHelper("nftables-missing: firewall-state cannot run nft\n"),
+        answersOfSilentHelper("firewall-needs-root: firewall-state needs root\n"),
+    };
+    std::set<std::string> codes;
+    std::set<std::string> texts;
+    for (const auto& answers : causes) {
+        const Evidence evidence =
+            explain(firewall, Kind::error, "Error getting firewall state.", answers);
+        codes.insert(evidence.code);
+        texts.insert(evidence.text);
+    }
+    EXPECT_EQ(codes,
+              (std::set<std::string>{"firewall-needs-root", "firewall-tool-failed",
+                                     "firewall-tool-not-launched", "firewall-tool-status-lost",
+                                     "firewall-tool-timed-out", "nftables-missing"}));
+    EXPECT_EQ(texts.size(), causes.size());
 }
 
 TEST_F(Explain, AsksASilentHelperWhy) {
