@@ -163,6 +163,8 @@ TEST_F(Recordings, NameTheFileThatIsWrong) {
     EXPECT_EQ(malformed.status, 2);
     EXPECT_EQ(malformed.output, "");
     EXPECT_EQ(malformed.errors.find("vel-posture: request \"" + wrong + "\": parse error"), 0U);
+    EXPECT_EQ(run({"describe", "--for", "-", "--for", "-"}).errors,
+              "vel-posture: standard input can be read only once\n");
     const auto unwritable = run({"check", requests + "minimum-os-version.json", "--machine",
                                  machines + "compliant.json", "--record", "/nowhere/a"});
     EXPECT_EQ(unwritable.status, 2);

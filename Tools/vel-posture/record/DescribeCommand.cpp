@@ -30,7 +30,7 @@ namespace {
 
 std::vector<VELValue> readRequests(const std::vector<std::string>& paths) {
     std::vector<VELValue> requests;
-    for (const std::string& path : paths) {
+    for (const std::string& path : paths.empty() ? paths : requestPaths(paths)) {
         std::optional<VELError> error;
         auto request = vel::readJSON(readRequest(path), &error);
         if (!request) {
