@@ -53,6 +53,18 @@ protected:
     std::string issuer;
 };
 
+TEST_F(SimulatedIdentities, AreAskedAboutCertificatesThatOtherMacsHaveParsed) {
+    EXPECT_NE(certificates.parseCertificate(root), anchor);
+    const VELSimulatedKeychain otherKeychain;
+    VELSimulatedCertificates other{otherKeychain};
+    certificates.parsed = other.parsed = std::make_shared<VELParsedCertificates>();
+    const auto kept = certificates.parseCertificate(root);
+    EXPECT_EQ(other.parseCertificate(root), kept);
+    EXPECT_EQ(other.parseCertificate(root)->der(), root);
+    EXPECT_NE(other.parseCertificate(leaf), kept);
+    EXPECT_EQ(other.parseCertificate("garbage"), nullptr);
+}
+
 TEST_F(SimulatedIdentities, AreNotLookedForWhenAStatusIsGiven) {
     EXPECT_EQ(keychain.identities(issuer).identities.size(), 2U);
     keychain.identitiesStatus = VELSecurityStatus::notAvailable;
