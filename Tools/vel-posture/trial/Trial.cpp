@@ -9,12 +9,12 @@
 #include "Tools/vel-posture/RequestSource.h"
 #include "Tools/vel-posture/StandardStreams.h"
 #include "Tools/vel-posture/check/NoChecksWarning.h"
-#include "Tools/vel-posture/explain/ExplainedResult.h"
 #include "Tools/vel-posture/explain/FurtherQuestions.h"
 
 #include <algorithm>
 #include <iterator>
 #include <optional>
+#include <span>
 #include <stdexcept>
 #include <utility>
 
@@ -35,6 +35,16 @@ VELValue readRequest(const std::string& name, const std::string& document) {
         throw ProgramFailure("request \"" + name + "\": it asks for identity values, not checks");
     }
     return *std::move(request);
+}
+
+/// Those that belong to an entry. They stand together, since checks run one after another.
+std::span<const VELRecordedAnswer> answersOf(std::size_t entry,
+                                             std::span<const VELRecordedAnswer> answers) {
+    const auto isOfEntry = [entry](const VELRecordedAnswer& answer) {
+        return answer.entry == entry;
+    };
+    const auto first = std::ranges::find_if(answers, isOfEntry);
+    return {first, std::find_if_not(first, answers.end(), isOfEntry)};
 }
 
 } // namespace
@@ -69,7 +79,7 @@ TriedRequest Trial::run(const std::shared_ptr<VELSimulatedPlatform>& machine) co
         catalogueWithRecording(macPostureCheckCatalogue(platform), _request, recording), nullptr,
         platform);
     const VELValue result = runner->runDeviceTrustCheckFromDictionary(_request);
-    auto answers = answersByEntry(recording->takeAnswers());
+    const std::vector<VELRecordedAnswer> answers = recording->takeAnswers();
 
     TriedRequest tried{result.at("pass").get<bool>(), {}};
     for (const CheckOutcome::Kind kind : outcomeKinds(result, _request)) {
@@ -79,12 +89,16 @@ TriedRequest Trial::run(const std::shared_ptr<VELSimulatedPlatform>& machine) co
         if (kind == CheckOutcome::Kind::error) {
             check.error = vel::displayText(result.at("checks").at(index).at("error"));
         }
-        std::vector<VELRecordedAnswer>& own = answers[index];
-        if (kind != CheckOutcome::Kind::pass) {
+        const VELValue& entry = _request.at(platformIdentifier).at(index);
+        const auto own = answersOf(index, answers);
+        if (kind == CheckOutcome::Kind::pass) {
+            check.evidence = explain(entry, kind, check.error, own);
+        } else {
+            std::vector<VELRecordedAnswer> more(own.begin(), own.end());
             askFurther(own, *platform);
-            std::ranges::move(recording->takeAnswers(), std::back_inserter(own));
+            std::ranges::move(recording->takeAnswers(), std::back_inserter(more));
+            check.evidence = explain(entry, kind, check.error, more);
         }
-        check.evidence = explain(_request.at(platformIdentifier).at(index), kind, check.error, own);
     }
     return tried;
 }
