@@ -54,6 +54,8 @@ VELDictionary collectIdentity(const VELDictionary& request, const VELPlatform& p
 
     VELDictionary result = VELValue::object();
     result[kIDParams] = std::move(values);
+    // A null that its first key makes an object is broken when there is no memory for that.
+    result["metrics"] = VELValue::object();
     result["metrics"]["total_ms"] = duration;
     return result;
 }

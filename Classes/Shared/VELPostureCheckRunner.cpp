@@ -204,6 +204,8 @@ VELDictionary VELPostureCheckRunner::runChecks(VELDictionary request) const {
     VELDictionary result = VELValue::object();
     result["checks"] = std::move(checks);
     result["pass"] = overall;
+    // A null that its first key makes an object is broken when there is no memory for that.
+    result["metrics"] = VELValue::object();
     result["metrics"]["total_ms"] = total;
     result["metrics"]["details"] = std::move(details);
     VELDTLogger::logMessageWithLevel(VELLogLevel::information, deviceTrustFunction,
