@@ -45,6 +45,9 @@ std::map<RuleHandle, Words> rulesByHandle(std::string_view listing) {
                    words[words.size() - 2] == "handle") {
             const std::string_view handle = words.back();
             words.resize(words.size() - 3);
+            if (words.back() == "{") { // a chain, a set or another object
+                continue;
+            }
             rules[{family, table, handle}] = std::move(words);
         }
     }
@@ -184,8 +187,18 @@ void revealMatches(RulesJSON& statements, const ShownRule& rule) {
 
 } // namespace
 
-bool hasHiddenMatches(std::string_view ruleset) {
-    return ruleset.find("\"xt\"") != std::string_view::npos;
+bool lacksRules(const RulesJSON& document, std::string_view listing) {
+    auto rules = rulesByHandle(listing);
+    for (const RulesJSON& object : document["nftables"]) {
+        const RulesJSON* rule = rulesMember(object, "rule");
+        const RulesJSON* handle = rule == nullptr ? nullptr : rulesMember(*rule, "handle");
+        if (handle != nullptr) {
+            const std::string family = rulesText(*rule, "family");
+            const std::string table = rulesText(*rule, "table");
+            rules.erase({family, table, handle->dump()});
+        }
+    }
+    return !rules.empty();
 }
 
 void revealHiddenMatches(RulesJSON& document, std::string_view listing) {

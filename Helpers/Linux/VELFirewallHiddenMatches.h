@@ -7,8 +7,8 @@
 
 namespace vel {
 
-/// Whether there are matches of iptables-nft in a ruleset: its JSON gives only their names.
-bool hasHiddenMatches(std::string_view ruleset);
+/// Whether "nft -a list ruleset" printed a rule that is not in the document.
+bool lacksRules(const RulesJSON& document, std::string_view listing);
 
 /// Puts in their place what "nft -a list ruleset" printed for the same rules: connection state,
 /// several ports, the kind of an address or a packet. A match that the listing shows, but that is

@@ -33,7 +33,7 @@ std::vector<UnsolicitedPacket> packets(const InboundQuestion& question) {
 std::optional<InboundDefault> inboundDefault(std::string_view ruleset, std::string_view listing,
                                              const InboundQuestion& question) {
     std::optional<RulesJSON> document = readRulesDocument(ruleset);
-    if (!document) {
+    if (!document || lacksRules(*document, listing)) {
         return std::nullopt;
     }
     revealHiddenMatches(*document, listing);

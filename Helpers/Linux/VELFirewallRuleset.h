@@ -23,7 +23,8 @@ struct InboundQuestion {
 };
 
 /// Judges the rules that "nft -j list ruleset" printed as `ruleset` and "nft -a list ruleset" as
-/// `listing` (needed where `hasHiddenMatches`; may be empty). Nullopt when the first is no ruleset.
+/// `listing`, which may be empty: matches of iptables-nft are then hidden. Nullopt when the first
+/// is no ruleset, or lacks a rule of the second.
 ///
 /// Refused means: a new connection from a public address to an address of this machine is dropped
 /// or rejected on at least 99 % of the ports, for IPv4 and IPv6, for TCP and UDP, on every

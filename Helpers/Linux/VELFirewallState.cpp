@@ -2,7 +2,6 @@
 #include "Helpers/Linux/VELFirewallState.h"
 #include "Base/VELShellVariable.h"
 #include "Base/VELText.h"
-#include "Helpers/Linux/VELFirewallHiddenMatches.h"
 #include "Helpers/Linux/VELFirewallRuleset.h"
 #include "Helpers/Linux/VELFirewalldZones.h"
 #include "Helpers/Linux/VELOutsideInterfaces.h"
@@ -77,12 +76,13 @@ std::optional<FirewallState> stateByRules(const FirewallSources& sources,
     if (!ruleset) {
         return std::nullopt;
     }
-    RulesProblem hidden = RulesProblem::none; // without the text form they stay hidden
-    const auto listing = hasHiddenMatches(*ruleset)
-                             ? listedRuleset(sources.filterPrograms, "-a", deadline, hidden)
-                             : std::nullopt;
-    const auto inbound = inboundDefault(*ruleset, listing.value_or(""),
-                                        {interfaces, !isIPv6SwitchedOff(sources.root)});
+    // Where nft fails to read the rules of a table, it lists none, and ends well.
+    const auto listing = listedRuleset(sources.filterPrograms, "-a", deadline, problem);
+    if (!listing) {
+        return std::nullopt;
+    }
+    const auto inbound =
+        inboundDefault(*ruleset, *listing, {interfaces, !isIPv6SwitchedOff(sources.root)});
     if (!inbound) {
         problem = RulesProblem::notUnderstood;
         return std::nullopt;

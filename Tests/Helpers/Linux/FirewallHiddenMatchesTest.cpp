@@ -7,7 +7,6 @@ namespace {
 
 using JSON = vel::RulesJSON;
 
-constexpr const char* hiddenMatch = R"({"xt": {"type": "match", "name": "NAME"}})";
 const JSON unknown = JSON::parse(R"([{"match": {}}, {"accept": null}])");
 
 /// The statements of one rule (with handle 7, in the table "ip filter") after its line was read.
@@ -36,9 +35,19 @@ JSON condition(const std::string& operation, const std::string& left, const std:
 const std::string state = R"({"ct": {"key": "state"}})";
 const std::string ports = R"({"payload": {"protocol": "tcp", "field": "dport"}})";
 
-TEST(FirewallHiddenMatches, AreFoundByTheirName) {
-    EXPECT_TRUE(vel::hasHiddenMatches(hiddenMatch));
-    EXPECT_FALSE(vel::hasHiddenMatches(R"({"nftables": [{"match": {}}]})"));
+TEST(FirewallHiddenMatches, AListThatLacksARuleIsFound) {
+    const auto document = JSON::parse(
+        R"({"nftables": [{"rule": {"family": "inet", "table": "t", "handle": 2}}, {"rule": 1}]})");
+    const auto lacks = [&](const std::string& line, const std::string& table = "inet t") {
+        return vel::lacksRules(document, "table " + table + " {\n" + line + "\n}\n");
+    };
+    EXPECT_FALSE(vel::lacksRules(document, ""));
+    EXPECT_FALSE(lacks("accept # handle 2"));
+    EXPECT_FALSE(lacks("chain i { # handle 9")) << "no rule";
+    EXPECT_TRUE(lacks("accept # handle 3"));
+    EXPECT_TRUE(lacks("accept # handle 2\ndrop # handle 4"));
+    EXPECT_TRUE(lacks("accept # handle 2", "ip t"));
+    EXPECT_TRUE(lacks("accept # handle 2", "inet u"));
 }
 
 TEST(FirewallHiddenMatches, TheListingShowsTheirConditions) {

@@ -431,6 +431,27 @@ TEST_F(FirewallWithAProgram, WhatFailsIsNoAnswer) {
               unknown);
 }
 
+/// When the rules cannot be read, the program leaves them out and ends well.
+TEST_F(FirewallWithAProgram, AListThatLacksARuleIsNoAnswer) {
+    const std::string chain = R"({"chain": {"family": "inet", "table": "t", "name": "i",)"
+                              R"( "type": "filter", "hook": "input", "policy": "drop"}})";
+    const std::string rule = R"(, {"rule": {"family": "inet", "table": "t", "chain": "i",)"
+                             R"( "handle": 2, "expr": [{"accept": null}]}})";
+    const auto listed = [](const std::string& shownRule) {
+        return "if [ $1 = -a ]; then printf 'table inet t { # handle 7\\n chain i { # handle 1\\n"
+               "  type filter hook input priority 0; policy drop;\\n" +
+               shownRule + " }\\n}\\n'; exit; fi\n";
+    };
+    const auto printed = [](const std::string& objects) {
+        return "echo '{\"nftables\": [" + objects + "]}'\n";
+    };
+    const std::string shownRule = "  accept # handle 2\\n";
+    EXPECT_EQ(state(listed("") + printed(chain)), on);
+    EXPECT_EQ(state(listed(shownRule) + printed(chain)), unknown);
+    EXPECT_EQ(state(listed(shownRule) + printed(chain + rule)), off);
+    EXPECT_EQ(state("[ $1 = -j ] || exit 1\n" + printed(chain)), unknown);
+}
+
 TEST_F(FirewallWithAProgram, AHungProgramIsKilled) {
     const std::string record = _folder.path() + "/number";
     const std::string hang = "echo $$ > " + record + "\ntrap '' TERM\n";
