@@ -110,6 +110,8 @@ TEST(BinaryPropertyList, ReadsIntegers) {
         {"\x14" + bigEndian(~std::uint64_t{0}, 8) + bigEndian((std::uint64_t{1} << 63U) - 1, 8),
          "error: an integer out of range at byte 8"},
         {"\x14" + bigEndian(1, 8) + bigEndian(0, 8), "error: an integer out of range at byte 8"},
+        {"\x14" + bigEndian(1, 8) + bigEndian(~std::uint64_t{0}, 8),
+         "error: an integer out of range at byte 8"},
         {"\x15" + std::string(32, '\0'), "error: an integer of more than 16 bytes at byte 8"},
         {"\x1F" + std::string(32, '\0'), "error: an integer of more than 16 bytes at byte 8"},
         {"\x10", "error: an object that is cut off at byte 8"},
@@ -283,6 +285,8 @@ TEST(BinaryPropertyList, RefusesABentHeaderOrTrailer) {
          "an offset table that does not hold 4611686018427387905 offsets at byte 9"},
         {{.objects = {"\x09"}, .offsetTable = 10},
          "an offset table that does not hold 1 offsets at byte 10"},
+        {{.objects = {"\x09\x09"}, .offsetTable = 9},
+         "an offset table that does not hold 1 offsets at byte 9"},
         {{.objects = {"\x09"}, .root = 1}, "the unknown object 1 at byte 29"},
         {{.objects = {"\x09"}, .root = ~std::uint64_t{0}},
          "the unknown object 18446744073709551615 at byte 29"},
@@ -317,6 +321,8 @@ TEST(BinaryPropertyList, RefusesHugeCounts) {
         EXPECT_EQ(readObjects({marker}), "error: an object that is cut off at byte 8");
         EXPECT_EQ(readObjects({marker + "\x13"}), "error: an object that is cut off at byte 9");
         EXPECT_EQ(readObjects({marker + "\x14" + std::string(16, '\0')}),
+                  "error: a count that is not an integer at byte 9");
+        EXPECT_EQ(readObjects({marker + "\x09"}),
                   "error: a count that is not an integer at byte 9");
         EXPECT_EQ(readObjects({marker + "\x50"}),
                   "error: a count that is not an integer at byte 9");

@@ -1,0 +1,287 @@
+#!/usr/bin/env python3
+# SPDX-License-Identifier: Apache-2.0
+"""Makes small mistakes in copies of the sources, all in one build, and sees which the tests find.
+
+Usage: mutants.py SOURCE BUILD [--count N] [--files FILE...] [--suites PATTERN]
+
+Each mistake, a mutant, is switched on at run time by its number in VEL_MUTANT. A first run notes
+which suites reach which mutant; then each mutant meets its suites, the fastest first, until one
+fails. FILEs are parts of names such as Base/ or VELText.cpp. With --count a fixed seed chooses N.
+BUILD is a finished build with the tests; what is made is in BUILD/mutants. The code of the program
+and of the helpers' main functions stays as it is, because the tests run those as processes.
+"""
+
+import argparse
+import concurrent.futures
+import json
+import os
+import random
+import re
+import subprocess
+import sys
+import time
+from pathlib import Path
+
+SWITCH = """#pragma once
+#include <atomic>
+#include <cstdlib>
+#include <fcntl.h>
+#include <unistd.h>
+namespace mutants {
+inline bool isOn(int number) {
+    static const int chosen = std::getenv("VEL_MUTANT") ? std::atoi(std::getenv("VEL_MUTANT")) : 0;
+    static const char* const log = std::getenv("VEL_MUTANTS_REACHED");
+    static std::atomic<bool> isKnown[100000];
+    if (log != nullptr && !isKnown[number].exchange(true)) {
+        const int file = ::open(log, O_WRONLY | O_APPEND | O_CREAT | O_CLOEXEC, 0644);
+        [[maybe_unused]] const auto written = ::write(file, &number, sizeof number);
+        ::close(file);
+    }
+    return number == chosen;
+}
+}
+#define MUTANT(number) (::mutants::isOn(number))
+"""
+BOUNDARY = {" < ": " <= ", " <= ": " < ", " > ": " >= ", " >= ": " > "}
+
+
+def masked(text):
+    """The text with comments and literals blanked; places stay."""
+    pattern = r'R"(\w*)\(.*?\)\1"|//[^\n]*|/\*.*?\*/|"(?:\\.|[^"\\\n])*"|\'(?:\\.|[^\'\\\n])+\''
+    return re.sub(pattern, lambda found: re.sub(r"[^\n]", "_", found.group()), text, flags=re.S)
+
+
+def split_at(mask, operators):
+    """The parts of an expression between operators that are in no bracket, as (start, end)."""
+    parts, depth, start, place = [], 0, 0, 0
+    while place < len(mask):
+        depth += (mask[place] in "([{") - (mask[place] in ")]}")
+        found = next((word for word in operators if mask.startswith(word, place)), None)
+        if found and depth == 0:
+            parts.append((start, place))
+            place += len(found)
+            start = place
+        else:
+            place += 1
+    return [*parts, (start, len(mask))]
+
+
+class Source:
+    """A source file, its mutants, and the text that has them all."""
+
+    def __init__(self, root, name, numbers):
+        self.name, self.numbers, self.mutants = name, numbers, {}
+        self.text = (root / name).read_text(encoding="utf-8")
+        self.mask = masked(self.text)
+        self.edits = []  # (start, end, new text, numbers)
+
+    def add(self, start, kind):
+        number = next(self.numbers)
+        self.mutants[number] = (self.name, self.text.count("\n", 0, start) + 1, kind,
+                                self.text[start:self.text.find("\n", start)].strip())
+        return number
+
+    def edit(self, start, end, text, numbers):
+        if numbers and not any(start < other[1] and other[0] < end for other in self.edits):
+            self.edits.append((start, end, text, numbers))
+        else:
+            for number in numbers:
+                del self.mutants[number]
+
+    def operand(self, start, end):
+        """An operand with its boundary moved, and the numbers in it."""
+        text, mask = self.text[start:end], self.mask[start:end]
+        for operator, other in BOUNDARY.items():
+            parts = split_at(mask, [operator])
+            if len(parts) == 2 and " ? " not in mask:
+                number = self.add(start, f"{operator.strip()} became {other.strip()}")
+                once = (text[:parts[0][1]] + other + text[parts[1][0]:]).replace("\n", " ")
+                return f"(MUTANT({number}) ? ({once}) : ({text}))", [number]
+        return text, []
+
+    def condition(self, start, end):
+        """A condition: every operand left out, or all negated."""
+        mask = self.mask[start:end]
+        if " = " in mask or " ? " in mask or not mask.strip():
+            return
+        for operator, form in (" ||", "(!MUTANT({}) && static_cast<bool>({}))"), \
+                              (" &&", "(MUTANT({}) || static_cast<bool>({}))"):
+            parts = split_at(mask, [operator])
+            if len(parts) > 1:
+                break
+        else:
+            parts, form = [(0, len(mask))], "(MUTANT({}) != static_cast<bool>({}))"
+        texts, numbers = [], []
+        for first, last in parts:
+            text, inner = self.operand(start + first, start + last)
+            number = self.add(start + first, "operand left out" if len(parts) > 1 else "negated")
+            texts.append(form.format(number, text))
+            numbers += [*inner, number]
+        self.edit(start, end, operator.join(texts) if len(parts) > 1 else texts[0], numbers)
+
+    def mutate(self):
+        mask = self.mask
+        for found in re.finditer(r"\b(?:if|while) \(", mask):
+            depth, end = 1, found.end()
+            while depth:
+                depth += (mask[end] == "(") - (mask[end] == ")")
+                end += 1
+            self.condition(mask.rfind(";", found.end(), end) + 1 or found.end(), end - 1)
+        for found in re.finditer(r"\breturn ([^;{}]+);", mask):
+            value = found.group(1)
+            if value in ("true", "false") or re.search(r" (&&|\|\||[=!<>]=|[<>]) ", value) \
+                    or value[0] == "!":
+                self.condition(found.start(1), found.end(1))
+        call = r"(?<=[;{}]\n)([ ]+)((?:[\w:.\[\]*]|->)+(?:\([^\n]*\)| [|+-]?= [^\n]+));(?=\n)"
+        for found in re.finditer(call, mask):
+            if not re.match(r"(return|throw|using|delete|case|static_assert)\b|.*\.reserve\(",
+                            found.group(2)):
+                number = self.add(found.start(2), "left out")
+                text = self.text[found.start(2):found.end(2)]
+                self.edit(found.start(2), found.end(2), f"if (!MUTANT({number})) {text}", [number])
+        for found in re.finditer(r"(?<= [+-] )1\b(?![.'])", mask):
+            number = self.add(found.start(), "1 became 0")
+            self.edit(found.start(), found.end(), f"(MUTANT({number}) ? 0 : 1)", [number])
+
+    def write(self, path):
+        """Writes the text with the mutants; the line of each place stays."""
+        text = self.text
+        for start, end, new, _ in sorted(self.edits, reverse=True):
+            text = text[:start] + new + text[end:]
+        path.parent.mkdir(parents=True, exist_ok=True)
+        path.write_text('#include "mutants.h"\n#line 1\n' + text, encoding="utf-8")
+
+    def drop(self, lines):
+        """Leaves out the edits in lines that the compiler does not take; whether there were any."""
+        kept = []
+        for edit in self.edits:
+            span = range(self.text.count("\n", 0, edit[0]) + 1,
+                         self.text.count("\n", 0, edit[1]) + 2)
+            if lines.isdisjoint(span):
+                kept.append(edit)
+            else:
+                for number in edit[3]:
+                    del self.mutants[number]
+        dropped, self.edits = len(kept) < len(self.edits), kept
+        return dropped
+
+
+def compile_mutants(source, folder, entries, build):
+    """Compiles a source's mutants in place of its objects; the objects' names by the original's."""
+    path, objects = folder / "tree" / source.name, {}
+    for entry in entries:
+        target = folder / "objects" / entry["output"]
+        target.parent.mkdir(parents=True, exist_ok=True)
+        command = re.sub(r" -MD .*? -o \S+", "", entry["command"]).replace(entry["file"], str(path))
+        command += f" -w -I{folder} -ffile-prefix-map={folder}/tree/= -o {target}"
+        while True:
+            source.write(path)
+            done = subprocess.run(command, shell=True, cwd=build, capture_output=True, text=True)
+            if done.returncode == 0:
+                break
+            lines = {int(line) for line in re.findall(
+                rf"{re.escape(source.name)}:(\d+):", done.stderr)}
+            if not source.drop(lines):
+                raise RuntimeError(done.stderr)
+        objects[entry["output"]] = str(target)
+    return objects
+
+
+def link(program, objects, folder, build):
+    """Links a test program with the mutants' objects."""
+    command = subprocess.run(["ninja", "-t", "commands", f"Tests/{program}"], cwd=build, check=True,
+                             capture_output=True, text=True).stdout.splitlines()[-1]
+    command = command.split(" && ")[1]
+    words = [objects.get(word, word) for word in command.split()]
+    words[words.index("-o") + 1] = str(folder / program)
+    archived = [new for old, new in objects.items() if new not in words and "Helpers" in old]
+    subprocess.run(" ".join([*words[:words.index("-o")], *archived, *words[words.index("-o"):]]),
+                   shell=True, cwd=build, check=True)
+    listed = subprocess.run([folder / program, "--gtest_list_tests"], check=True,
+                            capture_output=True, text=True).stdout
+    return [(str(folder / program), name) for name in re.findall(r"^(\S+)\.(?:\s.*)?$", listed, re.M)]
+
+
+def run_suite(suite, build, environment, seconds=None):
+    program, name = suite
+    try:
+        return subprocess.run([program, f"--gtest_filter={name}.*", "--gtest_fail_fast"],
+                              cwd=build / "Tests", env={**os.environ, **environment},
+                              stdin=subprocess.DEVNULL, stdout=subprocess.DEVNULL,
+                              stderr=subprocess.DEVNULL, timeout=seconds).returncode
+    except subprocess.TimeoutExpired:
+        return "too long"
+
+
+def reach(suite, build, folder):
+    """A suite's seconds and the numbers of the mutants it reaches; nothing if it fails by itself."""
+    log = folder / "reached" / suite[1].replace("/", "-")
+    log.unlink(missing_ok=True)
+    start = time.monotonic()
+    if run_suite(suite, build, {"VEL_MUTANTS_REACHED": str(log)}) != 0:
+        return None
+    data = log.read_bytes() if log.exists() else b""
+    return time.monotonic() - start, set(memoryview(data).cast("i")), suite
+
+
+def survives(number, reached, build):
+    for seconds, numbers, suite in reached:
+        if number in numbers and run_suite(suite, build, {"VEL_MUTANT": str(number)},
+                                           60 + 10 * seconds) != 0:
+            return False
+    return True
+
+
+def main():
+    parser = argparse.ArgumentParser()
+    parser.add_argument("source", type=Path)
+    parser.add_argument("build", type=Path)
+    parser.add_argument("--count", type=int)
+    parser.add_argument("--files", nargs="+",
+                        default=["Base/", "Classes/", "Helpers/", "Platform/"])
+    parser.add_argument("--suites", default="", help="a pattern of the suites that are run")
+    options = parser.parse_args()
+    root, build = options.source.resolve(), options.build.resolve()
+    folder = build / "mutants"
+    (folder / "reached").mkdir(parents=True, exist_ok=True)
+    (folder / "mutants.h").write_text(SWITCH)
+    database = json.loads(subprocess.run(["ninja", "-t", "compdb"], cwd=build, check=True,
+                                         capture_output=True).stdout)
+    entries = {}
+    for entry in database:
+        name = os.path.relpath(os.path.join(build, entry["file"]), root)
+        library = "linux_tools" if name.startswith("Helpers/") else "(described_|apple_)?objects"
+        if re.search(f"vel_{library}.dir/", entry["output"]) and \
+                any(part in name for part in options.files):
+            entries.setdefault(name, []).append(entry)
+    numbers = iter(range(1, 100000))
+    sources = [Source(root, name, numbers) for name in sorted(entries)]
+    for source in sources:
+        source.mutate()
+    objects = {}
+    with concurrent.futures.ThreadPoolExecutor(os.cpu_count()) as pool:
+        for made in pool.map(lambda source: compile_mutants(source, folder, entries[source.name],
+                                                            build), sources):
+            objects.update(made)
+        suites = [suite for program in ("vel_tests", "vel_thread_tests")
+                  for suite in link(program, objects, folder, build)
+                  if re.search(options.suites, suite[1])]
+        reached = sorted(filter(None, pool.map(lambda suite: reach(suite, build, folder), suites)))
+        mutants = {number: place for source in sources for number, place in source.mutants.items()}
+        chosen = sorted(mutants)
+        if options.count:
+            chosen = sorted(random.Random(1).sample(chosen, min(options.count, len(chosen))))
+        print(f"{len(mutants)} mutants, {len(chosen)} are tried, {len(reached)} suites", flush=True)
+        known = set().union(*(numbers for _, numbers, _ in reached))
+        lived = 0
+        for number, lives in zip(chosen, pool.map(lambda it: survives(it, reached, build), chosen)):
+            if lives:
+                lived += 1
+                name, line, kind, text = mutants[number]
+                print(f"{name}:{line}: {kind}{'' if number in known else ', not reached'}: {text}",
+                      flush=True)
+    print(f"{len(chosen) - lived} killed, {lived} lived")
+
+
+if __name__ == "__main__":
+    sys.exit(main())
