@@ -1,6 +1,6 @@
 // SPDX-License-Identifier: Apache-2.0
 #include "Classes/Mac/VELPostureCheckRunner+Mac.h"
-#include "Classes/Mac/vel_device_trust_c.h"
+#include "Classes/Mac/VELRunnerHandle.h"
 #include "Platform/Simulated/VELMachineDescription.h"
 #include "Tests/Support/SweepSet.h"
 
