@@ -9,6 +9,7 @@
 #include <new>
 #include <string>
 #include <string_view>
+#include <utility>
 
 namespace {
 
@@ -55,8 +56,9 @@ std::string runRequest(const VELPostureCheckRunner& runner, const char* request,
 
 vel_runner* vel_runner_create(vel_log_function log, void* context, vel_release_function release) {
     try {
-        return new vel_runner{
-            VELPostureCheckRunner::macPostureCheckRunner(callbackLogger(log, context, release))};
+        // First: it is told to release the context, also if there is no memory for the rest.
+        auto logger = callbackLogger(log, context, release);
+        return new vel_runner{VELPostureCheckRunner::macPostureCheckRunner(std::move(logger))};
     } catch (...) {
         return nullptr;
     }

@@ -2,6 +2,7 @@
 #include "Tests/Support/ChildProgram.h"
 #include "Tests/Support/Sanitized.h"
 #include "Tests/Support/TemporaryFolder.h"
+#include "vel_device_trust/VELValue.h"
 
 #include <gtest/gtest.h>
 #include <nlohmann/json.hpp>
@@ -10,6 +11,7 @@
 
 #include <filesystem>
 #include <map>
+#include <set>
 #include <sstream>
 #include <utility>
 
@@ -408,6 +410,22 @@ TEST(VELPostureProgram, ListsTheCatalogue) {
                       "minimumOSVersion             version\n"
                       "perDeviceCertificatePresent  cert\n",
                       ""}));
+}
+
+TEST(VELPostureProgram, DoctorsStatusSaysWhetherEverySourceCanBeAsked) {
+    const Result result = program({"doctor", "--format", "json"}).run();
+    EXPECT_EQ(result.errors, "");
+    const VELValue sources = VELValue::parse(result.output).at("sources");
+    bool canAllBeAsked = true;
+    std::set<std::string> names;
+    for (const VELValue& source : sources) {
+        names.insert(source.at("source").get<std::string>());
+        canAllBeAsked = canAllBeAsked && source.at("canBeAsked").get<bool>();
+        EXPECT_NE(source.at("text"), "");
+    }
+    EXPECT_EQ(names.size(), sources.size());
+    EXPECT_TRUE(names.contains("firewall"));
+    EXPECT_EQ(result.status, canAllBeAsked ? 0 : 1);
 }
 
 TEST(VELPostureProgram, ADescribedMacInGoodOrderPassesTheWholeExample) {
