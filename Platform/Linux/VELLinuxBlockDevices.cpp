@@ -87,14 +87,23 @@ private:
     using IsMapping = bool (*)(std::string_view uuid);
     using Known = std::map<Path, bool>;
 
-    /// The block devices below `device`; none below a disk. Absent: they cannot be found out.
-    const std::optional<std::vector<Path>>& devicesBelow(const Path& device) {
-        const auto [entry, isNew] = _below.try_emplace(device);
+    struct Device {
+        Path whole;          // the disk that a partition is part of
+        std::string mapping; // its device-mapper uuid, empty without one
+        // None below a disk. Absent: they cannot be found out.
+        std::optional<std::vector<Path>> below;
+    };
+
+    const Device& deviceAt(const Path& path) {
+        const auto [entry, isNew] = _devices.try_emplace(path);
+        Device& device = entry->second;
         if (isNew) {
-            const Path slaves = wholeDevice(device) / "slaves";
-            entry->second = isThere(slaves) ? targets(slaves) : std::vector<Path>();
+            device.whole = wholeDevice(path);
+            device.mapping = attribute(device.whole / "dm" / "uuid");
+            const Path slaves = device.whole / "slaves";
+            device.below = isThere(slaves) ? targets(slaves) : std::vector<Path>();
         }
-        return entry->second;
+        return device;
     }
 
     bool everyWayCrosses(const std::vector<Path>& devices, IsMapping isMapping) {
@@ -113,11 +122,12 @@ private:
         return entry->second;
     }
 
-    bool crosses(const Path& device, IsMapping isMapping, Known& known, std::size_t depth) {
-        if (isMapping(attribute(wholeDevice(device) / "dm" / "uuid"))) {
+    bool crosses(const Path& path, IsMapping isMapping, Known& known, std::size_t depth) {
+        const Device& device = deviceAt(path);
+        if (isMapping(device.mapping)) {
             return true;
         }
-        const std::optional<std::vector<Path>>& below = devicesBelow(device);
+        const auto& below = device.below;
         return below && !below->empty() && std::ranges::all_of(*below, [&](const Path& next) {
                    return everyWayCrosses(next, isMapping, known, depth + 1);
                });
@@ -129,18 +139,19 @@ private:
         std::set<Path> seen;
         std::vector<Path> open(devices.rbegin(), devices.rend());
         while (!open.empty()) {
-            const Path device = open.back();
+            const Path path = open.back();
             open.pop_back();
-            if (!seen.insert(device).second) {
+            if (!seen.insert(path).second) {
                 continue;
             }
-            const std::optional<std::vector<Path>>& below = devicesBelow(device);
+            const Device& device = deviceAt(path);
+            const auto& below = device.below;
             if (below && !below->empty()) {
                 open.insert(open.end(), below->rbegin(), below->rend());
                 continue;
             }
             const VELLinuxBus bus =
-                below ? vel::busOfDisk(textsOfDisk(wholeDevice(device))) : VELLinuxBus{};
+                below ? vel::busOfDisk(textsOfDisk(device.whole)) : VELLinuxBus{};
             if (bus.internal) {
                 return bus;
             }
@@ -179,7 +190,7 @@ private:
     }
 
     Path _allDevices;
-    std::map<Path, std::optional<std::vector<Path>>> _below;
+    std::map<Path, Device> _devices;
 };
 
 bool startsWithAny(std::string_view text, std::initializer_list<std::string_view> openings) {

@@ -34,14 +34,15 @@ private:
 
 } // namespace
 
-VELLinuxKeychain::VELLinuxKeychain()
-    : VELLinuxKeychain(Helper{.path = vel::linuxToolPath("/usr/bin/security")}) {}
+VELLinuxKeychain::VELLinuxKeychain() : VELLinuxKeychain(Helper{.path = ""}) {}
 
 VELLinuxKeychain::VELLinuxKeychain(Helper helper, VELX509Trust::Clock clock)
     : VELX509Keychain(std::move(clock)), _helper(std::move(helper)) {}
 
 VELSecurityStatus VELLinuxKeychain::read(vel::TokenContents& contents) const {
-    VELPOSIXTask task(_helper.path, _helper.arguments, vel::linuxToolOptions());
+    std::string path =
+        _helper.path.empty() ? vel::linuxToolPath("/usr/bin/security") : _helper.path;
+    VELPOSIXTask task(std::move(path), _helper.arguments, vel::linuxToolOptions());
     try {
         task.launch();
     } catch (const VELTaskLaunchFailure&) {

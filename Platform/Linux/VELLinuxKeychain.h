@@ -29,7 +29,7 @@ std::optional<TokenContents> readTokenContents(std::string_view text);
 class VELLinuxKeychain final : public VELX509Keychain {
 public:
     struct Helper {
-        std::string path;
+        std::string path; ///< empty: the one of this installation, looked for when it is asked
         std::vector<std::string> arguments = {};
         /// The helper's own limit is shorter: this one is for a machine that is too slow for it.
         std::chrono::nanoseconds timeOut = std::chrono::seconds(10);

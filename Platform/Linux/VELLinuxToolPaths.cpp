@@ -123,7 +123,9 @@ std::string linuxToolPath(std::string_view tool, const std::vector<std::string>&
     const auto found = std::ranges::find_if(folders, [&fileIn](const auto& folder) {
         return folder.starts_with('/') && exists(fileIn(folder));
     });
-    return fileIn(found == folders.end() ? folders.back() : *found);
+    std::error_code missing;
+    const auto folder = found == folders.end() ? fs::path() : fs::canonical(*found, missing);
+    return fileIn(folder.empty() ? folders.back() : folder.native());
 }
 
 std::vector<std::string> linuxToolFolders() {
@@ -131,11 +133,8 @@ std::vector<std::string> linuxToolFolders() {
     const auto code = hasRaisedRights() ? std::nullopt : fileOfThisCode();
     for (const char* relative :
          {VEL_TOOLS_FROM_LIBRARY, VEL_TOOLS_FROM_PROGRAM, "../libexec/vel_device_trust"}) {
-        std::error_code missing;
-        const auto folder =
-            code ? fs::canonical(fs::path(*code).parent_path() / relative, missing) : "";
-        if (code && !missing && std::ranges::find(folders, folder.native()) == folders.end()) {
-            folders.push_back(folder);
+        if (code) {
+            folders.push_back(fs::path(*code).parent_path() / relative);
         }
     }
     folders.emplace_back(VEL_TOOLS_INSTALLED);
@@ -154,7 +153,8 @@ std::string linuxToolObjection(const std::string& path, const ToolUser& user) {
     std::error_code missing;
     const fs::path entry =
         fs::canonical(fs::path(path).parent_path(), missing) / fs::path(path).filename();
-    const fs::path file = missing ? fs::path() : fs::canonical(entry, missing);
+    const bool isLink = !missing && fs::is_symlink(fs::symlink_status(entry, missing));
+    const fs::path file = isLink ? fs::canonical(entry, missing) : entry;
     if (missing) {
         return "launch path not accessible";
     }

@@ -19,7 +19,7 @@ namespace vel {
 std::string linuxToolPath(std::string_view tool);
 
 /// The same, looked for in `folders`, of which those that are not absolute are passed over; found
-/// nowhere, it is in the last one.
+/// nowhere, it is in the last one. The links on the way to the folder that has it are resolved.
 std::string linuxToolPath(std::string_view tool, const std::vector<std::string>& folders);
 
 /// Where the helpers may be: at their places relative to the folder that this code was loaded from

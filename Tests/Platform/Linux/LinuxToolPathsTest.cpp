@@ -90,8 +90,16 @@ TEST_F(LinuxToolFolders, EndWithTheConfiguredOne) {
     ASSERT_GE(folders.size(), 2U);
     EXPECT_TRUE(folders.back().starts_with('/'));
     EXPECT_TRUE(folders.back().ends_with("/libexec/vel_device_trust")) << folders.back();
-    EXPECT_EQ(folders.front(),
-              fs::canonical(toolProgram(".")).parent_path().string() + "/vel_device_trust");
+    EXPECT_EQ(fs::canonical(folders.front()), fs::canonical(toolProgram(".")));
+}
+
+TEST_F(LinuxToolFolders, LinksOnTheWayAreResolved) {
+    const std::string good = make("good");
+    _folder.link("linked", good);
+    EXPECT_EQ(listing({_folder.path() + "/linked"}), fs::canonical(good) / "process-listing");
+    EXPECT_EQ(listing({good + "/../linked/../good"}), fs::canonical(good) / "process-listing");
+    EXPECT_EQ(vel::linuxToolPath("/bin/ps", {_folder.path() + "/none", good + "/../none"}),
+              good + "/../none/process-listing");
 }
 
 /// Prints which helper would be run, and why it is not; on standard error, the environment that the
