@@ -307,6 +307,8 @@ TEST(ReadJSON, Depth) {
                   std::to_string(objects.size() + 1));
     // What was closed before does not count.
     EXPECT_EQ(written(read("[" + nested(511) + "," + nested(511) + "]")).size(), 2U * 1022U + 3U);
+    EXPECT_EQ(readingError("[[],{}," + nested(512) + "]"),
+              "arrays and objects are nested deeper than 512 at byte 519");
 }
 
 TEST(ReadJSON, AMillionDeep) {
@@ -328,6 +330,13 @@ TEST(ReadJSON, ErrorTextsAreShort) {
                                  "last read: '\"aaaa"));
     EXPECT_THAT(open, EndsWith("a…"));
     EXPECT_LE(open.size(), 256U + std::string_view("…").size());
+    // A text of 256 bytes is whole.
+    std::size_t longest = 0;
+    for (std::size_t length = 1; length < 256; ++length) {
+        const std::string text = readingError("\"" + std::string(length, 'a'));
+        longest = text.ends_with("…") ? longest : text.size();
+    }
+    EXPECT_EQ(longest, 256U);
     // Cut between characters, wherever the cut falls.
     for (std::size_t shift = 0; shift < 4; ++shift) {
         std::string text = "\"" + std::string(shift, 'a');

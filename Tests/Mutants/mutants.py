@@ -5,7 +5,7 @@
 Usage: mutants.py SOURCE BUILD [--count N] [--files FILE...] [--suites PATTERN]
 
 Each mistake, a mutant, is switched on at run time by its number in VEL_MUTANT. A first run notes
-which suites reach which mutant; then each mutant meets its suites, the fastest first, until one
+which suites reach which mutant; then each mutant meets its suites, the fast ones first, until one
 fails. FILEs are parts of names such as Base/ or VELText.cpp. With --count a fixed seed chooses N.
 BUILD is a finished build with the tests; what is made is in BUILD/mutants. The code of the program
 and of the helpers' main functions stays as it is, because the tests run those as processes.
@@ -202,34 +202,40 @@ def link(program, objects, folder, build):
     return [(str(folder / program), name) for name in re.findall(r"^(\S+)\.(?:\s.*)?$", listed, re.M)]
 
 
-def run_suite(suite, build, environment, seconds=None):
-    program, name = suite
+def run_suites(program, names, build, environment, seconds):
+    """The status of suites that run in one process, which has so many seconds of the processor."""
     try:
-        return subprocess.run([program, f"--gtest_filter={name}.*", "--gtest_fail_fast"],
+        return subprocess.run(["prlimit", f"--cpu={int(seconds)}", program, "--gtest_fail_fast",
+                               "--gtest_filter=" + ":".join(f"{name}.*" for name in names)],
                               cwd=build / "Tests", env={**os.environ, **environment},
                               stdin=subprocess.DEVNULL, stdout=subprocess.DEVNULL,
-                              stderr=subprocess.DEVNULL, timeout=seconds).returncode
+                              stderr=subprocess.DEVNULL, timeout=60 + 10 * seconds).returncode
     except subprocess.TimeoutExpired:
         return "too long"
 
 
 def reach(suite, build, folder):
     """A suite's seconds and the numbers of the mutants it reaches; nothing if it fails by itself."""
-    log = folder / "reached" / suite[1].replace("/", "-")
+    program, name = suite
+    log = folder / "reached" / name.replace("/", "-")
     log.unlink(missing_ok=True)
     start = time.monotonic()
-    if run_suite(suite, build, {"VEL_MUTANTS_REACHED": str(log)}) != 0:
+    if run_suites(program, [name], build, {"VEL_MUTANTS_REACHED": str(log)}, 1000) != 0:
         return None
     data = log.read_bytes() if log.exists() else b""
     return time.monotonic() - start, set(memoryview(data).cast("i")), suite
 
 
 def survives(number, reached, build):
-    for seconds, numbers, suite in reached:
-        if number in numbers and run_suite(suite, build, {"VEL_MUTANT": str(number)},
-                                           60 + 10 * seconds) != 0:
-            return False
-    return True
+    """Whether no suite that reaches a mutant finds it; the fast ones run first, in one process."""
+    groups = {}
+    for seconds, numbers, (program, name) in reached:
+        if number in numbers:
+            group = groups.setdefault((seconds > 2, program), [10, []])
+            group[0] += 5 * seconds
+            group[1].append(name)
+    return all(run_suites(program, names, build, {"VEL_MUTANT": str(number)}, seconds) == 0
+               for (_, program), (seconds, names) in sorted(groups.items()))
 
 
 def main():
