@@ -279,7 +279,8 @@ public:
         if (isNew("the list of identities", {{"status", status}, {"list", list}})) {
             _machine["keychain"]["identities"] = list;
             _machine["keychain"]["identitiesStatus"] = status;
-            constexpr VELMoment startOf2001 = std::chrono::sys_days(std::chrono::year(2001) / 1 / 1);
+            constexpr VELMoment startOf2001 =
+                std::chrono::sys_days(std::chrono::year(2001) / 1 / 1);
             if (const auto date = dateText(seconds(answer.moment - startOf2001))) {
                 _machine["date"] = *date;
             }

@@ -7,8 +7,7 @@
 #include <memory>
 #include <utility>
 
-/// Asks a platform and keeps what it answers. Copies share the platform and the recording: what a
-/// recording platform hands out may outlive it, as the timer of a tool does.
+/// Asks a platform and keeps what it answers. Copies share the platform and the recording.
 class VELRecorder {
 public:
     VELRecorder(std::shared_ptr<const VELPlatform> platform,
@@ -17,6 +16,8 @@ public:
 
     [[nodiscard]] const VELPlatform& platform() const { return *_platform; }
     [[nodiscard]] VELRecording& recording() const { return *_recording; }
+    [[nodiscard]] const auto& sharedPlatform() const { return _platform; }
+    [[nodiscard]] const auto& sharedRecording() const { return _recording; }
 
     /// Returns what `question` returns. `keep` makes the answer to keep of it.
     template <typename Question, typename Keep>

@@ -13,11 +13,16 @@ void VELRecordingWorkingPlace::setLastCommand(std::vector<std::string> command) 
     _lastCommand = std::move(command);
 }
 
-VELRecordingTask::VELRecordingTask(VELRecorder recorder, std::vector<std::string> command,
+VELRecordingTask::VELRecordingTask(const VELRecorder& recorder, std::vector<std::string> command,
                                    std::shared_ptr<const VELRecordingWorkingPlace> place,
                                    std::shared_ptr<VELTask> task)
-    : _recorder(std::move(recorder)), _place(std::move(place)),
-      _task(std::move(task)), _run{.command = std::move(command)} {}
+    : _platform(recorder.sharedPlatform()), _recording(recorder.sharedRecording()),
+      _place(std::move(place)), _task(std::move(task)), _run{.command = std::move(command)} {}
+
+VELTimePoint VELRecordingTask::now() const {
+    const std::shared_ptr<const VELPlatform> platform = _platform.lock();
+    return platform != nullptr ? platform->ticks() : VELTimePoint();
+}
 
 const std::string& VELRecordingTask::launchPath() const {
     return _task->launchPath();
@@ -28,7 +33,7 @@ void VELRecordingTask::launch() {
     try {
         _task->launch();
     } catch (const VELTaskLaunchFailure& failure) {
-        _recorder.recording().add(now() - start, [&] {
+        _recording->add(now() - start, [&] {
             Run run = _run;
             describeLaunch(run);
             run.launchFailure = failure.what();
@@ -44,7 +49,7 @@ void VELRecordingTask::launch() {
             _place->setLastCommand(_run.command);
         }
     } catch (const std::bad_alloc&) {
-        _recorder.recording().setIncomplete();
+        _recording->setIncomplete();
     }
 }
 
@@ -73,7 +78,7 @@ void VELRecordingTask::waitUntilExit() {
     try {
         _task->waitUntilExit();
     } catch (...) {
-        _recorder.recording().setIncomplete();
+        _recording->setIncomplete();
         throw;
     }
     _run.runningTime = now() - _launchTime;
@@ -95,7 +100,7 @@ std::optional<std::string> VELRecordingTask::readOutputToEnd(VELTimePoint deadli
         try {
             _run.output = *output;
         } catch (const std::bad_alloc&) {
-            _recorder.recording().setIncomplete();
+            _recording->setIncomplete();
         }
     } else {
         _run.outputState = end >= deadline ? Run::Output::heldOpen : Run::Output::unreadable;
@@ -108,7 +113,7 @@ void VELRecordingTask::close() noexcept {
     if (!_isLaunched || std::exchange(_isKept, true)) {
         return;
     }
-    _recorder.recording().add(now() - _launchTime, [&] {
+    _recording->add(now() - _launchTime, [&] {
         const std::scoped_lock lock(_mutex);
         if (_terminationTime) {
             _run.terminatedAfter = *_terminationTime - _launchTime;

@@ -26,11 +26,12 @@ private:
     mutable std::vector<std::string> _lastCommand;
 };
 
-/// A task of another platform. Its run is kept when it is closed, or when the launch fails.
+/// A task of another platform. Its run is kept when it is closed, or when the launch fails. It does
+/// not keep the platform alive: a timer that the platform holds may hold the task.
 class VELRecordingTask final : public VELTask {
 public:
     /// `command`: the tool of macOS and its arguments. `place` is that of the task, or null.
-    VELRecordingTask(VELRecorder recorder, std::vector<std::string> command,
+    VELRecordingTask(const VELRecorder& recorder, std::vector<std::string> command,
                      std::shared_ptr<const VELRecordingWorkingPlace> place,
                      std::shared_ptr<VELTask> task);
 
@@ -45,9 +46,10 @@ public:
 
 private:
     void describeLaunch(vel::recorded::Run& run) const;
-    [[nodiscard]] VELTimePoint now() const { return _recorder.platform().ticks(); }
+    [[nodiscard]] VELTimePoint now() const;
 
-    VELRecorder _recorder;
+    std::weak_ptr<const VELPlatform> _platform;
+    std::shared_ptr<VELRecording> _recording;
     std::shared_ptr<const VELRecordingWorkingPlace> _place;
     std::shared_ptr<VELTask> _task;
     VELTimePoint _launchTime{};

@@ -341,6 +341,19 @@ TEST_F(RecordingPlatform, AToolThatNeverEndsIsMissed) {
     EXPECT_FALSE(recording->isComplete());
 }
 
+TEST_F(RecordingPlatform, ATimerThatIsNotDueKeepsNoPlatform) {
+    auto recorded = std::make_shared<VELSimulatedPlatform>();
+    recorded->tools = {{.command = {"/tool"}}};
+    {
+        const VELRecordingPlatform recorder(recorded, recording);
+        std::optional<VELError> error;
+        runWithTimeout(recorder.task("/tool", {}, nullptr), 4, &error, recorder);
+    }
+    EXPECT_EQ(recorded->time.pendingBlocks(), 1U);
+    const std::weak_ptr<const VELSimulatedPlatform> left = std::exchange(recorded, nullptr);
+    EXPECT_TRUE(left.expired());
+}
+
 TEST_F(RecordingPlatform, KeepsWhichEntryAskedAndHowLongItTook) {
     mac->serialNumberDuration = seconds(3);
     static_cast<void>(platform.serialNumber());
