@@ -102,7 +102,7 @@ TEST_F(Explain, NamesWhatKeepsAnEntryFromItsCheck) {
     EXPECT_EQ(why(domain({"x", 7})),
               "parameter-type: the parameter names[1] is a number, not a string");
     answer(listingTool, "");
-    EXPECT_EQ(why(processes({VELValue::array()})),
+    EXPECT_EQ(why(processes(VELValue::array({VELValue::array()}))),
               "parameter-type: the parameter processes[0] is an array, not an object");
 }
 
@@ -219,7 +219,7 @@ TEST_F(Explain, NamesProcessSignerAndWhatWasWanted) {
     const VELValue daemon = {{"name", "SampleDaemon"}};
     answer(listingTool, "  PID TTY TIME CMD\n  412 ?? 0:03.71 SampleAgent\n");
     EXPECT_EQ(why(processes(VELValue::array())), "process-not-running: \"processes\" has no entry");
-    EXPECT_EQ(why(processes({daemon})),
+    EXPECT_EQ(why(processes(VELValue::array({daemon}))),
               "process-not-running: SampleDaemon does not run: none of 2 lines of the process "
               "listing ends with it");
     EXPECT_EQ(why(processes({{{"name", "sampleagent"}}})),
@@ -230,20 +230,20 @@ TEST_F(Explain, NamesProcessSignerAndWhatWasWanted) {
     EXPECT_EQ(why(processes({daemon, VELValue::object()})),
               "process-name-missing: SampleDaemon does not run: none of 2 lines of the process "
               "listing ends with it; processes[1] has no \"name\"");
-    EXPECT_EQ(why(processes({agent})),
+    EXPECT_EQ(why(processes(VELValue::array({agent}))),
               "signature-tool-not-launched: SampleAgent runs (pid 412), its signature cannot be "
               "read: /usr/bin/codesign cannot be run: no such tool on this machine");
     signAs(412, "subject= /CN=Agent/OU=OTHER7/O=Sample\n");
-    EXPECT_EQ(why(processes({agent})),
+    EXPECT_EQ(why(processes(VELValue::array({agent}))),
               "signer-differs: SampleAgent runs (pid 412), signed by OTHER7, wanted TEAM42");
     EXPECT_EQ(why(processes({agent, agent})),
               "signer-differs: SampleAgent runs (pid 412), signed by OTHER7, wanted TEAM42; "
               "SampleAgent runs (pid 412), its signature was not read any more");
     platform->tools.back().output = "subject= /CN=Agent/OU=TEAM42/O=Sample\n";
-    EXPECT_EQ(why(processes({agent})),
+    EXPECT_EQ(why(processes(VELValue::array({agent}))),
               "process-running-signed: SampleAgent runs (pid 412), signed by TEAM42");
     platform->tools.back().output = "subject= /CN=Agent\n";
-    EXPECT_EQ(why(processes({agent})),
+    EXPECT_EQ(why(processes(VELValue::array({agent}))),
               "signer-without-unit: SampleAgent runs (pid 412), the signer's subject has no "
               "organisational unit that a slash follows, wanted TEAM42");
 }
