@@ -15,6 +15,10 @@ target_compile_options(vel_settings INTERFACE
 if(CMAKE_CXX_COMPILER_ID STREQUAL "GNU" AND CMAKE_CXX_COMPILER_VERSION VERSION_LESS 13)
     # With -O3 g++ 12 sees overlaps in "text" + std::string that are not there (GCC bug 105651).
     target_compile_options(vel_settings INTERFACE -Wno-restrict)
+    if(VEL_PRECOMPILE_HEADERS)
+        # Nor does it know what is precompiled from the system's headers, where it keeps silent.
+        target_compile_options(vel_settings INTERFACE -Wno-stringop-overflow -Wno-array-bounds)
+    endif()
 endif()
 if(APPLE)
     # A call that the oldest macOS does not have stops the build.
@@ -38,7 +42,7 @@ if(VEL_BUILD_FUZZERS)
 endif()
 
 # Compiles the headers once, for all sources of the target and of those that share them. It hides
-# includes that are missing, so the builds for release do without.
+# includes that are missing, so the packages are built without.
 function(vel_precompile_headers target)
     if(VEL_PRECOMPILE_HEADERS)
         target_precompile_headers(${target} PRIVATE ${ARGN})
@@ -50,5 +54,6 @@ endfunction()
 function(vel_share_precompiled_headers target owner)
     if(VEL_PRECOMPILE_HEADERS)
         target_precompile_headers(${target} REUSE_FROM ${owner})
+        target_compile_options(${target} PRIVATE -fPIC) # a program's own would be -fPIE
     endif()
 endfunction()

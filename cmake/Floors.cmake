@@ -1,9 +1,9 @@
 # Each floor has to link with those below it alone: these libraries are linked for that, and for
 # nothing else. Shared is linked without Mac, and without the file that chooses the host's platform.
-set(VEL_FLOOR_Base "/vel_objects\\.dir/(\\./)?Base/")
-set(VEL_FLOOR_Platform "/vel_objects\\.dir/(\\./)?(Base|Platform)/")
-set(VEL_FLOOR_Shared "/vel_objects\\.dir/(\\./)?(Base/|Classes/Shared/|Platform/VEL)")
-set(VEL_FLOOR_Mac "/vel_objects\\.dir/(\\./)?(Base|Platform|Classes)/")
+set(VEL_FLOOR_Base "/vel_objects\\.dir/(\\./)?(Base|cmake)/")
+set(VEL_FLOOR_Platform "/vel_objects\\.dir/(\\./)?(Base|cmake|Platform)/")
+set(VEL_FLOOR_Shared "/vel_objects\\.dir/(\\./)?(Base/|cmake/|Classes/Shared/|Platform/VEL)")
+set(VEL_FLOOR_Mac "/vel_objects\\.dir/(\\./)?(Base|cmake|Platform|Classes)/")
 file(WRITE ${PROJECT_BINARY_DIR}/floors/empty.cpp "")
 foreach(floor IN ITEMS Base Platform Shared Mac)
     set(objects $<FILTER:$<TARGET_OBJECTS:vel_objects>,INCLUDE,${VEL_FLOOR_${floor}}>)

@@ -9,3 +9,9 @@
     template <typename> nlohmann::json withoutUse(text, length)
 #include <nlohmann/json.hpp>
 #undef _json
+
+// Instantiated in PrecompiledJSON.cpp alone: most of what a source without optimization takes. With
+// it the compiler instantiates what it inlines.
+#ifndef __OPTIMIZE__
+extern template class nlohmann::basic_json<>;
+#endif

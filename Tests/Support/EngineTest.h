@@ -4,7 +4,6 @@
 #include "Classes/Mac/VELPostureCheckRunner+Mac.h"
 #include "Classes/Shared/VELDTLogger.h"
 #include "Platform/Simulated/VELSimulatedPlatform.h"
-#include "Tests/Support/KeptDocuments.h"
 #include "Tests/Support/RecordingLogger.h"
 #include "Tests/Support/ScriptedCheck.h"
 
@@ -14,30 +13,23 @@
 #include <memory>
 #include <string>
 #include <string_view>
-#include <utility>
 #include <vector>
 
 /// A simulated Mac, a logger that records, and runners over both. No logger is left behind.
 class EngineTest : public testing::Test {
 protected:
-    ~EngineTest() override { VELDTLogger::setLogger(nullptr); }
+    EngineTest();
+    ~EngineTest() override;
 
     [[nodiscard]] std::unique_ptr<VELPostureCheckRunner>
-    runnerWith(VELPostureCheckCatalogue catalogue) const {
-        return VELPlatformRunnerFactory::runner("mac", std::move(catalogue), logger, platform);
-    }
+    runnerWith(VELPostureCheckCatalogue catalogue) const;
+    [[nodiscard]] std::unique_ptr<VELPostureCheckRunner> macRunner() const;
 
-    [[nodiscard]] std::unique_ptr<VELPostureCheckRunner> macRunner() const {
-        return VELPlatformRunnerFactory::macPostureCheckRunner(logger, platform);
-    }
+    static VELValue json(std::string_view text);
 
-    static VELValue json(std::string_view text) { return VELValue::parse(text); }
-
-    const std::shared_ptr<VELSimulatedPlatform> platform = std::make_shared<VELSimulatedPlatform>();
-    const std::shared_ptr<RecordingLogger> logger = std::make_shared<RecordingLogger>();
+    const std::shared_ptr<VELSimulatedPlatform> platform;
+    const std::shared_ptr<RecordingLogger> logger;
 };
 
 /// What one request yields, parsed.
-inline VELValue resultOf(const VELPostureCheckRunner& runner, std::string_view request) {
-    return VELValue::parse(keepResult(runner.runPostureCheckFromDocumentString(request)));
-}
+VELValue resultOf(const VELPostureCheckRunner& runner, std::string_view request);

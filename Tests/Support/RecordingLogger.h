@@ -4,11 +4,10 @@
 #include "vel_device_trust/VELHostLogger.h"
 
 #include <cstdint>
+#include <iosfwd>
 #include <mutex>
-#include <ostream>
 #include <string>
 #include <string_view>
-#include <utility>
 #include <vector>
 
 /// One message as the host's logger got it.
@@ -20,31 +19,18 @@ struct LogLine {
     std::int32_t line = 0;
 
     /// Compares what a test names: level, message and function. Where it stands is checked apart.
-    friend bool operator==(const LogLine& left, const LogLine& right) {
-        return left.level == right.level && left.message == right.message &&
-               left.function == right.function;
-    }
-
-    friend std::ostream& operator<<(std::ostream& stream, const LogLine& logged) {
-        return stream << "{" << logged.level << ", \"" << logged.message << "\", \""
-                      << logged.function << "\", " << logged.file << ":" << logged.line << "}";
-    }
+    friend bool operator==(const LogLine& left, const LogLine& right);
+    friend std::ostream& operator<<(std::ostream& stream, const LogLine& logged);
 };
 
 /// A host logger that keeps every message. Safe on several threads.
 class RecordingLogger final : public VELHostLogger {
 public:
     void logMessage(std::string_view message, std::int64_t level, const char* file,
-                    const char* function, std::int32_t line) noexcept override {
-        const std::scoped_lock lock(_mutex);
-        _lines.push_back({level, std::string(message), function, file, line});
-    }
+                    const char* function, std::int32_t line) noexcept override;
 
     /// What was logged so far, and forgets it.
-    std::vector<LogLine> take() {
-        const std::scoped_lock lock(_mutex);
-        return std::exchange(_lines, {});
-    }
+    std::vector<LogLine> take();
 
 private:
     std::mutex _mutex;

@@ -1,6 +1,7 @@
 // SPDX-License-Identifier: Apache-2.0
 #include "Base/VELJSON.h"
 #include "Tests/Support/EngineTest.h"
+#include "Tests/Support/KeptDocuments.h"
 #include "Tests/Support/LogExpectations.h"
 #include "Tests/Support/Sanitized.h"
 
