@@ -6,6 +6,7 @@ Usage: FleetTest.py SOURCE PROGRAM [TEST...]
 Every way has to give what one process of the program gives, line by line.
 """
 
+import concurrent.futures
 import contextlib
 import json
 import os
@@ -21,9 +22,10 @@ SOURCE, PROGRAM = pathlib.Path(sys.argv[1]), sys.argv[2]
 REQUEST = SOURCE / "Examples/Requests/all-checks.json"
 FLEET = SOURCE / "Examples/Fleet/fleet.py"
 MACHINES = 2000
-# With the variable SLOW the program never answers: it says that it has been asked, and waits.
+# On a worker with the variable HELD, while there is the file `hold`, the program never answers: it
+# says that it has been asked, and waits.
 WRAPPER = """#!/bin/sh
-if [ -n "$SLOW" ]; then touch "$SLOW"; exec sleep 600; fi
+if [ -n "$HELD" ] && [ -e '{hold}' ]; then touch '{asked}'; exec sleep 600; fi
 exec '{program}' "$@"
 """
 
@@ -105,32 +107,28 @@ class Fleet(unittest.TestCase):
         self.assertEqual(ended.returncode, 2, ended.stderr.decode())
         self.assertEqual(ended.stdout.splitlines(), self.alone.stdout.splitlines())
 
-    def test_TwoWorkers(self):
+    def test_Dask(self):
         with Cluster() as cluster:
-            cluster.start_worker()
-            cluster.start_worker()
-            self.assert_same(run(self.fleet_command(cluster, PROGRAM)))
-
-    def test_WorkerEndsInBetween(self):
-        with Cluster() as cluster:
-            program, asked = cluster.folder / "program", cluster.folder / "asked"
-            program.write_text(WRAPPER.format(program=PROGRAM), encoding="utf-8")
+            program, hold = cluster.folder / "program", cluster.folder / "hold"
+            asked = cluster.folder / "asked"
+            program.write_text(WRAPPER.format(program=PROGRAM, hold=hold, asked=asked),
+                               encoding="utf-8")
             program.chmod(0o755)
-            slow = cluster.start_worker(SLOW=str(asked))
-            with tempfile.TemporaryFile() as machines, tempfile.TemporaryFile() as answers:
-                machines.write(LINES)
-                machines.seek(0)
-                job = subprocess.Popen(
-                    [str(word) for word in self.fleet_command(cluster, program)], stdin=machines,
-                    stdout=answers, stderr=subprocess.PIPE)
-                self.addCleanup(job.kill)
-                wait_for(asked)  # the only worker has a block, and will never answer it
-                cluster.start_worker()
-                cluster.end(slow)
-                errors = job.communicate(timeout=600)[1]
-                answers.seek(0)
-                self.assert_same(subprocess.CompletedProcess(job.args, job.returncode,
-                                                             answers.read(), errors))
+            job = self.fleet_command(cluster, program)
+            first = cluster.start_worker(HELD="1")
+            cluster.start_worker()
+            with self.subTest("two workers"):
+                self.assert_same(run(job))
+            with self.subTest("a worker ends in between"), \
+                    concurrent.futures.ThreadPoolExecutor() as pool:
+                hold.touch()
+                ended = pool.submit(run, job)
+                while not asked.exists():
+                    if ended.done():  # by the second worker alone: the first was not there yet
+                        ended = pool.submit(run, job)
+                    time.sleep(0.05)
+                cluster.end(first)  # which has a block that it will never answer
+                self.assert_same(ended.result())
 
     def test_Parallel(self):
         ended = run(["parallel", "--pipe", "--keep-order", "--block", "100k", "-j", "2",

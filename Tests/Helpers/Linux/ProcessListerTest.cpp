@@ -139,7 +139,7 @@ TEST(ProcessListing, FailsWhereNoProcessIsVisible) {
 
 /// A folder like /proc with processes of long names, whose listing takes at least `bytes`.
 void addProcesses(const TestFolder& proc, std::size_t bytes) {
-    const std::string name(200, 'n');
+    const std::string name(3000, 'n'); // a link may name a file that no folder could hold
     for (std::size_t number = 1; number <= bytes / name.size() + 1; ++number) {
         proc.write(std::to_string(number) + "/stat", record("n", 'S'));
         proc.link(std::to_string(number) + "/exe", "/opt/" + name);
