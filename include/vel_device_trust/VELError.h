@@ -37,7 +37,7 @@ public:
     /// The text to show to a person: the userInfo value under
     /// "com.vel.posturecheck.unlocalized-description", else the one under
     /// "NSLocalizedDescription", else `description()`. A value that is not a string is shown as
-    /// compact JSON. UTF-8, whatever the value contains. This is what a result shows.
+    /// compact JSON. Always valid UTF-8: invalid bytes are replaced. This is what a result shows.
     [[nodiscard]] std::string message() const;
 
 private:

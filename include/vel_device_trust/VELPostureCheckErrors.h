@@ -18,9 +18,9 @@ extern "C" VEL_EXPORT const char* const kVELPostureCheckErrorDomain;
 /// "com.vel.posturecheck.unlocalized-description". The message is not localised.
 extern "C" VEL_EXPORT const char* const kUnlocalizedDescriptionKey;
 
-/// Codes of that domain. Hosts match on the integers; 4, 9 and 10 are not assigned.
+/// Codes of that domain. Their numbers are stable; 4, 9 and 10 are not assigned.
 enum VELPostureCheckErrorCode : std::int64_t {
-    /// The firewall state could not be determined.
+    /// The firewall state could not be determined. Checks of hosts use it for any other failure.
     VELPostureCheckErrorGeneral = 0,
     /// A check entry names a type that is not in the catalogue.
     VELPostureCheckErrorUnknownCheckType = 1,
@@ -41,7 +41,8 @@ enum VELPostureCheckErrorCode : std::int64_t {
 };
 
 /// Reports that a check could not be carried out: stores an error of the library's domain with
-/// `code` and `message` (UTF-8) through `error`, replacing what was there, and then logs
-/// "Error: %@" with it at level 3. With a null `error` it does nothing and logs nothing.
+/// `code` and `message` (UTF-8; invalid bytes are replaced when it is shown) through `error`,
+/// replacing what was there, and then logs "Error: %@" with it at level 3. With a null `error` it
+/// does nothing and logs nothing. Thread-safe.
 VEL_EXPORT void SetPostureCheckError(std::optional<VELError>* error, std::int64_t code,
                                      std::string message);

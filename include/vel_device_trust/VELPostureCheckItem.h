@@ -27,7 +27,7 @@ public:
     /// - `error`: may be null. A check that could not be carried out sets it (usually through
     ///   `SetPostureCheckError`) and returns false. A check that ran and found the device
     ///   non-compliant returns false and does not set it. If an error is set, the check has not
-    ///   passed, whatever it returns.
+    ///   passed, even if it returns true.
     ///
     /// A `std::exception` that this operation throws during a request becomes the error of its
     /// entry; the following checks still run.

@@ -55,8 +55,8 @@ public:
     macPostureCheckRunner(std::shared_ptr<VELHostLogger> logger);
 
     /// A runner with the host's own catalogue. `platformIdentifier` is the top-level key under
-    /// which its requests list their checks. `logger` as above. A null check object counts as a
-    /// type that is not in the catalogue.
+    /// which its requests list their checks. `logger` as for `macPostureCheckRunner`. A null check
+    /// object counts as a type that is not in the catalogue.
     VELPostureCheckRunner(std::string platformIdentifier, VELPostureCheckCatalogue postureChecks,
                           std::shared_ptr<VELHostLogger> logger);
 
@@ -82,12 +82,15 @@ public:
     [[nodiscard]] VELDictionary
     runGetIdentityParametersFromDictionary(const VELDictionary& request) const;
 
-    /// Runs one check. `type` is the entry's type name (null: it has none), `checkParams` the whole
-    /// entry. Exceptions of the check reach the caller.
+    /// Runs one check and returns whether the device passes it; if `error` was set, it has not
+    /// passed. `type` is the entry's type name (null: it has none), `checkParams` the whole entry.
+    /// An unknown type and a missing parameter are errors. Exceptions of the check reach the
+    /// caller.
     bool runCheck(const VELValue* type, const VELDictionary& checkParams,
                   std::optional<VELError>* error) const;
 
-    /// The error result that carries `message`, as bytes; it is logged at level 3.
+    /// The error result with `message` (UTF-8; invalid bytes are replaced), as bytes; it is logged
+    /// at level 3.
     [[nodiscard]] std::vector<std::uint8_t> errorResult(std::string_view message) const;
 
     /// Seconds since an arbitrary fixed origin, from a monotonic clock with nanosecond resolution.

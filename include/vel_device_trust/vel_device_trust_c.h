@@ -49,8 +49,8 @@ enum {
 
 /**
  * Receives one log message, on the thread that runs the request: on several threads at once if the
- * host runs requests on several threads. It may create runners and run requests. It must return, not
- * longjmp; exceptions that it throws are ignored.
+ * host runs requests on several threads. It may create runners and run requests. It must return,
+ * not longjmp; exceptions that it throws are ignored.
  *
  * @param context what the host gave to vel_runner_create()
  * @param message the text, `message_length` bytes of valid UTF-8, not NUL-terminated; gone after
@@ -99,8 +99,8 @@ VEL_EXPORT void vel_runner_free(vel_runner* VEL_NULLABLE runner);
  * thread and returns when every check has finished.
  *
  * Every problem is reported in the result: an invalid request, a null runner, a null request with a
- * length other than 0, or no memory for a document gives the error result, an object with the single
- * key "error".
+ * length other than 0, or no memory for a document gives the error result, an object with the
+ * single key "error".
  *
  * Thread-safe, also with the same runner.
  *

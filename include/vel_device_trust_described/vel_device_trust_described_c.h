@@ -8,9 +8,11 @@
  * vel_device_trust and this function: link a test with it in place of vel_device_trust.
  *
  *     char* error = NULL;
- *     vel_runner* runner = vel_described_runner_create(description, strlen(description), NULL,
- * NULL, NULL, &error); if (runner == NULL) { fprintf(stderr, "%s\n", error != NULL ? error : "out
- * of memory"); vel_result_free(error);
+ *     vel_runner* runner = vel_described_runner_create(description, strlen(description),
+ *                                                      NULL, NULL, NULL, &error);
+ *     if (runner == NULL) {
+ *         fprintf(stderr, "%s\n", error != NULL ? error : "out of memory");
+ *         vel_result_free(error);
  *     }
  */
 
@@ -29,13 +31,13 @@ extern "C" {
 /**
  * Makes a runner as vel_runner_create() does, for the Mac that a machine description describes:
  * requests need no rights, run no tool and ask nothing of this machine. Time is the described Mac's
- * own, so a tool that hangs costs no time, and results are the same on every run. All functions for
- * runners take it.
+ * own, so a tool that hangs costs no time, and results are the same on every run. All functions of
+ * vel_device_trust_c.h take the runner.
  *
  * Thread-safe.
  *
- * @param description `description_length` bytes: a JSON object in UTF-8; may be null if there are
- *        none
+ * @param description `description_length` bytes: a JSON object in UTF-8, see the schema
+ *        machine-description; may be null if there are none
  * @param log as for vel_runner_create(); it stays as it was if no runner could be made
  * @param context as for vel_runner_create()
  * @param release as for vel_runner_create()
