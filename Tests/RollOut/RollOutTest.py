@@ -283,9 +283,13 @@ class RollOut(unittest.TestCase):
 
         request = SCRATCH / "request.json"
         request.write_text('{"Mac": []}', encoding="utf-8")
-        variables = {"vel_posture_request": str(request), "vel_posture_required": True}
+        variables = {"vel_posture_request": str(request)}
+        self.assertIn('"msg": "did not pass"', self.play("--extra-vars", json.dumps(variables)))
+        variables["vel_posture_required"] = True
         printed = self.play("--extra-vars", json.dumps(variables), status=2)
         self.assertIn("the host did not pass", printed)
+        request.write_text('{"mac": [{"type": "minimumOSVersion", "version": "0"}]}', encoding="utf-8")
+        self.assertIn('"msg": "passed"', self.play("--extra-vars", json.dumps(variables)))
 
     def test_Wrappers(self):
         def printed(name, text):
