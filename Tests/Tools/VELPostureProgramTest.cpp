@@ -450,11 +450,13 @@ TEST(VELPostureProgram, HelpsOnStandardOutput) {
          {"Usage: vel-posture [OPTIONS] SUBCOMMAND\n", "check ", "identity ", "lint ", "catalogue ",
           "doctor ",
           "\nExit status:\n"
-          "  0  passed, the identity request was answered, the machine was\n"
-          "     described, lint found nothing, or test found what was expected\n"
-          "  1  did not pass, lint found something (see --fail-on), test a difference,\n"
-          "     or doctor a source that cannot be asked\n"
-          "  2  wrong use, "}) {
+          "  0  the machine (with what-if: every machine) passed, or the command did\n"
+          "     its work and found nothing wrong\n"
+          "  1  a machine did not pass, lint found a mistake (see --fail-on), test found\n"
+          "     a difference, or doctor found a source that cannot be asked\n"
+          "  2  a usage error, a file that cannot be read or written, a bad line of\n"
+          "     what-if, or an error result\n"
+          "  3  with --strict-exit: no check failed, but some ended in an error\n"}) {
         EXPECT_NE(help.output.find(part), std::string::npos) << help.output;
     }
     const Result checkHelp = program({"check", "--help"}).run();

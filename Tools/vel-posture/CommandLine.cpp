@@ -15,12 +15,12 @@ constexpr const char* programName = "vel-posture";
 
 constexpr const char* exitStatusHelp =
     "Exit status:\n"
-    "  0  passed, the identity request was answered, the machine was\n"
-    "     described, lint found nothing, or test found what was expected\n"
-    "  1  did not pass, lint found something (see --fail-on), test a difference,\n"
-    "     or doctor a source that cannot be asked\n"
-    "  2  wrong use, a file that cannot be read or written, a bad line of what-if,\n"
-    "     or an error result\n"
+    "  0  the machine (with what-if: every machine) passed, or the command did\n"
+    "     its work and found nothing wrong\n"
+    "  1  a machine did not pass, lint found a mistake (see --fail-on), test found\n"
+    "     a difference, or doctor found a source that cannot be asked\n"
+    "  2  a usage error, a file that cannot be read or written, a bad line of\n"
+    "     what-if, or an error result\n"
     "  3  with --strict-exit: no check failed, but some ended in an error";
 
 template <typename Value> using Words = std::vector<std::pair<std::string, Value>>;
@@ -64,9 +64,9 @@ void addFile(CLI::App& command, const std::string& name, std::optional<std::stri
     command.add_option(name, file, help)->type_name("FILE");
 }
 
-constexpr const char* machineHelp = "Ask the Mac that FILE describes, not this machine";
-constexpr const char* outputHelp = "Write to FILE, which is replaced as a whole, not to\n"
-                                   "standard output";
+constexpr const char* machineHelp = "Ask the Mac that FILE describes instead of this machine";
+constexpr const char* outputHelp = "Write to FILE instead of standard output; FILE is\n"
+                                   "replaced as a whole";
 
 void addRunOptions(CLI::App& command, CommandLine& commandLine) {
     addFile(command, "--machine", commandLine.machine, machineHelp);
@@ -80,7 +80,7 @@ void addRunOptions(CLI::App& command, CommandLine& commandLine) {
                             {"information", VELLogLevel::information},
                             {"warning", VELLogLevel::warning},
                             {"error", VELLogLevel::error}},
-                           "The least level of what is logged (default: trace)");
+                           "Log messages of this level and above (default: trace)");
 }
 
 void addRequests(CLI::App& command, CommandLine& commandLine) {
@@ -93,8 +93,8 @@ void addRequests(CLI::App& command, CommandLine& commandLine) {
 
 void addRedact(CLI::App& command, CommandLine& commandLine) {
     command.add_flag("--redact", commandLine.redact,
-                     "Leave serial numbers, names, processes and certificates\n"
-                     "that no request asks for out of the description");
+                     "Leave out of the description the serial number, names,\n"
+                     "processes and certificates that no request asks for");
 }
 
 void addCheck(CLI::App& program, CommandLine& commandLine) {
@@ -110,9 +110,9 @@ void addCheck(CLI::App& program, CommandLine& commandLine) {
                      "junit: XML for CI; prometheus: metrics for the textfile\n"
                      "collector (default: text on a terminal, else json)");
     addRunOptions(*check, commandLine);
-    addFile(
-        *check, "--record", commandLine.record,
-        "Describe the machine as it answered in FILE, for\n--machine; FILE is replaced as a whole");
+    addFile(*check, "--record", commandLine.record,
+            "Write a description of the machine, as it answered, to\n"
+            "FILE, for --machine; FILE is replaced as a whole");
     addRedact(*check, commandLine);
     check->add_flag("--require-checks", commandLine.requireChecks,
                     "Exit status 2 for a request without checks");
@@ -121,7 +121,7 @@ void addCheck(CLI::App& program, CommandLine& commandLine) {
     check->add_flag("--only-failing", commandLine.onlyFailing,
                     "Leave checks that passed out of the text report");
     check->add_flag("--explain", commandLine.explain,
-                    "Say of each check what was expected, what was found and\nwhere");
+                    "Say for each check what was expected, what was found and\nwhere");
     check->add_flag("--quiet", commandLine.quiet, "Write nothing to standard output");
 }
 
@@ -129,7 +129,8 @@ void addTest(CLI::App& program, CommandLine& commandLine) {
     program
         .add_subcommand("test",
                         "Try requests on described Macs, and report what is not as expected")
-        ->add_option("FILE", commandLine.requests, "Files that say what a request has to come to")
+        ->add_option("FILE", commandLine.requests,
+                     "Files with a request, machines and the expected outcomes")
         ->type_name("FILE")
         ->option_text("...")
         ->required();
@@ -137,15 +138,14 @@ void addTest(CLI::App& program, CommandLine& commandLine) {
 
 void addWhatIf(CLI::App& program, CommandLine& commandLine) {
     using Summary = CommandLine::Summary;
-    CLI::App* whatIf =
-        program.add_subcommand("what-if", "Try a request on many described Macs, a line each");
+    CLI::App* whatIf = program.add_subcommand("what-if", "Try a request on many described Macs");
     whatIf->add_option("REQUEST", commandLine.requests, "A file with a request in JSON")
         ->type_name("FILE")
         ->option_text(" ")
         ->expected(1)
         ->required();
     addFile(*whatIf, "--against", commandLine.against,
-            "Compare with the request in FILE, the old one");
+            "Compare with the old request, which is in FILE");
     whatIf
         ->add_option("--machines", commandLine.machines,
                      "Machine descriptions, a JSON object per line; - is\nstandard input")
@@ -153,7 +153,7 @@ void addWhatIf(CLI::App& program, CommandLine& commandLine) {
         ->required();
     addWords<Summary>(*whatIf, "--summary", commandLine.summary,
                       {{"text", Summary::text}, {"json", Summary::json}, {"html", Summary::html}},
-                      "Write counts for all machines, not a line for each");
+                      "Write counts for all machines instead of a line for each");
 }
 
 void addCommands(CLI::App& program, CommandLine& commandLine) {
@@ -179,7 +179,7 @@ void addCommands(CLI::App& program, CommandLine& commandLine) {
         "(default: warning)");
 
     CLI::App* describe =
-        program.add_subcommand("describe", "Describe this machine in a file for --machine");
+        program.add_subcommand("describe", "Write a description of this machine for --machine");
     describe
         ->add_option("--for", commandLine.requests,
                      "Also ask what the request in FILE needs; repeatable")
@@ -196,7 +196,7 @@ void addCommands(CLI::App& program, CommandLine& commandLine) {
     addFormat(*catalogue, commandLine);
 
     CLI::App* doctor = program.add_subcommand(
-        "doctor", "Say what this account can ask on this machine, and how to\nmend what it cannot");
+        "doctor", "Say what this account can ask on this machine, and how to\nfix what it cannot");
     addFormat(*doctor, commandLine);
 }
 

@@ -77,7 +77,7 @@ TEST(Doctor, ReportsALinePerSource) {
         {"firewall", false, "firewall-needs-root", "firewall-state needs root", "run as root"},
         {"disks", true, "volumes-encrypted", "encrypted: 1 volume in scope", ""}};
     EXPECT_EQ(diagnosisReport(diagnoses, {}),
-              "firewall  CANNOT BE ASKED: firewall-state needs root; to mend it: run as root\n"
+              "firewall  CANNOT BE ASKED: firewall-state needs root; to fix it: run as root\n"
               "disks     can be asked: encrypted: 1 volume in scope\n"
               "\n"
               "1 source cannot be asked\n");

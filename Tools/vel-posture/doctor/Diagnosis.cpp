@@ -159,7 +159,7 @@ std::string diagnosisReport(const std::vector<Diagnosis>& diagnoses, const Repor
         missing += each.canBeAsked ? 0 : 1;
         lines.emplace_back(each.source,
                            (each.canBeAsked ? "can be asked: " : "CANNOT BE ASKED: ") + each.text +
-                               (each.remedy.empty() ? "" : "; to mend it: " + each.remedy));
+                               (each.remedy.empty() ? "" : "; to fix it: " + each.remedy));
     }
     std::string report = namedTexts(lines, 0, style) + "\n";
     addParagraph(report,

@@ -16,7 +16,7 @@ struct Diagnosis {
     /// As in `Evidence`.
     std::string code;
     std::string text;
-    /// How to mend it; empty where nothing is known, or nothing is wrong.
+    /// How to fix it; empty if nothing is known or nothing is wrong.
     std::string remedy;
 };
 
