@@ -1,5 +1,5 @@
-# What is built against. VEL_UTF8PROC and VEL_LIBCRYPTO are the targets of two libraries that a Mac
-# does not have: there they are linked statically, libcrypto never into the library itself.
+# Libraries of others. VEL_UTF8PROC and VEL_LIBCRYPTO are the targets of two libraries that macOS
+# does not have: there they are linked statically, but libcrypto never into the library itself.
 find_package(nlohmann_json 3.11 REQUIRED)
 find_package(EXPAT REQUIRED)
 find_package(Threads REQUIRED)
@@ -28,7 +28,7 @@ else()
 endif()
 find_package(OpenSSL 3 REQUIRED)
 
-# Where programs are to start fast: they carry the C++ runtime and what would bring it back in.
+# So that programs start fast, they contain the C++ runtime, and the libraries that would load it.
 set(VEL_PUGIXML pugixml::pugixml)
 set(VEL_HELPER_UTF8PROC ${VEL_UTF8PROC})
 if(VEL_STATIC_RUNTIME AND NOT APPLE AND NOT VEL_SANITIZERS)

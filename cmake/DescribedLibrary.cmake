@@ -1,6 +1,6 @@
 # vel_device_trust_described, for the tests of hosts: all of the library and described Macs. A test
-# links it in place of the library. Where a process has both, the calls of both go to the one that is
-# loaded first.
+# links it instead of the library. If a process has both, all calls go to the one that was loaded
+# first.
 add_library(vel_device_trust_described SHARED)
 add_library(vel_device_trust::vel_device_trust_described ALIAS vel_device_trust_described)
 target_link_libraries(vel_device_trust_described PRIVATE vel_described_objects vel_objects)

@@ -1,5 +1,5 @@
-# Limits what a library exports to the names in files beside this one, in the form of the system's
-# linker.
+# Limits what a library exports to the names in files of this folder, in the form that the system's
+# linker reads.
 function(vel_export_names target)
     set(exports ${PROJECT_BINARY_DIR}/cmake/${target}-exports.txt)
     set(text "")

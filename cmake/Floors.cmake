@@ -1,5 +1,5 @@
-# Each floor has to link with those below it alone: these libraries are linked for that, and for
-# nothing else. Shared is linked without Mac, and without the file that chooses the host's platform.
+# Each layer has to link only with those below it. These libraries verify that; nothing
+# uses them. Shared is linked without Mac, and without the file that chooses the host's platform.
 set(VEL_FLOOR_Base "/vel_objects\\.dir/(\\./)?(Base|cmake)/")
 set(VEL_FLOOR_Platform "/vel_objects\\.dir/(\\./)?(Base|cmake|Platform)/")
 set(VEL_FLOOR_Shared "/vel_objects\\.dir/(\\./)?(Base/|cmake/|Classes/Shared/|Platform/VEL)")
@@ -18,7 +18,7 @@ foreach(floor IN ITEMS Base Platform Shared Mac)
     add_dependencies(floor_${floor} vel_objects)
 endforeach()
 
-# Recording knows the seam alone.
+# Recording only needs the platform interface.
 add_library(floor_Recording SHARED ${PROJECT_BINARY_DIR}/floors/empty.cpp)
 target_link_libraries(floor_Recording PRIVATE
     $<FILTER:$<TARGET_OBJECTS:vel_described_objects>,INCLUDE,/Platform/Recording/>

@@ -1,9 +1,9 @@
 # What is installed, in five components: library (with the helper programs, which it runs),
-# development, tools, python, documentation. Everything is found from where it lies: an installation can be moved.
+# development, tools, python, documentation. Paths are relative: an installation can be moved.
 include(CMakePackageConfigHelpers)
 
 set(CMAKE_INSTALL_DEFAULT_COMPONENT_NAME development)
-# Folders are never open to others, whatever the umask: helper programs in one that is are not run.
+# With any umask, only the owner can write to folders: else the library runs no helper in them.
 set(CMAKE_INSTALL_DEFAULT_DIRECTORY_PERMISSIONS
     OWNER_READ OWNER_WRITE OWNER_EXECUTE GROUP_READ GROUP_EXECUTE WORLD_READ WORLD_EXECUTE)
 set(VEL_CMAKE_DIRECTORY ${CMAKE_INSTALL_LIBDIR}/cmake/vel_device_trust)
@@ -27,7 +27,7 @@ if(VEL_BUILD_PROGRAM)
     include(cmake/Documents.cmake)
 endif()
 if(NOT APPLE)
-    # The framework of a Mac brings its headers, and is found without pkg-config.
+    # The framework of a Mac contains its headers, and is found without pkg-config.
     install(DIRECTORY include/vel_device_trust DESTINATION ${CMAKE_INSTALL_INCLUDEDIR}
         COMPONENT development)
     install(FILES ${PROJECT_BINARY_DIR}/cmake/vel_device_trust.pc
@@ -67,7 +67,8 @@ install(FILES ${PROJECT_BINARY_DIR}/cmake/vel_device_trustConfig.cmake
               ${PROJECT_BINARY_DIR}/cmake/vel_device_trustConfigVersion.cmake
     DESTINATION ${VEL_CMAKE_DIRECTORY} COMPONENT development)
 
-# A package is not moved, and pkg-config leaves out the system's own folders only by their plain name.
+# Packages are not moved; their prefix is absolute: pkg-config leaves out the system's own folders
+# only if they are written that way.
 file(RELATIVE_PATH VEL_PKGCONFIG_PREFIX
     ${CMAKE_INSTALL_FULL_LIBDIR}/pkgconfig ${CMAKE_INSTALL_PREFIX})
 string(REGEX REPLACE "^(.*[^/])/?$" "\${pcfiledir}/\\1" VEL_PKGCONFIG_PREFIX ${VEL_PKGCONFIG_PREFIX})
@@ -85,7 +86,7 @@ if(VEL_STATIC_LIBRARY)
 endif()
 configure_file(cmake/vel_device_trust.pc.in ${PROJECT_BINARY_DIR}/cmake/vel_device_trust.pc @ONLY)
 
-# Pages and examples keep their places beside each other, so that links between them resolve.
+# Pages and examples are arranged as in the source tree, so that links between them resolve.
 set(VEL_PAGES_DIRECTORY ${CMAKE_INSTALL_DATADIR}/doc/vel-device-trust)
 set(VEL_NOTICES_DIRECTORY ${VEL_PAGES_DIRECTORY})
 set(VEL_NOTICES LICENSE THIRD-PARTY-NOTICES)

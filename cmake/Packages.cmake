@@ -1,4 +1,4 @@
-# Debian packages, one a component: cpack --preset package, or ./dev package.
+# Debian packages, one per component: cpack --preset package, or ./dev package.
 set(VEL_PACKAGE_MAINTAINER "vel_device_trust developers <developers@vel-device-trust.example>"
     CACHE STRING "Maintainer of the packages")
 
@@ -22,7 +22,7 @@ set(CPACK_DEBIAN_PACKAGE_PRIORITY optional)
 set(CPACK_DEBIAN_PACKAGE_SOURCE vel-device-trust)
 set(CPACK_DEBIAN_PACKAGE_CONTROL_STRICT_PERMISSION ON)
 set(CPACK_DEBIAN_PACKAGE_SHLIBDEPS ON)
-# What is stripped off goes into packages of their own, NAME-dbgsym.
+# Debug symbols go into separate packages, NAME-dbgsym.
 set(CPACK_DEBIAN_DEBUGINFO_PACKAGE ON)
 set(VEL_PACKAGE_VERSION "(= ${PROJECT_VERSION}-${CPACK_DEBIAN_PACKAGE_RELEASE})")
 set(VEL_LIBRARY_PACKAGE libvel-device-trust${PROJECT_VERSION_MAJOR})
@@ -32,14 +32,15 @@ set(VEL_PACKAGE_TEXT
 disk encryption, version, domain, processes, certificates) with a JSON result
 that says, per check and in total, whether the machine passed.")
 
-# Helper programs belong to the library, which runs them. What it loads only where it is there:
+# Helper programs belong to the library, which runs them. libudev and libsystemd are loaded at run
+# time, so that no tool finds these dependencies.
 set(CPACK_DEBIAN_LIBRARY_PACKAGE_NAME ${VEL_LIBRARY_PACKAGE})
 set(CPACK_DEBIAN_LIBRARY_PACKAGE_SECTION libs)
 set(CPACK_DEBIAN_LIBRARY_PACKAGE_DEPENDS "libudev1, libsystemd0")
 set(CPACK_DEBIAN_LIBRARY_PACKAGE_RECOMMENDS nftables)
 set(CPACK_DEBIAN_LIBRARY_PACKAGE_SUGGESTS "p11-kit-modules, realmd")
-# Debian asks for the trigger; the scripts that call ldconfig too are CPack's, which cannot be told
-# to leave them out.
+# Debian requires the trigger. CPack also adds scripts that call ldconfig and has no option to leave
+# them out.
 configure_file(cmake/debian/shlibs.in ${PROJECT_BINARY_DIR}/debian/shlibs @ONLY)
 set(CPACK_DEBIAN_LIBRARY_PACKAGE_CONTROL_EXTRA
     ${PROJECT_SOURCE_DIR}/cmake/debian/triggers ${PROJECT_BINARY_DIR}/debian/shlibs
@@ -112,7 +113,7 @@ if(VEL_DEBIAN_LAYOUT)
     add_custom_target(vel_symbols ALL DEPENDS ${PROJECT_BINARY_DIR}/debian/symbols)
 endif()
 
-# What Debian asks of a package's documentation.
+# The files that Debian requires in a package's documentation.
 if(VEL_DEBIAN_LAYOUT)
     set(epoch "$ENV{SOURCE_DATE_EPOCH}")
     set(ENV{SOURCE_DATE_EPOCH} ${VEL_SOURCE_DATE})
