@@ -1,7 +1,7 @@
 #!/bin/sh
 # SPDX-License-Identifier: Apache-2.0
-# What vel-posture is asked in whole-program.py, asked with bare tools and grep: the floor of that
-# measurement. It knows nothing of errors, time-outs, odd output or what an answer is worth.
+# The questions of whole-program.py, asked with bare tools and grep: the lower limit of that
+# measurement. It handles no errors, time-outs or unexpected output.
 #
 # usage: five-questions.sh FOLDER-OF-HELPER-PROGRAMS
 

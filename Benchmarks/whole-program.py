@@ -1,16 +1,16 @@
 #!/usr/bin/env python3
 # SPDX-License-Identifier: Apache-2.0
-"""What runs of vel-posture cost from start to end, beside others in the same run.
+"""Measures runs of vel-posture from start to end, and other programs in the same run for comparison.
 
 usage: whole-program.py [FOLDER [RUNS]]     (default: build/release 201)
 
 FOLDER is a build or an installation: bin/vel-posture, libexec/vel_device_trust/.
 
-1. Start to end of a request with one "minimumOSVersion" entry, beside /bin/true.
-2. Five questions (process, version, firewall, disks; and, in a second run, identity), beside a shell
-   script that asks the same of bare tools: five-questions.sh.
+1. A request with one "minimumOSVersion" entry, compared with /bin/true.
+2. Five questions (process, version, firewall, disks; and, in a second run, identity), compared with a
+   shell script that asks bare tools the same: five-questions.sh.
 
-Wall time: medians of runs taken in turns. Peak resident memory and loaded shared libraries (the
+Wall time: medians of alternating runs. Peak resident memory and loaded shared libraries (the
 loader counts): read as the process exits, without its children.
 Exit status: 0; 1 when a limit is passed; 2 when the program does not answer.
 """

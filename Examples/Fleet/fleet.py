@@ -5,9 +5,9 @@
 
     fleet.py --scheduler ADDRESS REQUEST < machines.ndjson > answers.ndjson
 
-Reads machine descriptions, one a line, and writes what "vel-posture what-if" answers to each, in the
-same order. Each worker runs the program on a block of lines; of a worker that goes away, another one
-answers the blocks again. Exit status: as that of the program.
+Reads machine descriptions, one per line, and writes the answer of "vel-posture what-if" to each, in
+the same order. Each worker runs the program on a block of lines; if a worker goes away, another one
+answers its blocks. Exit status: the highest one of the program.
 """
 
 import argparse

@@ -49,7 +49,7 @@ int main() {
     expectScreen("Not allowed: localFirewall", R"({"productVersion": "14.5", "tools": [{
         "command": ["/usr/libexec/ApplicationFirewall/socketfilterfw", "--getglobalstate"],
         "output": "Firewall is disabled. (State = 0)\n"}]})");
-    // A tool that hangs is ended after ten seconds of the described Mac, which cost the test none.
+    // A tool that hangs is terminated after ten seconds of virtual time: the test does not wait.
     expectScreen("Not allowed: localFirewall", R"({"productVersion": "14.5", "tools": [{
         "command": ["/usr/libexec/ApplicationFirewall/socketfilterfw", "--getglobalstate"],
         "seconds": 60}]})");

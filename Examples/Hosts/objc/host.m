@@ -10,7 +10,7 @@
 #import <Foundation/Foundation.h>
 #import <vel_device_trust/vel_device_trust_c.h>
 
-// Shows what went wrong; the other levels are for whoever looks for a fault.
+// Prints warnings and errors; the other levels are for troubleshooting.
 static void logProblem(void *context, const char *message, size_t length, int64_t level,
                        const char *file, const char *function, int32_t line) {
     (void)context;
@@ -42,7 +42,7 @@ static int statusOf(NSData *request) {
         return 2;
     }
     for (NSDictionary *check in checks) {
-        // An entry may bring a "pass" of its own, so the error is asked for first.
+        // An entry of the request can have a "pass" of its own: look for the error first.
         id error = check[@"error"];
         NSString *outcome = [check[@"pass"] isEqual:@YES] ? @"pass" : @"fail";
         if (error != nil) {
@@ -50,7 +50,7 @@ static int statusOf(NSData *request) {
         }
         printf("%s: %s\n", [check[@"type"] description].UTF8String, outcome.UTF8String);
     }
-    // No check at all passes too: whoever opens data on the verdict sees to it that there were some.
+    // A request without checks passes: before giving access, make sure that there were some.
     BOOL passed = [answer[@"pass"] isEqual:@YES] && checks.count > 0;
     puts(passed ? "PASSED" : "NOT PASSED");
     return passed ? 0 : 1;

@@ -22,7 +22,7 @@ def print_warning(message):
 
 def print_checks(checks):
     for check in checks:
-        # An entry may bring a "pass" of its own, so the error is asked for first.
+        # An entry of the request can have a "pass" of its own: look for the error first.
         outcome = f"error: {check['error']}" if "error" in check else (
             "pass" if check["pass"] else "fail")
         print(f"{check.get('type', '(no type)')}: {outcome}")

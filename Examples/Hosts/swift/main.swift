@@ -18,7 +18,7 @@ final class PostureRunner {
     private let runner: OpaquePointer?
 
     init() {
-        // Shows what went wrong; the other levels are for whoever looks for a fault.
+        // Prints warnings and errors; the other levels are for troubleshooting.
         runner = vel_runner_create({ _, message, length, level, _, _, _ in
             guard level >= Int64(VEL_LOG_WARNING) else { return }
             let bytes = UnsafeRawBufferPointer(start: message, count: length)
@@ -49,12 +49,12 @@ func status(of document: Data) -> Int32 {
         return 2
     }
     for check in checks {
-        // An entry may bring a "pass" of its own, so the error is asked for first.
+        // An entry of the request can have a "pass" of its own: look for the error first.
         let outcome = check["error"].map { "error: \($0)" }
             ?? (check["pass"] as? Bool == true ? "pass" : "fail")
         print("\(check["type"] ?? "(no type)"): \(outcome)")
     }
-    // No check at all passes too: whoever opens data on the verdict sees to it that there were some.
+    // A request without checks passes: before giving access, make sure that there were some.
     let passed = answer?["pass"] as? Bool == true && !checks.isEmpty
     print(passed ? "PASSED" : "NOT PASSED")
     return passed ? 0 : 1
