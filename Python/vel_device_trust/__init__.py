@@ -26,7 +26,7 @@ from typing import Any, NamedTuple
 
 __all__ = ["DESCRIBED_LIBRARY", "LIBRARY", "Logger", "LogLevel", "LogMessage", "Runner", "version"]
 
-#: What is loaded if no other path is given: found as the system finds shared libraries.
+#: The library that is loaded if no other path is given, found as the system finds shared libraries.
 LIBRARY = ("vel_device_trust.framework/vel_device_trust" if sys.platform == "darwin"
            else "libvel_device_trust.so.1")
 
@@ -162,9 +162,9 @@ class Runner:
 
     `logger` becomes the logger of the whole process, also for runners made earlier, and outlives
     the runner; None switches logging off. It is called on the thread that runs the request, on
-    several threads at once if several run requests, and may run requests itself. What it raises,
-    `run` raises when the request has ended; a request that was not run from Python hands it to
-    `sys.unraisablehook`.
+    several threads at once if several run requests, and may run requests itself. If it raises an
+    exception, `run` raises the first one when the request has ended. If the request was not run
+    from Python, the exception goes to `sys.unraisablehook`.
 
     `library` is the path of the library, absolute or found as the system finds shared libraries.
     A relative path with a folder keeps it from finding its helper programs.
@@ -182,10 +182,11 @@ class Runner:
     @classmethod
     def described(cls, machine: Mapping[str, Any], logger: Logger | None = None, *,
                   library: str = DESCRIBED_LIBRARY) -> Runner:
-        """A runner for the Mac that `machine` describes, not this machine: for tests of hosts.
+        """A runner for the Mac that `machine` describes, for tests of hosts.
 
-        It asks nothing of this machine, and its results are the same on every run. The logger is
-        that of the library with described Macs, which is another one than that of `Runner`.
+        `machine` is a machine description, see the schema machine-description. The runner asks
+        nothing of this machine, and its results are the same on every run. The library with
+        described Macs has a logger of its own, separate from that of `Runner`.
 
         Raises `ValueError` with what is wrong with the description and where, `OSError` if the
         library cannot be loaded (Debian has it in libvel-device-trust-dev).
@@ -221,7 +222,7 @@ class Runner:
         """Runs a request and returns its result.
 
         A request that the library refuses gives a result with the single key "error". A
-        device-trust result says "pass" also for a request without checks: compare the length of
+        device-trust result has "pass": true for a request without checks: compare the length of
         "checks" with that of the request. In an entry look for "error" before "pass".
 
         Raises `TypeError`, `ValueError` or `RecursionError` for a request that JSON cannot
@@ -232,7 +233,11 @@ class Runner:
         return result
 
     def run_document(self, document: bytes) -> bytes:
-        """The same with documents: JSON in UTF-8. What the library reads is exactly `document`."""
+        """Runs a request document and returns the result document, both JSON in UTF-8.
+
+        `document` is passed on unchanged; one that is not valid gives an error result. Raises the
+        first exception that the logger raised.
+        """
         failures: list[BaseException] = []
         length = ctypes.c_size_t()
         _requests.failures.append(failures)
