@@ -79,12 +79,12 @@ PortMatch ofAddresses(const RulesJSON& value, Network network,
 }
 
 PortMatch ofInterface(const std::string& interface, const RulesJSON& value) {
-    const auto* text = value.get_ptr<const std::string*>();
-    if (text == nullptr) {
-        return PortMatch::never(); // a number stands for an interface that is gone
+    if (value.is_number()) {
+        return PortMatch::never(); // it stands for an interface that is gone
     }
-    if (text->find('\\') != std::string::npos) {
-        return PortMatch::unknown();
+    const auto* text = value.get_ptr<const std::string*>();
+    if (text == nullptr || text->find('\\') != std::string::npos) {
+        return PortMatch::unknown(); // a range of indexes, say
     }
     return certainly(text->ends_with('*') ? interface.starts_with(text->substr(0, text->size() - 1))
                                           : interface == *text);
@@ -309,6 +309,9 @@ PortMatch FirewallConditions::ofConnection(const RulesJSON& expression,
         return std::ranges::any_of(names, [&value](const char* name) { return value == name; });
     };
     const std::string key = rulesText(*connection, "key");
+    if (key != "state" && _rules.mayBeUntracked) {
+        return PortMatch::unknown(); // an untracked packet has nothing else: no rule holds for it
+    }
     if (key == "direction") {
         return ofName("original", value);
     }

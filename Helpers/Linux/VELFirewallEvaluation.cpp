@@ -43,6 +43,13 @@ bool isPassing(const std::string& kind, const RulesJSON& content) {
     return isAmong(kinds, kind);
 }
 
+/// Whether a statement may end the rule for a packet, because it has no value for it: one that is
+/// looked up in a map without an entry for the packet, or read from what the packet does not have.
+bool mayLackValue(const std::string& kind, const RulesJSON& content) {
+    const RulesJSON* value = kind == "mangle" ? rulesMember(content, "value") : nullptr;
+    return value != nullptr ? !value->is_number() : rulesMember(content, "map") != nullptr;
+}
+
 /// Conditions whose value depends on earlier packets.
 bool isUnknownCondition(const std::string& kind) {
     constexpr std::array kinds = {"limit", "quota", "ct count", "set", "map", "meter"};
@@ -157,7 +164,11 @@ bool FirewallEvaluation::applyStatement(const RulesJSON& statement, Progress& pr
         progress.rule.must = {};
         return true;
     }
-    return isPassing(kind, content) || applyVerdict(kind, content, progress);
+    if (isPassing(kind, content)) {
+        progress.rule.must = mayLackValue(kind, content) ? PortSet() : progress.rule.must;
+        return true;
+    }
+    return applyVerdict(kind, content, progress);
 }
 
 /// False when it was a verdict. Any other statement may let the packet in, or do nothing.

@@ -13,11 +13,10 @@ bool mayBeDormant(const RulesJSON& table) {
     if (flags == nullptr) {
         return false;
     }
-    const auto isHarmless = [](const RulesJSON& flag) {
-        return flag == "owner" || flag == "persist";
+    const auto isHarmless = [&table](const RulesJSON& flag) {
+        return (flag == "owner" || flag == "persist") && flag != rulesText(table, "name");
     };
-    return flags->is_array() ? !std::ranges::all_of(*flags, isHarmless)
-                             : !isHarmless(*flags) || *flags == rulesText(table, "name");
+    return flags->is_array() ? !std::ranges::all_of(*flags, isHarmless) : !isHarmless(*flags);
 }
 
 RulesPlace placeOf(const RulesJSON& object, std::string_view nameKey) {

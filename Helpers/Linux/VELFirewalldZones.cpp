@@ -72,11 +72,20 @@ bool mayBePublic(const std::string& source) {
     return !range || publicAddressesIn(*range) != Coverage::none;
 }
 
-/// A rich rule that lets no connection in.
-bool isHarmless(const std::string& rule) {
-    constexpr std::array harmless = {" icmp-type ", " icmp-block ", " drop", " reject"};
-    return std::ranges::any_of(
-        harmless, [&rule](const char* word) { return rule.find(word) != std::string::npos; });
+/// A rich rule that lets no connection in. What it says in quotes, as before a line of the log, may
+/// be any text.
+bool isHarmless(std::string_view rule) {
+    constexpr std::array harmless = {"icmp-type", "icmp-block", "drop", "reject"};
+    while (!rule.empty()) {
+        const std::size_t end = std::min(rule.find_first_of(" \""), rule.size());
+        if (std::ranges::find(harmless, rule.substr(0, end)) != harmless.end()) {
+            return true;
+        }
+        const bool isQuoted = end < rule.size() && rule[end] == '"';
+        const std::size_t last = isQuoted ? rule.find('"', end + 1) : end;
+        rule.remove_prefix(last < rule.size() ? last + 1 : rule.size());
+    }
+    return false;
 }
 
 class Inquiry {

@@ -126,7 +126,8 @@ bool isDefault(const rtmsg& route) {
 
 std::optional<std::set<int>> interfacesOfDefaultRoutes() {
     std::set<int> found;
-    const bool isWhole = list(RTM_GETROUTE, [&found](std::string_view entry) {
+    bool areNamed = true;
+    const bool isWhole = list(RTM_GETROUTE, [&](std::string_view entry) {
         const auto route = headerIn<rtmsg>(entry);
         if (!isDefault(route)) {
             return;
@@ -140,8 +141,10 @@ std::optional<std::set<int>> interfacesOfDefaultRoutes() {
             found.insert(hop.rtnh_ifindex);
             hops = after(hops, std::max<std::size_t>(hop.rtnh_len, sizeof hop));
         }
+        // Where the kernel is told to, it names a nexthop object alone.
+        areNamed = areNamed && (all.contains(RTA_OIF) || !all[RTA_MULTIPATH].empty());
     });
-    return isWhole ? std::optional(std::move(found)) : std::nullopt;
+    return isWhole && areNamed ? std::optional(std::move(found)) : std::nullopt;
 }
 
 } // namespace

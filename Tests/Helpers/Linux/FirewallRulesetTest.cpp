@@ -194,6 +194,8 @@ TEST(FirewallRuleset, AnUnknownConditionLetsInAndDoesNotRefuse) {
           match(ct("status"), "\"snat\"", "in"),
           match(ct("state"), R"(["new", "related"])", "!="),
           match(meta("iifname"), R"("eth\\*")"),
+          match(meta("iif"), R"({"range": ["lo", "5"]})"),
+          match(meta("iif"), R"({"set": [{"range": ["lo", "5"]}, "7"]})"),
           match(meta("nfproto"), "2")}) {
         EXPECT_EQ(ofRules(open, {condition + ", " + drop}), letIn) << condition;
         EXPECT_EQ(ofRules(closed, {condition + ", " + accept}), letIn) << condition;
@@ -204,6 +206,26 @@ TEST(FirewallRuleset, AnUnknownConditionLetsInAndDoesNotRefuse) {
             << condition;
         EXPECT_EQ(ofRules(open, {condition + ", " + goTo("c"), drop}, {chain("c")}), letIn)
             << condition;
+    }
+}
+
+TEST(FirewallRuleset, AStatementWithoutAValueForThePacketEndsTheRule) {
+    const std::string map = R"({"map": {"key": )" + payload("ip", "saddr") + R"(, "data": "@m"}})";
+    const auto mark = [](const std::string& key, const std::string& value) {
+        return R"({"mangle": {"key": )" + key + R"(, "value": )" + value + "}}";
+    };
+    for (const std::string& statement :
+         {mark(meta("mark"), map), mark(ct("mark"), map), mark(meta("mark"), ct("mark")),
+          R"({"counter": )" + map + "}", R"({"ct helper": )" + map + "}",
+          R"({"secmark": )" + map + "}"}) {
+        EXPECT_EQ(ofRules(open, {statement + ", " + drop}), letIn) << statement;
+        EXPECT_EQ(ofRules(closed, {statement + ", " + accept}), letIn) << statement;
+    }
+    for (const std::string& statement :
+         {mark(meta("mark"), "1"), mark(ct("mark"), "1"), std::string(R"({"counter": "a"})"),
+          std::string(R"({"counter": {"packets": 1, "bytes": 2}})"),
+          std::string(R"({"log": {"prefix": "map"}})"), std::string(R"({"secmark": "a"})")}) {
+        EXPECT_EQ(ofRules(open, {statement + ", " + drop}), refused) << statement;
     }
 }
 
@@ -452,6 +474,17 @@ TEST(FirewallRuleset, UntrackedPacketsAreNotNew) {
             rule("r", exemption)};
         EXPECT_EQ(ofRules(closed, {untracked}, raw), letIn) << exemption;
         EXPECT_EQ(ofRules(open, {dropNew}, raw), letIn) << exemption;
+        // Such a packet has no connection: neither these conditions nor their opposites hold.
+        for (const auto& condition :
+             {match(ct("direction"), "\"original\""), match(ct("direction"), "\"reply\"", "!="),
+              match(ct("status"), "\"dnat\"", "!="),
+              match(ct("status"), R"(["dnat", "assured"])", "!=")}) {
+            EXPECT_EQ(ofRules(open, {condition + ", " + drop}), refused) << condition;
+            EXPECT_EQ(ofRules(open, {condition + ", " + drop}, raw), letIn) << condition;
+        }
+        EXPECT_EQ(ofRules(open, {match(ct("state"), "\"established\"", "!=") + ", " + drop}, raw),
+                  refused)
+            << "an untracked packet has a state";
     }
 }
 
@@ -473,6 +506,14 @@ TEST(FirewallRuleset, ATableThatMayBeDormantRefusesNothing) {
     }
     for (const char* flags : {R"("owner")", R"(["owner", "persist"])", "[]"}) {
         EXPECT_EQ(ofRules(closed, {}, {table(flags)}), refused) << flags;
+    }
+    for (const char* flags : {R"("owner")", R"(["owner", "owner"])"}) {
+        EXPECT_EQ(judge({R"({"table": {"family": "inet", "name": "owner", "flags": )" +
+                             std::string(flags) + "}}",
+                         R"({"chain": {"family": "inet", "table": "owner", "name": "i", )" +
+                             closed + "}}"}),
+                  letIn)
+            << "the name of the table stands in place of that of a flag: " << flags;
     }
 }
 

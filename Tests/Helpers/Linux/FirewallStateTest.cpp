@@ -175,6 +175,7 @@ TEST_F(FirewallInANamespace, OneRuleThatLetsEverythingNewInIsOff) {
                              "meta pkttype host accept",
                              "iifname != lo accept",
                              "iif != lo accept",
+                             "iif 1-100 accept",
                              "meta nfproto ipv6 accept",
                              "meta protocol ip accept",
                              "ip ttl > 0 accept",
@@ -281,6 +282,12 @@ TEST_F(FirewallInANamespace, InterfacesWithADefaultRouteCount) {
         EXPECT_EQ(state(route, inner), off)
             << "all count where none has a default route: " << route;
     }
+    const std::string object =
+        "ip nexthop add id 1 via 10.9.9.2 dev eth0\nip route add default nhid 1\n";
+    EXPECT_EQ(state(object, outer), off);
+    EXPECT_EQ(state(object, inner), on);
+    EXPECT_EQ(state(object + "echo 0 >/proc/sys/net/ipv4/nexthop_compat_mode", inner), unknown)
+        << "then the route does not say where it leads";
 }
 
 TEST_F(FirewallInANamespace, WithLoopbackAloneNoRuleNamesTheInterface) {

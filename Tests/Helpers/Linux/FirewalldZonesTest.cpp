@@ -146,6 +146,24 @@ TEST_F(FirewalldZones, OtherOpenings) {
     EXPECT_EQ(refuses(), std::nullopt);
 }
 
+TEST_F(FirewalldZones, OnlyTheActionOfARichRuleMakesItHarmless) {
+    for (const auto& [rule, isHarmless] :
+         {std::pair("rule family=\"ipv4\" drop", true),
+          std::pair("rule service name=\"ssh\" log prefix=\"accept it\" drop limit value=\"1/m\"",
+                    true),
+          std::pair("rule family=\"ipv4\" reject type=\"icmp-net-prohibited\"", true),
+          std::pair("rule icmp-block name=\"echo-request\"", true),
+          std::pair("rule log prefix=\"no drop\" level=\"info\" accept", false),
+          std::pair("rule log prefix=\"no reject here\" accept", false),
+          std::pair("rule log prefix=\"an icmp-type \" accept", false),
+          std::pair("rule service name=\"drop\" accept", false),
+          std::pair("rule source ipset=\" dropped\" accept", false),
+          std::pair("rule dropped accept", false), std::pair("rule log prefix=\" drop", false)}) {
+        _zones["public"]["rich_rules"] = Texts{rule};
+        EXPECT_EQ(refuses(), isHarmless ? std::optional(true) : std::nullopt) << rule;
+    }
+}
+
 TEST_F(FirewalldZones, APolicyForThisMachineCounts) {
     Settings& policy = _policies["mine"];
     policy = {
