@@ -18,6 +18,7 @@ TEST(DisplayText, EscapesWhatSteersATerminal) {
     EXPECT_EQ(printable("\u009b2J"), "\\u009b2J");
     EXPECT_EQ(printable("\u202eabc\u2066\u200b\u2028"), "\\u202eabc\\u2066\\u200b\\u2028");
     EXPECT_EQ(printable("\U000E0041"), "\\udb40\\udc41");
+    EXPECT_EQ(printable("\uFFFE\uFFFF\uFFFC\U0010FFFF"), "\\ufffe\\uffff\uFFFC\\udbff\\udfff");
     EXPECT_EQ(printable("a\xff\xc3"), "a\uFFFD\uFFFD");
     EXPECT_EQ(printable(""), "");
 }

@@ -15,6 +15,9 @@ bool isPlain(char character) {
 }
 
 bool isControlOrFormat(std::int32_t codePoint) {
+    if ((codePoint & 0xFFFE) == 0xFFFE) {
+        return true; // no character, and malformed in XML
+    }
     switch (utf8proc_category(codePoint)) {
     case UTF8PROC_CATEGORY_CC:
     case UTF8PROC_CATEGORY_CF:

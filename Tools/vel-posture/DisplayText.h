@@ -9,9 +9,9 @@
 /// Text as a terminal shows it. Widths are in terminal columns: an ideograph takes two, a combining
 /// mark none. Texts are UTF-8.
 
-/// `text` with control and format characters (escape sequences, line ends, changes of direction)
-/// escaped as in JSON, such as \n and \u001b; bytes that are not UTF-8 become U+FFFD. JSON text
-/// stays the same JSON.
+/// `text` with control and format characters (escape sequences, line ends, changes of direction),
+/// and what is no character (U+FFFE, U+FFFF), escaped as in JSON, such as \n and \u001b; bytes that
+/// are not UTF-8 become U+FFFD. JSON text stays the same JSON, and all of it may stand in XML.
 std::string printable(std::string_view text);
 
 /// The columns that `text`, which is printable, takes.
