@@ -72,6 +72,21 @@ TEST(Doctor, NamesWhatCannotBeAskedAndHowToMendIt) {
     EXPECT_EQ(diagnoses.back().remedy, "run as root");
 }
 
+TEST(Doctor, AHelperThatFailsCannotBeAsked) {
+    const auto mac = workingMac();
+    VELSimulatedRun& listing = mac->tools.at(1);
+    listing.launchPath = "/libexec/process-listing";
+    listing.status = 1;
+    VELSimulatedRun why = listing;
+    why.command.emplace_back("--why");
+    why.output = "process-listing-failed: std::bad_alloc\n";
+    why.status = 0;
+    mac->tools.push_back(why);
+    const auto diagnoses = diagnosesOf(mac);
+    EXPECT_EQ(troublesOf(diagnoses), std::vector<std::string>{"processes: process-listing-failed"});
+    EXPECT_EQ(diagnoses[4].text, "std::bad_alloc");
+}
+
 TEST(Doctor, ReportsALinePerSource) {
     const std::vector<Diagnosis> diagnoses = {
         {"firewall", false, "firewall-needs-root", "firewall-state needs root", "run as root"},
