@@ -802,6 +802,17 @@ TEST(VELPostureProgram, ReplacesTheOutputFileAsAWhole) {
     EXPECT_EQ(files, 1U);
 }
 
+TEST(VELPostureProgram, AFileThatAKilledRunLeftKeepsNoOtherFromWriting) {
+    const TemporaryFolder folder;
+    const std::string path = folder.path() + "/out";
+    ChildProgram shell{{"/bin/sh", "-c",
+                        R"(: >"$1.$$.tmp"; exec "$0" check --machine "$2" --output "$1")",
+                        VEL_POSTURE_PROGRAM, path, compliantMac}};
+    shell.input = passingRequest;
+    EXPECT_EQ(shell.run(), (Result{0, "", ""}));
+    EXPECT_EQ(contentOf(path), passingResult);
+}
+
 TEST(VELPostureProgram, EndsWithTheUsualStatusOfASignal) {
     for (const auto& [signal, status] : {std::pair("TERM", "143"), std::pair("HUP", "129")}) {
         const TemporaryFolder folder;

@@ -11,6 +11,7 @@
 
 #include <cerrno>
 #include <cstdio>
+#include <random>
 
 namespace {
 
@@ -27,8 +28,10 @@ int writeAndSync(const VELDescriptor& file, std::string_view content) {
 } // namespace
 
 void replaceFile(const std::string& path, std::string_view content, FileReaders readers) {
-    // In the same folder, because a file is moved in one step only within a file system.
-    const std::string temporary = path + "." + std::to_string(::getpid()) + ".tmp";
+    // In the same folder, because a file is moved in one step only within a file system. Not named
+    // after the process: in a container its ID is that of the run before, which may have been
+    // killed.
+    const std::string temporary = path + "." + std::to_string(std::random_device()()) + ".tmp";
     const auto fail = [&path](int errorNumber) {
         throw ProgramFailure("cannot write \"" + path + "\": " + textOfErrorNumber(errorNumber));
     };
