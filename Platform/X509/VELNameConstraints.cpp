@@ -77,19 +77,30 @@ bool matchesEmailAddress(std::string_view text, std::string_view constraint, Mat
            matchesHostOrDomain(text.substr(last + 1), constraint);
 }
 
+bool matchesHostOfAddress(std::string_view host, std::string_view constraint, Matching matching) {
+    if (matching == Matching::wide && !constraint.starts_with('.')) {
+        // The platform compares the front of the host alone.
+        return areEqualIgnoringCase(host.substr(0, constraint.size()), constraint);
+    }
+    return matchesHostOrDomain(host, constraint);
+}
+
+/// The host of "scheme://user@host:port/path?query#fragment" as the platform reads it, which knows
+/// neither user nor query, and as RFC 3986 does.
 bool matchesAddress(std::string_view text, std::string_view constraint, Matching matching) {
     constexpr std::string_view separator = "://";
     const std::size_t scheme = text.find(separator);
     if (scheme == std::string_view::npos) {
         return matching == Matching::wide;
     }
-    std::string_view host = text.substr(scheme + separator.size());
-    host = host.substr(0, host.find_first_of(":/"));
-    if (matching == Matching::wide && !constraint.starts_with('.')) {
-        // The platform compares the front of the host alone.
-        return areEqualIgnoringCase(host.substr(0, constraint.size()), constraint);
-    }
-    return matchesHostOrDomain(host, constraint);
+    text.remove_prefix(scheme + separator.size());
+    const bool isMatch =
+        matchesHostOfAddress(text.substr(0, text.find_first_of(":/")), constraint, matching);
+    std::string_view host = text.substr(0, text.find_first_of("/?#"));
+    host.remove_prefix(host.rfind('@') + 1); // npos + 1 is 0
+    const bool isStandardMatch =
+        matchesHostOfAddress(host.substr(0, host.find(':')), constraint, matching);
+    return matching == Matching::wide ? isMatch || isStandardMatch : isMatch && isStandardMatch;
 }
 
 /// The constraint is an address and a mask.
