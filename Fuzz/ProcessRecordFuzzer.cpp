@@ -1,6 +1,7 @@
 // SPDX-License-Identifier: Apache-2.0
 #include "Base/VELText.h"
 #include "Fuzz/FuzzInput.h"
+#include "Helpers/Linux/VELPrintableText.h"
 #include "Helpers/Linux/VELProcessLister.h"
 
 #include <algorithm>
@@ -31,7 +32,7 @@ extern "C" int LLVMFuzzerTestOneInput(const std::uint8_t* data, std::size_t size
         return byte < 0x20 || byte == 0x7F;
     });
     if (hasControls || !vel::isValidUTF8(line) || !line.starts_with("7 ") ||
-        !line.ends_with(vel::printableName(name))) {
+        !line.ends_with(vel::printableText(name))) {
         std::abort();
     }
     return 0;

@@ -1,5 +1,6 @@
 // SPDX-License-Identifier: Apache-2.0
 #include "Helpers/Linux/VELConfinedWork.h"
+#include "Helpers/Linux/VELToolCommandLine.h"
 #include "Platform/POSIX/VELDescriptor.h"
 
 #include <algorithm>
@@ -61,7 +62,7 @@ bool arrangeDescriptors(int result, ConfinedDiagnostics diagnostics) {
         try {
             status = writeAll(resultDescriptor, work()) == 0 ? 0 : 1;
         } catch (const std::exception& exception) {
-            writeAll(STDERR_FILENO, name + ": " + exception.what() + "\n");
+            diagnose(name, exception.what());
         }
     }
     // Not by way of what foreign code wants to have done at exit.

@@ -1,6 +1,6 @@
 // SPDX-License-Identifier: Apache-2.0
 #include "Helpers/Linux/VELProcessLister.h"
-#include "Base/VELText.h"
+#include "Helpers/Linux/VELPrintableText.h"
 #include "Platform/POSIX/VELDescriptor.h"
 
 #include <algorithm>
@@ -64,11 +64,6 @@ std::string processorTime(std::uint64_t ticks, std::uint64_t ticksPerSecond) {
     const std::uint64_t hundredths = ticks % ticksPerSecond * 100 / ticksPerSecond;
     return std::to_string(seconds / 60) + ":" + twoDigits(seconds % 60) + "." +
            twoDigits(hundredths);
-}
-
-/// C0, DEL and C1.
-bool isControl(std::int32_t character) {
-    return character < 0x20 || (character >= 0x7F && character < 0xA0);
 }
 
 /// A file of /proc in one buffer, cut at its size; empty when it cannot be read.
@@ -159,25 +154,10 @@ std::string listedName(std::string_view name, std::string_view executable,
     return std::string(name.size() == kernelNameLimit && word.starts_with(name) ? word : name);
 }
 
-std::string printableName(std::string_view name) {
-    std::string printable;
-    while (!name.empty()) {
-        const CodePoint first = firstCodePoint(name);
-        const std::string_view character = name.substr(0, first.length);
-        if (isControl(first.value)) { // what is no character, too
-            std::ranges::for_each(character, [&](char byte) { appendByteEscape(byte, printable); });
-        } else {
-            printable += character;
-        }
-        name.remove_prefix(first.length);
-    }
-    return printable;
-}
-
 std::string processLine(std::uint64_t processID, const ProcessStat& stat, std::string_view name,
                         std::uint64_t ticksPerSecond) {
     return std::to_string(processID) + " " + terminalName(stat.terminal) + " " +
-           processorTime(stat.ticks, ticksPerSecond) + " " + printableName(name);
+           processorTime(stat.ticks, ticksPerSecond) + " " + printableText(name);
 }
 
 std::optional<std::string> processListing(const std::string& processFolder) {

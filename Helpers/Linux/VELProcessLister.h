@@ -34,13 +34,9 @@ bool hasEnded(const ProcessStat& stat);
 std::string listedName(std::string_view name, std::string_view executable,
                        std::string_view commandLine);
 
-/// `name` on one line of valid UTF-8: a byte of a control character, or one that is not UTF-8, is
-/// written "\xHH".
-std::string printableName(std::string_view name);
-
 /// One line of the listing without its end: PID, terminal, processor time in minutes, seconds and
-/// hundredths, name. Columns are not padded: a host that reads a tool's output only when the tool
-/// has ended loses what does not fit into a pipe, and so more processes fit.
+/// hundredths, printable name. Columns are not padded: a host that reads a tool's output only when
+/// the tool has ended loses what does not fit into a pipe, and so more processes fit.
 std::string processLine(std::uint64_t processID, const ProcessStat& stat, std::string_view name,
                         std::uint64_t ticksPerSecond);
 

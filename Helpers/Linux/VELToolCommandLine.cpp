@@ -1,5 +1,6 @@
 // SPDX-License-Identifier: Apache-2.0
 #include "Helpers/Linux/VELToolCommandLine.h"
+#include "Helpers/Linux/VELPrintableText.h"
 #include "Platform/POSIX/VELDescriptor.h"
 
 #include <algorithm>
@@ -45,7 +46,7 @@ std::string help(const ToolUsage& usage) {
 ToolRequest wrongUse(const ToolUsage& usage, std::string_view problem) {
     ToolRequest request;
     request.status = 2;
-    request.diagnostics.append(usage.name).append(": ").append(problem).append("\n");
+    request.diagnostics.append(usage.name).append(": ").append(printableText(problem)).append("\n");
     request.diagnostics += usageLine(usage);
     return request;
 }
@@ -117,10 +118,14 @@ int runTool(const ToolUsage& usage, int argumentCount, char** arguments,
             return sayWhy(std::string(usage.name) + "-failed", exception.what());
         }
         if (usage.failureStatus != 0) {
-            writeAll(STDERR_FILENO, std::string(usage.name) + ": " + exception.what() + "\n");
+            diagnose(usage.name, exception.what());
         }
         return usage.failureStatus;
     }
+}
+
+void diagnose(std::string_view tool, std::string_view text) {
+    writeAll(STDERR_FILENO, std::string(tool) + ": " + printableText(text) + "\n");
 }
 
 void endQuietlyAfter(unsigned seconds, const char* line) {
@@ -143,10 +148,10 @@ bool isAskedWhy(const ToolValues& values) {
 }
 
 std::string lineOfReason(std::string_view code, std::string_view text) {
-    std::string line = std::string(code) + ": " + std::string(text);
+    std::string line(text);
     std::ranges::replace_if(
         line, [](char character) { return character == '\n' || character == '\r'; }, ' ');
-    return line + "\n";
+    return std::string(code) + ": " + printableText(line) + "\n";
 }
 
 int sayWhy(std::string_view code, std::string_view text) {

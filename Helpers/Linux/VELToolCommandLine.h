@@ -53,6 +53,10 @@ ToolRequest readCommandLine(const ToolUsage& usage, const std::vector<std::strin
 int runTool(const ToolUsage& usage, int argumentCount, char** arguments,
             const std::function<int(const ToolValues&)>& work);
 
+/// Writes a line to standard error, which is the host's and may be a terminal: the helper's name
+/// and `text`, printable.
+void diagnose(std::string_view tool, std::string_view text);
+
 /// Ends the program with status 0 if it still runs after `seconds`: for a helper that does not know
 /// its answer by then, before its host's time-out. It prints nothing but, if there is one, `line`,
 /// which must outlive the program's work.
@@ -65,7 +69,7 @@ bool isAskedWhy(const ToolValues& values);
 inline constexpr std::string_view answerIsKnown = "known";
 
 /// "CODE: TEXT" and a line end. The code is stable: lower-case words joined by hyphens. Line ends
-/// in the text become spaces.
+/// in the text become spaces; otherwise it is made printable.
 std::string lineOfReason(std::string_view code, std::string_view text);
 
 /// Prints that line. Returns the exit status, 0.

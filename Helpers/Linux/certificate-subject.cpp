@@ -10,7 +10,7 @@
 namespace {
 
 int fail(const std::string& problem) {
-    vel::writeAll(STDERR_FILENO, "certificate-subject: codesign0 " + problem + "\n");
+    vel::diagnose("certificate-subject", "codesign0 " + problem);
     return 1;
 }
 

@@ -15,7 +15,7 @@ constexpr std::size_t maximumDigits = 10;
 constexpr auto timeLimit = std::chrono::seconds(4);
 
 int fail(int status, const std::string& problem) {
-    vel::writeAll(STDERR_FILENO, "code-signature: " + problem + "\n");
+    vel::diagnose("code-signature", problem);
     return status;
 }
 

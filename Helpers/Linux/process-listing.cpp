@@ -14,7 +14,7 @@ int fail(int status, const char* code, const std::string& problem, bool asksWhy)
     if (asksWhy) {
         return vel::sayWhy(code, problem);
     }
-    vel::writeAll(STDERR_FILENO, "process-listing: " + problem + "\n");
+    vel::diagnose("process-listing", problem);
     return status;
 }
 

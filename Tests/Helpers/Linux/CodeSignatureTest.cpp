@@ -222,6 +222,15 @@ TEST_F(CodeSignature, AnUnsignedProgramIsRefused) {
     EXPECT_EQ(run, refusal(running, "there is no signature " + _program + ".p7s"));
 }
 
+TEST_F(CodeSignature, ThePathOfAnExecutableSteersNoTerminal) {
+    const std::string path = _folder.write("\x1b[2J\xff\n", "");
+    fs::copy_file("/bin/sleep", path, fs::copy_options::overwrite_existing);
+    fs::permissions(path, fs::perms::owner_all);
+    const RunningProgram running({path, "60"});
+    EXPECT_EQ(extract(running), refusal(running, "there is no signature " + _folder.path() +
+                                                     "/\\x1B[2J\\xFF\\x0A.p7s"));
+}
+
 TEST_F(CodeSignature, AReplacedOrRemovedExecutableIsRefused) {
     Publisher::shared().sign(_program);
     const RunningProgram running({_program, "100"});

@@ -1,4 +1,5 @@
 // SPDX-License-Identifier: Apache-2.0
+#include "Helpers/Linux/VELPrintableText.h"
 #include "Helpers/Linux/VELProcessLister.h"
 #include "Platform/POSIX/VELPOSIXTask.h"
 #include "Tests/Helpers/Linux/ToolRun.h"
@@ -74,12 +75,12 @@ TEST(ProcessName, IsTheExecutableElseTheNameMadeWhole) {
 }
 
 TEST(ProcessName, IsPrintedOnOneLineOfUTF8) {
-    EXPECT_EQ(vel::printableName("Größe 进程 🙂\\"), "Größe 进程 🙂\\");
-    EXPECT_EQ(vel::printableName("a\nb\x1b[0m\x7f"), "a\\x0Ab\\x1B[0m\\x7F");
-    EXPECT_EQ(vel::printableName("\xff\xc3(\xe2\x82"), "\\xFF\\xC3(\\xE2\\x82");
-    EXPECT_EQ(vel::printableName("\xc2\x85|\xc2\xa0|\xed\xa0\x80"),
+    EXPECT_EQ(vel::printableText("Größe 进程 🙂\\"), "Größe 进程 🙂\\");
+    EXPECT_EQ(vel::printableText("a\nb\x1b[0m\x7f"), "a\\x0Ab\\x1B[0m\\x7F");
+    EXPECT_EQ(vel::printableText("\xff\xc3(\xe2\x82"), "\\xFF\\xC3(\\xE2\\x82");
+    EXPECT_EQ(vel::printableText("\xc2\x85|\xc2\xa0|\xed\xa0\x80"),
               "\\xC2\\x85|\xc2\xa0|\\xED\\xA0\\x80");
-    EXPECT_EQ(vel::printableName(""), "");
+    EXPECT_EQ(vel::printableText(""), "");
 }
 
 TEST(ProcessLine, HasTerminalAndTime) {

@@ -65,7 +65,7 @@ TEST(ToolCommandLine, TakesWhyAsItsLastArgumentWhereItSaysWhy) {
     EXPECT_EQ(vel::valueOr(request.values, "--bus", ""), "b");
     EXPECT_FALSE(vel::isAskedWhy(vel::readCommandLine(asking, {"--of", "1"}).values));
     EXPECT_EQ(vel::readCommandLine(asking, {"--of", "1", "--why", "--bus", "b"}).status, 2);
-    EXPECT_EQ(vel::lineOfReason("a-b", "one\ntwo"), "a-b: one two\n");
+    EXPECT_EQ(vel::lineOfReason("a-b", "one\ntwo\x1b"), "a-b: one two\\x1B\n");
 }
 
 class EveryTool : public testing::TestWithParam<std::pair<std::string, std::string>> {};
