@@ -1,6 +1,7 @@
 // SPDX-License-Identifier: Apache-2.0
 #include "Helpers/Linux/VELDomainBinding.h"
 #include "Base/VELText.h"
+#include "Base/VELXMLText.h"
 #include "Helpers/Linux/VELSystemBus.h"
 #include "Helpers/Linux/VELToolCommandLine.h"
 
@@ -12,26 +13,6 @@ namespace {
 constexpr const char* realmService = "org.freedesktop.realmd";
 constexpr SystemBus::Property allRealms = {realmService, "/org/freedesktop/realmd",
                                            "org.freedesktop.realmd.Provider", "Realms"};
-
-std::string escapedForXML(std::string_view text) {
-    std::string escaped;
-    for (const char character : text) {
-        switch (character) {
-        case '&':
-            escaped += "&amp;";
-            break;
-        case '<':
-            escaped += "&lt;";
-            break;
-        case '>':
-            escaped += "&gt;";
-            break;
-        default:
-            escaped += character;
-        }
-    }
-    return escaped;
-}
 
 bool isActiveDirectory(const SystemBus& bus, const char* realm) {
     const auto details =

@@ -5,6 +5,7 @@
 #include "Base/VELProcessListing.h"
 #include "Base/VELPropertyList.h"
 #include "Base/VELText.h"
+#include "Base/VELXMLText.h"
 #include "Classes/Mac/VELDomainCheck.h"
 #include "Classes/Mac/VELProcessRunningCheck.h"
 #include "Platform/X509/VELSHA1.h"
@@ -49,29 +50,9 @@ constexpr std::string_view usualMountPoints[] = {
     "/var",
 };
 
-std::string escapedXML(std::string_view text) {
-    std::string escaped;
-    for (const char character : text) {
-        switch (character) {
-        case '&':
-            escaped += "&amp;";
-            break;
-        case '<':
-            escaped += "&lt;";
-            break;
-        case '\r':
-            escaped += "&#13;";
-            break;
-        default:
-            escaped += character;
-        }
-    }
-    return escaped;
-}
-
 /// A property list of nothing but the text under this path of keys.
 std::string propertyList(std::span<const char* const> path, const std::string& text) {
-    std::string list = "<string>" + escapedXML(text) + "</string>";
+    std::string list = "<string>" + vel::escapedForXML(text) + "</string>";
     VELValue value = text;
     for (std::size_t depth = path.size(); depth-- > 0;) {
         list = "<dict><key>" + std::string(path[depth]) + "</key>" + list + "</dict>";
