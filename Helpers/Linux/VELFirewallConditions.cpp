@@ -90,7 +90,7 @@ PortMatch ofInterface(const std::string& interface, const RulesJSON& value) {
                                           : interface == *text);
 }
 
-/// The last port for which a comparison holds, and the first.
+/// The ports for which a comparison holds. Nothing: it is of another kind.
 std::optional<PortSet> comparedPorts(const std::string& operation, std::uint32_t port) {
     const std::uint32_t below = port == 0 ? 0 : port - 1;
     const std::uint32_t above = port == UINT32_MAX ? port : port + 1;

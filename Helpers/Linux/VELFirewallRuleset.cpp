@@ -12,8 +12,6 @@ namespace {
 using Network = UnsolicitedPacket::Network;
 using Transport = UnsolicitedPacket::Transport;
 
-constexpr std::size_t maximumOpenPorts = 65'535 / 100;
-
 std::vector<UnsolicitedPacket> packets(const InboundQuestion& question) {
     const std::vector<std::string> unnamed = {""}; // no rule can name this one
     std::vector<UnsolicitedPacket> packets;

@@ -15,8 +15,6 @@ namespace {
 using Settings = SystemBus::Settings;
 using Groups = std::vector<std::vector<std::string>>;
 
-constexpr std::size_t maximumOpenPorts = 65'535 / 100;
-
 SystemBus::Property method(const char* part, const char* name) {
     return {"org.fedoraproject.FirewallD1", "/org/fedoraproject/FirewallD1", part, name};
 }

@@ -7,6 +7,9 @@
 
 namespace vel {
 
+/// As many ports may be open where connections from outside count as refused: one in a hundred.
+inline constexpr std::size_t maximumOpenPorts = 65'535 / 100;
+
 /// A set of the ports 1 to 65,535, kept as intervals.
 class PortSet {
 public:
