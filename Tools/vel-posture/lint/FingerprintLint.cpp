@@ -53,12 +53,8 @@ void lintLength(std::size_t count, const ParameterLint& sha1) {
 } // namespace
 
 void lintFingerprint(const ParameterLint& sha1) {
-    const auto* text = sha1.value.get_ptr<const std::string*>();
+    const std::string* text = sha1.text(vel::errortext::notAString("sha1"), wanted);
     if (text == nullptr) {
-        sha1.report(rule::wrongType,
-                    finding::wrongKind(sha1.value, "a string") +
-                        finding::entryIsAnError(vel::errortext::notAString("sha1")),
-                    wanted);
         return;
     }
     const std::u32string compared = vel::characters(VELCertificateCheck::normalizeSHA1(*text));

@@ -1,8 +1,11 @@
 // SPDX-License-Identifier: Apache-2.0
 #include "Tools/vel-posture/lint/ParameterLint.h"
 
+#include <nlohmann/json.hpp>
+
 #include <algorithm>
 #include <array>
+#include <utility>
 
 namespace {
 
@@ -16,6 +19,16 @@ constexpr std::array rows = {
 };
 
 } // namespace
+
+const std::string* ParameterLint::text(std::string_view error, std::string advice) const {
+    const auto* text = value.get_ptr<const std::string*>();
+    if (text == nullptr) {
+        report(rule::wrongType,
+               finding::wrongKind(value, "a string") + finding::entryIsAnError(error),
+               std::move(advice));
+    }
+    return text;
+}
 
 std::span<const ParameterRules> parameterRules() {
     return rows;

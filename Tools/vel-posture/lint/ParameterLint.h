@@ -19,6 +19,10 @@ struct ParameterLint {
     void report(const FindingRule& rule, std::string problem, std::string advice) const {
         findings.add(rule, place, std::move(problem), std::move(advice));
     }
+
+    /// The text that the value is. Null, and reported, when it is no string: the entry is then an
+    /// error with the text `error`.
+    [[nodiscard]] const std::string* text(std::string_view error, std::string advice) const;
 };
 
 /// What is known of one parameter of a check type.

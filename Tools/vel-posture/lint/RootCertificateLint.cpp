@@ -214,12 +214,8 @@ void lintPolicy(const Certificate& root, const ParameterLint& certificate) {
 } // namespace
 
 void lintRootCertificate(const ParameterLint& certificate) {
-    const auto* text = certificate.value.get_ptr<const std::string*>();
+    const std::string* text = certificate.text(vel::errortext::notAString("cert"), wanted);
     if (text == nullptr) {
-        certificate.report(rule::wrongType,
-                           finding::wrongKind(certificate.value, "a string") +
-                               finding::entryIsAnError(vel::errortext::notAString("cert")),
-                           wanted);
         return;
     }
     if (text->empty()) {

@@ -83,12 +83,9 @@ std::string withoutLastZeros(std::string version) {
 } // namespace
 
 void lintVersion(const ParameterLint& version) {
-    const auto* text = version.value.get_ptr<const std::string*>();
+    const std::string* text = version.text(vel::errortext::invalidVersionType,
+                                           "write the version in quotes, such as \"14.5\"");
     if (text == nullptr) {
-        version.report(rule::wrongType,
-                       finding::wrongKind(version.value, "a string") +
-                           finding::entryIsAnError(vel::errortext::invalidVersionType),
-                       "write the version in quotes, such as \"14.5\"");
         return;
     }
     if (text->empty()) {
