@@ -28,6 +28,12 @@ TEST(DisplayText, KeepsJSONTheSameJSON) {
     EXPECT_EQ(nlohmann::json::parse(printable(value.dump())), value);
 }
 
+TEST(DisplayText, WritesNumbersOfEverySize) {
+    EXPECT_EQ(decimalText(0, 3), "0.000");
+    EXPECT_EQ(decimalText(1234.56789, 3), "1234.568");
+    EXPECT_EQ(decimalText(1e308, 6).size(), 309U + 7U);
+}
+
 TEST(DisplayText, CountsColumns) {
     EXPECT_EQ(displayWidth(""), 0U);
     EXPECT_EQ(displayWidth("abc"), 3U);

@@ -6,7 +6,9 @@
 #include <utf8proc.h>
 
 #include <algorithm>
+#include <array>
 #include <cstdint>
+#include <cstdio>
 
 namespace {
 
@@ -117,6 +119,13 @@ std::string printable(std::string_view text) {
         text.remove_prefix(next.length);
     }
     return result;
+}
+
+std::string decimalText(double number, int digitsAfterPoint) {
+    std::array<char, 400> text{}; // the largest double has 309 digits before its point
+    // The program never leaves the C locale.
+    std::snprintf(text.data(), text.size(), "%.*f", digitsAfterPoint, number);
+    return text.data();
 }
 
 std::size_t displayWidth(std::string_view text) {

@@ -14,6 +14,9 @@
 /// are not UTF-8 become U+FFFD. JSON text stays the same JSON, and all of it may stand in XML.
 std::string printable(std::string_view text);
 
+/// A number with as many digits after its point.
+std::string decimalText(double number, int digitsAfterPoint);
+
 /// The columns that `text`, which is printable, takes.
 std::size_t displayWidth(std::string_view text);
 

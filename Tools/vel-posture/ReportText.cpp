@@ -1,10 +1,12 @@
 // SPDX-License-Identifier: Apache-2.0
 #include "Tools/vel-posture/ReportText.h"
 
+#include <limits>
+
 namespace {
 
-constexpr std::size_t narrowestText = 12;      // narrower, and a text stands below its name
-constexpr std::size_t widestTerminal = 10'000; // where there is none
+constexpr std::size_t narrowestText = 12; // narrower, and a text stands below its name
+constexpr std::size_t unlimited = std::numeric_limits<std::size_t>::max(); // no terminal
 
 void trimLine(std::string& report) {
     report.erase(report.find_last_not_of(' ') + 1);
@@ -85,7 +87,7 @@ void addWrapped(std::string& report, std::string_view text, std::size_t indent,
 
 void addList(std::string& report, const std::vector<std::string>& parts, std::size_t indent,
              const ReportStyle& style) {
-    const TextBlock block = textBlock(indent, style.columns.value_or(widestTerminal));
+    const TextBlock block = textBlock(indent, style.columns.value_or(unlimited));
     std::vector<std::string> rows;
     for (std::size_t index = 0; index < parts.size(); ++index) {
         const std::string part = parts[index] + (index + 1 < parts.size() ? "," : "");

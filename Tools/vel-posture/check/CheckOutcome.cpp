@@ -20,10 +20,6 @@ constexpr std::size_t widestText = 60;           // in a parameter: a fingerprin
 constexpr std::size_t widestParameterList = 120; // of all parameters of a check
 constexpr std::array identifyingKeys = {"id", "name", "title"};
 
-std::string shown(const VELValue& value) {
-    return printable(vel::displayText(value));
-}
-
 void addParameter(std::string& text, const VELValue& value);
 
 /// Adds the elements of a container behind one another, with spaces at which a line can be broken.
@@ -138,6 +134,10 @@ Kind kindOf(const VELValue& entry, const VELValue* asked, bool allPassed) {
 }
 
 } // namespace
+
+std::string shown(const VELValue& value) {
+    return printable(vel::displayText(value));
+}
 
 const char* nameOf(CheckOutcome::Kind kind) {
     switch (kind) {

@@ -23,6 +23,9 @@ struct CheckOutcome {
     std::string error;
 };
 
+/// A value of a result as reports show it: a string without quotes, any other value as JSON.
+std::string shown(const VELValue& value);
+
 /// "pass", "fail" or "error".
 const char* nameOf(CheckOutcome::Kind kind);
 

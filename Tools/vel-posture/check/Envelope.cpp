@@ -10,20 +10,14 @@
 
 namespace {
 
-std::string quotedJSON(std::string_view text) {
-    return vel::compactText(VELValue(text));
-}
-
 std::string sha256(std::string_view bytes) {
     using namespace vel::x509;
     const DigestHandle algorithm =
         made(DigestHandle(EVP_MD_fetch(privateContext(), "SHA256", nullptr)));
     std::array<std::uint8_t, EVP_MAX_MD_SIZE> digest{};
     unsigned size = 0;
-    if (EVP_Digest(bytes.data(), bytes.size(), digest.data(), &size, algorithm.get(), nullptr) !=
-        1) {
-        throw std::bad_alloc();
-    }
+    requireSuccess(EVP_Digest(bytes.data(), bytes.size(), digest.data(), &size, algorithm.get(),
+                              nullptr));
     std::string text;
     for (unsigned index = 0; index < size; ++index) {
         vel::appendHexadecimal(digest.at(index), text);
@@ -35,7 +29,7 @@ std::string requestOf(const RequestRun& run) {
     std::string text = "{";
     for (const char* key : {"name", "version"}) {
         if (const VELValue* value = vel::valueUnder(key, run.request)) {
-            text += quotedJSON(key) + ":" + vel::compactText(*value) + ",";
+            text += vel::compactText(key) + ":" + vel::compactText(*value) + ",";
         }
     }
     return text + "\"sha256\":\"" + sha256(run.document) + "\"}";
@@ -44,8 +38,9 @@ std::string requestOf(const RequestRun& run) {
 } // namespace
 
 std::string envelope(const RequestRun& run, std::string_view runIdentifier, std::string_view host) {
-    return "{\"time\":" + quotedJSON(timeText(run.time)) + ",\"host\":" + quotedJSON(host) +
-           ",\"program\":" + quotedJSON(vel_device_trustVersionString) +
-           ",\"request\":" + requestOf(run) + ",\"run\":" + quotedJSON(runIdentifier) +
+    return "{\"time\":" + vel::compactText(timeText(run.time)) +
+           ",\"host\":" + vel::compactText(host) +
+           ",\"program\":" + vel::compactText(vel_device_trustVersionString) +
+           ",\"request\":" + requestOf(run) + ",\"run\":" + vel::compactText(runIdentifier) +
            ",\"result\":" + run.resultDocument + "}";
 }

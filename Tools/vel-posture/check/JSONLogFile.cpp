@@ -33,10 +33,6 @@ VELDescriptor openLog(const std::string& path) {
     return file;
 }
 
-std::string quotedJSON(std::string_view text) {
-    return vel::compactText(VELValue(text));
-}
-
 } // namespace
 
 JSONLogFile::JSONLogFile(std::string path, std::string run, std::int64_t leastLevel)
@@ -51,11 +47,11 @@ void JSONLogFile::logMessage(std::string_view message, std::int64_t level, const
     }
     try {
         const std::string text =
-            "{\"level\":" + std::to_string(level) + ",\"message\":" + quotedJSON(message) +
-            ",\"file\":" + quotedJSON(file) + ",\"function\":" + quotedJSON(function) +
+            "{\"level\":" + std::to_string(level) + ",\"message\":" + vel::compactText(message) +
+            ",\"file\":" + vel::compactText(file) + ",\"function\":" + vel::compactText(function) +
             ",\"line\":" + std::to_string(line) +
-            ",\"time\":" + quotedJSON(timeText(std::chrono::system_clock::now())) +
-            ",\"run\":" + quotedJSON(_run) + "}";
+            ",\"time\":" + vel::compactText(timeText(std::chrono::system_clock::now())) +
+            ",\"run\":" + vel::compactText(_run) + "}";
         _errorNumber = vel::writeAll(descriptor(), (_isTerminal ? printable(text) : text) + "\n");
     } catch (const std::bad_alloc&) {
         _errorNumber = ENOMEM;

@@ -7,8 +7,6 @@
 
 #include <pugixml.hpp>
 
-#include <array>
-#include <cstdio>
 #include <sstream>
 
 namespace {
@@ -28,9 +26,7 @@ struct Totals {
 };
 
 std::string seconds(double milliseconds) {
-    std::array<char, 400> digits{}; // the largest double has 309 before its point
-    std::snprintf(digits.data(), digits.size(), "%.6f", milliseconds / 1000);
-    return digits.data();
+    return decimalText(milliseconds / 1000, 6);
 }
 
 void setAttribute(pugi::xml_node& node, const char* name, const std::string& value) {
@@ -91,9 +87,7 @@ Totals addAnswer(pugi::xml_node& suite, const RequestRun& run, const std::string
         return totals;
     }
     pugi::xml_node test = addCase(suite, "request", suiteName, 0);
-    const VELValue& error = run.result.at("error");
-    addProblem(test, "error", error.is_string() ? printable(error.get<std::string>()) : "error",
-               "");
+    addProblem(test, "error", shown(run.result.at("error")), "");
     totals.errors = 1;
     return totals;
 }

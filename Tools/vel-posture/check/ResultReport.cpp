@@ -1,7 +1,6 @@
 // SPDX-License-Identifier: Apache-2.0
 #include "Tools/vel-posture/check/ResultReport.h"
 
-#include "Base/VELJSON.h"
 #include "Tools/vel-posture/DisplayText.h"
 #include "Tools/vel-posture/check/CheckOutcome.h"
 #include "vel_device_trust/VELPostureCheckRunner.h"
@@ -9,8 +8,6 @@
 #include <nlohmann/json.hpp>
 
 #include <algorithm>
-#include <array>
-#include <cstdio>
 #include <string_view>
 #include <utility>
 #include <vector>
@@ -42,14 +39,7 @@ Colour colourOf(Kind kind) {
 }
 
 std::string millisecondsText(double milliseconds) {
-    std::array<char, 400> digits{}; // the largest double has 309 before its point
-    // The program never leaves the C locale.
-    std::snprintf(digits.data(), digits.size(), "%.3f", milliseconds);
-    return digits.data();
-}
-
-std::string shown(const VELValue& value) {
-    return printable(vel::displayText(value));
+    return decimalText(milliseconds, 3);
 }
 
 /// By what a reader tells entries of one type apart.
