@@ -59,7 +59,7 @@ private:
         VELPOSIXFiles(_machine.root()),
         VELLinuxDisks(
             {.root = _machine.root(),
-             .btrfsInformation = [](const std::string&) { return std::nullopt; },
+             .btrfsInformation = [](const std::string&, unsigned) { return std::nullopt; },
              .udevProperty = [](unsigned, unsigned, const char*) { return std::nullopt; }}));
 };
 

@@ -175,7 +175,7 @@ private:
         if (!mayBeOpened(mount.mountPoint)) {
             return std::nullopt;
         }
-        const auto information = _sources.btrfsInformation(mount.mountPoint);
+        const auto information = _sources.btrfsInformation(mount.mountPoint, mount.id);
         return information ? _devices.storageOfBtrfs(information->id, information->deviceCount)
                            : std::nullopt;
     }

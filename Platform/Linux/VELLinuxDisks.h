@@ -8,8 +8,8 @@
 
 /// Where the answers about volumes come from.
 struct VELLinuxDiskSources {
-    using BtrfsInformation =
-        std::function<std::optional<vel::VELBtrfsInformation>(const std::string& mountPoint)>;
+    using BtrfsInformation = std::function<std::optional<vel::VELBtrfsInformation>(
+        const std::string& mountPoint, unsigned mountID)>;
     using UdevProperty =
         std::function<std::optional<std::string>(unsigned major, unsigned minor, const char* name)>;
 
@@ -21,7 +21,7 @@ struct VELLinuxDiskSources {
 
 /// The mounted volumes of a Linux machine, told as a Mac tells its own. A mount point is never
 /// looked at, because a network file system whose server is gone would hang; only btrfs is asked at
-/// its mount point, and only where nothing mounted at or above it may hang.
+/// its mount point, where it is not covered and nothing mounted at or above it may hang.
 ///
 /// - The mount table is absent when it cannot be read, is malformed or does not tell what is
 ///   mounted at "/" (as in a changed root): then it does not tell of every volume.

@@ -11,6 +11,7 @@ namespace vel {
 namespace {
 
 // Positions in a line; behind the options stand optional fields up to a "-".
+constexpr std::size_t idField = 0;
 constexpr std::size_t deviceField = 2;
 constexpr std::size_t mountPointField = 4;
 constexpr std::size_t firstOptionalField = 6;
@@ -69,11 +70,17 @@ std::optional<VELLinuxMount> mountInLine(std::string_view line) {
     const std::vector<std::string_view> device = split(fields[deviceField], ':');
     const auto major = number(device.front());
     const auto minor = number(device.back());
-    if (device.size() != 2 || !major || !minor || !fields[mountPointField].starts_with('/')) {
+    const auto id = number(fields[idField]);
+    if (device.size() != 2 || !major || !minor || !id ||
+        !fields[mountPointField].starts_with('/')) {
         return std::nullopt;
     }
-    return VELLinuxMount{*major, *minor, unescaped(fields[mountPointField]),
-                         unescaped(separator[1]), isReadOnly(separator[3])};
+    return VELLinuxMount{*major,
+                         *minor,
+                         unescaped(fields[mountPointField]),
+                         unescaped(separator[1]),
+                         isReadOnly(separator[3]),
+                         *id};
 }
 
 } // namespace

@@ -16,6 +16,8 @@ struct VELLinuxMount {
     std::string fileSystemType;
     /// The file system itself is mounted read-only, not only this mount of it.
     bool readOnly = false;
+    /// The mount's own number.
+    unsigned id = 0;
 
     friend bool operator==(const VELLinuxMount&, const VELLinuxMount&) = default;
 };

@@ -12,6 +12,7 @@
 #include <span>
 #include <string>
 #include <sys/ioctl.h>
+#include <sys/stat.h>
 #include <sys/sysmacros.h>
 
 namespace vel {
@@ -26,6 +27,14 @@ std::string uuidText(std::span<const __u8> bytes) {
         appendHexadecimal(byte, text);
     }
     return text;
+}
+
+/// Whether an open file or folder is seen through this mount. False, too, where the kernel does not
+/// tell (before Linux 5.8).
+bool belongsToMount(const VELDescriptor& file, unsigned mountID) {
+    struct statx status {};
+    return ::statx(file.get(), "", AT_EMPTY_PATH, STATX_MNT_ID, &status) == 0 &&
+           (status.stx_mask & STATX_MNT_ID) != 0 && status.stx_mnt_id == mountID;
 }
 
 /// The part of libudev that is used. Loaded when it is first needed, not with every process; it
@@ -58,11 +67,13 @@ struct Udev {
 
 } // namespace
 
-std::optional<VELBtrfsInformation> btrfsInformation(const std::string& mountPoint) {
+std::optional<VELBtrfsInformation> btrfsInformation(const std::string& mountPoint,
+                                                    unsigned mountID) {
     const VELDescriptor folder(
         ::open(mountPoint.c_str(), O_RDONLY | O_DIRECTORY | O_NONBLOCK | O_CLOEXEC));
     btrfs_ioctl_fs_info_args information{};
-    if (folder.get() < 0 || ::ioctl(folder.get(), BTRFS_IOC_FS_INFO, &information) != 0) {
+    if (!folder || !belongsToMount(folder, mountID) ||
+        ::ioctl(folder.get(), BTRFS_IOC_FS_INFO, &information) != 0) {
         return std::nullopt;
     }
     return VELBtrfsInformation{uuidText(information.fsid), information.num_devices};

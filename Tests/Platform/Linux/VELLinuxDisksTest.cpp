@@ -8,6 +8,7 @@
 #include <gtest/gtest.h>
 #include <map>
 #include <nlohmann/json.hpp>
+#include <set>
 
 namespace {
 
@@ -42,10 +43,12 @@ protected:
         return VELLinuxDisks({
             .root = machine.root(),
             .btrfsInformation =
-                [this](const std::string& mountPoint) {
+                [this](const std::string& mountPoint, unsigned mountID) {
                     btrfsQuestions.push_back(mountPoint);
                     const auto found = btrfs.find(mountPoint);
-                    return found == btrfs.end() ? std::nullopt : std::optional(found->second);
+                    return found == btrfs.end() || covered.contains(mountID)
+                               ? std::nullopt
+                               : std::optional(found->second);
                 },
             .udevProperty =
                 [this](unsigned major, unsigned minor, const std::string& name) {
@@ -95,6 +98,7 @@ protected:
 
     MadeMachine machine;
     std::map<std::string, vel::VELBtrfsInformation> btrfs;
+    std::set<unsigned> covered; // mounts that do not show at their mount points
     std::map<std::string, std::string> udev;
     std::vector<std::string> btrfsQuestions;
 };
@@ -383,6 +387,21 @@ TEST_F(LinuxDisks, ASubvolumeThatMayNotBeLookedAtIsKnownByAnother) {
     EXPECT_EQ(btrfsQuestions, (std::vector<std::string>{"/home"}));
 }
 
+TEST_F(LinuxDisks, BtrfsIsNotTakenForOneThatCoversIt) {
+    machine.stacked("254:0", "dm-0", luks, {partitionOf(sata, "2")});
+    machine.btrfs("encrypted", {inBlock("dm-0")});
+    btrfs = {{"/", {"encrypted", 1}}, {"/home", {"encrypted", 1}}};
+    machine.addMount("40 1 0:30 / / rw - btrfs /dev/mapper/root rw\n"
+                     "41 40 0:31 / /home rw - btrfs /dev/sda1 rw\n"
+                     "42 41 0:30 /home /home rw - btrfs /dev/mapper/root rw\n");
+    machine.writeMountInfo();
+    covered = {41};
+    EXPECT_EQ(at("/"), R"(internal SATA btrfs encrypted ["Data"])");
+    EXPECT_EQ(at("/home"), R"(internal btrfs unknown ["Data"])");
+    covered = {};
+    EXPECT_EQ(at("/home"), R"(internal SATA btrfs encrypted ["Data"])");
+}
+
 TEST_F(LinuxDisks, BtrfsIsNotAskedWhereAServerMightNotAnswer) {
     machine.btrfs("id", {partitionOf(sata, "1")});
     btrfs = {{"/net/a", {"id", 1}}, {"/over", {"id", 1}}, {"/network", {"id", 1}}};
@@ -578,7 +597,7 @@ bool scan(const MadeMachine& machine) {
         VELPOSIXFiles(machine.root()),
         VELLinuxDisks(
             {.root = machine.root(),
-             .btrfsInformation = [](const std::string&) { return std::nullopt; },
+             .btrfsInformation = [](const std::string&, unsigned) { return std::nullopt; },
              .udevProperty = [](unsigned, unsigned, const char*) { return std::nullopt; }}));
     return VELFileVaultEncryptionCheck(platform).allInternalOrBootVolumesEncrypted();
 }

@@ -124,10 +124,26 @@ TEST_F(LinuxHostVolumes, ABtrfsSubvolumeIsFoundThroughItsFileSystem) {
               (Volume{false, "Virtual Interface", "btrfs", data, false}));
 }
 
+TEST_F(LinuxHostVolumes, ABtrfsIsNotTakenForOneThatCoversIt) {
+    constexpr const char* makeImage = "truncate -s 128M image && mkfs.btrfs -q image";
+    const LoopMount covered(makeImage, "");
+    const LoopMount cover(makeImage, "");
+    if (!covered.made() || !cover.made()) {
+        GTEST_SKIP() << "a btrfs image cannot be made or mounted here (needs root, mkfs.btrfs and "
+                        "the kernel's btrfs)";
+    }
+    const std::string& mountPoint = covered.mountPoint();
+    ASSERT_EQ(::mount(cover.mountPoint().c_str(), mountPoint.c_str(), nullptr, MS_BIND, nullptr),
+              0);
+    EXPECT_EQ(volumeAt(mountPoint), (Volume{true, nullptr, "btrfs", data, nullptr}));
+    ASSERT_EQ(::umount2(mountPoint.c_str(), MNT_DETACH), 0);
+    EXPECT_EQ(volumeAt(mountPoint), (Volume{false, "Virtual Interface", "btrfs", data, false}));
+}
+
 TEST_F(LinuxHostVolumes, WhatIsNoBtrfsTellsNothingOfOne) {
-    EXPECT_FALSE(vel::btrfsInformation("/proc"));
-    EXPECT_FALSE(vel::btrfsInformation("/none"));
-    EXPECT_FALSE(vel::btrfsInformation(""));
+    EXPECT_FALSE(vel::btrfsInformation("/proc", 0));
+    EXPECT_FALSE(vel::btrfsInformation("/none", 0));
+    EXPECT_FALSE(vel::btrfsInformation("", 0));
 }
 
 TEST_F(LinuxHostVolumes, UdevKnowsNothingOfADeviceThatIsNotThere) {

@@ -22,20 +22,20 @@ VELLinuxMount mountIn(std::string_view text) {
 
 TEST(LinuxMountInfo, ALineIsAMount) {
     EXPECT_EQ(mountIn("36 35 98:12 /mnt1 /mnt2 rw,noatime master:1 - ext3 /dev/root rw,errors=x\n"),
-              (VELLinuxMount{98, 12, "/mnt2", "ext3", false}));
+              (VELLinuxMount{98, 12, "/mnt2", "ext3", false, 36}));
 }
 
 TEST(LinuxMountInfo, OptionalFieldsAreAnyNumber) {
     for (const char* optional : {"", "shared:2 ", "shared:2 master:1 ",
                                  "shared:2 master:1 propagate_from:3 unbindable "}) {
         EXPECT_EQ(mountIn("1 2 8:1 / /a rw " + std::string(optional) + "- ext4 /dev/sda1 rw\n"),
-                  (VELLinuxMount{8, 1, "/a", "ext4", false}));
+                  (VELLinuxMount{8, 1, "/a", "ext4", false, 1}));
     }
 }
 
 TEST(LinuxMountInfo, TheLastLineNeedsNoEnd) {
     EXPECT_EQ(mountIn("1 2 8:1 / /a rw - ext4 /dev/sda1 rw"),
-              (VELLinuxMount{8, 1, "/a", "ext4", false}));
+              (VELLinuxMount{8, 1, "/a", "ext4", false, 1}));
 }
 
 TEST(LinuxMountInfo, AnEmptyTextListsNone) {
@@ -43,7 +43,7 @@ TEST(LinuxMountInfo, AnEmptyTextListsNone) {
 }
 
 TEST(LinuxMountInfo, KeepsTheOrder) {
-    const Mounts expected = {{0, 22, "/proc", "proc", false}, {8, 1, "/", "ext4", false}};
+    const Mounts expected = {{0, 22, "/proc", "proc", false, 2}, {8, 1, "/", "ext4", false, 1}};
     EXPECT_EQ(mountsInMountInfo("2 1 0:22 / /proc rw - proc proc rw\n1 0 8:1 / / rw - ext4 d rw\n"),
               expected);
 }
@@ -82,14 +82,14 @@ TEST(LinuxMountInfo, TypesAreUnescapedToo) {
 TEST(LinuxMountInfo, ASourceMayBeEmptyOrADash) {
     EXPECT_EQ(mountIn("1 2 0:40 / /a rw -  tmpfs rw\n").fileSystemType, "");
     EXPECT_EQ(mountIn("1 2 0:40 / /a rw - tmpfs  rw\n"),
-              (VELLinuxMount{0, 40, "/a", "tmpfs", false}));
+              (VELLinuxMount{0, 40, "/a", "tmpfs", false, 1}));
     EXPECT_EQ(mountIn("1 2 0:40 / /a rw - tmpfs - ro\n"),
-              (VELLinuxMount{0, 40, "/a", "tmpfs", true}));
+              (VELLinuxMount{0, 40, "/a", "tmpfs", true, 1}));
 }
 
 TEST(LinuxMountInfo, OptionsOfAFileSystemMayHoldSpaces) {
     EXPECT_EQ(mountIn("1 2 0:40 / /a rw - odd src rw,name=a b - c\n"),
-              (VELLinuxMount{0, 40, "/a", "odd", false}));
+              (VELLinuxMount{0, 40, "/a", "odd", false, 1}));
 }
 
 TEST(LinuxMountInfo, NumbersAreOf32Bits) {
@@ -114,6 +114,8 @@ TEST(LinuxMountInfo, AnythingElseIsNoMountTable) {
         "1 2 8:1 / a rw - ext4 /dev/sda1 rw\n",
         "1 2 8:1 /  rw - ext4 /dev/sda1 rw\n",
         "1  2 8:1 / /a rw - ext4 /dev/sda1 rw\n",
+        " 2 8:1 / /a rw - ext4 /dev/sda1 rw\n",
+        "x 2 8:1 / /a rw - ext4 /dev/sda1 rw\n",
     };
     const std::string good = "1 0 8:1 / / rw - ext4 d rw\n";
     for (const std::string text : malformed) {
