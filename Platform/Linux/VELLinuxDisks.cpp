@@ -138,7 +138,7 @@ private:
     static bool isUnencryptedData(const VELLinuxVolume& volume) {
         const bool inScope =
             !volume.storage || (volume.storage->internal && !volume.storage->sealed);
-        return inScope && vel::isDataVolume(volume) &&
+        return inScope && vel::isDataVolume(volume) && vel::volumeKind(volume) != "ntfs" &&
                !(volume.storage && volume.storage->encrypted);
     }
 

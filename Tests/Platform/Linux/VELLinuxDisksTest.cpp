@@ -543,6 +543,14 @@ TEST_F(LinuxDisks, AMountDoesNotHideAnUnencryptedVolumeBelowIt) {
     EXPECT_EQ(at("/srv"), R"(internal SATA ext3 encrypted ["Data"])");
 }
 
+TEST_F(LinuxDisks, AnNTFSVolumeDoesNotHideAnUnencryptedOneBelowIt) {
+    machine.mount("8:1", "/", "ext4");
+    machine.mount("8:17", "/", "ntfs3");
+    EXPECT_EQ(at("/"), R"(internal SATA ext4 plain ["Data"])");
+    machine.mount("8:17", "/windows", "ntfs3");
+    EXPECT_EQ(at("/windows"), R"(internal SATA ntfs plain ["Data"])");
+}
+
 TEST_F(LinuxDisks, TheMountTableKeepsTypesAndOrder) {
     machine.mount("8:1", "/", "ext4");
     const auto table = disks().mountTable().value();
