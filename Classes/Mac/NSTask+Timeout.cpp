@@ -5,6 +5,8 @@
 #include "Base/VELText.h"
 #include "vel_device_trust/VELPostureCheckErrors.h"
 
+#include <new>
+
 namespace {
 
 /// Closes what a run holds open, however the run ends.
@@ -55,7 +57,12 @@ void waitUntilExitWithTimeout(const std::shared_ptr<VELTask>& task, double timeo
             task->terminate();
         }
     };
-    if (!platform.workQueue().after(vel::nanoseconds(timeout), endIfRunning)) {
+    bool isTimed = false;
+    try {
+        isTimed = platform.workQueue().after(vel::nanoseconds(timeout), endIfRunning);
+    } catch (const std::bad_alloc&) { // NOLINT(bugprone-empty-catch): it is not timed then
+    }
+    if (!isTimed) {
         // Nobody would end it at its deadline, and it must not keep the host for ever.
         endIfRunning();
     }

@@ -25,6 +25,7 @@ std::optional<std::string> runWithTimeout(const std::shared_ptr<VELTask>& task, 
                                           const VELPlatform& platform);
 
 /// Returns once the launched `task` has exited. When `timeout` seconds have passed it is asked to
-/// end, once and no harder: a tool that ignores that keeps the caller waiting.
+/// end, once and no harder: a tool that ignores that keeps the caller waiting. Without a worker
+/// thread or memory for the time-out it is asked at once.
 void waitUntilExitWithTimeout(const std::shared_ptr<VELTask>& task, double timeout,
                               const VELPlatform& platform);

@@ -6,6 +6,7 @@
 #include "Platform/Linux/VELLinuxPlatform.h"
 #include "Platform/POSIX/VELChildProcess.h"
 #include "Platform/POSIX/VELMonotonicClock.h"
+#include "Tests/Support/AllocationCount.h"
 #include "Tests/Support/ProcessResources.h"
 #include "Tests/Support/TaskTool.h"
 #include "Tests/Support/TemporaryFolder.h"
@@ -113,6 +114,28 @@ TEST_P(VELPOSIXTaskTest, AToolThatIgnoresTheRequestKeepsTheCaller) {
 TEST_P(VELPOSIXTaskTest, AToolThatFinishesAtOnceReturnsAtOnce) {
     constexpr double hour = 3600; // whoever waits for it is noticed
     EXPECT_EQ(run({"/bin/true"}, hour), "output ");
+}
+
+TEST_P(VELPOSIXTaskTest, WithoutMemoryNoToolIsLeftRunning) {
+    if (!allocationsAreCounted()) {
+        GTEST_SKIP() << "a sanitizer's allocator does not refuse memory";
+    }
+    const VELLinuxPlatform platform;
+    VELPOSIXTask::Options options;
+    options.usesProcessHandle = GetParam();
+    bool hasEnoughMemory = false;
+    for (std::size_t successes = 0; !hasEnoughMemory; ++successes) {
+        const auto task =
+            std::make_shared<VELPOSIXTask>("/bin/sleep", std::vector<std::string>{"30"}, options);
+        try {
+            const AllocationFailure noMemory(successes);
+            runWithTimeout(task, shortTimeout, nullptr, platform);
+            hasEnoughMemory = true;
+        } catch (const std::bad_alloc&) {
+            EXPECT_FALSE(task->isRunning()) << successes;
+        }
+        EXPECT_NE(task->terminationStatus(), 0);
+    }
 }
 
 TEST_P(VELPOSIXTaskTest, OutputOfEverySize) {
