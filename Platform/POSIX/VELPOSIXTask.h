@@ -7,7 +7,6 @@
 #include <csignal>
 #include <cstddef>
 #include <functional>
-#include <limits>
 #include <memory>
 #include <mutex>
 #include <sys/types.h>
@@ -45,8 +44,9 @@ public:
         /// On: standard input and standard error are /dev/null, whatever the host's are.
         bool usesNullStreams = false;
 
-        /// Output of more bytes than this is not read to its end.
-        std::size_t outputLimit = std::numeric_limits<std::size_t>::max();
+        /// Output of more bytes than this is not read to its end: a process that the child left
+        /// behind may write as long as it is read.
+        std::size_t outputLimit = std::size_t{64} << 20U;
     };
 
     VELPOSIXTask(std::string launchPath, std::vector<std::string> arguments);

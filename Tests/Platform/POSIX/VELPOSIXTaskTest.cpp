@@ -390,6 +390,11 @@ TEST(VELPOSIXTaskOptions, OutputIsReadUpToTheLimit) {
     EXPECT_EQ(outputOf("exec cat /dev/zero", {.outputLimit = 200'000}), std::nullopt);
 }
 
+TEST(VELPOSIXTaskOptions, OutputWithoutEndIsNotRead) {
+    EXPECT_EQ(outputOf("head -c 67108864 /dev/zero", {}).value_or("").size(), 67'108'864U);
+    EXPECT_FALSE(outputOf("head -c 67108865 /dev/zero", {}));
+}
+
 TEST(VELPOSIXTaskOptions, AToolThatIgnoresTheRequestIsKilled) {
     VELPOSIXTask task("/bin/sh", {"-c", "trap '' TERM; echo ready; exec >&-; exec sleep 86399"});
     task.kill(); // nothing runs yet
