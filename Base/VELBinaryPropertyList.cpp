@@ -4,9 +4,8 @@
 #include "Base/VELPropertyListBuilder.h"
 #include "Base/VELText.h"
 
-#include <algorithm>
-#include <array>
 #include <bit>
+#include <cmath>
 #include <cstdint>
 #include <utility>
 

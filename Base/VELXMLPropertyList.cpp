@@ -12,7 +12,6 @@
 #include <chrono>
 #include <cmath>
 #include <cstdint>
-#include <limits>
 #include <memory>
 #include <new>
 #include <system_error>
@@ -121,14 +120,6 @@ std::errc readReal(std::string_view text, VELValue& value) {
     return failure;
 }
 
-/// The number of two digits; one that is in no date if they are not digits.
-unsigned pairOfDigits(std::string_view text, std::size_t start) {
-    unsigned value = 0;
-    const char* end = text.data() + start + 2;
-    const auto result = std::from_chars(text.data() + start, end, value);
-    return result.ptr == end ? value : std::numeric_limits<std::uint8_t>::max();
-}
-
 /// Whether `text` is a date and time that exist, in the one form "2026-11-21T08:30:00Z".
 bool isDate(std::string_view text) {
     constexpr std::string_view form = "0000-00-00T00:00:00Z";
@@ -141,7 +132,9 @@ bool isDate(std::string_view text) {
             return false;
         }
     }
-    const auto pair = [&](std::size_t start) { return pairOfDigits(text, start); };
+    const auto pair = [&](std::size_t start) {
+        return static_cast<unsigned>((text[start] - '0') * 10 + (text[start + 1] - '0'));
+    };
     const auto date =
         std::chrono::year_month_day(std::chrono::year(static_cast<int>(pair(0) * 100 + pair(2))),
                                     std::chrono::month(pair(5)), std::chrono::day(pair(8)));

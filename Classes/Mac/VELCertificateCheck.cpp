@@ -10,7 +10,7 @@
 
 #include <nlohmann/json.hpp>
 
-#include <algorithm>
+#include <optional>
 #include <stdexcept>
 #include <utility>
 
@@ -69,16 +69,14 @@ void VELCertificateCheck::logMismatch(std::string_view certificate) const {
         return;
     }
     std::optional<VELValue> commonName;
-    const char* typeName = nullptr;
+    std::optional<std::string_view> typeName;
     if (auto names = _platform->certificates().commonNames(certificate)) {
         const bool isSingle = names->size() == 1;
         commonName = isSingle ? VELValue(std::move(names->front())) : VELValue(*std::move(names));
         typeName = isSingle ? "VELString" : "VELArray";
     }
-    const auto typeText =
-        typeName != nullptr ? std::optional<std::string_view>(typeName) : std::nullopt;
     VELDTLogger::logMessageWithLevel(VELLogLevel::trace, searchFunction,
-                                     "SHA1 mismatch for %@ (%@)", commonName, typeText);
+                                     "SHA1 mismatch for %@ (%@)", commonName, typeName);
 }
 
 std::string VELCertificateCheck::normalizeSHA1(std::string_view sha1) {
