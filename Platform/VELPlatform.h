@@ -59,7 +59,7 @@ public:
 
     /// A task, not yet launched, for a tool of macOS, named by its path there ("/bin/ps"), with
     /// `arguments`. The platform decides which executable stands for the tool: the task's launch
-    /// path tells. A tool that nothing stands for is the executable at that path itself. `place`
+    /// path. A tool that nothing stands for is the executable at that path itself. `place`
     /// is one of this platform's, or null for a tool that leaves nothing behind.
     [[nodiscard]] virtual std::shared_ptr<VELTask>
     task(std::string_view tool, std::vector<std::string> arguments,

@@ -56,7 +56,7 @@ std::string runRequest(const VELPostureCheckRunner& runner, const char* request,
 
 vel_runner* vel_runner_create(vel_log_function log, void* context, vel_release_function release) {
     try {
-        // First: it is told to release the context, also if there is no memory for the rest.
+        // First, so that the context is released even if there is no memory for the rest.
         auto logger = callbackLogger(log, context, release);
         return new vel_runner{VELPostureCheckRunner::macPostureCheckRunner(std::move(logger))};
     } catch (...) {

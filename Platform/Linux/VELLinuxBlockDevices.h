@@ -8,7 +8,7 @@
 
 /// What is known of the storage below a volume.
 struct VELLinuxStorage {
-    /// One of the disks below is internal, or cannot be told to be external.
+    /// One of the disks below is internal, or cannot be shown to be external.
     bool internal = true;
     /// The protocol of the first internal disk, else of the first one. Absent: on no bus that is
     /// known.
@@ -23,7 +23,7 @@ struct VELLinuxStorage {
     friend bool operator==(const VELLinuxStorage&, const VELLinuxStorage&) = default;
 };
 
-/// What tells the bus of a disk: texts of sysfs, each empty where there is no such file.
+/// What the bus of a disk is found from: texts of sysfs, each empty where there is no such file.
 struct VELLinuxDiskTexts {
     /// The disk's folder below the folder of all devices: "pci0000:00/.../ata1/.../block/sda".
     std::string path;

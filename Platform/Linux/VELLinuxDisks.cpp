@@ -13,14 +13,14 @@
 
 namespace {
 
-// Some 400,000 mounts; the kernel allows 100,000 unless it is told otherwise.
+// About 400,000 mounts; the kernel allows 100,000 unless it is configured otherwise.
 constexpr std::size_t maximumMountTableBytes = std::size_t{64} << 20U;
 
 std::shared_ptr<const VELValue> shared(VELValue value) {
     return std::make_shared<const VELValue>(std::move(value));
 }
 
-/// Absent: the table cannot be read or does not tell of every volume.
+/// Absent: the table cannot be read or does not list every volume.
 std::optional<std::vector<VELLinuxMount>> readMounts(const std::string& root) {
     const vel::FileContents file =
         vel::readFile(root + "/proc/self/mountinfo", maximumMountTableBytes);
@@ -135,6 +135,7 @@ private:
         std::optional<std::string> partitionType;
     };
 
+    /// Whether the check would find it in scope and not encrypted.
     static bool isUnencryptedData(const VELLinuxVolume& volume) {
         const bool inScope =
             !volume.storage || (volume.storage->internal && !volume.storage->sealed);
@@ -156,7 +157,7 @@ private:
         const auto [entry, isNew] = _known.try_emplace({mount.major, mount.minor});
         Device& device = entry->second;
         if (mount.major == 0) {
-            // Any mount of a btrfs tells its id; one may be where this user cannot look.
+            // Any mount of a btrfs that is not covered gives its id, if this user may look there.
             if (!device.storage && mount.fileSystemType == "btrfs") {
                 device.storage = storageOfBtrfs(mount);
             }

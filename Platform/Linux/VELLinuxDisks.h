@@ -19,12 +19,12 @@ struct VELLinuxDiskSources {
     UdevProperty udevProperty = vel::udevProperty;
 };
 
-/// The mounted volumes of a Linux machine, told as a Mac tells its own. A mount point is never
-/// looked at, because a network file system whose server is gone would hang; only btrfs is asked at
-/// its mount point, where it is not covered and nothing mounted at or above it may hang.
+/// The mounted volumes of a Linux machine, described as a Mac describes its own. A mount point is
+/// never looked at, because a network file system whose server is gone would hang; only btrfs is
+/// asked at its mount point, where it is not covered and nothing mounted at or above it may hang.
 ///
-/// - The mount table is absent when it cannot be read, is malformed or does not tell what is
-///   mounted at "/" (as in a changed root): then it does not tell of every volume.
+/// - The mount table is absent when it cannot be read, is malformed or does not list what is
+///   mounted at "/" (as in a changed root): then it does not list every volume.
 /// - In mount points, bytes that are not UTF-8 are replaced by U+FFFD, here and in the table alike.
 /// - File systems that have no disk (network, memory and kernel file systems, overlays) have no
 ///   disk object. Of file systems mounted over one another the uppermost is the disk, unless one

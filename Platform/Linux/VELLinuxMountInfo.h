@@ -6,7 +6,7 @@
 #include <string_view>
 #include <vector>
 
-/// One mounted file system as the kernel tells it. Texts are bytes, escapes undone.
+/// One mounted file system as the kernel lists it. Texts are bytes, escapes undone.
 struct VELLinuxMount {
     /// Of the file system; major 0 is one without a block device of its own.
     unsigned major = 0;

@@ -35,7 +35,7 @@ public:
 
     /// The folder for the configuration of the user that runs this process: XDG_CONFIG_HOME where
     /// it is an absolute path, else ".config" in HOME, else in the home folder that the user
-    /// database tells. A process with raised privileges trusts none of its environment. Absent:
+    /// database names. A process with raised privileges trusts none of its environment. Absent:
     /// none of these is known.
     static std::optional<std::string> userConfigurationFolder();
 

@@ -15,7 +15,7 @@ namespace vel {
 
 /// The executable for the tool that macOS has at `tool`; `tool` itself when there is none for it.
 /// It is in the first of `linuxToolFolders` that has a file of its name; found nowhere, it is at
-/// its place in an installation. Whether it may be run, `linuxToolObjection` says.
+/// its place in an installation. `linuxToolObjection` says whether it may be run.
 std::string linuxToolPath(std::string_view tool);
 
 /// The same, looked for in `folders`, of which those that are not absolute are passed over; found

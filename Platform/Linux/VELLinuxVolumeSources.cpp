@@ -29,11 +29,11 @@ std::string uuidText(std::span<const __u8> bytes) {
     return text;
 }
 
-/// Whether an open file or folder is seen through this mount. False, too, where the kernel does not
-/// tell (before Linux 5.8).
-bool belongsToMount(const VELDescriptor& file, unsigned mountID) {
+/// Whether an open folder is seen through this mount. False, too, if the kernel does not say
+/// (before Linux 5.8).
+bool belongsToMount(const VELDescriptor& folder, unsigned mountID) {
     struct statx status {};
-    return ::statx(file.get(), "", AT_EMPTY_PATH, STATX_MNT_ID, &status) == 0 &&
+    return ::statx(folder.get(), "", AT_EMPTY_PATH, STATX_MNT_ID, &status) == 0 &&
            (status.stx_mask & STATX_MNT_ID) != 0 && status.stx_mnt_id == mountID;
 }
 

@@ -37,7 +37,7 @@ void VELDescriptor::moveAboveStandardStreams() {
 }
 
 int vel::readAll(int descriptor, std::string& bytes, std::size_t maximumBytes) {
-    // Not by the size that a file tells: pseudo files tell 0 or a page.
+    // Not by the size that a file reports: pseudo files report 0 or a page.
     constexpr std::size_t firstChunk = 4096;
     bytes.clear();
     for (std::size_t length = 0;;) {

@@ -23,7 +23,7 @@ struct FileContents {
 
 /// Reads a whole regular file, following symbolic links. Never waits for a writer: pipes, sockets,
 /// devices and directories are unreadable. Memory stays bounded by `maximumBytes`, whatever size
-/// the file tells.
+/// the file reports.
 FileContents readFile(const std::string& path, std::size_t maximumBytes = maximumFileBytes);
 
 } // namespace vel

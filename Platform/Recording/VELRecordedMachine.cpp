@@ -22,7 +22,7 @@ public:
     using std::runtime_error::runtime_error;
 };
 
-/// A text, or its bytes if it is no UTF-8.
+/// A text, or its bytes if it is not UTF-8.
 VELValue textOrBytes(const std::string& text) {
     return isValidUTF8(text) ? VELValue(text) : VELValue::object({{"base64", base64Text(text)}});
 }

@@ -16,7 +16,7 @@ namespace vel {
 ///
 /// Nothing when there is no such description, with a text in `error` (which may be null): a
 /// question other than a run was answered in two ways, a tool did not come to its end, or a text is
-/// no UTF-8 where the format has no bytes.
+/// not UTF-8 where the format has no bytes.
 std::optional<std::string> descriptionOfAnswers(std::span<const VELRecordedAnswer> answers,
                                                 std::string* error);
 

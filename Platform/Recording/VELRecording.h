@@ -88,7 +88,7 @@ struct Certificates {
     std::vector<std::string> certificates;
 };
 
-/// How many identities were found. Which, say the `IdentityCertificate`s that were asked for.
+/// How many identities were found. The `IdentityCertificate`s that were asked for say which.
 struct Identities {
     std::string issuer; // normalised subject
     VELSecurityStatus status;

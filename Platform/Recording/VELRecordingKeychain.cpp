@@ -5,7 +5,7 @@ using namespace vel::recorded;
 
 namespace {
 
-/// Whoever passes no certificate is told so by the platform.
+/// Empty for no certificate, which the platform refuses.
 std::string derOf(const std::shared_ptr<const VELCertificate>& certificate) {
     return certificate != nullptr ? certificate->der() : std::string();
 }

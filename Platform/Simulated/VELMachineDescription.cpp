@@ -163,7 +163,7 @@ constexpr Key<std::optional<std::string>> bytesKeys[] = {
      [](const Described& value, std::optional<std::string>& bytes) { bytes = value.bytes(); }},
 };
 
-/// A text, or an object with the bytes of one that may be no UTF-8.
+/// A text, or an object with the bytes of one that may not be UTF-8.
 std::string textOrBytes(const Described& value) {
     if (value.value().is_string()) {
         return value.text();

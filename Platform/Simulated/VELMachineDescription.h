@@ -24,8 +24,8 @@ namespace vel {
 /// A file is its text or its bytes, or is there but cannot be read. "mounts" of null are a mount
 /// table that cannot be read; a mount without "disk" yields no disk object; what a description and
 /// a media object hold may be of any JSON type, as a wrongly typed property of a Mac may be. A text
-/// of a mount or of a tool's launch that is no UTF-8 is {"base64": ...}. The format has more keys, of
-/// tools and of the keychain: its schema says what they mean.
+/// of a mount or of a tool's launch that is not UTF-8 is {"base64": ...}. The format has more keys,
+/// of tools and of the keychain: its schema says what they mean.
 ///
 /// Every key is optional; what is not described is absent. Of equal keys the last one counts.
 ///
