@@ -4,25 +4,10 @@
 #include "Classes/Mac/VELRunnerHandle.h"
 #include "vel_device_trust_described/vel_device_trust_described.h"
 
-#include <cstdlib>
 #include <memory>
 #include <string>
 #include <string_view>
 #include <utility>
-
-namespace {
-
-/// What `vel_result_free` frees; null if there is no memory for it.
-char* copyOf(const std::string& text) noexcept {
-    auto* copy = static_cast<char*>(std::malloc(text.size() + 1));
-    if (copy != nullptr) {
-        text.copy(copy, text.size());
-        copy[text.size()] = '\0';
-    }
-    return copy;
-}
-
-} // namespace
 
 vel_runner* vel_described_runner_create(const char* description, size_t description_length,
                                         vel_log_function log, void* context,
@@ -42,7 +27,7 @@ vel_runner* vel_described_runner_create(const char* description, size_t descript
             return handle.release();
         }
         if (error != nullptr) {
-            *error = copyOf(text);
+            *error = copyForHost(text);
         }
     } catch (...) { // NOLINT(bugprone-empty-catch): no memory, for which there is no text
     }

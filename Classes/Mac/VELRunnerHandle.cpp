@@ -1,6 +1,7 @@
 // SPDX-License-Identifier: Apache-2.0
 #include "Classes/Mac/VELRunnerHandle.h"
 
+#include <cstdlib>
 #include <utility>
 
 namespace {
@@ -54,4 +55,13 @@ std::shared_ptr<VELHostLogger> callbackLogger(vel_log_function log, void* contex
         return nullptr;
     }
     return std::make_shared<CallbackLogger>(log, std::move(hostContext));
+}
+
+char* copyForHost(std::string_view text) noexcept {
+    auto* copy = static_cast<char*>(std::malloc(text.size() + 1));
+    if (copy != nullptr) {
+        text.copy(copy, text.size());
+        copy[text.size()] = '\0';
+    }
+    return copy;
 }

@@ -5,6 +5,7 @@
 #include "vel_device_trust/vel_device_trust_c.h"
 
 #include <memory>
+#include <string_view>
 
 /// The runner of the C interface, opaque to hosts.
 struct vel_runner {
@@ -15,3 +16,6 @@ struct vel_runner {
 /// when the logger is gone: at once if there is none, or no memory for one.
 std::shared_ptr<VELHostLogger> callbackLogger(vel_log_function log, void* context,
                                               vel_release_function release);
+
+/// A NUL-terminated copy of `text`, to be freed by `vel_result_free`; null if there is no memory.
+char* copyForHost(std::string_view text) noexcept;

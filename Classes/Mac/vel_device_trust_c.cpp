@@ -4,7 +4,6 @@
 #include "Classes/Mac/VELRunnerHandle.h"
 
 #include <cstdlib>
-#include <cstring>
 #include <exception>
 #include <new>
 #include <string>
@@ -17,13 +16,10 @@ namespace {
 char outOfMemory[] = R"({"error":"out of memory"})";
 
 char* resultOf(std::string_view document, size_t* length) noexcept {
-    auto* result = static_cast<char*>(std::malloc(document.size() + 1));
+    char* result = copyForHost(document);
     if (result == nullptr) {
         result = outOfMemory;
         document = outOfMemory;
-    } else {
-        document.copy(result, document.size());
-        result[document.size()] = '\0';
     }
     if (length != nullptr) {
         *length = document.size();
