@@ -28,8 +28,8 @@ public:
                                                             VELPreferencesScope scope) const = 0;
 
     /// The integer that the platform finds for the application under `key`, through whichever
-    /// scopes it trusts. Not found: as above, or a value of another type (booleans and fractions are
-    /// no integer, nor is a text, except on a Mac: see `VELApplePreferences`).
+    /// scopes it trusts. Not found: as above, or a value of another type (booleans and fractions
+    /// are no integer, nor is a text, except on a Mac: see `VELApplePreferences`).
     [[nodiscard]] virtual IntegerValue appIntegerValue(std::string_view key,
                                                        std::string_view applicationID) const = 0;
 

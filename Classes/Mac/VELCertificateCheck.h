@@ -33,8 +33,8 @@ public:
     /// `sha1` without spaces (U+0020), in lower case.
     [[nodiscard]] static std::string normalizeSHA1(std::string_view sha1);
 
-    /// The bytes of the first `maximumCertificates` certificates; nullopt, with error code 5, if the
-    /// keychain returns an error status.
+    /// The bytes of the first `maximumCertificates` certificates; nullopt, with error code 5, if
+    /// the keychain returns an error status.
     [[nodiscard]] std::optional<std::vector<std::string>>
     allCertificateData(std::optional<VELError>* error) const;
 
