@@ -14,7 +14,6 @@
 #include <cstddef>
 #include <filesystem>
 #include <optional>
-#include <thread>
 #include <unistd.h>
 
 namespace vel {
@@ -40,10 +39,9 @@ std::optional<std::string> listedRuleset(const std::vector<std::string>& program
         }
         // Read first: it prints more than a pipe holds.
         auto output = filter.readOutputToEnd(deadline);
-        while (output && filter.isRunning() && monotonicNow() < deadline) {
-            std::this_thread::sleep_for(std::chrono::milliseconds(1));
+        if (!output || !filter.exitsBefore(deadline)) {
+            filter.kill();
         }
-        filter.kill();
         filter.waitUntilExit();
         const std::int32_t status = filter.terminationStatus();
         problem = status == 0 && output        ? RulesProblem::none

@@ -298,6 +298,19 @@ void VELPOSIXTask::waitUntilExit() {
     reap(WNOHANG);
 }
 
+bool VELPOSIXTask::exitsBefore(VELTimePoint deadline) const {
+    while (isRunning()) {
+        const int left = millisecondsUntil(deadline);
+        if (left == 0) {
+            return false;
+        }
+        // A handle is readable when the child has exited; without one it is asked again soon.
+        pollfd exited = {_handle ? _handle.get() : -1, POLLIN, 0};
+        ::poll(&exited, 1, _handle ? left : 1);
+    }
+    return true;
+}
+
 std::int32_t VELPOSIXTask::terminationStatus() const {
     return _status;
 }

@@ -62,6 +62,9 @@ public:
     /// As `terminate`, with a signal that no process can ignore.
     void kill();
     void waitUntilExit() override;
+    /// Waits until the child has exited, which is then left to `waitUntilExit`, or until the
+    /// deadline. Whether it has exited.
+    [[nodiscard]] bool exitsBefore(VELTimePoint deadline) const;
     [[nodiscard]] std::int32_t terminationStatus() const override;
 
     /// Moments are those of `vel::monotonicNow`. What was written before the deadline and ended is

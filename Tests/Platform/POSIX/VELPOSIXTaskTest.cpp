@@ -348,6 +348,21 @@ TEST_P(VELPOSIXTaskTest, ATaskDroppedAfterItsExitLeavesNoZombie) {
     }
 }
 
+TEST_P(VELPOSIXTaskTest, WaitsForAnExitUntilADeadline) {
+    VELPOSIXTask::Options options;
+    options.usesProcessHandle = GetParam();
+    VELPOSIXTask task(tool, {"--seconds", "30"}, options);
+    task.launch();
+    EXPECT_FALSE(task.exitsBefore(vel::monotonicNow() - 1s));
+    EXPECT_FALSE(task.exitsBefore(vel::monotonicNow() + 20ms));
+    task.kill();
+    EXPECT_TRUE(task.exitsBefore(VELTimePoint::max()));
+    EXPECT_EQ(task.terminationStatus(), -1);
+    task.waitUntilExit();
+    EXPECT_EQ(task.terminationStatus(), SIGKILL);
+    EXPECT_TRUE(task.exitsBefore(vel::monotonicNow()));
+}
+
 std::string nameOf(const ::testing::TestParamInfo<bool>& usesHandle) {
     return usesHandle.param ? "ByHandle" : "ByNumber";
 }
