@@ -73,7 +73,7 @@ bool list(std::uint16_t type, const std::function<void(std::string_view)>& take)
         ::send(socket.get(), &request, request.header.nlmsg_len, 0) < 0) {
         return false;
     }
-    std::vector<char> buffer(std::size_t{1} << 16U);
+    std::array<char, std::size_t{1} << 16U> buffer; // NOLINT: filled by recv
     while (true) {
         const ssize_t count = ::recv(socket.get(), buffer.data(), buffer.size(), 0);
         if (count < 0 && errno == EINTR) {
