@@ -36,11 +36,15 @@ VELCertificatePool::VELCertificatePool(const std::vector<std::string>& certifica
 }
 
 std::vector<std::shared_ptr<const VELX509Certificate>>
-VELCertificatePool::certificatesOf(const std::string& subject, std::size_t limit) const {
+VELCertificatePool::certificatesOf(const std::string& subject, std::size_t limit,
+                                   std::string_view known) const {
     std::vector<std::shared_ptr<const VELX509Certificate>> certificates;
     const auto [first, last] = _bySubject.equal_range(subject);
     for (auto found = first; found != last && limit > 0; ++found, --limit) {
         Entry& entry = *found->second;
+        if (entry.der == known) {
+            continue;
+        }
         std::call_once(entry.decodeOnce,
                        [&] { entry.certificate = VELX509Certificate::parse(entry.der); });
         if (entry.certificate != nullptr) {

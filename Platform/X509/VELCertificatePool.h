@@ -20,10 +20,11 @@ public:
     /// Bytes that are no certificate, and equal bytes, do not count.
     explicit VELCertificatePool(const std::vector<std::string>& certificates);
 
-    /// The first certificates with the normalised subject `subject`, in order: what is behind them
-    /// costs nothing.
+    /// The first certificates with the normalised subject `subject`, in order, without the one
+    /// whose DER is `known`. That one, and what is behind them, costs nothing.
     [[nodiscard]] std::vector<std::shared_ptr<const VELX509Certificate>>
-    certificatesOf(const std::string& subject, std::size_t limit) const;
+    certificatesOf(const std::string& subject, std::size_t limit,
+                   std::string_view known = {}) const;
 
     /// The normalised subjects of the certificates with the normalised issuer `issuer`. They are
     /// valid as long as the pool.

@@ -81,9 +81,11 @@ private:
             issuers.push_back(_anchor);
         }
         if (_leaf->pool() != nullptr) {
+            // The keychain's own copy of the anchor is the same certificate: it is not decoded.
+            const std::string_view anchor = _anchor ? _anchor->der() : std::string_view();
             for (CertificatePointer& found :
-                 _leaf->pool()->certificatesOf(*child.issuer(), maximumSignatures)) {
-                if (!isAnchor(*found) && !isInChain(*found)) {
+                 _leaf->pool()->certificatesOf(*child.issuer(), maximumSignatures, anchor)) {
+                if (!isInChain(*found)) {
                     issuers.push_back(std::move(found));
                 }
             }

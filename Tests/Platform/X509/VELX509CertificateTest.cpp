@@ -247,6 +247,17 @@ TEST_F(X509Certificate, OfManyWithOneNameTheFirstAreDecoded) {
     EXPECT_TRUE(pool.certificatesOf(name, 0).empty());
 }
 
+TEST_F(X509Certificate, OneThatIsKnownIsLeftOutByItsBytesAlone) {
+    const std::string known = workshop.makeAuthority("Root");
+    const std::string namesake = workshop.makeAuthority("Root");
+    const VELCertificatePool pool({known, namesake});
+    const std::string name = VELX509Certificate::parse(known)->normalizedSubject().value();
+    const auto found = pool.certificatesOf(name, 2, known);
+    ASSERT_EQ(found.size(), 1U);
+    EXPECT_EQ(found.front()->der(), namesake);
+    EXPECT_TRUE(pool.certificatesOf(name, 1, known).empty());
+}
+
 TEST(SHA1, IsThatOfTheStandard) {
     EXPECT_EQ(vel::x509::sha1("abc"), "\xA9\x99\x3E\x36\x47\x06\x81\x6A\xBA\x3E\x25\x71\x78\x50"
                                       "\xC2\x6C\x9C\xD0\xD8\x9D");
