@@ -25,6 +25,29 @@ bool isWhiteSpace(char character) {
     return character == ' ' || (character >= '\t' && character <= '\r');
 }
 
+/// Decodes what `text` begins with: groups without white space and padding. They are nearly all of
+/// most texts.
+void takeWholeGroups(std::string_view& text, std::string& bytes) {
+    const auto valueAt = [&text](std::size_t index) {
+        return int{valuesOfCharacters[static_cast<unsigned char>(text[index])]};
+    };
+    while (text.size() >= groupLength) {
+        const int first = valueAt(0);
+        const int second = valueAt(1);
+        const int third = valueAt(2);
+        const int fourth = valueAt(3);
+        if ((first | second | third | fourth) < 0) {
+            return;
+        }
+        const int bits = first << 18 | second << 12 | third << 6 | fourth;
+        const std::array group = {static_cast<char>(bits >> 16 & 0xFF),
+                                  static_cast<char>(bits >> 8 & 0xFF),
+                                  static_cast<char>(bits & 0xFF)};
+        bytes.append(group.data(), group.size());
+        text.remove_prefix(groupLength);
+    }
+}
+
 } // namespace
 
 std::string base64Text(std::string_view bytes) {
@@ -48,6 +71,7 @@ std::string base64Text(std::string_view bytes) {
 std::optional<std::string> bytesOfBase64(std::string_view text) {
     std::string bytes;
     bytes.reserve(text.size() / groupLength * 3);
+    takeWholeGroups(text, bytes);
     std::uint32_t bits = 0;
     std::size_t length = 0;
     std::size_t padding = 0;
