@@ -26,26 +26,27 @@ public:
     using std::runtime_error::runtime_error;
 };
 
-/// A value of the description and where it stands.
+/// A value of the description and where it stands: a step from the value that holds it, which
+/// outlives it. The place is put into words only when something is wrong there.
 class Described {
 public:
-    explicit Described(const VELValue& value) : Described(value, {}) {}
+    explicit Described(const VELValue& value) : _value(value) {}
 
     [[nodiscard]] const VELValue& value() const { return _value; }
 
     /// The member that the description's format names `key`.
-    [[nodiscard]] Described member(const std::string& key, const VELValue& value) const {
-        return {value, _place.empty() ? key : _place + "." + key};
+    [[nodiscard]] Described member(std::string_view key, const VELValue& value) const {
+        return {value, *this, Step::member, key, 0};
     }
 
     /// The member that the description's author named `name`.
-    [[nodiscard]] Described entry(const std::string& name, const VELValue& value) const {
-        return {value, _place + "[" + compactText(name) + "]"};
+    [[nodiscard]] Described entry(std::string_view name, const VELValue& value) const {
+        return {value, *this, Step::entry, name, 0};
     }
 
     /// The element at `index`, from 0.
     [[nodiscard]] Described element(std::size_t index, const VELValue& value) const {
-        return {value, _place + "[" + std::to_string(index) + "]"};
+        return {value, *this, Step::element, {}, index};
     }
 
     [[nodiscard]] const VELDictionary& object() const {
@@ -119,20 +120,45 @@ public:
     /// Refuses the description unless `condition` holds of this value.
     void require(bool condition, const char* otherwise) const {
         if (!condition) {
-            throw DescriptionError((_place.empty() ? "the description" : _place) + " " + otherwise);
+            throw DescriptionError((_holder == nullptr ? "the description" : place()) + " " +
+                                   otherwise);
         }
     }
 
     [[noreturn]] void refuseKey(const std::string& key) const {
-        const std::string where = _place.empty() ? "" : " in " + _place;
+        const std::string where = _holder == nullptr ? "" : " in " + place();
         throw DescriptionError("unknown key " + compactText(key) + where);
     }
 
 private:
-    Described(const VELValue& value, std::string place) : _value(value), _place(std::move(place)) {}
+    enum class Step { member, entry, element };
+
+    Described(const VELValue& value, const Described& holder, Step step, std::string_view name,
+              std::size_t index)
+        : _value(value), _holder(&holder), _step(step), _name(name), _index(index) {}
+
+    /// Empty for the description itself.
+    [[nodiscard]] std::string place() const {
+        if (_holder == nullptr) {
+            return {};
+        }
+        const std::string holder = _holder->place();
+        switch (_step) {
+        case Step::member:
+            return holder + (holder.empty() ? "" : ".") + std::string(_name);
+        case Step::entry:
+            return holder + "[" + compactText(_name) + "]";
+        case Step::element:
+            break;
+        }
+        return holder + "[" + std::to_string(_index) + "]";
+    }
 
     const VELValue& _value;
-    std::string _place;
+    const Described* _holder = nullptr; // null: this is the description
+    Step _step = Step::member;
+    std::string_view _name;
+    std::size_t _index = 0;
 };
 
 /// A key of the format and what its value says of a part of the machine.
@@ -145,16 +171,11 @@ template <typename Part> struct Key {
 template <typename Part>
 void readKeys(const Described& described, std::span<const Key<Part>> keys, Part& part) {
     for (const auto& [name, value] : described.object().items()) {
-        bool known = false;
-        for (const Key<Part>& key : keys) {
-            if (name == key.name) {
-                key.read(described.member(name, value), part);
-                known = true;
-            }
-        }
-        if (!known) {
+        const auto key = std::ranges::find(keys, name, &Key<Part>::name);
+        if (key == keys.end()) {
             described.refuseKey(name);
         }
+        key->read(described.member(name, value), part);
     }
 }
 
