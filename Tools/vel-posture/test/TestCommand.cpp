@@ -94,7 +94,8 @@ private:
         if (machine == nullptr) {
             throw ProgramFailure("\"" + path + "\": " + expected.name + ": " + error);
         }
-        const auto lines = differences(expected, trial.run(machine), trial.types());
+        const auto lines =
+            differences(expected, trial.run(machine, Trial::Explaining::inFull), trial.types());
         for (const std::string& line : lines) {
             writeStandardOutput(printable(path + ": " + expected.name + ": " + line) + "\n");
         }

@@ -9,6 +9,7 @@
 #include "Tools/vel-posture/RequestSource.h"
 #include "Tools/vel-posture/StandardStreams.h"
 #include "Tools/vel-posture/check/NoChecksWarning.h"
+#include "Tools/vel-posture/explain/EvidenceCode.h"
 #include "Tools/vel-posture/explain/FurtherQuestions.h"
 
 #include <algorithm>
@@ -70,7 +71,8 @@ Trial::Trial(const std::string& name, const std::string& document)
     }
 }
 
-TriedRequest Trial::run(const std::shared_ptr<VELSimulatedPlatform>& machine) const {
+TriedRequest Trial::run(const std::shared_ptr<VELSimulatedPlatform>& machine,
+                        Explaining explaining) const {
     machine->certificateStore.parsed = _parsed;
     const auto recording = std::make_shared<VELRecording>();
     const auto platform = std::make_shared<const VELRecordingPlatform>(machine, recording);
@@ -90,14 +92,21 @@ TriedRequest Trial::run(const std::shared_ptr<VELSimulatedPlatform>& machine) co
             check.error = vel::displayText(result.at("checks").at(index).at("error"));
         }
         const VELValue& entry = _request.at(platformIdentifier).at(index);
+        const auto explainFrom = [&](std::span<const VELRecordedAnswer> known) {
+            if (explaining == Explaining::inFull) {
+                check.evidence = explain(entry, kind, check.error, known);
+            } else {
+                check.evidence.code = evidenceCode(entry, kind, check.error, known);
+            }
+        };
         const auto own = answersOf(index, answers);
         if (kind == CheckOutcome::Kind::pass) {
-            check.evidence = explain(entry, kind, check.error, own);
+            explainFrom(own);
         } else {
             std::vector<VELRecordedAnswer> more(own.begin(), own.end());
             askFurther(own, *platform);
             std::ranges::move(recording->takeAnswers(), std::back_inserter(more));
-            check.evidence = explain(entry, kind, check.error, more);
+            explainFrom(more);
         }
     }
     return tried;

@@ -15,7 +15,7 @@ struct TriedCheck {
     CheckOutcome::Kind outcome = CheckOutcome::Kind::error;
     /// The error's text. Empty unless the entry is an error.
     std::string error;
-    /// Why.
+    /// Why. The code alone, if no more was asked for.
     Evidence evidence;
 };
 
@@ -34,9 +34,12 @@ public:
     /// told on standard error.
     Trial(const std::string& name, const std::string& document);
 
+    enum class Explaining { inFull, byCode };
+
     /// Runs the request as the library does, without a log. The Mac keeps no state of it but what
     /// asking changes: ask a Mac once.
-    [[nodiscard]] TriedRequest run(const std::shared_ptr<VELSimulatedPlatform>& machine) const;
+    [[nodiscard]] TriedRequest run(const std::shared_ptr<VELSimulatedPlatform>& machine,
+                                   Explaining explaining) const;
 
     /// The type of each entry for people to read; "(no type)" where it has none.
     [[nodiscard]] const std::vector<std::string>& types() const { return _types; }

@@ -50,10 +50,11 @@ MachineAnswer WhatIf::answer(std::string_view line) const {
     if (const VELValue* name = vel::valueUnder("name", *description)) {
         answer.name = name->get<std::string>();
     }
-    answer.tried = _request.run(machine);
+    answer.tried = _request.run(machine, Trial::Explaining::byCode);
     if (_old) {
         // Asking has used runs of tools up, so the old request gets a Mac of its own.
-        answer.old = _old->run(vel::machineFromValue(*description, nullptr));
+        answer.old =
+            _old->run(vel::machineFromValue(*description, nullptr), Trial::Explaining::byCode);
     }
     return answer;
 }
