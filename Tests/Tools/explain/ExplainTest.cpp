@@ -378,6 +378,25 @@ TEST_F(Explain, TakesTheReasonOfTheKeychainsHelper) {
     EXPECT_EQ(evidence.text, "token.so: no slot");
 }
 
+TEST_F(Explain, TakesTheCauseOfAnErrorFromTheEvaluation) {
+    using namespace vel::recorded;
+    const VELError error =
+        VELError::withLocalizedDescription("NSOSStatusErrorDomain", -67843, "no");
+    const std::vector<VELRecordedAnswer> answers = {
+        {0, Identities{"", VELSecurityStatus::success, 2}, {}},
+        {0, IdentityCertificate{"", 0, VELSecurityStatus::success, "a"}, {}},
+        {0, Trust{.leaf = "a", .anchor = "b", .isTrusted = false, .error = error}, {}},
+        {0, IdentityCertificate{"", 1, VELSecurityStatus::parameter, std::nullopt}, {}}};
+    EXPECT_EQ(explain(identity("AAAA"), Kind::error, "no", answers).code, "identity-not-trusted");
+}
+
+TEST_F(Explain, SaysThatAListWithoutIdentitiesHasNone) {
+    using namespace vel::recorded;
+    const std::vector<VELRecordedAnswer> answers = {
+        {0, Identities{"", VELSecurityStatus::success, 0}, {}}};
+    EXPECT_EQ(explain(identity("AAAA"), Kind::fail, "", answers).code, "identity-absent");
+}
+
 TEST_F(Explain, SaysThatAnswersAreMissing) {
     EXPECT_EQ(explain(version("1"), Kind::fail, "", {}).code, "not-explained");
     const Evidence other = explain(version("1"), Kind::error, "out\nof memory", {});

@@ -15,6 +15,8 @@ using Kind = CheckOutcome::Kind;
 
 namespace {
 
+constexpr const char* notTrusted = "identity-not-trusted";
+
 std::string statusText(VELSecurityStatus status) {
     return "status " + std::to_string(vel::integerOfStatus(status)) + ", " +
            vel::security::textOfStatus(status);
@@ -61,7 +63,8 @@ std::vector<Examined> examinedIn(Answers answers) {
     return all;
 }
 
-/// Codes and texts of identities that were found and did not pass, the code of the last one.
+/// Identities that were found and did not pass. The code is that of the last one, unless the check
+/// ends in an error: that of an evaluation.
 struct Refusals {
     std::string code;
     std::vector<std::string> texts;
@@ -94,7 +97,7 @@ void addRefusal(Refusals& refusals, const Examined& examined) {
     } else {
         // An evaluation without an error text is none of a real platform.
         refusals.hasError = trust.error.has_value();
-        refusals.add("identity-not-trusted",
+        refusals.add(notTrusted,
                      name + " is not trusted: " +
                          (trust.error ? printable(trust.error->message()) : "no reason"));
     }
@@ -232,7 +235,7 @@ Explanation explainExamined(Evidence evidence, Answers answers) {
         }
         addRefusal(refusals, examined);
     }
-    evidence.code = refusals.code;
+    evidence.code = refusals.hasError ? notTrusted : refusals.code;
     evidence.text = sentence(refusals.texts);
     return {refusals.hasError ? Kind::error : Kind::fail, std::move(evidence)};
 }
@@ -254,7 +257,9 @@ std::optional<Explanation> explainIdentity(const VELDictionary& entry, Answers a
     Evidence evidence = {.expected = "an identity issued under " + root,
                          .found = nullptr,
                          .source = "the keychains"};
-    if (identities->status == VELSecurityStatus::itemNotFound) {
+    const bool isFound = identities->status == VELSecurityStatus::success;
+    if (identities->status == VELSecurityStatus::itemNotFound ||
+        (isFound && identities->count == 0)) {
         evidence.code = "identity-absent";
         evidence.text = "no identity that is valid now was issued under " + root;
         if (const auto* all = answerOf<AllIdentities>(answers)) {
@@ -262,7 +267,7 @@ std::optional<Explanation> explainIdentity(const VELDictionary& entry, Answers a
         }
         return Explanation{Kind::fail, std::move(evidence)};
     }
-    if (identities->status != VELSecurityStatus::success) {
+    if (!isFound) {
         return Explanation{Kind::fail, unreadableKeychains(identities->status, answers,
                                                            std::move(evidence.expected))};
     }
