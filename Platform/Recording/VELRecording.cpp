@@ -11,6 +11,14 @@ void VELRecording::addAnswer(std::chrono::nanoseconds duration, VELRecordedAnswe
     _answers.push_back({_entry, std::move(answer), duration});
 }
 
+void VELRecording::append(const VELRecording& other) {
+    const std::vector<VELRecordedAnswer> answers = other.answers();
+    const bool isComplete = other.isComplete();
+    const std::scoped_lock lock(_mutex);
+    _answers.insert(_answers.end(), answers.begin(), answers.end());
+    _isComplete = _isComplete && isComplete;
+}
+
 void VELRecording::setIncomplete() noexcept {
     const std::scoped_lock lock(_mutex);
     _isComplete = false;

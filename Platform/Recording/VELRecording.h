@@ -181,6 +181,9 @@ public:
         }
     }
 
+    /// Adds the answers of another recording, and that some are missing there.
+    void append(const VELRecording& other);
+
     /// An answer is missing.
     void setIncomplete() noexcept;
 

@@ -126,6 +126,23 @@ TEST_F(Recordings, SeveralRequestsHaveOneDescription) {
     EXPECT_NE(recorded.output, "");
 }
 
+TEST_F(Recordings, ReportNothingMoreAndAreTheSameWithAnExplanation) {
+    const auto with = [](std::vector<std::string> arguments,
+                         const std::vector<std::string>& further) {
+        arguments.insert(arguments.end(), further.begin(), further.end());
+        return arguments;
+    };
+    const std::vector<std::string> check = {"check",     requests + "all-checks.json",
+                                            "--machine", machines + "wrong-signer.json",
+                                            "--format",  "text"};
+    EXPECT_EQ(run(with(check, {"--record", file})).output, run(check).output);
+    const std::string other = folder.path() + "/other.json";
+    EXPECT_EQ(run(with(check, {"--record", other, "--explain"})).output,
+              run(with(check, {"--explain"})).output);
+    EXPECT_EQ(examples::contentOf(other), examples::contentOf(file));
+    EXPECT_NE(examples::contentOf(file), "");
+}
+
 TEST_F(Recordings, RedactedOnesLeaveOutWhoUsesTheMachine) {
     EXPECT_EQ(run({"check", requests + "minimum-os-version.json", "--machine",
                    machines + "compliant.json", "--record", file, "--redact"})

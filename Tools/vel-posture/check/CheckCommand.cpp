@@ -114,10 +114,6 @@ public:
         }
         _platform =
             commandLine.machine ? machineFromFile(*commandLine.machine) : VELPlatform::host();
-        if (commandLine.record) {
-            _recording = std::make_shared<VELRecording>();
-            _platform = std::make_shared<const VELRecordingPlatform>(_platform, _recording);
-        }
     }
 
     /// Returns the exit status.
@@ -141,9 +137,9 @@ public:
             status = failureStatus;
         }
         finish();
-        if (_recording != nullptr) {
+        if (_commandLine.record) {
             replaceFile(*_commandLine.record,
-                        machineRecord(*_recording, _commandLine.redact ? &_requests : nullptr),
+                        machineRecord(_recorded, _commandLine.redact ? &_requests : nullptr),
                         FileReaders::owner);
         }
         return status;
@@ -176,6 +172,11 @@ private:
         run.result = VELValue::parse(run.resultDocument);
         if (recording != nullptr) {
             askFurther(*recording, *platform);
+        }
+        if (_commandLine.record) {
+            _recorded.append(*recording);
+        }
+        if (_commandLine.explain) {
             run.evidence = evidenceOfResult(run.result, run.request, recording->takeAnswers());
         }
         return run;
@@ -237,7 +238,7 @@ private:
     std::string _runIdentifier;
     std::shared_ptr<JSONLogFile> _log;
     std::shared_ptr<const VELPlatform> _platform;
-    std::shared_ptr<VELRecording> _recording;
+    VELRecording _recorded; // by all requests
     std::vector<VELValue> _requests;
     std::vector<RequestRun> _runs;
     std::string _content;
