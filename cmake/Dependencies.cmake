@@ -30,7 +30,7 @@ find_package(OpenSSL 3 REQUIRED)
 
 # So that programs start fast, they contain the C++ runtime, and the libraries that would load it.
 set(VEL_PUGIXML pugixml::pugixml)
-set(VEL_HELPER_UTF8PROC ${VEL_UTF8PROC})
+set(VEL_PROGRAM_UTF8PROC ${VEL_UTF8PROC})
 if(VEL_STATIC_RUNTIME AND NOT APPLE AND NOT VEL_SANITIZERS)
     set(archives utf8proc)
     if(VEL_BUILD_PROGRAM)
@@ -43,6 +43,7 @@ if(VEL_STATIC_RUNTIME AND NOT APPLE AND NOT VEL_SANITIZERS)
             IMPORTED_LOCATION ${VEL_${name}_ARCHIVE})
     endforeach()
     set(VEL_PUGIXML vel_static_pugixml)
-    set(VEL_HELPER_UTF8PROC vel_static_utf8proc)
-    set(VEL_RUNTIME_OPTIONS -static-libstdc++ -static-libgcc)
+    set(VEL_PROGRAM_UTF8PROC vel_static_utf8proc)
+    # The archives bring much that nothing uses.
+    set(VEL_RUNTIME_OPTIONS -static-libstdc++ -static-libgcc -Wl,--gc-sections -Wl,--as-needed)
 endif()

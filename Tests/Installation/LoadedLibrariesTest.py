@@ -13,7 +13,7 @@ import sys
 from pathlib import Path
 
 EXPECTED = {
-    "vel-posture": {"libcrypto", "libexpat", "libutf8proc"},
+    "vel-posture": {"libcrypto", "libexpat"},
     "certificate-subject": {"libcrypto"},
     "code-signature": {"libcrypto"},
     "domain-binding": set(),

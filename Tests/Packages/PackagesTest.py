@@ -32,7 +32,7 @@ DEPENDENCIES = {
     "libvel-device-trust-dev": {"libc6", "libexpat1", "libgcc-s1", "libssl3", "libstdc++6",
                                 "libutf8proc2", "libvel-device-trust1", "nlohmann-json3-dev"},
     "libvel-device-trust-dev-dbgsym": {"libvel-device-trust-dev"},
-    "vel-posture": {"libc6", "libexpat1", "libssl3", "libutf8proc2", "libvel-device-trust1"},
+    "vel-posture": {"libc6", "libexpat1", "libssl3", "libvel-device-trust1"},
     "vel-posture-dbgsym": {"vel-posture"},
     "python3-vel-device-trust": {"libvel-device-trust1", "python3"},
     "vel-device-trust-doc": set(),
@@ -263,7 +263,7 @@ class BillOfMaterials(unittest.TestCase):
         everywhere = {"nlohmann-json3-dev", "libstdc-2b--2b--12-dev"}
         for name, others in (
                 ("libvel-device-trust1", {"libutf8proc-dev", "libgcc-12-dev"}),
-                ("vel-posture", {"libcli11-dev", "libpugixml-dev", "libgcc-12-dev"}),
+                ("vel-posture", {"libcli11-dev", "libpugixml-dev", "libutf8proc-dev", "libgcc-12-dev"}),
                 ("libvel-device-trust-dev", set())):
             self.assertEqual({other for one, other in compiled_in if one == name},
                              everywhere | others, name)
