@@ -7,6 +7,8 @@
 #include "vel_device_trust/VELHostLogger.h"
 #include "vel_device_trust/vel_device_trust.h"
 
+#include <algorithm>
+#include <array>
 #include <utility>
 
 namespace {
@@ -97,11 +99,10 @@ void addRedact(CLI::App& command, CommandLine& commandLine) {
                      "processes and certificates that no request asks for");
 }
 
-void addCheck(CLI::App& program, CommandLine& commandLine) {
+void addCheck(CLI::App& check, CommandLine& commandLine) {
     using Format = CommandLine::Format;
-    CLI::App* check = program.add_subcommand("check", "Run request documents");
-    addRequests(*check, commandLine);
-    addWords<Format>(*check, "--format", commandLine.format,
+    addRequests(check, commandLine);
+    addWords<Format>(check, "--format", commandLine.format,
                      {{"json", Format::json},
                       {"text", Format::text},
                       {"junit", Format::junit},
@@ -109,118 +110,124 @@ void addCheck(CLI::App& program, CommandLine& commandLine) {
                      "json: the result documents; text: a report for people;\n"
                      "junit: XML for CI; prometheus: metrics for the textfile\n"
                      "collector (default: text on a terminal, else json)");
-    addRunOptions(*check, commandLine);
-    addFile(*check, "--record", commandLine.record,
+    addRunOptions(check, commandLine);
+    addFile(check, "--record", commandLine.record,
             "Write a description of the machine, as it answered, to\n"
             "FILE, for --machine; FILE is replaced as a whole");
-    addRedact(*check, commandLine);
-    check->add_flag("--require-checks", commandLine.requireChecks,
-                    "Exit status 2 for a request without checks");
-    check->add_flag("--strict-exit", commandLine.strictExit,
-                    "Exit status 3 if no check failed but some ended in an\nerror");
-    check->add_flag("--only-failing", commandLine.onlyFailing,
-                    "Leave checks that passed out of the text report");
-    check->add_flag("--explain", commandLine.explain,
-                    "Say for each check what was expected, what was found and\nwhere");
-    check->add_flag("--quiet", commandLine.quiet, "Write nothing to standard output");
+    addRedact(check, commandLine);
+    check.add_flag("--require-checks", commandLine.requireChecks,
+                   "Exit status 2 for a request without checks");
+    check.add_flag("--strict-exit", commandLine.strictExit,
+                   "Exit status 3 if no check failed but some ended in an\nerror");
+    check.add_flag("--only-failing", commandLine.onlyFailing,
+                   "Leave checks that passed out of the text report");
+    check.add_flag("--explain", commandLine.explain,
+                   "Say for each check what was expected, what was found and\nwhere");
+    check.add_flag("--quiet", commandLine.quiet, "Write nothing to standard output");
 }
 
-void addTest(CLI::App& program, CommandLine& commandLine) {
-    program
-        .add_subcommand("test",
-                        "Try requests on described Macs, and report what is not as expected")
-        ->add_option("FILE", commandLine.requests,
-                     "Files with a request, machines and the expected outcomes")
+void addTest(CLI::App& test, CommandLine& commandLine) {
+    test.add_option("FILE", commandLine.requests,
+                    "Files with a request, machines and the expected outcomes")
         ->type_name("FILE")
         ->option_text("...")
         ->required();
 }
 
-void addWhatIf(CLI::App& program, CommandLine& commandLine) {
+void addWhatIf(CLI::App& whatIf, CommandLine& commandLine) {
     using Summary = CommandLine::Summary;
-    CLI::App* whatIf = program.add_subcommand("what-if", "Try a request on many described Macs");
-    whatIf->add_option("REQUEST", commandLine.requests, "A file with a request in JSON")
+    whatIf.add_option("REQUEST", commandLine.requests, "A file with a request in JSON")
         ->type_name("FILE")
         ->option_text(" ")
         ->expected(1)
         ->required();
-    addFile(*whatIf, "--against", commandLine.against,
+    addFile(whatIf, "--against", commandLine.against,
             "Compare with the old request, which is in FILE");
     whatIf
-        ->add_option("--machines", commandLine.machines,
-                     "Machine descriptions, a JSON object per line; - is\nstandard input")
+        .add_option("--machines", commandLine.machines,
+                    "Machine descriptions, a JSON object per line; - is\nstandard input")
         ->type_name("FILE")
         ->required();
-    addWords<Summary>(*whatIf, "--summary", commandLine.summary,
+    addWords<Summary>(whatIf, "--summary", commandLine.summary,
                       {{"text", Summary::text}, {"json", Summary::json}, {"html", Summary::html}},
                       "Write counts for all machines instead of a line for each");
 }
 
-void addCommands(CLI::App& program, CommandLine& commandLine) {
-    addCheck(program, commandLine);
-
-    CLI::App* identity =
-        program.add_subcommand("identity", "Ask for the identity values of the machine");
+void addIdentity(CLI::App& identity, CommandLine& commandLine) {
     identity
-        ->add_option("NAME", commandLine.names, "device_serial_number or device_id (default: both)")
+        .add_option("NAME", commandLine.names, "device_serial_number or device_id (default: both)")
         ->type_name("device_serial_number|device_id")
         ->option_text("...");
-    addFormat(*identity, commandLine);
-    addRunOptions(*identity, commandLine);
+    addFormat(identity, commandLine);
+    addRunOptions(identity, commandLine);
+}
 
-    CLI::App* lint = program.add_subcommand(
-        "lint", "Report likely mistakes in request documents, without running them");
-    addRequests(*lint, commandLine);
-    addFormat(*lint, commandLine);
+void addLint(CLI::App& lint, CommandLine& commandLine) {
+    addRequests(lint, commandLine);
+    addFormat(lint, commandLine);
     addWords<Severity>(
-        *lint, "--fail-on", commandLine.failOn,
+        lint, "--fail-on", commandLine.failOn,
         {{"error", Severity::error}, {"warning", Severity::warning}, {"note", Severity::note}},
         "Exit status 1 for a finding of this severity or above\n"
         "(default: warning)");
+}
 
-    CLI::App* describe =
-        program.add_subcommand("describe", "Write a description of this machine for --machine");
+void addDescribe(CLI::App& describe, CommandLine& commandLine) {
     describe
-        ->add_option("--for", commandLine.requests,
-                     "Also ask what the request in FILE needs; repeatable")
+        .add_option("--for", commandLine.requests,
+                    "Also ask what the request in FILE needs; repeatable")
         ->type_name("FILE")
         ->allow_extra_args(false);
-    addFile(*describe, "--machine", commandLine.machine, machineHelp);
-    addFile(*describe, "--output", commandLine.output, outputHelp);
-    addRedact(*describe, commandLine);
-    addTest(program, commandLine);
-    addWhatIf(program, commandLine);
+    addFile(describe, "--machine", commandLine.machine, machineHelp);
+    addFile(describe, "--output", commandLine.output, outputHelp);
+    addRedact(describe, commandLine);
+}
 
-    CLI::App* catalogue =
-        program.add_subcommand("catalogue", "List the check types with their required parameters");
-    addFormat(*catalogue, commandLine);
+struct Subcommand {
+    CommandLine::Command command;
+    const char* name;
+    const char* help;
+    void (*addOptions)(CLI::App& command, CommandLine& commandLine);
+};
 
-    CLI::App* doctor = program.add_subcommand(
-        "doctor", "Say what this account can ask on this machine, and how to\nfix what it cannot");
-    addFormat(*doctor, commandLine);
+constexpr std::array subcommands = {
+    Subcommand{CommandLine::Command::check, "check", "Run request documents", addCheck},
+    Subcommand{CommandLine::Command::identity, "identity",
+               "Ask for the identity values of the machine", addIdentity},
+    Subcommand{CommandLine::Command::lint, "lint",
+               "Report likely mistakes in request documents, without running them", addLint},
+    Subcommand{CommandLine::Command::describe, "describe",
+               "Write a description of this machine for --machine", addDescribe},
+    Subcommand{CommandLine::Command::test, "test",
+               "Try requests on described Macs, and report what is not as expected", addTest},
+    Subcommand{CommandLine::Command::whatIf, "what-if", "Try a request on many described Macs",
+               addWhatIf},
+    Subcommand{CommandLine::Command::catalogue, "catalogue",
+               "List the check types with their required parameters", addFormat},
+    Subcommand{CommandLine::Command::doctor, "doctor",
+               "Say what this account can ask on this machine, and how to\nfix what it cannot",
+               addFormat},
+};
+
+/// The program without the options of its subcommands.
+std::unique_ptr<CLI::App> makeProgram() {
+    auto program = std::make_unique<CLI::App>("Checks whether a machine meets a posture request.",
+                                              programName);
+    program->set_version_flag("--version", std::string(programName) + " (" +
+                                               vel_device_trustVersionString + ")");
+    program->require_subcommand(1);
+    program->footer(exitStatusHelp);
+    for (const Subcommand& subcommand : subcommands) {
+        program->add_subcommand(subcommand.name, subcommand.help);
+    }
+    return program;
 }
 
 CommandLine::Command commandOf(const CLI::App& program) {
-    if (program.got_subcommand("check")) {
-        return CommandLine::Command::check;
-    }
-    if (program.got_subcommand("lint")) {
-        return CommandLine::Command::lint;
-    }
-    if (program.got_subcommand("doctor")) {
-        return CommandLine::Command::doctor;
-    }
-    if (program.got_subcommand("describe")) {
-        return CommandLine::Command::describe;
-    }
-    if (program.got_subcommand("test")) {
-        return CommandLine::Command::test;
-    }
-    if (program.got_subcommand("what-if")) {
-        return CommandLine::Command::whatIf;
-    }
-    return program.got_subcommand("identity") ? CommandLine::Command::identity
-                                              : CommandLine::Command::catalogue;
+    const auto given = std::ranges::find_if(subcommands, [&program](const Subcommand& subcommand) {
+        return program.got_subcommand(subcommand.name);
+    });
+    return given->command;
 }
 
 std::string didYouMean(const std::string& text, const std::vector<std::string>& names) {
@@ -299,20 +306,24 @@ void refuseCombinations(const CommandLine& commandLine, const CLI::App& program)
 } // namespace
 
 std::unique_ptr<CLI::App> makeOptionTable(CommandLine& commandLine) {
-    auto program = std::make_unique<CLI::App>("Checks whether a machine meets a posture request.",
-                                              programName);
-    program->set_version_flag("--version", std::string(programName) + " (" +
-                                               vel_device_trustVersionString + ")");
-    program->require_subcommand(1);
-    program->footer(exitStatusHelp);
-    addCommands(*program, commandLine);
+    auto program = makeProgram();
+    for (const Subcommand& subcommand : subcommands) {
+        subcommand.addOptions(*program->get_subcommand(subcommand.name), commandLine);
+    }
     return program;
 }
 
 CommandLine parseCommandLine(int argumentCount, const char* const* arguments) {
     CommandLine commandLine;
-    const auto table = makeOptionTable(commandLine);
+    const auto table = makeProgram();
     CLI::App& program = *table;
+    for (const Subcommand& subcommand : subcommands) {
+        // When it is given: the options of all take longer than most requests.
+        CLI::App* command = program.get_subcommand(subcommand.name);
+        command->preparse_callback([&subcommand, command, &commandLine](std::size_t) {
+            subcommand.addOptions(*command, commandLine);
+        });
+    }
     try {
         program.parse(argumentCount, arguments);
         commandLine.command = commandOf(program);
