@@ -28,7 +28,7 @@ long writtenKiB() {
     long amount = -1;
     char line[256];
     while (file != nullptr && std::fgets(line, sizeof line, file) != nullptr) {
-        std::sscanf(line, "Private_Dirty: %ld", &amount);
+        std::sscanf(line, "Anonymous: %ld", &amount);
     }
     if (file != nullptr) {
         std::fclose(file);
