@@ -29,7 +29,6 @@ public:
         }
         // Now for the reason: every link by its signature, also where no anchor is reached.
         _seeksReason = true;
-        _chain.certificates.clear();
         _chains = 0;
         if (walk()) {
             return std::nullopt;
