@@ -70,7 +70,7 @@ TEST(LinuxMountInfo, EscapesAreUndone) {
 
 TEST(LinuxMountInfo, WhatIsNoEscapeStands) {
     for (const std::string field :
-         {"/\\", "/\\0", "/\\04", "/\\089", "/\\189", "/\\400", "/\\000", "/\\x20"}) {
+         {"/\\", "/\\0", "/\\04", "/\\04/", "/\\089", "/\\189", "/\\400", "/\\000", "/\\x20"}) {
         EXPECT_EQ(mountIn("1 2 8:1 / " + field + " rw - ext4 /dev/sda1 rw\n").mountPoint, field);
     }
 }
