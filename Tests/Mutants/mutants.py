@@ -2,13 +2,16 @@
 # SPDX-License-Identifier: Apache-2.0
 """Makes small mistakes in copies of the sources, all in one build, and sees which the tests find.
 
-Usage: mutants.py SOURCE BUILD [--count N] [--files FILE...] [--suites PATTERN]
+Usage: mutants.py SOURCE BUILD [--count N [--seed N]] [--files FILE...] [--suites PATTERN]
 
 Each mistake, a mutant, is switched on at run time by its number in VEL_MUTANT. A first run notes
 which suites reach which mutant; then each mutant meets its suites, the fast ones first, until one
-fails. FILEs are parts of names such as Base/ or VELText.cpp. With --count a fixed seed chooses N.
+fails. FILEs are parts of names such as Base/ or VELText.cpp. With --count a seed chooses N.
 BUILD is a finished build with the tests; what is made is in BUILD/mutants. The code of the program
 and of the helpers' main functions stays as it is, because the tests run those as processes.
+
+explained.txt, beside this file, says of mutants that no test can find why that is: a line as it is
+printed here, without its number, and below it, indented, the reason.
 """
 
 import argparse
@@ -226,16 +229,25 @@ def reach(suite, build, folder):
     return time.monotonic() - start, set(memoryview(data).cast("i")), suite
 
 
-def survives(number, reached, build):
-    """Whether no suite that reaches a mutant finds it; the fast ones run first, in one process."""
+def outcome(number, reached, build):
+    """Whether a mutant lived, was killed or ran too long; the fast suites run first, in one process."""
     groups = {}
     for seconds, numbers, (program, name) in reached:
         if number in numbers:
             group = groups.setdefault((seconds > 2, program), [10, []])
             group[0] += 5 * seconds
             group[1].append(name)
-    return all(run_suites(program, names, build, {"VEL_MUTANT": str(number)}, seconds) == 0
-               for (_, program), (seconds, names) in sorted(groups.items()))
+    for (_, program), (seconds, names) in sorted(groups.items()):
+        status = run_suites(program, names, build, {"VEL_MUTANT": str(number)}, seconds)
+        if status != 0:
+            return "ran too long" if status == "too long" else "killed"
+    return "lived"
+
+
+def explained():
+    """The mutants that no test can find."""
+    lines = (Path(__file__).parent / "explained.txt").read_text(encoding="utf-8").splitlines()
+    return {line for line in lines if re.match(r"[^\s#]", line)}
 
 
 def main():
@@ -243,6 +255,7 @@ def main():
     parser.add_argument("source", type=Path)
     parser.add_argument("build", type=Path)
     parser.add_argument("--count", type=int)
+    parser.add_argument("--seed", type=int, default=1)
     parser.add_argument("--files", nargs="+",
                         default=["Base/", "Classes/", "Helpers/", "Platform/"])
     parser.add_argument("--suites", default="", help="a pattern of the suites that are run")
@@ -272,21 +285,29 @@ def main():
         suites = [suite for program in ("vel_tests", "vel_thread_tests")
                   for suite in link(program, objects, folder, build)
                   if re.search(options.suites, suite[1])]
-        reached = sorted(filter(None, pool.map(lambda suite: reach(suite, build, folder), suites)))
+        reached = list(pool.map(lambda suite: reach(suite, build, folder), suites))
+        for (_, name), found in zip(suites, reached):
+            if found is None:
+                print(f"{name} fails without a mutant, and is left out", flush=True)
+        reached = sorted(filter(None, reached))
         mutants = {number: place for source in sources for number, place in source.mutants.items()}
         chosen = sorted(mutants)
         if options.count:
-            chosen = sorted(random.Random(1).sample(chosen, min(options.count, len(chosen))))
+            chosen = sorted(random.Random(options.seed).sample(
+                chosen, min(options.count, len(chosen))))
         print(f"{len(mutants)} mutants, {len(chosen)} are tried, {len(reached)} suites", flush=True)
         known = set().union(*(numbers for _, numbers, _ in reached))
-        lived = 0
-        for number, lives in zip(chosen, pool.map(lambda it: survives(it, reached, build), chosen)):
-            if lives:
-                lived += 1
-                name, line, kind, text = mutants[number]
-                print(f"{name}:{line}: {kind}{'' if number in known else ', not reached'}: {text}",
-                      flush=True)
-    print(f"{len(chosen) - lived} killed, {lived} lived")
+        reasons = explained()
+        counts = {"killed": 0, "ran too long": 0, "lived": 0, "is explained": 0}
+        for number, ending in zip(chosen, pool.map(lambda it: outcome(it, reached, build), chosen)):
+            name, line, kind, text = mutants[number]
+            if ending == "lived" and f"{name}: {kind}: {text}" in reasons:
+                ending = "is explained"
+            counts[ending] += 1
+            if ending in ("lived", "ran too long"):
+                print(f"{name}:{line}: {kind}{'' if number in known else ', not reached'}: {text}"
+                      f"{'' if ending == 'lived' else ' (ran too long)'}", flush=True)
+    print(", ".join(f"{count} {ending}" for ending, count in counts.items()))
 
 
 if __name__ == "__main__":
