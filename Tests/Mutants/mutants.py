@@ -152,7 +152,7 @@ class Source:
         for start, end, new, _ in sorted(self.edits, reverse=True):
             text = text[:start] + new + text[end:]
         path.parent.mkdir(parents=True, exist_ok=True)
-        path.write_text('#include "mutants.h"\n#line 1\n' + text, encoding="utf-8")
+        path.write_text(f'#include "mutants.h"\n#line 1 "{self.name}"\n{text}', encoding="utf-8")
 
     def drop(self, lines):
         """Leaves out the edits in lines that the compiler does not take; whether there were any."""
@@ -176,7 +176,7 @@ def compile_mutants(source, folder, entries, build):
         target = folder / "objects" / entry["output"]
         target.parent.mkdir(parents=True, exist_ok=True)
         command = re.sub(r" -MD .*? -o \S+", "", entry["command"]).replace(entry["file"], str(path))
-        command += f" -w -I{folder} -ffile-prefix-map={folder}/tree/= -o {target}"
+        command += f" -w -I{folder} -o {target}"
         while True:
             source.write(path)
             done = subprocess.run(command, shell=True, cwd=build, capture_output=True, text=True)
