@@ -1,31 +1,13 @@
 // SPDX-License-Identifier: Apache-2.0
 #pragma once
 
+#include "Base/VELXMLText.h"
+
 #include <nlohmann/json.hpp>
 #include <stdexcept>
 #include <string>
 
 namespace propertyListText {
-
-inline std::string escaped(const std::string& text) {
-    std::string safe;
-    for (const char character : text) {
-        switch (character) {
-        case '&':
-            safe += "&amp;";
-            break;
-        case '<':
-            safe += "&lt;";
-            break;
-        case '>':
-            safe += "&gt;";
-            break;
-        default:
-            safe += character;
-        }
-    }
-    return safe;
-}
 
 inline std::string element(const nlohmann::json& value) {
     if (value.is_boolean()) {
@@ -38,7 +20,7 @@ inline std::string element(const nlohmann::json& value) {
         return "<real>" + value.dump() + "</real>";
     }
     if (value.is_string()) {
-        return "<string>" + escaped(value.get<std::string>()) + "</string>";
+        return "<string>" + vel::escapedForXML(value.get<std::string>()) + "</string>";
     }
     std::string text;
     if (value.is_array()) {
@@ -49,7 +31,7 @@ inline std::string element(const nlohmann::json& value) {
     }
     if (value.is_object()) {
         for (const auto& [key, inner] : value.items()) {
-            text += "<key>" + escaped(key) + "</key>" + element(inner);
+            text += "<key>" + vel::escapedForXML(key) + "</key>" + element(inner);
         }
         return "<dict>" + text + "</dict>";
     }

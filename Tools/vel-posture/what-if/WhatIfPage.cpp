@@ -1,4 +1,5 @@
 // SPDX-License-Identifier: Apache-2.0
+#include "Base/VELXMLText.h"
 #include "Tools/vel-posture/what-if/WhatIfSummary.h"
 
 #include <array>
@@ -38,26 +39,6 @@ h1 { font-size: 1.5rem; } h2 { font-size: 1.2rem; margin-top: 2rem; }
 <h1>What-if summary</h1>
 )";
 
-std::string escaped(std::string_view text) {
-    std::string html;
-    for (const char character : text) {
-        switch (character) {
-        case '&':
-            html += "&amp;";
-            break;
-        case '<':
-            html += "&lt;";
-            break;
-        case '>':
-            html += "&gt;";
-            break;
-        default:
-            html += character;
-        }
-    }
-    return html;
-}
-
 std::string percentage(std::size_t count, std::size_t whole) {
     std::array<char, 16> text{};
     std::snprintf(text.data(), text.size(), "%.3f%%",
@@ -68,7 +49,7 @@ std::string percentage(std::size_t count, std::size_t whole) {
 std::string textOf(const std::map<std::string, std::size_t>& causes) {
     std::string text;
     for (const auto& [cause, count] : causes) {
-        text += "<br>" + escaped(cause) + ": " + std::to_string(count);
+        text += "<br>" + vel::escapedForXML(cause) + ": " + std::to_string(count);
     }
     return text;
 }
@@ -86,7 +67,7 @@ std::string barLine(const std::string& title, std::size_t whole,
         }
         text += (text.empty() ? "" : ", ") + std::to_string(count) + " " + name;
     }
-    return "<div class=\"check\"><div class=\"type\">" + escaped(title) +
+    return "<div class=\"check\"><div class=\"type\">" + vel::escapedForXML(title) +
            "</div><div class=\"bar\" role=\"img\" aria-label=\"" + text + "\">" + bar +
            "</div><div class=\"counts\">" + text + textOf(causes) + "</div></div>\n";
 }
@@ -110,7 +91,7 @@ std::string namesOf(const std::string& title, const Change& change) {
     if (change.count > 0) {
         html += "<ul class=\"names\">\n";
         for (const std::string& name : change.names) {
-            html += "<li>" + escaped(name) + "</li>\n";
+            html += "<li>" + vel::escapedForXML(name) + "</li>\n";
         }
         html += "</ul>\n";
     }
