@@ -1,7 +1,7 @@
 // SPDX-License-Identifier: Apache-2.0
 #include "Base/VELJSON.h"
 #include "Classes/Mac/VELPostureCheckRunner+Mac.h"
-#include "Fuzz/FuzzInput.h"
+#include "Fuzz/JSONMutation.h"
 #include "Platform/Simulated/VELSimulatedPlatform.h"
 
 #include <nlohmann/json.hpp>

@@ -3,6 +3,7 @@
 
 #include "Base/VELJSON.h"
 #include "Classes/Mac/VELPostureCheckRunner+Mac.h"
+#include "Fuzz/JSONMutation.h"
 #include "Platform/Simulated/VELSimulatedPlatform.h"
 #include "Tools/vel-posture/DisplayText.h"
 
@@ -11,17 +12,10 @@
 #include <chrono>
 #include <cstddef>
 #include <cstdint>
-#include <cstdlib>
 #include <string>
 #include <string_view>
 
 namespace {
-
-void require(bool condition) {
-    if (!condition) {
-        std::abort();
-    }
-}
 
 /// A Mac on which every check that is asked well comes to an answer, but for the firewall's, for
 /// processes with a signer, and for certificates.
@@ -72,7 +66,7 @@ extern "C" int LLVMFuzzerTestOneInput(const std::uint8_t* data, std::size_t size
     static const LintRules rules = {
         "mac", macPostureCheckCatalogue(std::make_shared<VELSimulatedPlatform>()),
         VELMoment(std::chrono::sys_days(std::chrono::year(2030) / 1 / 1))};
-    const std::string_view document(reinterpret_cast<const char*>(data), size);
+    const std::string_view document = fuzzText(data, size);
     std::string failure;
     const auto findings = findingsInDocument(document, rules, &failure);
     const auto request = vel::readJSON(document, nullptr);

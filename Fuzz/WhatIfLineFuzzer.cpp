@@ -1,6 +1,6 @@
 // SPDX-License-Identifier: Apache-2.0
 #include "Classes/Mac/VELPostureCheckRunner+Mac.h"
-#include "Fuzz/FuzzInput.h"
+#include "Fuzz/JSONMutation.h"
 #include "Platform/Simulated/VELMachineDescription.h"
 #include "Tools/vel-posture/what-if/WhatIfSummary.h"
 
