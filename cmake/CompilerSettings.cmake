@@ -46,7 +46,7 @@ if(VEL_BUILD_FUZZERS)
 endif()
 
 # Compiles the headers once, for all sources of the target and of those that share them. It hides
-# includes that are missing, so the benchmarks and projects that embed this one are built without.
+# includes that are missing, so the packages are built without.
 function(vel_precompile_headers target)
     if(VEL_PRECOMPILE_HEADERS)
         target_precompile_headers(${target} PRIVATE ${ARGN})
