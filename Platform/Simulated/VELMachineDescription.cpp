@@ -574,6 +574,7 @@ std::shared_ptr<VELSimulatedPlatform> machineFromValue(const VELValue& descripti
                                                        std::string* error) {
     try {
         auto machine = std::make_shared<VELSimulatedPlatform>();
+        machine->taskRecord.keepsEvents = false;
         readKeys<VELSimulatedPlatform>(Described(description), machineKeys, *machine);
         return machine;
     } catch (const DescriptionError& wrong) {

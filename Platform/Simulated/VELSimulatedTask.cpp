@@ -45,13 +45,17 @@ VELSimulatedTaskRecord::workingPlaces() const {
 }
 
 void VELSimulatedTaskRecord::add(VELSimulatedTaskEvent event) {
-    const std::scoped_lock lock(_mutex);
-    _events.push_back(std::move(event));
+    if (keepsEvents) {
+        const std::scoped_lock lock(_mutex);
+        _events.push_back(std::move(event));
+    }
 }
 
 void VELSimulatedTaskRecord::add(std::shared_ptr<const VELSimulatedWorkingPlace> place) {
-    const std::scoped_lock lock(_mutex);
-    _workingPlaces.push_back(std::move(place));
+    if (keepsEvents) {
+        const std::scoped_lock lock(_mutex);
+        _workingPlaces.push_back(std::move(place));
+    }
 }
 
 const VELSimulatedRun* VELSimulatedTaskRecord::nextRun(const std::vector<VELSimulatedRun>& runs,

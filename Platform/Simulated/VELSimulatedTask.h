@@ -96,6 +96,9 @@ struct VELSimulatedTaskEvent {
 /// What was asked of the tasks of one platform, and which runs of its tools are used up.
 class VELSimulatedTaskRecord {
 public:
+    /// False: events and working places are not kept, so that it does not grow.
+    bool keepsEvents = true;
+
     /// Launches that were tried, whether or not they failed.
     std::atomic<unsigned> launches = 0;
     /// Tools that were asked to end while they ran.

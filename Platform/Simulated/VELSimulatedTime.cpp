@@ -54,8 +54,12 @@ bool VELSimulatedTime::after(std::chrono::nanoseconds delay, std::function<void(
     if (refusesWorker) {
         return false;
     }
+    decltype(State::blocks)::node_type dropped; // destroyed when nothing is locked
     const std::scoped_lock lock(_mutex);
     State& state = _threads[currentThread()];
     state.blocks.emplace(vel::momentAfter(state.now, delay), std::move(block));
+    if (state.blocks.size() > mostPendingBlocks) {
+        dropped = state.blocks.extract(state.blocks.begin());
+    }
     return true;
 }

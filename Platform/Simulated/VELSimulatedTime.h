@@ -39,6 +39,10 @@ public:
     /// Blocks of the calling thread that were not due yet.
     [[nodiscard]] std::size_t pendingBlocks() const;
 
+    /// As many blocks wait on each thread. One more, and the first is dropped: it is the time-out
+    /// of a tool that ended long ago.
+    static constexpr std::size_t mostPendingBlocks = 16;
+
     /// A block that is due at once runs when time is next looked to, even if by no step.
     bool after(std::chrono::nanoseconds delay, std::function<void()> block) const override;
 

@@ -154,6 +154,19 @@ TEST(VELSimulatedTime, RefusesAWorkerWhenTold) {
     EXPECT_EQ(platform.time.afterCalls, 1U);
 }
 
+TEST(VELSimulatedTime, DropsTheFirstBlockWhenTooManyWait) {
+    VELSimulatedPlatform platform;
+    std::vector<int> ran;
+    for (int number = 0; number < 18; ++number) {
+        platform.workQueue().after(std::chrono::nanoseconds(number + 1),
+                                   [&ran, number] { ran.push_back(number); });
+    }
+    EXPECT_EQ(platform.time.pendingBlocks(), 16U);
+    platform.advanceTime(1us);
+    EXPECT_EQ(ran.size(), 16U);
+    EXPECT_EQ(ran.front(), 2);
+}
+
 TEST(VELSimulatedTime, ABlockMayScheduleAnother) {
     VELSimulatedPlatform platform;
     std::vector<VELTimePoint> moments;
