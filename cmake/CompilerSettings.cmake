@@ -40,8 +40,10 @@ if(VEL_SANITIZERS)
 endif()
 
 if(VEL_BUILD_FUZZERS)
-    # Coverage counters in all code; the fuzzers alone link libFuzzer's main.
-    target_compile_options(vel_settings INTERFACE -fsanitize=fuzzer-no-link)
+    # Coverage counters in all code but that of targets with this property; the fuzzers alone link
+    # libFuzzer's main.
+    target_compile_options(vel_settings INTERFACE
+        $<$<NOT:$<BOOL:$<TARGET_PROPERTY:VEL_WITHOUT_COVERAGE>>>:-fsanitize=fuzzer-no-link>)
     target_link_options(vel_settings INTERFACE -fsanitize=fuzzer-no-link)
 endif()
 
