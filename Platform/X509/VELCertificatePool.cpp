@@ -20,18 +20,15 @@ constexpr unsigned furtherIssuers = 10;
 VELCertificatePool::VELCertificatePool(const std::vector<std::string>& certificates) {
     std::set<std::string_view> known;
     for (const std::string& bytes : certificates) {
-        const auto parts = certificateParts(bytes);
-        if (!parts || !known.insert(parts->whole).second) {
+        auto certificate = VELX509Certificate::parse(bytes);
+        if (certificate == nullptr || !certificate->subject() ||
+            !known.insert(certificate->der()).second) {
             continue;
         }
-        if (auto subject = normalizedName(parts->subject)) {
-            auto entry = std::make_unique<Entry>();
-            entry->der = parts->whole;
-            const auto placed = _bySubject.emplace(*std::move(subject), std::move(entry));
-            if (auto issuer = normalizedName(parts->issuer)) {
-                _subjectsByIssuer.emplace(*std::move(issuer), placed->first);
-            }
+        if (certificate->issuer()) {
+            _subjectsByIssuer.emplace(*certificate->issuer(), *certificate->subject());
         }
+        _bySubject.emplace(*certificate->subject(), std::move(certificate));
     }
 }
 
@@ -41,14 +38,8 @@ VELCertificatePool::certificatesOf(const std::string& subject, std::size_t limit
     std::vector<std::shared_ptr<const VELX509Certificate>> certificates;
     const auto [first, last] = _bySubject.equal_range(subject);
     for (auto found = first; found != last && limit > 0; ++found, --limit) {
-        Entry& entry = *found->second;
-        if (entry.der == known) {
-            continue;
-        }
-        std::call_once(entry.decodeOnce,
-                       [&] { entry.certificate = VELX509Certificate::parse(entry.der); });
-        if (entry.certificate != nullptr) {
-            certificates.push_back(entry.certificate);
+        if (found->second->der() != known) {
+            certificates.push_back(found->second);
         }
     }
     return certificates;

@@ -7,21 +7,19 @@
 #include <functional>
 #include <map>
 #include <memory>
-#include <mutex>
 #include <set>
 #include <string>
 #include <string_view>
 #include <vector>
 
-/// The certificates of a keychain, found by their subject. One is decoded when it is first needed.
-/// Immutable; safe on several threads.
+/// The certificates of a keychain, found by their subject. Immutable; safe on several threads.
 class VELCertificatePool {
 public:
     /// Bytes that are no certificate, and equal bytes, do not count.
     explicit VELCertificatePool(const std::vector<std::string>& certificates);
 
     /// The first certificates with the normalised subject `subject`, in order, without the one
-    /// whose DER is `known`. That one, and what is behind them, costs nothing.
+    /// whose DER is `known`, which counts towards `limit`.
     [[nodiscard]] std::vector<std::shared_ptr<const VELX509Certificate>>
     certificatesOf(const std::string& subject, std::size_t limit,
                    std::string_view known = {}) const;
@@ -31,15 +29,9 @@ public:
     [[nodiscard]] std::vector<std::string_view> subjectsOf(std::string_view issuer) const;
 
 private:
-    struct Entry {
-        std::string der;
-        std::once_flag decodeOnce;
-        std::shared_ptr<const VELX509Certificate> certificate;
-    };
-
-    std::multimap<std::string, std::unique_ptr<Entry>, std::less<>> _bySubject;
-    /// The keys of the former by the issuers of what is under them.
-    std::multimap<std::string, std::string_view, std::less<>> _subjectsByIssuer;
+    // The names are the certificates' own.
+    std::multimap<std::string_view, std::shared_ptr<const VELX509Certificate>> _bySubject;
+    std::multimap<std::string_view, std::string_view> _subjectsByIssuer;
 };
 
 namespace vel::x509 {

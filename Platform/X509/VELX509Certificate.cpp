@@ -40,9 +40,18 @@ VELX509Certificate::parse(std::string_view der, std::shared_ptr<const VELCertifi
     certificate->_parts = *parts;
     certificate->_subject = normalizedName(parts->subject);
     certificate->_issuer = normalizedName(parts->issuer);
-    certificate->_x509 = decodedCertificate(certificate->_der);
     certificate->_pool = std::move(pool);
     return certificate;
+}
+
+X509* VELX509Certificate::x509() const {
+    // Not by std::call_once: an exception cannot pass through it in a program that contains the C++
+    // runtime.
+    const std::scoped_lock lock(_mutex);
+    if (!_x509) {
+        _x509 = decodedCertificate(_der);
+    }
+    return _x509->get();
 }
 
 std::optional<std::vector<std::string>> VELX509Certificate::commonNames() const {

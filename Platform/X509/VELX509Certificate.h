@@ -7,6 +7,7 @@
 #include "Platform/X509/VELOpenSSL.h"
 
 #include <memory>
+#include <mutex>
 #include <optional>
 #include <string>
 #include <string_view>
@@ -15,7 +16,8 @@
 class VELCertificatePool;
 
 /// A certificate whose parts are read from its encoding once and kept; its key and its signature
-/// are OpenSSL's. Immutable.
+/// are OpenSSL's, which decodes them when they are first needed. Immutable; safe on several
+/// threads.
 class VELX509Certificate final : public VELCertificate {
 public:
     /// The certificate at the start of `der`. Null: the bytes are no certificate. `pool`, which may
@@ -48,8 +50,9 @@ public:
     [[nodiscard]] const std::shared_ptr<const VELCertificatePool>& pool() const { return _pool; }
 
     /// OpenSSL's own object; it guards what it caches, so it may be used on several threads. Null:
-    /// OpenSSL cannot decode the certificate, which then cannot be trusted.
-    [[nodiscard]] X509* x509() const { return _x509.get(); }
+    /// OpenSSL cannot decode the certificate, which then cannot be trusted. Throws as
+    /// `vel::x509::raiseFailure` does.
+    [[nodiscard]] X509* x509() const;
 
 private:
     explicit VELX509Certificate(std::string_view der) : _der(der) {}
@@ -59,5 +62,8 @@ private:
     std::optional<std::string> _subject;
     std::optional<std::string> _issuer;
     std::shared_ptr<const VELCertificatePool> _pool;
-    vel::x509::CertificateHandle _x509;
+
+    mutable std::mutex _mutex;
+    // Absent: not decoded yet.
+    mutable std::optional<vel::x509::CertificateHandle> _x509;
 };

@@ -236,7 +236,7 @@ TEST(IssuerChain, OfManyIdentitiesCostsNoMoreThanTheirNumber) {
     EXPECT_LT(allocationCount() - before, 200 * count);
 }
 
-TEST_F(X509Certificate, OfManyWithOneNameTheFirstAreDecoded) {
+TEST_F(X509Certificate, OfManyWithOneNameTheFirstAreFound) {
     const std::string first = workshop.makeAuthority("Root");
     const std::string second = workshop.makeAuthority("Root");
     const VELCertificatePool pool({first, second});
