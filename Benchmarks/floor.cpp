@@ -109,8 +109,14 @@ void askNetwork(unsigned short type) {
     ::close(connection);
 }
 
-void runChild(char* program, const char* form) {
-    static Buffer buffer;
+/// A run of a program, and the pipe that it writes to.
+struct Child {
+    pid_t process;
+    int handle;
+    int output;
+};
+
+Child startChild(char* program, const char* form) {
     std::array<int, 2> ends{};
     struct stat status;
     require(::stat(program, &status) == 0 &&
@@ -142,28 +148,33 @@ void runChild(char* program, const char* form) {
                           environment.data()) == 0,
             program);
     ::close(ends[1]);
-    pollfd exited = {static_cast<int>(::syscall(SYS_pidfd_open, process, 0)), POLLIN, 0};
-    pollfd readable = {ends[0], POLLIN, 0};
+    return {process, static_cast<int>(::syscall(SYS_pidfd_open, process, 0)), ends[0]};
+}
+
+void readChild(const Child& child) {
+    static Buffer buffer;
+    pollfd exited = {child.handle, POLLIN, 0};
+    pollfd readable = {child.output, POLLIN, 0};
     do {
         ::poll(&readable, 1, 4000);
-    } while (::read(ends[0], buffer.data(), buffer.size()) > 0);
+    } while (::read(child.output, buffer.data(), buffer.size()) > 0);
     ::poll(&exited, 1, 4000);
     siginfo_t information;
-    ::waitid(P_PID, static_cast<id_t>(process), &information, WEXITED | WNOWAIT);
-    ::waitid(P_PID, static_cast<id_t>(process), &information, WEXITED);
-    ::close(exited.fd);
-    ::close(ends[0]);
+    ::waitid(P_PID, static_cast<id_t>(child.process), &information, WEXITED | WNOWAIT);
+    ::waitid(P_PID, static_cast<id_t>(child.process), &information, WEXITED);
+    ::close(child.handle);
+    ::close(child.output);
 }
 
 void firewall(char* program) {
     ::signal(SIGALRM, SIG_DFL);
     ::alarm(6);
+    std::array<Child, 2> children{};
+    if (program != nullptr) {
+        children = {startChild(program, "-j"), startChild(program, "-a")};
+    }
     askNetwork(RTM_GETLINK);
     askNetwork(RTM_GETROUTE);
-    if (program != nullptr) {
-        runChild(program, "-j");
-        runChild(program, "-a");
-    }
     struct stat status;
     ::stat("/proc/sys/net", &status);
     ::stat("/proc/sys/net/ipv6", &status);
@@ -186,6 +197,10 @@ void firewall(char* program) {
             }
         }
         ::closedir(folder);
+    }
+    if (program != nullptr) {
+        readChild(children[0]);
+        readChild(children[1]);
     }
     print("Firewall is disabled. (State = 0)\n");
 }

@@ -13,8 +13,10 @@
 #include <chrono>
 #include <cstddef>
 #include <filesystem>
+#include <memory>
 #include <optional>
 #include <unistd.h>
+#include <utility>
 
 namespace vel {
 namespace {
@@ -22,36 +24,68 @@ namespace {
 constexpr std::size_t maximumRulesetBytes = std::size_t{32} << 20U;
 constexpr auto filterTimeout = std::chrono::seconds(4);
 
-/// What the packet filter's program printed, if it ended well: as JSON ("-j"), or as text with the
-/// handles of the rules ("-a").
-std::optional<std::string> listedRuleset(const std::vector<std::string>& programs, const char* form,
-                                         VELTimePoint deadline, RulesProblem& problem) {
-    problem = RulesProblem::programMissing;
-    for (const std::string& program : programs) {
-        VELPOSIXTask filter(program, {form, "list", "ruleset"},
-                            {.environment = std::vector<std::string>(),
-                             .usesNullStreams = true,
-                             .outputLimit = maximumRulesetBytes});
-        try {
-            filter.launch();
-        } catch (const VELTaskLaunchFailure&) {
-            continue;
+/// A run of the packet filter's program that lists the rules. It ends with this object.
+class Listing {
+public:
+    /// `form`: "-j", as JSON, or "-a", as text with the handles of the rules.
+    Listing(const std::vector<std::string>& programs, const char* form) {
+        for (const std::string& program : programs) {
+            auto filter = std::make_unique<VELPOSIXTask>(
+                program, std::vector<std::string>{form, "list", "ruleset"},
+                VELPOSIXTask::Options{.environment = std::vector<std::string>(),
+                                      .usesNullStreams = true,
+                                      .outputLimit = maximumRulesetBytes});
+            try {
+                filter->launch();
+                _filter = std::move(filter);
+                return;
+            } catch (const VELTaskLaunchFailure&) { // NOLINT(bugprone-empty-catch): the next one
+            }
+        }
+    }
+    Listing(const Listing&) = delete;
+    Listing& operator=(const Listing&) = delete;
+    ~Listing() {
+        if (_filter != nullptr) {
+            _filter->kill();
+            _filter->waitUntilExit();
+        }
+    }
+
+    /// What it printed, if it ended well.
+    std::optional<std::string> read(VELTimePoint deadline, RulesProblem& problem) {
+        if (_filter == nullptr) {
+            problem = RulesProblem::programMissing;
+            return std::nullopt;
         }
         // Read first: it prints more than a pipe holds.
-        auto output = filter.readOutputToEnd(deadline);
-        if (!output || !filter.exitsBefore(deadline)) {
-            filter.kill();
+        auto output = _filter->readOutputToEnd(deadline);
+        if (!output || !_filter->exitsBefore(deadline)) {
+            _filter->kill();
         }
-        filter.waitUntilExit();
-        const std::int32_t status = filter.terminationStatus();
+        _filter->waitUntilExit();
+        const std::int32_t status = _filter->terminationStatus();
         problem = status == 0 && output        ? RulesProblem::none
                   : monotonicNow() >= deadline ? RulesProblem::programTooSlow
                   : ::geteuid() != 0           ? RulesProblem::needsRoot
                                                : RulesProblem::programFailed;
         return status == 0 ? output : std::nullopt;
     }
-    return std::nullopt;
-}
+
+private:
+    std::unique_ptr<VELPOSIXTask> _filter;
+};
+
+/// Both lists of the rules, asked for at once.
+struct Listings {
+    explicit Listings(const std::vector<std::string>& programs)
+        : json(programs, "-j"), text(programs, "-a") {}
+
+    VELTimePoint deadline = monotonicNow() + filterTimeout;
+    Listing json;
+    // Where nft fails to read the rules of a table, it lists none, and ends well.
+    Listing text;
+};
 
 bool isDeniedByUFW(const SystemBus& bus, const std::string& root) {
     const std::string configuration = readFile(root + "/etc/ufw/ufw.conf").bytes;
@@ -66,21 +100,14 @@ bool isDeniedByUFW(const SystemBus& bus, const std::string& root) {
 }
 
 /// Nullopt when the rules cannot be read.
-std::optional<FirewallState> stateByRules(const FirewallSources& sources,
-                                          const std::vector<std::string>& interfaces,
+std::optional<FirewallState> stateByRules(Listings& listings, const InboundQuestion& question,
                                           RulesProblem& problem) {
-    const VELTimePoint deadline = monotonicNow() + filterTimeout;
-    const auto ruleset = listedRuleset(sources.filterPrograms, "-j", deadline, problem);
-    if (!ruleset) {
-        return std::nullopt;
-    }
-    // Where nft fails to read the rules of a table, it lists none, and ends well.
-    const auto listing = listedRuleset(sources.filterPrograms, "-a", deadline, problem);
+    const auto ruleset = listings.json.read(listings.deadline, problem);
+    const auto listing = ruleset ? listings.text.read(listings.deadline, problem) : std::nullopt;
     if (!listing) {
         return std::nullopt;
     }
-    const auto inbound =
-        inboundDefault(*ruleset, *listing, {interfaces, !isIPv6SwitchedOff(sources.root)});
+    const auto inbound = inboundDefault(*ruleset, *listing, question);
     if (!inbound) {
         problem = RulesProblem::notUnderstood;
         return std::nullopt;
@@ -137,11 +164,13 @@ FirewallState firewallState(const FirewallSources& sources, RulesProblem* proble
     RulesProblem ownProblem = RulesProblem::none;
     RulesProblem& rulesProblem = problem != nullptr ? *problem : ownProblem;
     rulesProblem = RulesProblem::none;
+    Listings listings(sources.filterPrograms);
     const auto interfaces = outsideInterfaces();
     if (!interfaces) {
         return FirewallState::interfacesNotTold;
     }
-    const auto state = stateByRules(sources, *interfaces, rulesProblem);
+    const auto state =
+        stateByRules(listings, {*interfaces, !isIPv6SwitchedOff(sources.root)}, rulesProblem);
     return state ? *state : stateByServices(sources, *interfaces);
 }
 

@@ -416,10 +416,20 @@ TEST(FirewallReasons, AreDifferentForEachCause) {
 
 const std::string cannotRead = "echo 'Operation not permitted' >&2; exit 1";
 
+const std::string noRules = "echo '{\"nftables\": []}'\n";
+
 TEST_F(FirewallWithAProgram, IsRunWithFixedArgumentsAndNoEnvironment) {
     const std::string record = _folder.path() + "/arguments";
-    EXPECT_EQ(state("echo \"$* [$DBUS_SYSTEM_BUS_ADDRESS]\" > " + record + "\nexit 1"), unknown);
-    EXPECT_EQ(readTestFile(record), "-j list ruleset []\n");
+    EXPECT_EQ(state("echo \"$* [$DBUS_SYSTEM_BUS_ADDRESS]\" > " + record + "$1\n" + noRules), off);
+    EXPECT_EQ(readTestFile(record + "-j"), "-j list ruleset []\n");
+    EXPECT_EQ(readTestFile(record + "-a"), "-a list ruleset []\n");
+}
+
+TEST_F(FirewallWithAProgram, IsAskedForBothListsAtOnce) {
+    const std::string record = _folder.path() + "/started";
+    EXPECT_EQ(state("echo > " + record + "$1\nuntil [ -e " + record + "-j ] && [ -e " + record +
+                    "-a ]; do /bin/sleep 0.01; done\n" + noRules),
+              off);
 }
 
 TEST_F(FirewallWithAProgram, WhatFailsIsNoAnswer) {
@@ -461,13 +471,15 @@ TEST_F(FirewallWithAProgram, AListThatLacksARuleIsNoAnswer) {
 
 TEST_F(FirewallWithAProgram, AHungProgramIsKilled) {
     const std::string record = _folder.path() + "/number";
-    const std::string hang = "echo $$ > " + record + "\ntrap '' TERM\n";
-    for (const char* output : {"", "echo '{\"nftables\": []}'; exec >&-\n"}) {
+    const std::string hang = "echo $$ > " + record + "$1\ntrap '' TERM\n";
+    for (const std::string& output : {std::string(), noRules + "exec >&-\n"}) {
         EXPECT_EQ(state(hang + output + "exec /bin/sleep 86399"), unknown);
-        std::string number = readTestFile(record);
-        number.resize(number.find('\n'));
-        EXPECT_EQ(readTestFile("/proc/" + number + "/cmdline").find("86399"), std::string::npos)
-            << number;
+        for (const std::string form : {"-j", "-a"}) {
+            std::string number = readTestFile(record + form);
+            number.resize(number.find('\n'));
+            EXPECT_EQ(readTestFile("/proc/" + number + "/cmdline").find("86399"), std::string::npos)
+                << form;
+        }
     }
 }
 
@@ -512,8 +524,9 @@ TEST_F(FirewallWithAProgram, TheBusSpeaksForFirewalld) {
 TEST_F(FirewallWithAProgram, TheListingIsAskedForHiddenMatches) {
     const std::string record = _folder.path() + "/arguments";
     const std::string rules =
-        "echo \"$*\" >> " + record +
-        "\n[ \"$1\" = -a ] && printf 'table inet t { # handle 1\\n\\tct state new accept # handle "
+        "echo \"$*\" > " + record +
+        "$1\n[ \"$1\" = -a ] && printf 'table inet t { # handle 1\\n\\tct state new accept # "
+        "handle "
         "7\\n}\\n' && exit \"$(/bin/cat " +
         _folder.path() +
         "/status)\"\n"
@@ -523,7 +536,7 @@ TEST_F(FirewallWithAProgram, TheListingIsAskedForHiddenMatches) {
         "[{\"xt\": {\"type\": \"match\", \"name\": \"conntrack\"}}, {\"accept\": null}]}}]}'\n";
     _folder.write("status", "0");
     EXPECT_EQ(state(rules), off);
-    EXPECT_EQ(readTestFile(record), "-j list ruleset\n-a list ruleset\n");
+    EXPECT_EQ(readTestFile(record + "-a"), "-a list ruleset\n");
     _folder.write("status", "1");
     EXPECT_EQ(state(rules), unknown);
 }
