@@ -295,23 +295,30 @@ std::int64_t integerValue(std::string_view text) {
 }
 
 std::weak_ordering compareNumerically(std::string_view left, std::string_view right) {
-    while (!left.empty() && !right.empty()) {
-        if (isDigit(left.front()) && isDigit(right.front())) {
-            const std::string_view leftNumber = takeNumber(left);
-            const std::string_view rightNumber = takeNumber(right);
-            const auto order = compareNumbers(leftNumber, rightNumber);
-            if (order != 0) {
-                return order;
-            }
-            continue;
+    while (left != right) {
+        // What is equal, but for the number that the first difference is in.
+        const auto difference =
+            std::mismatch(left.begin(), left.end(), right.begin(), right.end()).first;
+        auto equal = static_cast<std::size_t>(difference - left.begin());
+        while (equal > 0 && isDigit(left[equal - 1])) {
+            --equal;
         }
-        if (left.front() != right.front()) {
+        left.remove_prefix(equal);
+        right.remove_prefix(equal);
+        if (left.empty() || right.empty()) {
+            return left.size() <=> right.size();
+        }
+        if (!isDigit(left.front()) || !isDigit(right.front())) {
             return compareUnits(left.front(), right.front());
         }
-        left.remove_prefix(1);
-        right.remove_prefix(1);
+        const std::string_view leftNumber = takeNumber(left);
+        const std::string_view rightNumber = takeNumber(right);
+        const auto order = compareNumbers(leftNumber, rightNumber);
+        if (order != 0) {
+            return order;
+        }
     }
-    return left.size() <=> right.size();
+    return std::weak_ordering::equivalent;
 }
 
 std::vector<std::string_view> split(std::string_view text, char separator) {

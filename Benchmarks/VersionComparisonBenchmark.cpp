@@ -18,7 +18,7 @@ namespace {
 
 using namespace vel::benchmarks;
 
-constexpr double byteLimit = 8.0;
+constexpr double byteLimit = 2.0;
 constexpr double growthLimit = 2.0;
 
 std::string versionOfComponents(std::size_t count) {
