@@ -200,11 +200,14 @@ int exitStatus(const VELValue& result, const VELValue& request, bool isStrict) {
     if (!isDeviceTrustResult(result) || result.at("pass").get<bool>()) {
         return 0;
     }
+    if (!isStrict) {
+        return 1;
+    }
     const auto outcomes = checkOutcomes(result, request);
     const bool anyFailed = std::any_of(outcomes.begin(), outcomes.end(), [](const auto& outcome) {
         return outcome.kind == Kind::fail;
     });
-    return isStrict && !anyFailed ? 3 : 1;
+    return anyFailed ? 1 : 3;
 }
 
 int worseStatus(int left, int right) {
