@@ -5,7 +5,7 @@
 
 #include <string>
 
-/// The code of the evidence that `explain` gives, alone. It costs less: what a check has read to
-/// pass is not read again.
+/// The code of the evidence that `explain` gives, alone. It costs less: of a
+/// check that passed, what it asked mostly tells the code, and no answer is read again.
 std::string evidenceCode(const VELDictionary& entry, CheckOutcome::Kind outcome,
                          const std::string& error, std::span<const VELRecordedAnswer> answers);
