@@ -45,34 +45,29 @@ VELSimulatedTaskRecord::workingPlaces() const {
 }
 
 void VELSimulatedTaskRecord::add(VELSimulatedTaskEvent event) {
-    if (keepsEvents) {
-        const std::scoped_lock lock(_mutex);
-        _events.push_back(std::move(event));
-    }
+    const std::scoped_lock lock(_mutex);
+    _events.push_back(std::move(event));
 }
 
 void VELSimulatedTaskRecord::add(std::shared_ptr<const VELSimulatedWorkingPlace> place) {
-    if (keepsEvents) {
-        const std::scoped_lock lock(_mutex);
-        _workingPlaces.push_back(std::move(place));
-    }
+    const std::scoped_lock lock(_mutex);
+    _workingPlaces.push_back(std::move(place));
 }
 
 const VELSimulatedRun* VELSimulatedTaskRecord::nextRun(const std::vector<VELSimulatedRun>& runs,
                                                        const std::vector<std::string>& command,
                                                        const std::vector<std::string>& last) {
     const std::scoped_lock lock(_mutex);
+    _isUsed.resize(runs.size());
     const auto nextAfter = [&](const std::vector<std::string>& after) {
-        std::size_t& used = _usedRuns[{command, after}];
         const VELSimulatedRun* found = nullptr;
-        std::size_t position = 0;
-        for (const VELSimulatedRun& run : runs) {
-            if (run.command != command || run.after != after) {
+        for (std::size_t index = 0; index < runs.size(); ++index) {
+            if (runs[index].command != command || runs[index].after != after) {
                 continue;
             }
-            found = &run;
-            if (position++ == used) {
-                ++used;
+            found = &runs[index];
+            if (!_isUsed[index]) {
+                _isUsed[index] = true;
                 break;
             }
         }
@@ -104,7 +99,9 @@ const std::string& VELSimulatedTask::launchPath() const {
 }
 
 void VELSimulatedTask::note(Kind kind) const {
-    _record.add({kind, _time.now(_thread), _command});
+    if (_record.keepsEvents) {
+        _record.add({kind, _time.now(_thread), _command});
+    }
 }
 
 bool VELSimulatedTask::runsNow() const {
@@ -121,7 +118,9 @@ void VELSimulatedTask::launch() {
     _thread = VELSimulatedTime::currentThread();
     ++_record.launches;
     note(Kind::launch);
-    _record.add(_place);
+    if (_record.keepsEvents) {
+        _record.add(_place);
+    }
     if (_place != nullptr && !_place->isMade) {
         throw VELTaskLaunchFailure("no working place on this machine");
     }

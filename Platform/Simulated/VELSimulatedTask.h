@@ -8,7 +8,6 @@
 #include <atomic>
 #include <cstddef>
 #include <cstdint>
-#include <map>
 #include <memory>
 #include <mutex>
 #include <optional>
@@ -130,8 +129,7 @@ private:
     mutable std::mutex _mutex;
     std::vector<VELSimulatedTaskEvent> _events;
     std::vector<std::shared_ptr<const VELSimulatedWorkingPlace>> _workingPlaces;
-    using CommandAndPredecessor = std::pair<std::vector<std::string>, std::vector<std::string>>;
-    std::map<CommandAndPredecessor, std::size_t> _usedRuns;
+    std::vector<bool> _isUsed; // of each run
 };
 
 /// A tool of a simulated machine, in the virtual time of the thread that launches it. The platform
