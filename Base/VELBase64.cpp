@@ -31,21 +31,24 @@ void takeWholeGroups(std::string_view& text, std::string& bytes) {
     const auto valueAt = [&text](std::size_t index) {
         return int{valuesOfCharacters[static_cast<unsigned char>(text[index])]};
     };
-    while (text.size() >= groupLength) {
-        const int first = valueAt(0);
-        const int second = valueAt(1);
-        const int third = valueAt(2);
-        const int fourth = valueAt(3);
+    bytes.resize(text.size() / groupLength * 3);
+    char* end = bytes.data();
+    std::size_t taken = 0;
+    for (; text.size() - taken >= groupLength; taken += groupLength) {
+        const int first = valueAt(taken);
+        const int second = valueAt(taken + 1);
+        const int third = valueAt(taken + 2);
+        const int fourth = valueAt(taken + 3);
         if ((first | second | third | fourth) < 0) {
-            return;
+            break;
         }
         const int bits = first << 18 | second << 12 | third << 6 | fourth;
-        const std::array group = {static_cast<char>(bits >> 16 & 0xFF),
-                                  static_cast<char>(bits >> 8 & 0xFF),
-                                  static_cast<char>(bits & 0xFF)};
-        bytes.append(group.data(), group.size());
-        text.remove_prefix(groupLength);
+        *end++ = static_cast<char>(bits >> 16 & 0xFF);
+        *end++ = static_cast<char>(bits >> 8 & 0xFF);
+        *end++ = static_cast<char>(bits & 0xFF);
     }
+    bytes.resize(static_cast<std::size_t>(end - bytes.data()));
+    text.remove_prefix(taken);
 }
 
 } // namespace
@@ -70,7 +73,6 @@ std::string base64Text(std::string_view bytes) {
 
 std::optional<std::string> bytesOfBase64(std::string_view text) {
     std::string bytes;
-    bytes.reserve(text.size() / groupLength * 3);
     takeWholeGroups(text, bytes);
     std::uint32_t bits = 0;
     std::size_t length = 0;

@@ -180,6 +180,9 @@ bool isASCII(std::string_view text) {
 }
 
 bool isValidUTF8(std::string_view text) {
+    if (isASCII(text)) { // most texts
+        return true;
+    }
     while (!text.empty()) {
         const CodePoint first = firstCodePoint(text);
         if (first.value < 0) {
