@@ -59,6 +59,22 @@ TEST(WhatIf, SaysWhichLineIsNoDescriptionAndCountsItNeverAsPassed) {
     EXPECT_TRUE(whatIf.answer("{}").passes());
 }
 
+TEST(WhatIf, WritesJSONAsTheLibraryDoes) {
+    const std::string request =
+        R"({"mac": [{"type": "\"\\\u0001\u007fü\u2028"}, {"type": "localFirewall"}, {}]})";
+    const WhatIf whatIf(Trial("new", request));
+    const WhatIf changed(Trial("new", request), Trial("old", versions));
+    for (const char* line :
+         {R"({"name": "\"\\\t\u007fü😀"})", R"({"name": "", "productVersion": "14.5"})", "{}",
+          R"({"\"ü\u0000": 1})", "{\"name\": \"\xFF\"}", "x"}) {
+        for (const WhatIf* tried : {&whatIf, &changed}) {
+            const std::string text = linesOf(*tried, line);
+            EXPECT_EQ(text, VELValue::parse(text).dump()) << line;
+        }
+    }
+    EXPECT_EQ(VELValue::parse(linesOf(whatIf, R"({"name": "\"ü"})")).at("name"), "\"ü");
+}
+
 TEST(WhatIf, SaysWhatChangesAgainstAnOldRequest) {
     const WhatIf stricter(Trial("new", versions), Trial("old", oldVersions));
     const auto change = [](const WhatIf& whatIf, const char* version) {

@@ -6,33 +6,46 @@
 
 #include <nlohmann/json.hpp>
 
+#include <algorithm>
 #include <utility>
 
 namespace {
 
-VELValue valueOf(const TriedRequest& tried, const Trial& trial) {
-    VELArray checks = VELValue::array();
-    for (std::size_t index = 0; index < tried.checks.size(); ++index) {
-        const TriedCheck& check = tried.checks[index];
-        VELDictionary& value = checks.emplace_back(VELValue::object());
-        value["type"] = trial.types()[index];
-        value["outcome"] = nameOf(check.outcome);
-        value["evidence"] = check.evidence.code;
-        if (check.outcome == CheckOutcome::Kind::error) {
-            value["error"] = check.error;
-        }
-    }
-    VELDictionary value = VELValue::object();
-    value["pass"] = tried.passes;
-    value["checks"] = std::move(checks);
-    return value;
+/// A text as a JSON string. Few need the JSON library for it.
+std::string quoted(const std::string& text) {
+    const bool isPlain = std::ranges::all_of(text, [](char character) {
+        return character >= ' ' && character <= '~' && character != '"' && character != '\\';
+    });
+    return isPlain ? '"' + text + '"' : vel::compactText(text);
 }
 
-VELValue changeOf(const TriedRequest& tried, const TriedRequest& old) {
-    if (tried.passes == old.passes) {
-        return nullptr;
+/// The value of "checks".
+std::string checksText(const TriedRequest& tried, const Trial& trial) {
+    std::string list;
+    for (std::size_t index = 0; index < tried.checks.size(); ++index) {
+        const TriedCheck& check = tried.checks[index];
+        list += list.empty() ? "{" : ",{";
+        if (check.outcome == CheckOutcome::Kind::error) {
+            list += R"("error":)" + quoted(check.error) + ",";
+        }
+        list += R"("evidence":)" + quoted(check.evidence.code);
+        list += R"(,"outcome":)" + quoted(nameOf(check.outcome));
+        list += R"(,"type":)" + quoted(trial.types()[index]) + "}";
     }
-    return tried.passes ? "passes now" : "fails now";
+    return "[" + list + "]";
+}
+
+/// The value of "pass".
+const char* passText(const TriedRequest& tried) {
+    return tried.passes ? "true" : "false";
+}
+
+/// The value of "change".
+const char* changeText(const TriedRequest& tried, const TriedRequest& old) {
+    if (tried.passes == old.passes) {
+        return "null";
+    }
+    return tried.passes ? R"("passes now")" : R"("fails now")";
 }
 
 } // namespace
@@ -59,18 +72,22 @@ MachineAnswer WhatIf::answer(std::string_view line) const {
     return answer;
 }
 
+// Put together here: a value of the JSON library for every machine would cost several times as
+// much. Keys stand in the order in which the library writes them.
 std::string WhatIf::text(const MachineAnswer& answer, std::size_t number) const {
-    VELDictionary value = VELValue::object();
     if (answer.failure) {
-        value["line"] = number;
-        value["error"] = *answer.failure;
-        return vel::compactText(value);
+        return R"({"error":)" + quoted(*answer.failure) + R"(,"line":)" + std::to_string(number) +
+               "}";
     }
-    value = valueOf(answer.tried, _request);
-    value["name"] = answer.name ? VELValue(*answer.name) : VELValue();
+    std::string json = "{";
     if (answer.old) {
-        value["old"] = valueOf(*answer.old, *_old);
-        value["change"] = changeOf(answer.tried, *answer.old);
+        json += std::string(R"("change":)") + changeText(answer.tried, *answer.old) + ",";
     }
-    return vel::compactText(value);
+    json += R"("checks":)" + checksText(answer.tried, _request);
+    json += R"(,"name":)" + (answer.name ? quoted(*answer.name) : "null");
+    if (answer.old) {
+        json += R"(,"old":{"checks":)" + checksText(*answer.old, *_old);
+        json += std::string(R"(,"pass":)") + passText(*answer.old) + "}";
+    }
+    return json + R"(,"pass":)" + passText(answer.tried) + "}";
 }
