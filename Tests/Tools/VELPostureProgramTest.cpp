@@ -9,6 +9,7 @@
 
 #include <sys/stat.h>
 
+#include <csignal>
 #include <filesystem>
 #include <map>
 #include <set>
@@ -814,6 +815,8 @@ TEST(VELPostureProgram, AFileThatAKilledRunLeftKeepsNoOtherFromWriting) {
 }
 
 TEST(VELPostureProgram, EndsWithTheUsualStatusOfASignal) {
+    // Under nohup it is ignored, which children inherit.
+    const auto previous = std::signal(SIGHUP, SIG_DFL);
     for (const auto& [signal, status] : {std::pair("TERM", "143"), std::pair("HUP", "129")}) {
         const TemporaryFolder folder;
         const ChildProgram shell{
@@ -823,6 +826,7 @@ TEST(VELPostureProgram, EndsWithTheUsualStatusOfASignal) {
              VEL_POSTURE_PROGRAM, folder.path()}};
         EXPECT_EQ(shell.run().output, std::string(status) + "\n");
     }
+    std::signal(SIGHUP, previous);
 }
 
 // ---- output that fails
