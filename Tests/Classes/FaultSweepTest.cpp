@@ -3,11 +3,14 @@
 #include "Platform/Simulated/VELMachineDescription.h"
 #include "Tests/Support/EngineTest.h"
 #include "Tests/Support/FaultyPlatform.h"
+#include "Tests/Support/Sanitized.h"
 #include "Tests/Support/SweepSet.h"
 
 #include <gtest/gtest.h>
 #include <nlohmann/json.hpp>
 
+#include <algorithm>
+#include <map>
 #include <set>
 
 namespace {
@@ -51,6 +54,7 @@ protected:
 
 TEST_F(FaultSweep, NoFaultTurnsANoIntoAYesButThoseThatTheSystemNames) {
     std::set<std::string> turned;
+    std::map<std::string, unsigned> combinationsOf; // by question and fault
     std::size_t combinations = 0;
     for (const auto& [requestName, request] : exampleDocuments("Requests")) {
         const bool isIdentity = VELValue::parse(request).contains("identity_params");
@@ -60,8 +64,12 @@ TEST_F(FaultSweep, NoFaultTurnsANoIntoAYesButThoseThatTheSystemNames) {
             for (std::size_t position = 0; position < healthy->questions.size(); ++position) {
                 const std::string& question = healthy->questions[position];
                 for (const Fault fault : faultsOf(question)) {
-                    SCOPED_TRACE(requestName + " on " + machineName + ": " + question +
-                                 nameOf(fault) + " at " + std::to_string(position));
+                    const std::string kind = question + nameOf(fault);
+                    if (combinationsOf[kind]++ % sampleStep != 0) {
+                        continue;
+                    }
+                    SCOPED_TRACE(requestName + " on " + machineName + ": " + kind + " at " +
+                                 std::to_string(position));
                     ++combinations;
                     const auto plan = std::make_shared<FaultyPlatform::Plan>();
                     plan->position = position;
@@ -74,26 +82,28 @@ TEST_F(FaultSweep, NoFaultTurnsANoIntoAYesButThoseThatTheSystemNames) {
                     const Verdict verdict = run(machine, request, plan);
                     ASSERT_EQ(verdict.entries.size(), expected.entries.size());
                     for (const std::string& type : verdict.turnedAgainst(expected)) {
-                        turned.insert(type + ": " + question + nameOf(fault));
+                        turned.insert(type + ": " + kind);
                     }
                 }
             }
         }
     }
     RecordProperty("combinations", static_cast<int>(combinations));
-    EXPECT_GT(combinations, 1000U);
+    EXPECT_GT(combinations, 1000U / sampleStep);
     // A volume without disk object, description, media object or property is not looked at, an
     // empty mount table has no volume to fail, and a tool without output is no answer, after which
     // the stored state counts.
-    EXPECT_EQ(turned, std::set<std::string>({
-                          "fullDiskEncryption: copyDescription fails",
-                          "fullDiskEncryption: copyMedia fails",
-                          "fullDiskEncryption: diskAtMountPoint fails",
-                          "fullDiskEncryption: mountTable is empty",
-                          "fullDiskEncryption: property Role fails",
-                          "localFirewall: readOutputToEnd fails",
-                          "localFirewall: readOutputToEnd is empty",
-                      }));
+    const std::set<std::string> named = {
+        "fullDiskEncryption: copyDescription fails",  "fullDiskEncryption: copyMedia fails",
+        "fullDiskEncryption: diskAtMountPoint fails", "fullDiskEncryption: mountTable is empty",
+        "fullDiskEncryption: property Role fails",    "localFirewall: readOutputToEnd fails",
+        "localFirewall: readOutputToEnd is empty",
+    };
+    if (sampleStep == 1) {
+        EXPECT_EQ(turned, named);
+    } else {
+        EXPECT_TRUE(std::ranges::includes(named, turned)) << testing::PrintToString(turned);
+    }
 }
 
 } // namespace

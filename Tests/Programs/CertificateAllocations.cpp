@@ -6,6 +6,7 @@
 #include "Tests/Support/CertificateForge.h"
 #include "Tests/Support/CertificateWorkshop.h"
 #include "Tests/Support/Oracle.h"
+#include "Tests/Support/Sanitized.h"
 
 #include <cstdio>
 #include <cstdlib>
@@ -22,8 +23,9 @@
 #include <variant>
 #include <vector>
 
-// Every allocation of OpenSSL fails once, for each thing that is done with certificates: what must
-// fail never passes, what has an answer has that one or none, and nothing crashes.
+// Every allocation of OpenSSL (with a sanitizer, a sample of them) fails once, for each thing that
+// is done with certificates: what must fail never passes, what has an answer has that one or none,
+// and nothing crashes.
 
 namespace {
 
@@ -75,7 +77,7 @@ bool holds(const Work& work) {
     }
     const unsigned long count = allocations;
     unsigned long wrong = 0;
-    for (unsigned long number = 1; number <= count; ++number) {
+    for (unsigned long number = 1; number <= count; number += sampleStep) {
         const auto other = answerOf(work, number);
         const bool isWrong = other && *other != work.answer && *other != "refused";
         wrong += isWrong ? 1UL : 0UL;

@@ -18,3 +18,7 @@
 /// A size in bytes at which work that is not linear in its input shows. With a sanitizer, which
 /// makes everything many times slower, a tenth.
 inline constexpr std::size_t largeInput = VEL_SANITIZED != 0 ? 1'000'000 : 10'000'000;
+
+/// Of a long series of similar cases, every `sampleStep`-th is tried: all of them, but with a
+/// sanitizer one in seven.
+inline constexpr unsigned sampleStep = VEL_SANITIZED != 0 ? 7 : 1;

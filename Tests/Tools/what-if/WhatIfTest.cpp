@@ -3,6 +3,7 @@
 
 #include "Tests/Support/ChildProgram.h"
 #include "Tests/Support/KeptDocuments.h"
+#include "Tests/Support/Sanitized.h"
 #include "Tests/Support/TemporaryFolder.h"
 #include "Tools/vel-posture/ProgramFailure.h"
 #include "Tools/vel-posture/what-if/LineReader.h"
@@ -265,7 +266,7 @@ TEST(WhatIfCommand, TellsOnATerminalHowFarItIs) {
     const TemporaryFolder folder;
     ChildProgram program{.arguments = {VEL_POSTURE_PROGRAM, "what-if",
                                        folder.write("request.json", versions), "--machines", "-"}};
-    for (int line = 0; line < 20'000; ++line) {
+    for (std::size_t line = 0; line < largeInput / 500; ++line) {
         program.input += "{}\n";
     }
     program.errorStream = ChildStream::terminal;
