@@ -100,7 +100,8 @@ void handleTermination(const Behaviour& behaviour) {
     }
 }
 
-// The process left behind learns from the end of a pipe that the tool has exited.
+// The process left behind learns from the end of a pipe that the tool has exited. It holds the
+// tool's output alone: whoever waits for the end of what the tests print would wait for it, too.
 void leaveProcessBehind(double seconds) {
     int ends[2];
     if (::pipe(ends) != 0) {
@@ -109,6 +110,7 @@ void leaveProcessBehind(double seconds) {
     const pid_t process = ::fork();
     if (process == 0) {
         ::close(ends[1]);
+        ::close(STDERR_FILENO);
         char nothing = 0;
         while (::read(ends[0], &nothing, 1) < 0 && errno == EINTR) {
         }
