@@ -51,10 +51,19 @@ public:
     diskAtMountPoint(const std::string& mountPoint) const = 0;
 };
 
-/// One mounted file system. Both texts are bytes as the system gives them, without NUL.
+/// One mounted file system. All texts are bytes as the system gives them, without NUL.
 struct VELMount {
     std::string fileSystemType; ///< such as "apfs"
     std::string mountPoint;     ///< the path at which it is mounted
+    /// The device that is mounted, below "/dev/": such as "disk3s5". Empty: no device. For people:
+    /// no check looks at it.
+    std::string device = {};
+
+    /// The device of a mount whose source the system calls `source`.
+    static std::string deviceOfSource(std::string_view source) {
+        constexpr std::string_view folder = "/dev/";
+        return std::string(source.starts_with(folder) ? source.substr(folder.size()) : "");
+    }
 };
 
 /// Disks and the mount table. What an operation hands out is released when it leaves scope. Every

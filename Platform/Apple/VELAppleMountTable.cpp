@@ -28,7 +28,8 @@ std::optional<std::vector<VELMount>> vel::appleMountTable() {
     }
     std::vector<VELMount> mounts;
     for (int index = 0; index < count; ++index) {
-        mounts.push_back({textOf(entries[index].f_fstypename), textOf(entries[index].f_mntonname)});
+        mounts.push_back({textOf(entries[index].f_fstypename), textOf(entries[index].f_mntonname),
+                          VELMount::deviceOfSource(textOf(entries[index].f_mntfromname))});
     }
     return mounts;
 }

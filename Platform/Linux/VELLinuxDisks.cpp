@@ -235,7 +235,8 @@ std::optional<std::vector<VELMount>> VELLinuxDisks::mountTable() const {
     std::vector<VELMount> table;
     table.reserve(mounts->size());
     for (const VELLinuxMount& mount : *mounts) {
-        table.push_back({mount.fileSystemType, vel::validUTF8(mount.mountPoint)});
+        table.push_back({mount.fileSystemType, vel::validUTF8(mount.mountPoint),
+                         VELMount::deviceOfSource(mount.source)});
     }
     return table;
 }

@@ -80,7 +80,8 @@ std::optional<VELLinuxMount> mountInLine(std::string_view line) {
                          unescaped(fields[mountPointField]),
                          unescaped(separator[1]),
                          isReadOnly(separator[3]),
-                         *id};
+                         *id,
+                         unescaped(separator[2])};
 }
 
 } // namespace

@@ -18,6 +18,8 @@ struct VELLinuxMount {
     bool readOnly = false;
     /// The mount's own number.
     unsigned id = 0;
+    /// What is mounted, such as "/dev/vda1", "server:/path" or "tmpfs"; it may be empty.
+    std::string source = {};
 
     friend bool operator==(const VELLinuxMount&, const VELLinuxMount&) = default;
 };

@@ -201,6 +201,9 @@ public:
             for (const VELMount& mount : *answer.mounts) {
                 table.push_back({{"type", textOrBytes(mount.fileSystemType)},
                                  {"path", textOrBytes(mount.mountPoint)}});
+                if (!mount.device.empty()) {
+                    table.back()["device"] = textOrBytes(mount.device);
+                }
             }
         }
         if (isNew("the mount table", table)) {

@@ -357,6 +357,8 @@ constexpr Key<VELSimulatedMount> mountKeys[] = {
                 VELSimulatedMount& mount) { mount.fileSystemType = textOrBytes(value); }},
     {"path", [](const Described& value,
                 VELSimulatedMount& mount) { mount.mountPoint = textOrBytes(value); }},
+    {"device",
+     [](const Described& value, VELSimulatedMount& mount) { mount.device = textOrBytes(value); }},
     {"disk",
      [](const Described& value, VELSimulatedMount& mount) {
          mount.disk.emplace();

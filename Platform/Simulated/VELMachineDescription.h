@@ -16,7 +16,7 @@ namespace vel {
 ///      "preferences": {"machine": {"com.vel.deviceId": {"deviceId": "machine-7"}}, "user": {}},
 ///      "files": {"/etc/a": "text", "/etc/b": {"base64": "AAEC"}, "/etc/c": {"unreadable": true}},
 ///      "diskSession": true,
-///      "mounts": [{"type": "apfs", "path": "/",
+///      "mounts": [{"type": "apfs", "path": "/", "device": "disk3s1s1",
 ///                  "disk": {"description": {"internal": true, "protocol": "PCI", "kind": "apfs"},
 ///                           "media": {"Sealed": "No", "Role": ["Data"], "Encrypted": true,
 ///                                     "CoreStorage Encrypted": false}}}]}

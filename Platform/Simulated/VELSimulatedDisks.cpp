@@ -87,7 +87,7 @@ std::optional<std::vector<VELMount>> VELSimulatedDisks::mountTable() const {
     }
     std::vector<VELMount> table;
     for (const VELSimulatedMount& mount : *mounts) {
-        table.push_back({mount.fileSystemType, mount.mountPoint});
+        table.push_back({mount.fileSystemType, mount.mountPoint, mount.device});
     }
     return table;
 }

@@ -23,6 +23,8 @@ struct VELSimulatedMount {
     std::string fileSystemType;
     std::string mountPoint;
     std::optional<VELSimulatedDisk> disk;
+    /// As in the mount table, below "/dev/". Empty: none.
+    std::string device = {};
 };
 
 /// Disks in plain data. Counts what it is asked, and how much of what it handed out is still out.

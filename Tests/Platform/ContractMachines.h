@@ -45,7 +45,7 @@ public:
         }
     }
 
-    /// Mounts a volume on an internal SATA disk, unencrypted.
+    /// Mounts a volume on an internal SATA disk, "sda", unencrypted.
     void mountPlain(const std::string& mountPoint, const std::string& type) const {
         const auto shared = [](VELValue value) {
             return std::make_shared<const VELValue>(std::move(value));
@@ -53,7 +53,7 @@ public:
         VELSimulatedDisk disk;
         disk.description = {shared(true), shared("SATA"), shared(type)};
         disk.media = {{"Sealed", "No"}, {"Role", VELValue::array({"Data"})}, {"Encrypted", false}};
-        _mac.disks.mounts->push_back({type, mountPoint, disk});
+        _mac.disks.mounts->push_back({type, mountPoint, disk, "sda"});
     }
     void mountWithoutDisk(const std::string& mountPoint, const std::string& type) const {
         _mac.disks.mounts->push_back({type, mountPoint, std::nullopt});
@@ -210,12 +210,12 @@ public:
     void setUnreadableFile(const std::string& path) {
         std::filesystem::create_directories(_root.path() + path);
     }
-    /// Mounts a volume on an internal SATA disk, unencrypted.
+    /// Mounts a volume on an internal SATA disk, "sda", unencrypted.
     void mountPlain(const std::string& mountPoint, const std::string& type) {
-        _volumes.mount("8:0", escaped(mountPoint), type);
+        _volumes.mount("8:0", escaped(mountPoint), type, "rw", "/dev/sda");
     }
     void mountWithoutDisk(const std::string& mountPoint, const std::string& type) {
-        _volumes.mount("0:40", escaped(mountPoint), type);
+        _volumes.mount("0:40", escaped(mountPoint), type, "rw", "server:/dev/a");
     }
     void loseMountTable() { _volumes.writeMountInfo("lost\n"); }
 

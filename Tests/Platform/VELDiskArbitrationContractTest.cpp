@@ -10,7 +10,7 @@ protected:
 };
 TYPED_TEST_SUITE(DiskArbitrationContract, ContractMachines, ContractMachineNames);
 
-TYPED_TEST(DiskArbitrationContract, TheMountTableKeepsItsOrderTypesAndBytes) {
+TYPED_TEST(DiskArbitrationContract, TheMountTableKeepsItsOrderTypesDevicesAndBytes) {
     this->machine.mountPlain("/", "ext4");
     this->machine.mountWithoutDisk("/net work", "nfs");
     this->machine.mountPlain("/Öl", "xfs");
@@ -18,10 +18,13 @@ TYPED_TEST(DiskArbitrationContract, TheMountTableKeepsItsOrderTypesAndBytes) {
     ASSERT_EQ(table.size(), 3U);
     EXPECT_EQ(table[0].mountPoint, "/");
     EXPECT_EQ(table[0].fileSystemType, "ext4");
+    EXPECT_EQ(table[0].device, "sda");
     EXPECT_EQ(table[1].mountPoint, "/net work");
     EXPECT_EQ(table[1].fileSystemType, "nfs");
+    EXPECT_EQ(table[1].device, "");
     EXPECT_EQ(table[2].mountPoint, "/Öl");
     EXPECT_EQ(table[2].fileSystemType, "xfs");
+    EXPECT_EQ(table[2].device, "sda");
 }
 
 TYPED_TEST(DiskArbitrationContract, AMountTableThatCannotBeReadIsAbsent) {

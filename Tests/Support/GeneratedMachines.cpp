@@ -170,6 +170,8 @@ VELValue GeneratedMachines::mount() {
     VELValue mount = {{"type", oneOf(parsed(R"(["apfs", "devfs", {"base64": "/w=="}])"))},
                       {"path", oneOf(parsed(R"(["/", "/System/Volumes/Data", "/Volumes/Anna",
                                   {"base64": "L/8="}])"))}};
+    mount.update(withChance(chance(1, 3), "device",
+                            oneOf(parsed(R"(["disk3s5", "mapper/a", {"base64": "/w=="}])"))));
     if (chance(3, 4)) {
         VELValue disk = VELValue::object();
         if (chance(7, 8)) {

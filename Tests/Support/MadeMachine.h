@@ -62,10 +62,10 @@ public:
 
     /// Mounts what is at `number`, in the mount table's own escapes.
     void mount(std::string_view number, std::string_view mountPoint, std::string_view type,
-               std::string_view options = "rw") {
+               std::string_view options = "rw", std::string_view source = "source") {
         _mountInfo += "30 1 " + std::string(number) + " / " + std::string(mountPoint) +
-                      " rw,relatime shared:1 - " + std::string(type) + " source " +
-                      std::string(options) + "\n";
+                      " rw,relatime shared:1 - " + std::string(type) + " " + std::string(source) +
+                      " " + std::string(options) + "\n";
         writeMountInfo(_mountInfo);
     }
 

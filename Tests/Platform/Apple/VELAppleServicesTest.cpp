@@ -223,13 +223,14 @@ TEST_F(VELAppleDisksTest, WithoutTheServiceThereIsNoSession) {
 
 TEST_F(VELAppleDisksTest, TextsOfTheMountTableEndWithTheirArrays) {
     described().disks.mounts = {{std::string(16, 't'), std::string(2000, 'p'), std::nullopt},
-                                {"apfs", "/", std::nullopt}};
+                                {"apfs", "/", std::nullopt, std::string(2000, 'd')}};
     const auto table = platform().diskArbitration().mountTable().value();
     ASSERT_EQ(table.size(), 2U);
     EXPECT_EQ(table[0].fileSystemType, std::string(16, 't'));
     EXPECT_EQ(table[0].mountPoint, std::string(1024, 'p'));
     EXPECT_EQ(table[1].fileSystemType, "apfs");
     EXPECT_EQ(table[1].mountPoint, "/");
+    EXPECT_EQ(table[1].device, std::string(1024 - 5, 'd')) << "behind /dev/";
 }
 
 TEST_F(VELAppleDisksTest, TheMountTableIsFreed) {

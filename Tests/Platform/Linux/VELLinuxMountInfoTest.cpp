@@ -22,20 +22,20 @@ VELLinuxMount mountIn(std::string_view text) {
 
 TEST(LinuxMountInfo, ALineIsAMount) {
     EXPECT_EQ(mountIn("36 35 98:12 /mnt1 /mnt2 rw,noatime master:1 - ext3 /dev/root rw,errors=x\n"),
-              (VELLinuxMount{98, 12, "/mnt2", "ext3", false, 36}));
+              (VELLinuxMount{98, 12, "/mnt2", "ext3", false, 36, "/dev/root"}));
 }
 
 TEST(LinuxMountInfo, OptionalFieldsAreAnyNumber) {
     for (const char* optional : {"", "shared:2 ", "shared:2 master:1 ",
                                  "shared:2 master:1 propagate_from:3 unbindable "}) {
         EXPECT_EQ(mountIn("1 2 8:1 / /a rw " + std::string(optional) + "- ext4 /dev/sda1 rw\n"),
-                  (VELLinuxMount{8, 1, "/a", "ext4", false, 1}));
+                  (VELLinuxMount{8, 1, "/a", "ext4", false, 1, "/dev/sda1"}));
     }
 }
 
 TEST(LinuxMountInfo, TheLastLineNeedsNoEnd) {
     EXPECT_EQ(mountIn("1 2 8:1 / /a rw - ext4 /dev/sda1 rw"),
-              (VELLinuxMount{8, 1, "/a", "ext4", false, 1}));
+              (VELLinuxMount{8, 1, "/a", "ext4", false, 1, "/dev/sda1"}));
 }
 
 TEST(LinuxMountInfo, AnEmptyTextListsNone) {
@@ -43,7 +43,8 @@ TEST(LinuxMountInfo, AnEmptyTextListsNone) {
 }
 
 TEST(LinuxMountInfo, KeepsTheOrder) {
-    const Mounts expected = {{0, 22, "/proc", "proc", false, 2}, {8, 1, "/", "ext4", false, 1}};
+    const Mounts expected = {{0, 22, "/proc", "proc", false, 2, "proc"},
+                             {8, 1, "/", "ext4", false, 1, "d"}};
     EXPECT_EQ(mountsInMountInfo("2 1 0:22 / /proc rw - proc proc rw\n1 0 8:1 / / rw - ext4 d rw\n"),
               expected);
 }
@@ -75,8 +76,9 @@ TEST(LinuxMountInfo, WhatIsNoEscapeStands) {
     }
 }
 
-TEST(LinuxMountInfo, TypesAreUnescapedToo) {
+TEST(LinuxMountInfo, TypesAndSourcesAreUnescapedToo) {
     EXPECT_EQ(mountIn("1 2 0:40 / /a rw - fuse.my\\040fs src rw\n").fileSystemType, "fuse.my fs");
+    EXPECT_EQ(mountIn("1 2 0:40 / /a rw - cifs //a/my\\040share rw\n").source, "//a/my share");
 }
 
 TEST(LinuxMountInfo, ASourceMayBeEmptyOrADash) {
@@ -84,12 +86,12 @@ TEST(LinuxMountInfo, ASourceMayBeEmptyOrADash) {
     EXPECT_EQ(mountIn("1 2 0:40 / /a rw - tmpfs  rw\n"),
               (VELLinuxMount{0, 40, "/a", "tmpfs", false, 1}));
     EXPECT_EQ(mountIn("1 2 0:40 / /a rw - tmpfs - ro\n"),
-              (VELLinuxMount{0, 40, "/a", "tmpfs", true, 1}));
+              (VELLinuxMount{0, 40, "/a", "tmpfs", true, 1, "-"}));
 }
 
 TEST(LinuxMountInfo, OptionsOfAFileSystemMayHoldSpaces) {
     EXPECT_EQ(mountIn("1 2 0:40 / /a rw - odd src rw,name=a b - c\n"),
-              (VELLinuxMount{0, 40, "/a", "odd", false, 1}));
+              (VELLinuxMount{0, 40, "/a", "odd", false, 1, "src"}));
 }
 
 TEST(LinuxMountInfo, NumbersAreOf32Bits) {

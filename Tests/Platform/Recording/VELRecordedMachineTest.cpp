@@ -79,16 +79,18 @@ TEST(RecordedMachine, EveryAnswerHasItsPlace) {
 TEST(RecordedMachine, AMountHasTheDiskFoundAtItsPath) {
     EXPECT_EQ(
         descriptionOf(
-            {MountTable{{{{"apfs", "/"}, {"\xFF", "/\xFF"}, {"apfs", "/bare"}}}}, Disk{"/", true},
+            {MountTable{{{{"apfs", "/", "disk3s1"}, {"\xFF", "/\xFF", "\xFF"}, {"apfs", "/bare"}}}},
+             Disk{"/", true},
              DiskDescription{"/", VELDiskDescription{shared(true), nullptr, shared(nullptr)}},
              DiskMedia{"/", true}, MediaProperty{"/", "Encrypted", false},
              MediaProperty{"/", "Sealed", {}}, DiskMedia{"/", true}, Disk{"/bare", true},
              DiskDescription{"/bare", {}}, DiskMedia{"/bare", false}}),
         json(R"({"mounts": [
-                  {"type": "apfs", "path": "/", "disk": {
+                  {"type": "apfs", "path": "/", "device": "disk3s1", "disk": {
                       "description": {"internal": true, "kind": null},
                       "media": {"Encrypted": false}}},
-                  {"type": {"base64": "/w=="}, "path": {"base64": "L/8="}},
+                  {"type": {"base64": "/w=="}, "path": {"base64": "L/8="},
+                   "device": {"base64": "/w=="}},
                   {"type": "apfs", "path": "/bare", "disk": {}}]})"));
     EXPECT_EQ(descriptionOf({MountTable{}}), json(R"({"mounts": null})"));
     EXPECT_EQ(errorOf({MountTable{{{{"apfs", "/"}}}}, Disk{"/a", true}}),

@@ -61,7 +61,8 @@ struct Line {
     std::string operator()(const MountTable& answer) const {
         std::string line = answer.mounts ? "mounts" : "mounts (absent)";
         for (const VELMount& mount : answer.mounts.value_or(std::vector<VELMount>())) {
-            line += " " + mount.fileSystemType + ":" + mount.mountPoint;
+            line += " " + mount.fileSystemType + ":" + mount.mountPoint +
+                    (mount.device.empty() ? "" : ":" + mount.device);
         }
         return line;
     }
@@ -183,7 +184,7 @@ TEST_F(RecordingPlatform, KeepsDisks) {
     disk.description.emplace();
     disk.description->volumeKind = std::make_shared<const VELValue>("apfs");
     disk.media = {{"Encrypted", true}};
-    mac->disks.mounts = {{"apfs", "/", disk}, {"nfs", "/net", std::nullopt}};
+    mac->disks.mounts = {{"apfs", "/", disk, "disk3s1"}, {"nfs", "/net", std::nullopt}};
     {
         const auto session = platform.diskArbitration().createSession();
         EXPECT_EQ(platform.diskArbitration().mountTable()->size(), 2U);
@@ -199,7 +200,7 @@ TEST_F(RecordingPlatform, KeepsDisks) {
     mac->disks.sessionAvailable = false;
     EXPECT_EQ(platform.diskArbitration().createSession(), nullptr);
     EXPECT_EQ(platform.diskArbitration().mountTable(), std::nullopt);
-    EXPECT_EQ(lines(), Lines({"session yes", "mounts apfs:/ nfs:/net", "disk / yes",
+    EXPECT_EQ(lines(), Lines({"session yes", "mounts apfs:/:disk3s1 nfs:/net", "disk / yes",
                               "description / (absent) (absent) \"apfs\"", "media / yes",
                               "property / Encrypted true", "property / Role (absent)",
                               "disk /net no", "session no", "mounts (absent)"}));

@@ -224,13 +224,16 @@ TEST(MachineDescription, AMountIsWhatItsDiskSays) {
             "description": {"internal": true, "protocol": "PCI", "kind": "apfs"},
             "media": {"Sealed": "No", "Role": ["Data"], "Encrypted": true,
                       "CoreStorage Encrypted": false}}},
-        {"type": "devfs", "path": "/dev"}, {"path": "/bare", "disk": {}},
+        {"type": "devfs", "path": "/dev"},
+        {"path": "/bare", "disk": {}, "device": "disk3s1"},
         {"disk": {"description": {}, "media": {}}}]})");
     const auto table = machine->diskArbitration().mountTable().value();
     ASSERT_EQ(table.size(), 4U);
     EXPECT_EQ(table[0].fileSystemType, "apfs");
     EXPECT_EQ(table[1].mountPoint, "/dev");
+    EXPECT_EQ(table[1].device, "");
     EXPECT_EQ(table[2].fileSystemType, "");
+    EXPECT_EQ(table[2].device, "disk3s1");
     EXPECT_EQ(table[3].mountPoint, "");
 
     const auto session = machine->diskArbitration().createSession();

@@ -196,6 +196,31 @@ TEST_F(Explain, NamesTheVolumesThatAreNotEncrypted) {
                           "cannot be read");
 }
 
+TEST_F(Explain, NamesTheDevicesOfVolumes) {
+    platform->disks.mounts.emplace();
+    const auto mountFrom = [&](const std::string& device, const std::string& path,
+                               bool isEncrypted) {
+        mount(path, true, isEncrypted);
+        platform->disks.mounts->back().device = device;
+    };
+    mountFrom("vda1", "/", false);
+    mountFrom("vdb", "/srv", true);
+    EXPECT_EQ(why(disks), "volume-not-encrypted: / (apfs on vda1) is not encrypted; "
+                          "1 other volume in scope is; no status file");
+    platform->disks.mounts->front().device = "a\n\xFF";
+    EXPECT_EQ(why(disks), "volume-not-encrypted: / (apfs on a\\n�) is not encrypted; "
+                          "1 other volume in scope is; no status file");
+    platform->disks.mounts->erase(platform->disks.mounts->begin());
+    mount("/Volumes/Stick", false, false);
+    platform->disks.mounts->back().device = "sdb1";
+    EXPECT_EQ(why(disks), "volumes-encrypted: encrypted: 1 volume in scope; not in scope: "
+                          "/Volumes/Stick (apfs on sdb1 over SATA) is external");
+    // Which of them the disk is, is not known.
+    mountFrom("vda3", "/srv", false);
+    EXPECT_EQ(why(disks), "volume-not-encrypted: /srv (apfs over SATA) is not encrypted; /srv "
+                          "(apfs over SATA) is not encrypted; no status file");
+}
+
 TEST_F(Explain, CountsTheCertificatesThatWereCompared) {
     const std::string ofABC = "a9993e364706816aba3e25717850c26c9cd0d89d";
     EXPECT_EQ(why(certificate(ofABC)), "keychain-empty: the keychains hold no certificate at all");

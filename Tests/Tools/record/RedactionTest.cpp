@@ -192,6 +192,22 @@ TEST_F(Redaction, NumbersUnusualMountPoints) {
     EXPECT_EQ(std::get<DiskMedia>(answers[2].answer).mountPoint, "/");
 }
 
+TEST_F(Redaction, KeepsNamesOfDevicesThatAreTheSystems) {
+    std::vector<VELMount> mounts;
+    for (const char* device :
+         {"", "disk3s1s1", "nvme0n1p2", "dm-0", "mapper/annas--laptop-root", "vg/anna",
+          "disk/by-label/Anna", "//server/share", "server:/path", "Anna", "anna@server", "\xFF"}) {
+        mounts.push_back({"apfs", "/", device});
+    }
+    const auto answers = redactedAnswers({MountTable{mounts}}, "{}");
+    std::vector<std::string> devices;
+    for (const VELMount& mount : std::get<MountTable>(answers[0].answer).mounts.value()) {
+        devices.push_back(mount.device);
+    }
+    EXPECT_EQ(devices, (std::vector<std::string>{"", "disk3s1s1", "nvme0n1p2", "dm-0", "", "", "",
+                                                 "", "", "", "", ""}));
+}
+
 TEST_F(Redaction, KeepsTheStateOfTheStatusFileAlone) {
     const auto contents = [](const char* bytes) {
         return std::get<FileContents>(

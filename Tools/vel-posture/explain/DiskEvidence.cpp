@@ -19,6 +19,7 @@ namespace {
 struct Volume {
     std::string mountPoint;
     std::string fileSystemType;
+    std::string device; // empty where more than one file system is mounted: the disk is of one
     bool hasDisk = false;
     VELDiskDescription description = {};
     std::map<std::string, std::optional<VELValue>, std::less<>> properties = {};
@@ -77,16 +78,20 @@ const char* nameOf(State state) {
 std::vector<Volume> volumesIn(Answers answers) {
     std::vector<Volume> volumes;
     std::vector<VELMount> mounts;
+    std::map<std::string, std::size_t> mountsAt;
     for (const VELRecordedAnswer& each : answers) {
         if (const auto* table = std::get_if<MountTable>(&each.answer)) {
             mounts = table->mounts.value_or(std::vector<VELMount>());
             std::erase_if(
                 mounts, [](const VELMount& mount) { return !vel::isValidUTF8(mount.mountPoint); });
+            for (const VELMount& mount : mounts) {
+                ++mountsAt[mount.mountPoint];
+            }
         } else if (const auto* disk = std::get_if<Disk>(&each.answer)) {
             const std::size_t index = volumes.size();
-            volumes.push_back({disk->mountPoint,
-                               index < mounts.size() ? mounts[index].fileSystemType : "",
-                               disk->isMade});
+            const VELMount mount = index < mounts.size() ? mounts[index] : VELMount();
+            volumes.push_back({disk->mountPoint, mount.fileSystemType,
+                               mountsAt[disk->mountPoint] == 1 ? mount.device : "", disk->isMade});
         } else if (const auto* description = std::get_if<DiskDescription>(&each.answer)) {
             if (!volumes.empty()) {
                 volumes.back().description =
@@ -105,18 +110,23 @@ std::string textOf(const std::shared_ptr<const VELValue>& value) {
     return value != nullptr && value->is_string() ? value->get<std::string>() : "";
 }
 
-/// "/ (ext4 over SATA)".
+/// "/ (ext4 on sda1)". The bus stands for a device that is not known, and says why one is external.
 std::string shown(const Volume& volume) {
-    std::string type = textOf(volume.description.volumeKind);
-    if (type.empty()) {
-        type = vel::validUTF8(volume.fileSystemType);
+    std::string text = textOf(volume.description.volumeKind);
+    if (text.empty()) {
+        text = vel::validUTF8(volume.fileSystemType);
+    }
+    if (!volume.device.empty()) {
+        text += " on " + volume.device;
     }
     const std::string bus = textOf(volume.description.deviceProtocol);
-    return printable(volume.mountPoint) + " (" + printable(type) +
-           (bus.empty() ? "" : " over " + printable(bus)) + ")";
+    if (!bus.empty() && (volume.device.empty() || !FileVault::isInternal(volume.description))) {
+        text += " over " + bus;
+    }
+    return printable(volume.mountPoint) + " (" + printable(text) + ")";
 }
 
-/// "/ (ext4 over SATA) is not encrypted".
+/// "/ (ext4 on sda1) is not encrypted".
 std::string problemOf(const Volume& volume) {
     for (const char* name : {"Encrypted", "CoreStorage Encrypted"}) {
         const auto property = volume.property(name);

@@ -105,6 +105,16 @@ std::optional<std::string> redactedStatusFile(const std::string& bytes) {
     return propertyList(statePath, state->get<std::string>());
 }
 
+/// Names such as "disk3s5" and "dm-0" are the system's. Others may say whose machine it is:
+/// "mapper/annas--laptop-root", "//server/anna".
+std::string redactedDevice(const std::string& device) {
+    const bool isOfTheSystem = std::ranges::all_of(device, [](char character) {
+        return (character >= 'a' && character <= 'z') || (character >= '0' && character <= '9') ||
+               character == '-';
+    });
+    return isOfTheSystem ? device : "";
+}
+
 std::string fingerprintOf(const std::string& certificate) {
     std::string text;
     for (const char byte : vel::x509::sha1(certificate)) {
@@ -133,6 +143,7 @@ public:
         if (answer.mounts) {
             for (VELMount& mount : *answer.mounts) {
                 mount.mountPoint = redactedMountPoint(mount.mountPoint);
+                mount.device = redactedDevice(mount.device);
             }
         }
         return true;

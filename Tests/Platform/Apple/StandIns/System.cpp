@@ -58,6 +58,8 @@ int getmntinfo_r_np(struct statfs** mounts, int flags) {
     for (std::size_t index = 0; index < described->size(); ++index) {
         setText(entries[index].f_fstypename, (*described)[index].fileSystemType);
         setText(entries[index].f_mntonname, (*described)[index].mountPoint);
+        const std::string& device = (*described)[index].device;
+        setText(entries[index].f_mntfromname, device.empty() ? "map auto_home" : "/dev/" + device);
     }
     *mounts = entries;
     return static_cast<int>(described->size());

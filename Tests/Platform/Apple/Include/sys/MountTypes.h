@@ -9,6 +9,7 @@
 struct statfs {
     char f_fstypename[MFSTYPENAMELEN];
     char f_mntonname[1024];
+    char f_mntfromname[1024];
 };
 
 // NOLINTEND
