@@ -10,8 +10,18 @@
 #include <nlohmann/json.hpp>
 #undef _json
 
-// Instantiated in PrecompiledJSON.cpp alone: most of what a source without optimization takes. With
-// it the compiler instantiates what it inlines.
+#include <string>
+
+// Instantiated in PrecompiledJSON.cpp alone, values and the reader of text: most of what a source
+// without optimization takes. With it the compiler instantiates what it inlines.
 #ifndef __OPTIMIZE__
 extern template class nlohmann::basic_json<>;
+extern template class nlohmann::detail::lexer<
+    nlohmann::json, nlohmann::detail::iterator_input_adapter<const char*>>;
+extern template class nlohmann::detail::lexer<
+    nlohmann::json, nlohmann::detail::iterator_input_adapter<std::string::const_iterator>>;
+extern template class nlohmann::detail::parser<
+    nlohmann::json, nlohmann::detail::iterator_input_adapter<const char*>>;
+extern template class nlohmann::detail::parser<
+    nlohmann::json, nlohmann::detail::iterator_input_adapter<std::string::const_iterator>>;
 #endif
