@@ -92,11 +92,7 @@ TEST_F(RecordAndReplay, EveryExampleIsAnsweredTheSame) {
 }
 
 TEST_F(RecordAndReplay, GeneratedMachinesAreAnsweredTheSame) {
-#ifdef __OPTIMIZE__
     constexpr unsigned machines = 2'500;
-#else
-    constexpr unsigned machines = 1'000; // 2,500 take half a minute
-#endif
     constexpr unsigned requestsPerMachine = 4;
     constexpr unsigned kept = 200;
     for (unsigned seed = 0; seed < machines && !HasFailure(); seed += sampleStep) {
