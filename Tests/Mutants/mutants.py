@@ -7,8 +7,8 @@ Usage: mutants.py SOURCE BUILD [--count N [--seed N]] [--files FILE...] [--suite
 Each mistake, a mutant, is switched on at run time by its number in VEL_MUTANT. A first run notes
 which suites reach which mutant; then each mutant meets its suites, the fast ones first, until one
 fails. FILEs are parts of names such as Base/ or VELText.cpp. With --count a seed chooses N.
-BUILD is a finished build with the tests; what is made is in BUILD/mutants. The code of the program
-and of the helpers' main functions stays as it is, because the tests run those as processes.
+BUILD is a finished build with the tests; what is made is in BUILD/mutants. The helpers that tests
+run as processes have the mutants, too; the program that they run stays as it is.
 
 explained.txt, beside this file, says of mutants that no test can find why that is: a line as it is
 printed here, without its number, and below it, indented, the reason.
@@ -45,6 +45,7 @@ inline bool isOn(int number) {
 }
 #define MUTANT(number) (::mutants::isOn(number))
 """
+ENDINGS = ("killed", "ran too long", "lived", "is explained")
 BOUNDARY = {" < ": " <= ", " <= ": " < ", " > ": " >= ", " >= ": " > "}
 
 
@@ -154,19 +155,20 @@ class Source:
         path.parent.mkdir(parents=True, exist_ok=True)
         path.write_text(f'#include "mutants.h"\n#line 1 "{self.name}"\n{text}', encoding="utf-8")
 
-    def drop(self, lines):
-        """Leaves out the edits in lines that the compiler does not take; whether there were any."""
-        kept = []
+    def keep(self, isWanted):
+        """Leaves out the edits that are not wanted; whether there were any."""
+        kept = [edit for edit in self.edits if isWanted(edit)]
         for edit in self.edits:
-            span = range(self.text.count("\n", 0, edit[0]) + 1,
-                         self.text.count("\n", 0, edit[1]) + 2)
-            if lines.isdisjoint(span):
-                kept.append(edit)
-            else:
+            if edit not in kept:
                 for number in edit[3]:
                     del self.mutants[number]
         dropped, self.edits = len(kept) < len(self.edits), kept
         return dropped
+
+    def drop(self, lines):
+        """Leaves out the edits in lines that the compiler does not take; whether there were any."""
+        return self.keep(lambda edit: lines.isdisjoint(range(
+            self.text.count("\n", 0, edit[0]) + 1, self.text.count("\n", 0, edit[1]) + 2)))
 
 
 def compile_mutants(source, folder, entries, build):
@@ -191,18 +193,40 @@ def compile_mutants(source, folder, entries, build):
 
 
 def link(program, objects, folder, build):
-    """Links a test program with the mutants' objects."""
-    command = subprocess.run(["ninja", "-t", "commands", f"Tests/{program}"], cwd=build, check=True,
+    """Links a program with the mutants' objects, at its place below the folder."""
+    command = subprocess.run(["ninja", "-t", "commands", program], cwd=build, check=True,
                              capture_output=True, text=True).stdout.splitlines()[-1]
     command = command.split(" && ")[1]
     words = [objects.get(word, word) for word in command.split()]
-    words[words.index("-o") + 1] = str(folder / program)
-    archived = [new for old, new in objects.items() if new not in words and "Helpers" in old]
+    made = folder / program
+    made.parent.mkdir(parents=True, exist_ok=True)
+    words[words.index("-o") + 1] = str(made)
+    archived = [new for old, new in objects.items() if "vel_linux_tools.dir" in old]
     subprocess.run(" ".join([*words[:words.index("-o")], *archived, *words[words.index("-o"):]]),
                    shell=True, cwd=build, check=True)
-    listed = subprocess.run([folder / program, "--gtest_list_tests"], check=True,
-                            capture_output=True, text=True).stdout
-    return [(str(folder / program), name) for name in re.findall(r"^(\S+)\.(?:\s.*)?$", listed, re.M)]
+    return made
+
+
+def compile_support(database, folder, build):
+    """Compiles what tells the tests where the helpers are, for those with the mutants."""
+    objects = {}
+    for entry in database:
+        source = Path(build, entry["file"])
+        if "vel_test_support.dir/" in entry["output"] and source.suffix == ".cpp" \
+                and "VEL_LINUX_TOOLS_DIRECTORY" in source.read_text(encoding="utf-8"):
+            target = folder / "objects" / entry["output"]
+            target.parent.mkdir(parents=True, exist_ok=True)
+            command = re.sub(r" -MD .*? -o \S+", "", entry["command"])
+            command = command.replace(f"{build}/libexec/", f"{folder}/libexec/")
+            subprocess.run(f"{command} -o {target}", shell=True, cwd=build, check=True)
+            objects[entry["output"]] = str(target)
+    return objects
+
+
+def suites_of(program):
+    listed = subprocess.run([program, "--gtest_list_tests"], check=True, capture_output=True,
+                            text=True).stdout
+    return [(str(program), name) for name in re.findall(r"^(\S+)\.(?:\s.*)?$", listed, re.M)]
 
 
 def run_suites(program, names, build, environment, seconds):
@@ -269,21 +293,32 @@ def main():
     entries = {}
     for entry in database:
         name = os.path.relpath(os.path.join(build, entry["file"]), root)
-        library = "linux_tools" if name.startswith("Helpers/") else "(described_|apple_)?objects"
-        if re.search(f"vel_{library}.dir/", entry["output"]) and \
+        output = r"Linux/CMakeFiles/[\w-]+" if name.startswith("Helpers/") else \
+            "vel_(described_|apple_)?objects"
+        if re.search(output + r"\.dir/", entry["output"]) and \
                 any(part in name for part in options.files):
             entries.setdefault(name, []).append(entry)
     numbers = iter(range(1, 100000))
     sources = [Source(root, name, numbers) for name in sorted(entries)]
     for source in sources:
         source.mutate()
+    every = sorted(number for source in sources for number in source.mutants)
+    chosen = set(every)
+    if options.count:
+        chosen = set(random.Random(options.seed).sample(every, min(options.count, len(every))))
+        for source in sources:
+            source.keep(lambda edit: not chosen.isdisjoint(edit[3]))
+    sources = [source for source in sources if source.edits]
     objects = {}
-    with concurrent.futures.ThreadPoolExecutor(os.cpu_count()) as pool:
+    with concurrent.futures.ThreadPoolExecutor(len(os.sched_getaffinity(0))) as pool:
         for made in pool.map(lambda source: compile_mutants(source, folder, entries[source.name],
                                                             build), sources):
             objects.update(made)
-        suites = [suite for program in ("vel_tests", "vel_thread_tests")
-                  for suite in link(program, objects, folder, build)
+        for tool in sorted(build.glob("libexec/vel_device_trust/*")):
+            link(os.path.relpath(tool, build), objects, folder, build)
+        objects.update(compile_support(database, folder, build))
+        suites = [suite for program in ("Tests/vel_tests", "Tests/vel_thread_tests")
+                  for suite in suites_of(link(program, objects, folder, build))
                   if re.search(options.suites, suite[1])]
         reached = list(pool.map(lambda suite: reach(suite, build, folder), suites))
         for (_, name), found in zip(suites, reached):
@@ -291,23 +326,24 @@ def main():
                 print(f"{name} fails without a mutant, and is left out", flush=True)
         reached = sorted(filter(None, reached))
         mutants = {number: place for source in sources for number, place in source.mutants.items()}
-        chosen = sorted(mutants)
-        if options.count:
-            chosen = sorted(random.Random(options.seed).sample(
-                chosen, min(options.count, len(chosen))))
-        print(f"{len(mutants)} mutants, {len(chosen)} are tried, {len(reached)} suites", flush=True)
+        chosen = sorted(chosen.intersection(mutants))  # the compiler has not taken the others
+        print(f"{len(every)} mutants, {len(chosen)} are tried, {len(reached)} suites", flush=True)
         known = set().union(*(numbers for _, numbers, _ in reached))
         reasons = explained()
-        counts = {"killed": 0, "ran too long": 0, "lived": 0, "is explained": 0}
+        counts = {}
         for number, ending in zip(chosen, pool.map(lambda it: outcome(it, reached, build), chosen)):
             name, line, kind, text = mutants[number]
             if ending == "lived" and f"{name}: {kind}: {text}" in reasons:
                 ending = "is explained"
-            counts[ending] += 1
+            of_folder = counts.setdefault(os.path.dirname(name), dict.fromkeys(ENDINGS, 0))
+            of_folder[ending] += 1
             if ending in ("lived", "ran too long"):
                 print(f"{name}:{line}: {kind}{'' if number in known else ', not reached'}: {text}"
                       f"{'' if ending == 'lived' else ' (ran too long)'}", flush=True)
-    print(", ".join(f"{count} {ending}" for ending, count in counts.items()))
+    counts["in all"] = {ending: sum(of_folder[ending] for of_folder in counts.values())
+                        for ending in ENDINGS}
+    for folder, endings in counts.items():
+        print(f"{folder}: " + ", ".join(f"{count} {ending}" for ending, count in endings.items()))
 
 
 if __name__ == "__main__":
