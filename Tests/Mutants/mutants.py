@@ -8,7 +8,7 @@ Each mistake, a mutant, is switched on at run time by its number in VEL_MUTANT. 
 which suites reach which mutant; then each mutant meets its suites, the fast ones first, until one
 fails. FILEs are parts of names such as Base/ or VELText.cpp. With --count a seed chooses N.
 BUILD is a finished build with the tests; what is made is in BUILD/mutants. The helpers that tests
-run as processes have the mutants, too; the program that they run stays as it is.
+run as processes have the mutants, too; the code of the program that they run stays as it is.
 
 explained.txt, beside this file, says of mutants that no test can find why that is: a line as it is
 printed here, without its number, and below it, indented, the reason.
@@ -81,6 +81,7 @@ class Source:
 
     def add(self, start, kind):
         number = next(self.numbers)
+        start += len(self.text[start:]) - len(self.text[start:].lstrip())
         self.mutants[number] = (self.name, self.text.count("\n", 0, start) + 1, kind,
                                 self.text[start:self.text.find("\n", start)].strip())
         return number
@@ -201,23 +202,25 @@ def link(program, objects, folder, build):
     made = folder / program
     made.parent.mkdir(parents=True, exist_ok=True)
     words[words.index("-o") + 1] = str(made)
-    archived = [new for old, new in objects.items() if "vel_linux_tools.dir" in old]
+    archived = [new for old, new in objects.items()
+                if "vel_linux_tools.dir" in old and "libvel_linux_tools.a" in command]
     subprocess.run(" ".join([*words[:words.index("-o")], *archived, *words[words.index("-o"):]]),
                    shell=True, cwd=build, check=True)
     return made
 
 
-def compile_support(database, folder, build):
-    """Compiles what tells the tests where the helpers are, for those with the mutants."""
+def compile_paths(database, folder, build):
+    """Compiles what tells the tests where programs are, for those with the mutants."""
     objects = {}
     for entry in database:
         source = Path(build, entry["file"])
-        if "vel_test_support.dir/" in entry["output"] and source.suffix == ".cpp" \
-                and "VEL_LINUX_TOOLS_DIRECTORY" in source.read_text(encoding="utf-8"):
+        if re.match(r"Tests/CMakeFiles/vel_\w+\.dir/.*\.cpp\.o$", entry["output"]) and \
+                re.search("VEL_(LINUX_TOOLS_DIRECTORY|TASK_HOST)", source.read_text("utf-8")):
             target = folder / "objects" / entry["output"]
             target.parent.mkdir(parents=True, exist_ok=True)
             command = re.sub(r" -MD .*? -o \S+", "", entry["command"])
-            command = command.replace(f"{build}/libexec/", f"{folder}/libexec/")
+            for program in ("libexec/", "Tests/task-host"):
+                command = command.replace(f"{build}/{program}", f"{folder}/{program}")
             subprocess.run(f"{command} -o {target}", shell=True, cwd=build, check=True)
             objects[entry["output"]] = str(target)
     return objects
@@ -254,18 +257,21 @@ def reach(suite, build, folder):
 
 
 def outcome(number, reached, build):
-    """Whether a mutant lived, was killed or ran too long; the fast suites run first, in one process."""
-    groups = {}
+    """Whether a mutant lived, was killed or ran too long. The fast suites run first, in one process,
+    then the others, one by one."""
+    groups, ending = {}, "lived"
     for seconds, numbers, (program, name) in reached:
         if number in numbers:
-            group = groups.setdefault((seconds > 2, program), [10, []])
-            group[0] += 5 * seconds
+            group = groups.setdefault((seconds if seconds > 2 else 0, program), [10, []])
+            group[0] += 3 * seconds
             group[1].append(name)
     for (_, program), (seconds, names) in sorted(groups.items()):
         status = run_suites(program, names, build, {"VEL_MUTANT": str(number)}, seconds)
-        if status != 0:
-            return "ran too long" if status == "too long" else "killed"
-    return "lived"
+        if status == "too long":
+            ending = "ran too long"
+        elif status != 0:
+            return "killed"
+    return ending
 
 
 def explained():
@@ -314,9 +320,9 @@ def main():
         for made in pool.map(lambda source: compile_mutants(source, folder, entries[source.name],
                                                             build), sources):
             objects.update(made)
-        for tool in sorted(build.glob("libexec/vel_device_trust/*")):
-            link(os.path.relpath(tool, build), objects, folder, build)
-        objects.update(compile_support(database, folder, build))
+        for program in [build / "Tests/task-host", *build.glob("libexec/vel_device_trust/*")]:
+            link(os.path.relpath(program, build), objects, folder, build)
+        objects.update(compile_paths(database, folder, build))
         suites = [suite for program in ("Tests/vel_tests", "Tests/vel_thread_tests")
                   for suite in suites_of(link(program, objects, folder, build))
                   if re.search(options.suites, suite[1])]
