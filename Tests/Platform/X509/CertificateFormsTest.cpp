@@ -268,10 +268,15 @@ public:
     }
 
     static std::string evaluated(const std::string& leaf, const std::string& middle,
-                                 const std::string& root) {
+                                 const std::string& root, const std::string& other = {},
+                                 bool isOtherFirst = false) {
         VELSimulatedKeychain keychain;
         keychain.date = vel::momentOfText("2030-01-01T00:00:00Z");
         keychain.certificateList = {middle};
+        if (!other.empty()) {
+            auto& list = keychain.certificateList;
+            list.insert(isOtherFirst ? list.begin() : list.end(), other);
+        }
         keychain.identityList.push_back({.certificate = leaf});
         const VELSimulatedCertificates certificates(keychain);
         const auto anchor = certificates.parseCertificate(root);
@@ -565,6 +570,7 @@ TEST(CertificateFrame, HasNoMoreAndNoFewerParts) {
          },
          Form::noCertificate},
         {"no key", [](auto& draft) { draft.publicKey = "\x30\x00"s; }, Form::noCertificate},
+        {"no part for a key", [](auto& draft) { draft.publicKey = ""; }, Form::noCertificate},
         {"a key with unused bits",
          [](auto& draft) { draft.publicKey.at(draft.publicKey.find("\x03\x42"s + '\0') + 2) = 4; },
          Form::noCertificate},
@@ -636,6 +642,49 @@ TEST(CertificateForms, OfOneThatIsThereTwice) {
     Chain chain;
     chain.leaf.extensions = usage + usage;
     EXPECT_EQ(chain.evaluated(), failed(-67903, quoted("Leaf") + standards));
+    chain.leaf.extensions = usage + extensionOf("2.5.29.14", "\x04\x01\x01") + usage;
+    EXPECT_EQ(chain.evaluated(), failed(-67903, quoted("Leaf") + standards)) << "another between";
+}
+
+TEST(CertificateForms, OfPolicyConstraintsWithAnEmptyNumberIsReadHereAlone) {
+    Chain chain;
+    chain.leaf.extensions = extensionOf("2.5.29.36", "\x30\x02\x80\x00"s);
+    EXPECT_EQ(chain.evaluated(), failed(-67835, quoted("Leaf") + standards));
+}
+
+TEST(CertificateForms, OfAnAccessDescriptionIsAMethodAndALocation) {
+    const std::string description =
+        objectIdentifier("1.2.3.4") + der::element(der::contextPrimitive(6), "http://a.example");
+    Chain chain;
+    for (const auto& [rest, verdict] :
+         {std::pair(""s, "trusted"s),
+          std::pair("\x05\x00"s, failed(-67618, quoted("Leaf") + standards))}) {
+        chain.leaf.extensions = extensionOf(
+            "1.3.6.1.5.5.7.1.1",
+            der::element(der::sequence, der::element(der::sequence, description + rest)));
+        EXPECT_EQ(chain.evaluated(), verdict);
+    }
+}
+
+TEST(CertificateForms, AnIssuerThatOpenSSLCannotReadIsNone) {
+    Chain chain;
+    chain.middle.issuer = "\x30\x04\x31\x02\x30\x05"s;
+    EXPECT_EQ(chain.evaluated(), failed(-25318, quoted("Leaf") + " certificate is not trusted"));
+}
+
+/// Two certificates of one authority, with one key: the reason is that of the chain to the anchor.
+TEST(CertificateForms, TheReasonIsThatOfAChainToTheAnchor) {
+    Chain chain;
+    CertificateDraft other = chain.middle;
+    other.issuer = nameOf("Nobody");
+    chain.middle.extensions += extensionOf("1.2.3.4", "", asCritical);
+    for (const bool isFirst : {true, false}) {
+        EXPECT_EQ(Chain::evaluated(
+                      chain.leaf.madeBy(Chain::middleKey()), chain.middle.madeBy(Chain::rootKey()),
+                      chain.root.madeBy(Chain::rootKey()), other.madeBy(Chain::rootKey()), isFirst),
+                  failed(-67603, quoted("Middle") + standards))
+            << isFirst;
+    }
 }
 
 TEST(CertificateForms, AnIssuerWithoutAnyUsageMayNotSign) {
@@ -716,6 +765,11 @@ TEST(NameConstraints, PermitAndExcludeNamesOfTheirForm) {
     }
 }
 
+TEST(NameConstraints, RefuseANetworkAddressOfAnotherLength) {
+    const std::string tree = subtree(network, std::string(16, '\0'));
+    EXPECT_EQ(named(network, std::string(8, '\0'), constraints(tree, "")), refusedName);
+}
+
 TEST(NameConstraints, RefuseAnAddressWithTwoHosts) {
     const std::string tree = subtree(mail, "example.com");
     EXPECT_EQ(named(mail, "a@b@example.com", constraints(tree, "")), refusedName);
@@ -755,6 +809,8 @@ TEST(NameConstraints, OfAnUnsupportedFormMatterToCriticalOnesAndPermittedNames) 
     // What cannot be compared hides nothing beside it.
     EXPECT_EQ(named(host, "example.com", constraints("", tree + subtree(host, "example.com"))),
               refusedName);
+    EXPECT_EQ(named(host, "example.com", constraints(tree, ""), asCritical),
+              failed(-67689, quoted("Middle") + standards));
     Chain both;
     both.middle.extensions +=
         extensionOf("2.5.29.30", constraints("", tree + subtree(host, "example.com")));
@@ -843,6 +899,9 @@ TEST(NameConstraints, OfVeryManyNamesAreRefusedByTheirName) {
     chain.middle.extensions = extensionOf("2.5.29.19", trueConstraints) +
                               extensionOf("2.5.29.30", constraints("", trees + subtree(host, "c")));
     EXPECT_EQ(chain.evaluated(), refusedName) << "one subtree more";
+    chain.middle.extensions = extensionOf("2.5.29.19", trueConstraints) +
+                              extensionOf("2.5.29.30", constraints(trees + subtree(host, "c"), ""));
+    EXPECT_EQ(chain.evaluated(), refusedName) << "one permitted subtree more";
 }
 
 // Changed bytes

@@ -250,6 +250,8 @@ TEST(DERReader, ReadsBooleansAndNumbers) {
     EXPECT_EQ(der::unsignedValue("\x00"s), 0U);
     EXPECT_EQ(der::unsignedValue("\x7F"s), 127U);
     EXPECT_EQ(der::unsignedValue("\x00\x80"s), 128U);
+    EXPECT_EQ(der::unsignedValue("\x01\x00"s), 256U);
+    EXPECT_EQ(der::unsignedValue("\x01\x80"s), 384U);
     EXPECT_EQ(der::unsignedValue("\x00\xFF\xFF\xFF\xFF"s), 0xFFFFFFFFU);
     for (const std::string& content :
          {""s, "\x80"s, "\x00\x7F"s, "\x01\x00\x00\x00\x00"s, "\x00\x80\x00\x00\x00\x00"s}) {
