@@ -1,6 +1,7 @@
 // SPDX-License-Identifier: Apache-2.0
 #include "Tests/Helpers/Linux/ToolRun.h"
 
+#include <algorithm>
 #include <csignal>
 #include <cstdlib>
 #include <fcntl.h>
@@ -23,14 +24,28 @@ std::vector<char*> pointers(const std::vector<std::string>& texts) {
     return result;
 }
 
+/// The variables in `changes`, and those of this process that have another name.
+std::vector<std::string> environmentWith(const std::vector<std::string>& changes) {
+    std::vector<std::string> variables = changes;
+    for (char** entry = environ; *entry != nullptr; ++entry) {
+        const std::string variable = *entry;
+        const std::string name = variable.substr(0, variable.find('=') + 1);
+        if (std::ranges::none_of(
+                changes, [&name](const auto& change) { return change.starts_with(name); })) {
+            variables.push_back(variable);
+        }
+    }
+    return variables;
+}
+
 pid_t spawn(const std::vector<std::string>& command, const std::vector<std::string>& environment,
             const posix_spawn_file_actions_t& actions) {
     const auto arguments = pointers(command);
-    const auto variables = pointers(environment);
+    const auto environmentTexts = environmentWith(environment);
+    const auto variables = pointers(environmentTexts);
     pid_t processID = -1;
-    const int problem =
-        ::posix_spawnp(&processID, command.front().c_str(), &actions, nullptr, arguments.data(),
-                       environment.empty() ? environ : variables.data());
+    const int problem = ::posix_spawnp(&processID, command.front().c_str(), &actions, nullptr,
+                                       arguments.data(), variables.data());
     if (problem != 0) {
         throw std::runtime_error("cannot run " + command.front());
     }

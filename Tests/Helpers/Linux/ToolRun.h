@@ -19,9 +19,9 @@ struct ToolRun {
     }
 };
 
-/// Runs a program (found on the PATH when it has no slash) to its end, in `folder`, with
-/// `environment` ("NAME=value") and with the file `third` open as its descriptor 3, made if it is
-/// not there, when they are not empty.
+/// Runs a program (found on the PATH when it has no slash) to its end, in `folder` and with the
+/// file `third` open as its descriptor 3, made if it is not there, when they are not empty. Its
+/// environment is that of the test with the changes in `environment` ("NAME=value").
 ToolRun runProgram(const std::vector<std::string>& command, const std::string& folder = {},
                    const std::vector<std::string>& environment = {}, const std::string& third = {});
 
