@@ -14,6 +14,7 @@
 //     chat                 prints a line to standard output; it has no token
 //     linger               leaves a program running that keeps standard output; it has no token
 //     large                has a token with 100 certificates of a million bytes
+//     sensitive            has a token that tells nothing of what it holds
 //     anything else        fails
 
 namespace {
@@ -21,6 +22,7 @@ namespace {
 constexpr CK_ULONG certificateCount = 100;
 constexpr CK_ULONG certificateSize = 1'000'000;
 bool hasToken = false;
+bool isSensitive = false; // it tells nothing of its objects
 CK_ULONG searched = 0;
 
 void leaveProgramRunning() {
@@ -56,7 +58,8 @@ CK_RV initialize(void*) {
         leaveProgramRunning();
         return CKR_OK;
     }
-    hasToken = fault == "large";
+    isSensitive = fault == "sensitive";
+    hasToken = isSensitive || fault == "large";
     return hasToken ? CKR_OK : CKR_DEVICE_ERROR;
 }
 
@@ -106,6 +109,10 @@ CK_RV findObjectsFinal(CK_SESSION_HANDLE) {
 }
 
 CK_RV getAttributeValue(CK_SESSION_HANDLE, CK_OBJECT_HANDLE, CK_ATTRIBUTE* attribute, CK_ULONG) {
+    if (isSensitive) {
+        attribute->ulValueLen = CK_UNAVAILABLE_INFORMATION;
+        return CKR_ATTRIBUTE_SENSITIVE;
+    }
     attribute->ulValueLen = attribute->type == CKA_VALUE ? certificateSize : 1;
     if (attribute->pValue != nullptr) {
         std::memset(attribute->pValue, 'x', attribute->ulValueLen);

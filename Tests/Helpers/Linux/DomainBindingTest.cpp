@@ -151,6 +151,15 @@ TEST(DomainBinding, InDoubtNothingIsPrinted) {
     EXPECT_EQ(shown(bus.address()), nothing) << "no list of realms";
 }
 
+TEST(DomainBinding, WithoutTheLibraryOfTheBusNothingIsPrinted) {
+    const PrivateBus bus;
+    const TestFolder folder;
+    folder.write("libsystemd.so.0", "no library");
+    EXPECT_EQ(runProgram({toolProgram("domain-binding"), "-show", "-xml", "--bus", bus.address()},
+                         {}, {"LD_LIBRARY_PATH=" + folder.path()}),
+              nothing);
+}
+
 TEST(DomainBinding, SaysWhyItPrintsNothing) {
     const auto why = [](const std::string& bus) {
         return runProgram({toolProgram("domain-binding"), "-show", "-xml", "--bus", bus, "--why"});

@@ -75,6 +75,7 @@ TEST(FirewallHiddenMatches, TheListingShowsTheirConditions) {
 
 TEST(FirewallHiddenMatches, WhatIsShownOtherwiseIsUnknown) {
     EXPECT_EQ(ofLine("ttl", "ip ttl gt 0 accept"), unknown);
+    EXPECT_EQ(ofLine("ttl", "jump match ttl accept"), unknown) << "no match of an extension";
 }
 
 TEST(FirewallHiddenMatches, WhatIsNotShownStaysHidden) {

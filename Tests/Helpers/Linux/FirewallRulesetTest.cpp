@@ -396,6 +396,7 @@ TEST(FirewallRuleset, VerdictMapsAreFollowed) {
                       {chain("c"), rule("c", accept)}),
               letIn);
     EXPECT_EQ(ofRules(closed, {states(R"(["new", {"continue": null}])") + ", " + accept}), letIn);
+    EXPECT_EQ(ofRules(open, {states(R"(["new", {"continue": null}])") + ", " + drop}), refused);
     EXPECT_EQ(ofRules(closed, {states(established) + ", " + accept}), refused);
     EXPECT_EQ(ofRules(closed, {states("5")}), letIn);
     EXPECT_EQ(ofRules(closed, {vmap(payload("tcp", "dport"),
@@ -455,6 +456,10 @@ TEST(FirewallRuleset, TranslatedPortsCountAsOpen) {
         EXPECT_EQ(ofRules(closed, {}, translating(some + target)), refused) << target;
     }
     EXPECT_EQ(ofRules(closed, {}, translating(accept)), refused);
+    const std::string acceptMany =
+        vmap(payload("tcp", "dport"), R"({"set": [[)" + ports(1, 700) + R"(, {"accept": null}]]})");
+    EXPECT_EQ(ofRules(closed, {}, translating(acceptMany + R"(, {"redirect": null})")), refused)
+        << "accepted, a packet leaves the rule";
     EXPECT_EQ(
         ofRules(closed, {jump("c")},
                 {chain("p", translation), rule("p", jump("c")), chain("c"), rule("c", accept)}),

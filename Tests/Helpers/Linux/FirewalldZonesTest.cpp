@@ -113,9 +113,12 @@ TEST_F(FirewalldZones, AZoneOfPublicSourcesCounts) {
 }
 
 TEST_F(FirewalldZones, ManyOpenPortsLetIn) {
-    _zones["public"]["ports"] = Pairs{{"8000-8600", "tcp"}, {"1000-1600", "udp"}};
+    // With those of the services, 655 of each: one in a hundred of all ports.
+    _zones["public"]["ports"] = Pairs{{"8000-8653", "tcp"}, {"1000-1653", "udp"}};
     EXPECT_EQ(refuses(), true);
-    _zones["public"]["ports"] = Pairs{{"8000-8700", "tcp"}};
+    _zones["public"]["ports"] = Pairs{{"8000-8654", "tcp"}, {"1000-1653", "udp"}};
+    EXPECT_EQ(refuses(), false);
+    _zones["public"]["ports"] = Pairs{{"8000-8653", "tcp"}, {"1000-1654", "udp"}};
     EXPECT_EQ(refuses(), false);
     _zones["public"]["ports"] = Pairs{{"1025-65535", "udp"}};
     EXPECT_EQ(refuses(), false);

@@ -50,6 +50,7 @@ TEST(ProcessStat, RefusesWhatIsNoRecord) {
     EXPECT_FALSE(vel::parseProcessStat(record("name", 'S', 0, "250 -1")));
     EXPECT_FALSE(vel::parseProcessStat(record("name", 'S', 0, "0 0", 1, "x")));
     EXPECT_FALSE(vel::parseProcessStat(record("name", 'S', 0, "250 99999999999999999999")));
+    EXPECT_FALSE(vel::parseProcessStat(whole.substr(0, whole.find(" 1 0 12345"))));
 }
 
 TEST(ProcessStat, AZombieWithLivingThreadsHasNotEnded) {
@@ -156,6 +157,16 @@ TEST(ProcessListing, FitsThePipeOfAHostThatReadsItAtTheEnd) {
     EXPECT_EQ(task.terminationStatus(), 0);
     const auto output = task.readOutputToEnd({});
     EXPECT_EQ(output, vel::processListing(proc.path()));
+}
+
+TEST(ProcessListing, FitsAPipeThatItJustFills) {
+    std::array<int, 2> ends{};
+    ASSERT_EQ(::pipe2(ends.data(), O_CLOEXEC), 0);
+    const VELDescriptor reader(ends[0]);
+    const VELDescriptor writer(ends[1]);
+    const int capacity = ::fcntl(writer.get(), F_GETPIPE_SZ);
+    EXPECT_TRUE(vel::fitsPipe(writer.get(), static_cast<std::size_t>(capacity)));
+    EXPECT_EQ(::fcntl(writer.get(), F_GETPIPE_SZ), capacity);
 }
 
 TEST(ProcessListing, ThatFitsNoPipeIsAFailureAtOnce) {

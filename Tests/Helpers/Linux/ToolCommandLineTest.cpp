@@ -113,6 +113,33 @@ bool hasEnded(const std::string& processID) {
     return stat.empty() || stat.find(") Z ") != std::string::npos;
 }
 
+/// Leaves other bytes than zeros where the next function's variables will be.
+[[gnu::noinline]] void fillStack() {
+    volatile unsigned char bytes[4096]; // NOLINT: filled below
+    for (volatile unsigned char& byte : bytes) {
+        byte = 0xFF;
+    }
+}
+
+TEST(EndingQuietly, LetsTheAlarmThroughAndNoOtherSignal) {
+    sigset_t blocked;
+    sigset_t before;
+    sigset_t after;
+    ::sigemptyset(&blocked);
+    for (const int signal : {SIGALRM, SIGHUP, SIGTERM, SIGUSR1}) {
+        ::sigaddset(&blocked, signal);
+    }
+    ::sigprocmask(SIG_BLOCK, &blocked, &before);
+    fillStack();
+    vel::endQuietlyAfter(0, nullptr); // never
+    ::sigprocmask(SIG_SETMASK, &before, &after);
+    ::signal(SIGALRM, SIG_DFL);
+    EXPECT_EQ(::sigismember(&after, SIGALRM), 0);
+    for (const int signal : {SIGHUP, SIGTERM, SIGUSR1}) {
+        EXPECT_EQ(::sigismember(&after, signal), 1) << signal;
+    }
+}
+
 TEST(HelperPrograms, EndWithTheProgramThatStartedThem) {
     const TestFolder folder;
     const std::string numbers = folder.path() + "/processes";

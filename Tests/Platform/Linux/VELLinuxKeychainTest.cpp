@@ -209,6 +209,10 @@ TEST_F(FaultyModule, ThatHoldsMoreThanOneWantsToKeepIsAFailingStatus) {
     EXPECT_EQ(statusWith("large"), -2070);
 }
 
+TEST_F(FaultyModule, WhatMayNotBeReadIsLeftOut) {
+    EXPECT_EQ(statusWith("sensitive"), -25300);
+}
+
 TEST_F(FaultyModule, ThatCannotBeLoadedIsAFailingStatus) {
     EXPECT_EQ(statusOf(keychainOfModule("/nonexistent/module.so", testDate)), -2070);
     EXPECT_EQ(statusOf(keychainOfModule("/dev/null", testDate)), -2070);
