@@ -12,6 +12,7 @@
 #include "Tests/Support/TemporaryFolder.h"
 
 #include <atomic>
+#include <cerrno>
 #include <chrono>
 #include <csignal>
 #include <cstdlib>
@@ -20,6 +21,8 @@
 #include <fstream>
 #include <gtest/gtest.h>
 #include <limits>
+#include <sys/wait.h>
+#include <unistd.h>
 
 namespace {
 
@@ -329,6 +332,23 @@ TEST(SpawnFlags, AreAdded) {
     EXPECT_EQ(::posix_spawnattr_getflags(&attributes, &flags), 0);
     EXPECT_EQ(flags, POSIX_SPAWN_SETPGROUP | POSIX_SPAWN_SETSIGMASK);
     ::posix_spawnattr_destroy(&attributes);
+}
+
+TEST(ProcessHandle, TellsWhetherASignalWasSent) {
+    const pid_t child = ::fork();
+    if (child == 0) {
+        while (true) {
+            ::pause();
+        }
+    }
+    const VELDescriptor handle = vel::child::openHandle(child);
+    errno = 0;
+    EXPECT_TRUE(vel::child::sendSignal(handle, SIGKILL));
+    int status = 0;
+    EXPECT_EQ(::waitpid(child, &status, 0), child);
+    EXPECT_TRUE(WIFSIGNALED(status));
+    EXPECT_TRUE(vel::child::sendSignal(handle, SIGKILL)) << "it needs none any more";
+    EXPECT_FALSE(vel::child::sendSignal(VELDescriptor(), SIGKILL));
 }
 
 TEST_P(VELPOSIXTaskTest, ATaskThatIsNeverLaunchedHasNothing) {

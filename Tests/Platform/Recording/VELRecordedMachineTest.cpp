@@ -192,6 +192,10 @@ TEST(RecordedMachine, AToolThatWasAskedToEndEndsAsItDid) {
     // By the clock of the recording it ran past its time-out, by the check's it did not.
     EXPECT_EQ(runAfter([](ToolRun& run) { run.runningTime = 10s; }),
               json(R"({"seconds": 10.0, "ignoresTermination": true})"));
+    EXPECT_EQ(runAfter([](ToolRun& run) { run.runningTime = 1s; }),
+              json(R"({"seconds": 1.0, "ignoresTermination": true})"));
+    EXPECT_EQ(runAfter([](ToolRun& run) { run.runningTime = 999ms; }),
+              json(R"({"seconds": 0.999})"));
     EXPECT_EQ(errorOf({ToolRun{.command = {"/a", "b"}}}), "a run of /a did not come to its end");
 }
 
