@@ -48,7 +48,7 @@ if(VEL_BUILD_FUZZERS)
 endif()
 
 # Compiles the headers once, for all sources of the target and of those that share them. It hides
-# includes that are missing, so the packages are built without.
+# includes that are missing, so the library's packages are built without.
 function(vel_precompile_headers target)
     if(VEL_PRECOMPILE_HEADERS)
         target_precompile_headers(${target} PRIVATE ${ARGN})

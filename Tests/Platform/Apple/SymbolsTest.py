@@ -21,8 +21,8 @@ C_LIBRARY = set("""
     abort atoi close dladdr dlopen faccessat fcntl floor free freelocale fstat kill ldexp localeconv
     malloc memchr memcmp memcpy memmove memset modf newlocale open pipe poll pthread_atfork
     pthread_mutex_lock pthread_mutex_unlock pthread_once pow read realloc sigemptyset sigfillset
-    snprintf stat strchr strcmp strlen strncmp strnlen strtod strtod_l strtol strtoll strtoull
-    uselocale write""".split())
+    snprintf stat strchr strcmp strlen strncmp strnlen strtod strtod_l strtof strtol strtold strtoll
+    strtoull uselocale write""".split())
 
 # What compilers and the C++ library put there themselves.
 RUNTIME = re.compile(r"_GLOBAL_OFFSET_TABLE_|_Unwind_\w+|__cxa_\w+|__dso_handle|__dynamic_cast|"
