@@ -571,6 +571,11 @@ TEST(CertificateFrame, HasNoMoreAndNoFewerParts) {
          Form::noCertificate},
         {"no key", [](auto& draft) { draft.publicKey = "\x30\x00"s; }, Form::noCertificate},
         {"no part for a key", [](auto& draft) { draft.publicKey = ""; }, Form::noCertificate},
+        {"something behind a key",
+         [](auto& draft) {
+             draft.publicKey = der::element(der::sequence, draft.publicKey.substr(2) + "\x05\x00"s);
+         },
+         Form::noCertificate},
         {"a key with unused bits",
          [](auto& draft) { draft.publicKey.at(draft.publicKey.find("\x03\x42"s + '\0') + 2) = 4; },
          Form::noCertificate},
