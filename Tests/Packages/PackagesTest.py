@@ -87,6 +87,13 @@ class Packages(unittest.TestCase):
         for name in ("python3-vel-device-trust", "vel-device-trust-doc"):
             self.assertEqual(field(self.files[name], "Architecture"), "all")
 
+    def test_Checksums(self):
+        for name, file in self.files.items():
+            control = self.root / f"control of {name}"
+            run("dpkg-deb", "--control", file, control)
+            run("md5sum", "--check", "--quiet", control / "md5sums", folder=self.root)
+            self.assertNotRegex((control / "md5sums").read_text(encoding="utf-8"), "  /", name)
+
     def test_SymbolsOfTheLibrary(self):
         control = self.root / "control"
         run("dpkg-deb", "--control", self.files["libvel-device-trust1"], control)
