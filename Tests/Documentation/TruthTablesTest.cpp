@@ -11,8 +11,8 @@
 #include "Tests/Support/EngineTest.h"
 #include "Tests/Support/PropertyListText.h"
 #include "Tests/Support/RecordingLogger.h"
-#include "Tools/vel-posture/CommandLine.h"
-#include "Tools/vel-posture/OptionTable.h"
+#include "Tests/Support/RegularExpression.h"
+#include "Tests/Tools/DescribedCommands.h"
 #include "Tools/vel-posture/check/PrometheusReport.h"
 #include "Tools/vel-posture/check/ResultReport.h"
 #include "Tools/vel-posture/explain/ExplainedEntry.h"
@@ -28,7 +28,6 @@
 #include <map>
 #include <memory>
 #include <optional>
-#include <regex>
 #include <set>
 #include <sstream>
 #include <stdexcept>
@@ -425,18 +424,18 @@ TEST_F(AdministratorPages, NameEveryCheckIdentityValueCommandAndOption) {
     EXPECT_EQ(firstColumnOf(table({"Name", "Value"})),
               (std::set<std::string>{kMacSerialNumberKey, kDeviceIDKey}));
 
-    CommandLine commandLine;
-    const auto program = makeOptionTable(commandLine);
     std::set<std::string> commands;
     std::set<std::string> options = {"REQUEST"};
-    for (const CLI::App* command : program->get_subcommands({})) {
-        commands.insert(command->get_name());
-        for (const CLI::Option* option : command->get_options()) {
-            if (!option->get_lnames().empty() && option != command->get_help_ptr()) {
-                options.insert("--" + option->get_lnames().front());
-            }
+    for (const auto& [name, command] : describedCommands()) {
+        if (name.empty()) {
+            continue;
+        }
+        commands.insert(name);
+        for (const auto& [option, value] : command.options) {
+            options.insert(option);
         }
     }
+    options.erase("--help");
     EXPECT_EQ(firstColumnOf(table({"Command", "What it does"})), commands);
     EXPECT_EQ(firstColumnOf(table({"Option", "What it does"})), options);
 }
@@ -455,13 +454,7 @@ TEST_F(AdministratorPages, NameEveryMetric) {
     run.result = VELValue::parse(R"({"checks": [{"type": "x", "pass": true}], "pass": true,
         "metrics": {"total_ms": 1, "details": [{"check": {"total_ms": 1}}]}})");
     const std::string report = prometheusReport({run});
-    std::set<std::string> names;
-    const std::regex heading("# TYPE ([a-z_]+) ");
-    for (std::sregex_iterator match(report.begin(), report.end(), heading), end; match != end;
-         ++match) {
-        names.insert((*match)[1]);
-    }
-    EXPECT_EQ(firstColumnOf(table({"Metric", "Value"})), names);
+    EXPECT_EQ(firstColumnOf(table({"Metric", "Value"})), firstGroups(report, "# TYPE ([a-z_]+) "));
 }
 
 TEST_F(AdministratorPages, StatusesAreThoseOfTheProgram) {
@@ -469,14 +462,7 @@ TEST_F(AdministratorPages, StatusesAreThoseOfTheProgram) {
     for (const Row& row : table({"Status", "`check`, `identity`", "`lint`", "`doctor`"}).rows) {
         statuses.insert(row.front());
     }
-    CommandLine commandLine;
-    const std::string help = makeOptionTable(commandLine)->get_footer();
-    std::set<std::string> helped;
-    const std::regex status("^  ([0-9]+)  ", std::regex::multiline);
-    for (std::sregex_iterator match(help.begin(), help.end(), status), end; match != end; ++match) {
-        helped.insert((*match)[1]);
-    }
-    EXPECT_EQ(statuses, helped);
+    EXPECT_EQ(statuses, statusesInHelp());
 }
 
 void removeDurations(VELValue& result) {
@@ -495,7 +481,7 @@ TEST_F(AdministratorPages, RequestsRunAndGiveTheResultsThatFollow) {
         textOfFile(std::string(VEL_SOURCE_DIRECTORY) + "/Examples/Machines/compliant.json"),
         &problem);
     ASSERT_NE(mac, nullptr) << problem;
-    const std::regex misuse("Unknown posture check type.*|Required parameter.*");
+    const std::string misuse = "Unknown posture check type.*|Required parameter.*";
     std::set<std::string> types;
     VELValue answer;
     VELValue documented;
@@ -523,7 +509,7 @@ TEST_F(AdministratorPages, RequestsRunAndGiveTheResultsThatFollow) {
         if (value.contains("mac")) {
             for (const VELValue& entry : answer["checks"]) {
                 types.insert(entry["type"].get<std::string>());
-                EXPECT_FALSE(std::regex_match(entry.value("error", ""), misuse))
+                EXPECT_FALSE(matchesWhole(entry.value("error", ""), misuse))
                     << code.place << ": " << entry;
             }
         }
@@ -600,12 +586,10 @@ void AdministratorPages::provokeTrustErrors() {
 }
 
 /// A documented text as an expression: words in capitals match any text.
-std::regex expressionOf(const std::string& text) {
-    static const std::regex special(R"([.*+?^${}()|\[\]\\])");
-    static const std::regex placeholder(
-        R"(\b(TYPE|PARAMETER|PATH|REASON|STATUS|DETAIL|N|NAME|UNIT|SUMMARY)\b)");
-    const std::string escaped = std::regex_replace(text, special, R"(\$&)");
-    return std::regex(std::regex_replace(escaped, placeholder, ".+"));
+std::string expressionOf(const std::string& text) {
+    return replacedAll(escapedForExpression(text),
+                       R"(\b(TYPE|PARAMETER|PATH|REASON|STATUS|DETAIL|N|NAME|UNIT|SUMMARY)\b)",
+                       ".+");
 }
 
 /// Every documented text is one of the texts, and every text is documented.
@@ -613,15 +597,9 @@ void expectSameTexts(const MarkdownTable& table, const std::set<std::string>& te
     std::set<std::string> documented;
     for (const Row& row : table.rows) {
         const std::string text = codeOfCell(row.front());
-        const std::regex expression = expressionOf(text);
-        bool occurs = false;
-        for (const std::string& each : texts) {
-            if (std::regex_match(each, expression)) {
-                documented.insert(each);
-                occurs = true;
-            }
-        }
-        EXPECT_TRUE(occurs) << "the library does not say: " << text;
+        std::set<std::string> matching = matchingTexts(texts, expressionOf(text));
+        EXPECT_FALSE(matching.empty()) << "the library does not say: " << text;
+        documented.merge(matching);
     }
     EXPECT_EQ(documented, texts) << "some are not documented";
 }
@@ -633,15 +611,14 @@ TEST_F(AdministratorPages, QuotesEveryErrorOfACheckWordForWord) {
     provokeTrustErrors();
     expectSameTexts(table({"Error", "When"}), provoked);
 
-    std::set<int> codes;
-    const std::regex ownError("Error: Error Domain=com\\.vel\\.posturecheck Code=(\\d+) .*");
+    std::string log;
     for (const LogLine& line : logger->take()) {
-        std::smatch match;
-        if (std::regex_match(line.message, match, ownError)) {
-            codes.insert(std::stoi(match[1]));
-        }
+        log += '\n' + line.message;
     }
-    EXPECT_EQ(codes, (std::set<int>{0, 1, 2, 3, 5, 6, 7, 8, 11})) << "a code was not provoked";
+    const auto codes =
+        firstGroups(log, "\nError: Error Domain=com\\.vel\\.posturecheck Code=(\\d+) ");
+    EXPECT_EQ(codes, (std::set<std::string>{"0", "1", "2", "3", "5", "6", "7", "8", "11"}))
+        << "a code was not provoked";
 }
 
 TEST_F(AdministratorPages, QuotesEveryErrorResultWordForWord) {
@@ -670,7 +647,7 @@ std::string sourcesIn(const std::vector<std::string>& folders) {
             sources += textOfFile(file.path());
         }
     }
-    return std::regex_replace(sources, std::regex("\"\\s*\n\\s*\""), "");
+    return replacedAll(sources, "\"\\s*\n\\s*\"", "");
 }
 
 /// Codes may be put together of a beginning and an end.
@@ -683,10 +660,7 @@ TEST_F(AdministratorPages, NameCodesOfReasonsThatExist) {
     ASSERT_EQ(pages.tables.size(), 2U);
     unsigned count = 0;
     for (const Row& row : pages.tables.at(1).rows) {
-        const std::regex code("`([a-z0-9-]+)`");
-        for (std::sregex_iterator match(row.front().begin(), row.front().end(), code), end;
-             match != end; ++match) {
-            const std::string name = (*match)[1];
+        for (const std::string& name : firstGroups(row.front(), "`([a-z0-9-]+)`")) {
             bool exists = isLiteral(name);
             for (std::size_t dash = name.find('-'); dash != std::string::npos && !exists;
                  dash = name.find('-', dash + 1)) {

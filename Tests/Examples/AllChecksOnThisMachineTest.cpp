@@ -1,6 +1,7 @@
 // SPDX-License-Identifier: Apache-2.0
 #include "Platform/VELPlatform.h"
 #include "Tests/Support/EngineTest.h"
+#include "Tests/Support/RegularExpression.h"
 
 #include <gtest/gtest.h>
 #include <nlohmann/json.hpp>
@@ -9,7 +10,6 @@
 #include <cctype>
 #include <fstream>
 #include <map>
-#include <regex>
 #include <sstream>
 
 namespace {
@@ -34,13 +34,10 @@ protected:
     const std::shared_ptr<RecordingLogger> logger = std::make_shared<RecordingLogger>();
 };
 
-std::string escaped(const std::string& text) {
-    return std::regex_replace(text, std::regex(R"([.*+?^$()\[\]{}|\\])"), R"(\$&)");
-}
-
 /// The forms of the errors of a run of the tool.
 std::string toolErrors(const char* tool) {
-    const std::string path = escaped(VELPlatform::host()->task(tool, {}, nullptr)->launchPath());
+    const std::string path =
+        escapedForExpression(VELPlatform::host()->task(tool, {}, nullptr)->launchPath());
     return "Error launching task " + path + ": .+|Task " + path +
            R"( exited with status code -?\d+\.)";
 }
@@ -76,9 +73,7 @@ bool expectEntry(VELValue result, const VELValue& entry) {
         const auto errors = documentedErrors();
         const auto documented = errors.find(type);
         const auto text = result.at("error").get<std::string>();
-        EXPECT_TRUE(documented != errors.end() &&
-                    std::regex_match(text, std::regex(documented->second)))
-            << text;
+        EXPECT_TRUE(documented != errors.end() && matchesWhole(text, documented->second)) << text;
         result.erase("error");
     } else {
         passed = result.at("pass").get<bool>();

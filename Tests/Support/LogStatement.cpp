@@ -1,8 +1,9 @@
 // SPDX-License-Identifier: Apache-2.0
 #include "Tests/Support/LogStatement.h"
 
+#include "Tests/Support/RegularExpression.h"
+
 #include <fstream>
-#include <regex>
 #include <vector>
 
 namespace {
@@ -39,8 +40,8 @@ std::string statementOf(const LogLine& logged) {
             break;
         }
     }
-    statement = std::regex_replace(statement, std::regex("\"\\s*\n\\s*\""), "");
-    return std::regex_replace(statement, std::regex("\\s*\n\\s*"), " ");
+    statement = replacedAll(statement, "\"\\s*\n\\s*\"", "");
+    return replacedAll(statement, "\\s*\n\\s*", " ");
 }
 
 testing::AssertionResult standsWhereItSays(const LogLine& logged, std::string_view format) {

@@ -3,17 +3,16 @@
 #include "Classes/Mac/VELPostureCheckRunner+Mac.h"
 #include "Platform/Simulated/VELSimulatedPlatform.h"
 #include "Tests/Support/ChildProgram.h"
+#include "Tests/Support/RegularExpression.h"
 #include "Tests/Support/TemporaryFolder.h"
-#include "Tools/vel-posture/OptionTable.h"
+#include "Tests/Tools/DescribedCommands.h"
 
-#include <CLI/CLI.hpp>
 #include <gtest/gtest.h>
 
 #include <algorithm>
 #include <iterator>
 #include <map>
 #include <optional>
-#include <regex>
 #include <set>
 #include <sstream>
 
@@ -33,57 +32,7 @@ std::string contentOf(const std::string& path) {
     return {std::istreambuf_iterator<char>(file), {}};
 }
 
-/// The words of "a|b"; none for any other text.
-Words wordsOf(const std::string& text) {
-    Words words;
-    if (text.find('|') != std::string::npos) {
-        std::istringstream parts(text);
-        for (std::string word; std::getline(parts, word, '|');) {
-            words.insert(word);
-        }
-    }
-    return words;
-}
-
-struct Value {
-    bool exists = false;
-    bool isFile = false;
-    Words words = {};
-};
-
-struct Command {
-    std::map<std::string, Value> options; ///< by their long names
-    std::optional<Value> argument;
-};
-
-Command describe(const CLI::App& table) {
-    Command command;
-    for (const CLI::Option* option : table.get_options()) {
-        // Without what a validator adds to it.
-        const std::string shown = option->get_type_name();
-        const std::string type = shown.substr(0, shown.find(':'));
-        const Value value = {option->get_items_expected_max() > 0, type == "FILE", wordsOf(type)};
-        if (option->nonpositional()) {
-            command.options["--" + option->get_lnames().front()] = value;
-        } else {
-            command.argument = value;
-        }
-    }
-    return command;
-}
-
-/// The commands of the table by their names; the program itself has the empty one.
-std::map<std::string, Command> commands() {
-    CommandLine commandLine;
-    const auto table = makeOptionTable(commandLine);
-    std::map<std::string, Command> result = {{"", describe(*table)}};
-    for (const CLI::App* command : table->get_subcommands({})) {
-        result[command->get_name()] = describe(*command);
-    }
-    return result;
-}
-
-Words optionsOf(const Command& command) {
+Words optionsOf(const DescribedCommand& command) {
     Words names;
     for (const auto& [name, value] : command.options) {
         names.insert(name);
@@ -93,22 +42,11 @@ Words optionsOf(const Command& command) {
 
 Words commandNames() {
     Words names;
-    for (const auto& [name, command] : commands()) {
+    for (const auto& [name, command] : describedCommands()) {
         names.insert(name);
     }
     names.erase("");
     return names;
-}
-
-/// What the first group of the expression matches in the text, each once.
-Words found(const std::string& text, const std::string& expression) {
-    const std::regex pattern(expression);
-    Words words;
-    for (std::sregex_iterator match(text.begin(), text.end(), pattern);
-         match != std::sregex_iterator(); ++match) {
-        words.insert((*match)[1]);
-    }
-    return words;
 }
 
 std::string between(const std::string& text, const std::string& start, const std::string& end) {
@@ -133,7 +71,7 @@ Words offeredByBash(const std::string& words) {
     const Result result = bash.run();
     EXPECT_EQ(result.status, 0) << result.errors;
     EXPECT_EQ(result.errors, "");
-    return found(result.output, "([^\n]+)");
+    return firstGroups(result.output, "([^\n]+)");
 }
 
 bool isInstalled(const std::string& program) {
@@ -143,24 +81,24 @@ bool isInstalled(const std::string& program) {
 TEST(CommandDocuments, TheTableIsRead) {
     EXPECT_EQ(commandNames(), (Words{"check", "identity", "lint", "describe", "test", "what-if",
                                      "catalogue", "doctor"}));
-    const Command check = commands().at("check");
+    const DescribedCommand check = describedCommands().at("check");
     EXPECT_TRUE(check.options.contains("--help"));
     EXPECT_TRUE(check.options.at("--machine").isFile);
     EXPECT_TRUE(check.options.at("--format").words.contains("json"));
     EXPECT_TRUE(check.argument && check.argument->isFile);
-    EXPECT_EQ(commands().at("identity").argument->words,
+    EXPECT_EQ(describedCommands().at("identity").argument->words,
               (Words{"device_serial_number", "device_id"}));
-    EXPECT_FALSE(commands().at("catalogue").argument);
+    EXPECT_FALSE(describedCommands().at("catalogue").argument);
 }
 
 TEST(CommandDocuments, ManualPageHasEveryCommandOptionAndValue) {
     const std::string page = contentOf(manualPath);
-    EXPECT_EQ(found(page, "\n\\.Ss (.+)"), commandNames());
+    EXPECT_EQ(firstGroups(page, "\n\\.Ss (.+)"), commandNames());
     const std::string ofAll = between(page, ".Sh DESCRIPTION", ".Sh COMMANDS");
-    for (const auto& [name, command] : commands()) {
+    for (const auto& [name, command] : describedCommands()) {
         std::string section = name.empty() ? "" : between(page, "\n.Ss " + name + "\n", "\n.Sh ");
         section = section.substr(0, section.find("\n.Ss ", 1));
-        Words documented = found(ofAll + section, "\n\\.It (?:Fl h , )?Fl (-[a-z-]+)");
+        Words documented = firstGroups(ofAll + section, "\n\\.It (?:Fl h , )?Fl (-[a-z-]+)");
         if (!name.empty()) {
             documented.erase("-version");
         }
@@ -170,8 +108,8 @@ TEST(CommandDocuments, ManualPageHasEveryCommandOptionAndValue) {
             if (!value.words.empty()) {
                 Words words;
                 for (const std::string& list :
-                     found(section, "\n\\.It Fl " + option.substr(1) + " Cm ([^\n]+)")) {
-                    words.merge(found(list, "([a-z_]+)"));
+                     firstGroups(section, "\n\\.It Fl " + option.substr(1) + " Cm ([^\n]+)")) {
+                    words.merge(firstGroups(list, "([a-z_]+)"));
                 }
                 EXPECT_EQ(words, value.words) << name << option;
             } else if (value.exists && !value.isFile) {
@@ -191,11 +129,9 @@ TEST(CommandDocuments, ManualPageHasEveryCommandOptionAndValue) {
 }
 
 TEST(CommandDocuments, ManualPageHasEveryExitStatus) {
-    CommandLine commandLine;
-    const std::string help = makeOptionTable(commandLine)->get_footer();
-    EXPECT_EQ(found(between(contentOf(manualPath), ".Sh EXIT STATUS", ".Sh EXAMPLES"),
-                    "\n\\.It ([0-9]+)"),
-              found(help, "\n  ([0-9]+) "));
+    EXPECT_EQ(firstGroups(between(contentOf(manualPath), ".Sh EXIT STATUS", ".Sh EXAMPLES"),
+                          "\n\\.It ([0-9]+)"),
+              statusesInHelp());
 }
 
 TEST(CommandDocuments, ManualPageHasEveryCheckWithItsParameters) {
@@ -205,11 +141,12 @@ TEST(CommandDocuments, ManualPageHasEveryCheckWithItsParameters) {
          macPostureCheckCatalogue(std::make_shared<VELSimulatedPlatform>())) {
         types.insert(type);
         const auto required = check->requiredParameters().value_or(std::vector<std::string>());
-        EXPECT_EQ(found(between(section, "\n.It Cm " + type + "\n", "\n.It "), "\n\\.Cm (\\w+)"),
-                  Words(required.begin(), required.end()))
+        EXPECT_EQ(
+            firstGroups(between(section, "\n.It Cm " + type + "\n", "\n.It "), "\n\\.Cm (\\w+)"),
+            Words(required.begin(), required.end()))
             << type;
     }
-    EXPECT_EQ(found(section, "\n\\.It Cm (\\w+)"), types);
+    EXPECT_EQ(firstGroups(section, "\n\\.It Cm (\\w+)"), types);
 }
 
 TEST(CommandDocuments, ManualPageIsClean) {
@@ -222,7 +159,7 @@ TEST(CommandDocuments, ManualPageIsClean) {
 
 TEST(CommandDocuments, BashOffersTheTable) {
     EXPECT_EQ(offeredByBash("vel-posture ''"), commandNames());
-    for (const auto& [name, command] : commands()) {
+    for (const auto& [name, command] : describedCommands()) {
         const std::string start = "vel-posture " + name + " ";
         Words options = optionsOf(command);
         options.insert("-h");
@@ -237,7 +174,7 @@ TEST(CommandDocuments, BashOffersTheTable) {
             }
         }
         if (!name.empty()) {
-            const Value argument = command.argument.value_or(Value());
+            const DescribedValue argument = command.argument.value_or(DescribedValue());
             EXPECT_EQ(offeredByBash(start + "''"),
                       argument.isFile ? Words{"(files)"} : argument.words);
         }
@@ -271,10 +208,11 @@ TEST(CommandDocuments, BashCompletesAtATerminal) {
 
 TEST(CommandDocuments, ZshOffersTheTable) {
     const std::string script = contentOf(zshPath);
-    EXPECT_EQ(found(between(script, "commands=(", "\n    )"), "\n +'([a-z-]+):"), commandNames());
+    EXPECT_EQ(firstGroups(between(script, "commands=(", "\n    )"), "\n +'([a-z-]+):"),
+              commandNames());
     // The arrays of options that several commands have, with those inside them.
     std::map<std::string, std::string> arrays;
-    for (const std::string& name : found(script, "local -a ([a-z]+)=\\(")) {
+    for (const std::string& name : firstGroups(script, "local -a ([a-z]+)=\\(")) {
         const std::string rest = between(script, "local -a " + name + "=(", "\n\n");
         arrays[name] = rest.substr(0, rest.find("\nlocal ", 1));
     }
@@ -289,16 +227,17 @@ TEST(CommandDocuments, ZshOffersTheTable) {
         }
         return text;
     };
-    for (const auto& [name, command] : commands()) {
+    for (const auto& [name, command] : describedCommands()) {
         const std::string text =
             expanded(name.empty() ? between(script, "_arguments -C", "\n")
                                   : between(script, "\n    " + name + ")", ";;"));
-        EXPECT_EQ(found(text, "(--[a-z-]+)"), optionsOf(command)) << name << text;
+        EXPECT_EQ(firstGroups(text, "(--[a-z-]+)"), optionsOf(command)) << name << text;
         for (const auto& [option, value] : command.options) {
             const std::string spec = between(text, option + "=", "'");
             EXPECT_EQ(!spec.empty(), value.exists) << name << option;
             EXPECT_EQ(spec.find(":_files") != std::string::npos, value.isFile) << name << option;
-            EXPECT_EQ(found(between(spec, ":(", ")"), "([a-z_]+)"), value.words) << name << option;
+            EXPECT_EQ(firstGroups(between(spec, ":(", ")"), "([a-z_]+)"), value.words)
+                << name << option;
         }
     }
     if (isInstalled("zsh")) {
@@ -309,24 +248,24 @@ TEST(CommandDocuments, ZshOffersTheTable) {
 
 TEST(CommandDocuments, FishOffersTheTable) {
     const std::string script = contentOf(fishPath);
-    EXPECT_EQ(found(script, "-n __fish_use_subcommand -a ([a-z-]+)"), commandNames());
-    for (const auto& [name, command] : commands()) {
+    EXPECT_EQ(firstGroups(script, "-n __fish_use_subcommand -a ([a-z-]+)"), commandNames());
+    for (const auto& [name, command] : describedCommands()) {
         const std::string condition = name.empty() ? "(?:-s h|-n __fish_use_subcommand)"
                                                    : "(?:-s h|-n '__fish_seen_subcommand_from"
                                                      "(?: [a-z-]+)* " +
                                                          name + "(?: [a-z-]+)*')";
         Words offered;
-        for (const std::string& option : found(script, condition + " -l ([a-z-]+)")) {
+        for (const std::string& option : firstGroups(script, condition + " -l ([a-z-]+)")) {
             offered.insert("--" + option);
         }
         EXPECT_EQ(offered, optionsOf(command)) << name;
         for (const auto& [option, value] : command.options) {
             const std::string start = condition + " -l " + option.substr(2);
-            EXPECT_EQ(found(script, start + "( -r -F) -d").size(), value.isFile ? 1U : 0U)
+            EXPECT_EQ(firstGroups(script, start + "( -r -F) -d").size(), value.isFile ? 1U : 0U)
                 << name << option;
             Words words;
-            for (const std::string& list : found(script, start + " -x -a '([a-z_ ]+)'")) {
-                words.merge(found(list, "([a-z_]+)"));
+            for (const std::string& list : firstGroups(script, start + " -x -a '([a-z_ ]+)'")) {
+                words.merge(firstGroups(list, "([a-z_]+)"));
             }
             EXPECT_EQ(words, value.words) << name << option;
         }
@@ -345,11 +284,11 @@ TEST(CommandDocuments, FishCompletes) {
         fish.environment = {{"HOME", folder.path()}, {"LC_ALL", "C.UTF-8"}};
         const Result result = fish.run();
         EXPECT_EQ(result.errors, "");
-        return found(result.output, "([^\t\n]+)(?:\t[^\n]*)?\n");
+        return firstGroups(result.output, "([^\t\n]+)(?:\t[^\n]*)?\n");
     };
     EXPECT_EQ(offered("vel-posture che"), Words{"check"});
     EXPECT_EQ(offered("vel-posture check --format "),
-              commands().at("check").options.at("--format").words);
+              describedCommands().at("check").options.at("--format").words);
     EXPECT_EQ(offered("vel-posture identity device_i"), Words{"device_id"});
     EXPECT_EQ(offered("vel-posture check " + folder.path() + "/req"),
               Words{folder.path() + "/request.json"});

@@ -2,6 +2,7 @@
 #include "Tools/vel-posture/check/JSONLogFile.h"
 
 #include "Tests/Support/KeptDocuments.h"
+#include "Tests/Support/RegularExpression.h"
 #include "Tests/Support/TemporaryFolder.h"
 #include "Tools/vel-posture/ProgramFailure.h"
 
@@ -10,7 +11,6 @@
 
 #include <sys/stat.h>
 
-#include <regex>
 #include <sstream>
 #include <thread>
 
@@ -28,7 +28,7 @@ std::string withoutTimes(const std::string& log) {
     for (std::string line; std::getline(lines, line);) {
         keepDocument("log-line", line);
     }
-    return std::regex_replace(log, std::regex(R"("\d{4}-\d\d-\d\dT\d\d:\d\d:\d\d\.\d{3}Z")"), "T");
+    return replacedAll(log, R"("\d{4}-\d\d-\d\dT\d\d:\d\d:\d\d\.\d{3}Z")", "T");
 }
 
 TEST(JSONLogFile, WritesALineAtOnce) {
