@@ -39,7 +39,8 @@ def configure(build, *options, language="CXX"):
     run(CONFIGURATION["cmake"], "-S", SOURCE / "Tests/Packages/Embedding", "-B", build, "-G", "Ninja",
         f"-DVEL_DEVICE_TRUST_SOURCE={SOURCE}", "-DFETCHCONTENT_FULLY_DISCONNECTED=ON",
         f"-DFETCHCONTENT_SOURCE_DIR_VEL_DEVICE_TRUST={SOURCE}",
-        f"-DCMAKE_CXX_COMPILER={CONFIGURATION['compiler']}", *options)
+        f"-DCMAKE_CXX_COMPILER={CONFIGURATION['compiler']}", "-DCMAKE_BUILD_TYPE=Debug",
+        "-DCMAKE_CXX_FLAGS_DEBUG=", "-DVEL_PRECOMPILE_HEADERS=ON", *options)
 
 
 def build(*targets):
