@@ -257,14 +257,18 @@ def reach(suite, build, folder):
 
 
 def outcome(number, reached, build):
-    """Whether a mutant lived, was killed or ran too long. The fast suites run first, in one process,
-    then the others, one by one."""
+    """Whether a mutant lived, was killed or ran too long. Of the fast suites, those that reach the
+    fewest mutants run first, then the other fast ones, each in one process; the slow ones follow,
+    one by one."""
     groups, ending = {}, "lived"
-    for seconds, numbers, (program, name) in reached:
-        if number in numbers:
-            group = groups.setdefault((seconds if seconds > 2 else 0, program), [10, []])
-            group[0] += 3 * seconds
-            group[1].append(name)
+    found = sorted((suite for suite in reached if number in suite[1]), key=lambda it: len(it[1]))
+    fast = [suite for suite in found if suite[0] <= 2]
+    for suite in found:
+        seconds, _, (program, name) = suite
+        stage = seconds if seconds > 2 else 0 if suite in fast[:5] else 1
+        group = groups.setdefault((stage, program), [10, []])
+        group[0] += 3 * seconds
+        group[1].append(name)
     for (_, program), (seconds, names) in sorted(groups.items()):
         status = run_suites(program, names, build, {"VEL_MUTANT": str(number)}, seconds)
         if status == "too long":

@@ -160,7 +160,7 @@ TEST_F(CertificateSubject, IsReadWithoutOpenSSLsConfiguration) {
     const std::string file = certificate("CN = Agent\n");
     const std::string configuration = _folder.path() + "/openssl.cnf";
     ASSERT_EQ(::mkfifo(configuration.c_str(), 0600), 0) << "whoever opens it waits for ever";
-    EXPECT_EQ(runProgram({"timeout", "5", toolProgram("certificate-subject"), "x509", "-inform",
+    EXPECT_EQ(runProgram({"timeout", "60", toolProgram("certificate-subject"), "x509", "-inform",
                           "DER", "-in", "codesign0", "-subject", "-noout"},
                          {}, {"OPENSSL_CONF=" + configuration}, file),
               (ToolRun{0, "subject=/CN=Agent/\n", ""}));

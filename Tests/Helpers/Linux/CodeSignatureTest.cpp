@@ -208,6 +208,19 @@ TEST_F(CodeSignature, LeavesNothingWhenItCannotWriteAll) {
     EXPECT_EQ(leaf(), "");
 }
 
+TEST_F(CodeSignature, IsVerifiedWithoutOpenSSLsConfiguration) {
+    Publisher::shared().sign(_program);
+    const RunningProgram running({_program, "100"});
+    const std::string configuration = _folder.path() + "/openssl.cnf";
+    ASSERT_EQ(::mkfifo(configuration.c_str(), 0600), 0) << "whoever opens it waits for ever";
+    EXPECT_EQ(runProgram({"timeout", "60", toolProgram("code-signature"), "--display",
+                          "--extract-certificates", std::to_string(running.processID()),
+                          "--signers", Publisher::shared().file("anybody")},
+                         {}, {"OPENSSL_CONF=" + configuration}, leafFile()),
+              success);
+    EXPECT_EQ(leaf(), Publisher::shared().der("leaf"));
+}
+
 TEST_F(CodeSignature, RefusesWhatIsNoProcessID) {
     for (const char* text : {"-5", "1x", " 1", "self", "../1", "12345678901"}) {
         EXPECT_EQ(

@@ -1,11 +1,15 @@
 // SPDX-License-Identifier: Apache-2.0
+#include "Base/VELBase64.h"
+#include "Base/VELJSON.h"
 #include "Base/VELMoment.h"
 #include "Platform/Simulated/VELSimulatedPlatform.h"
 #include "Platform/X509/VELX509Certificate.h"
 #include "Tests/Support/CertificateWorkshop.h"
+#include "Tests/Support/DescribedRequests.h"
 #include "Tests/Support/SecurityStatus.h"
 
 #include <gtest/gtest.h>
+#include <nlohmann/json.hpp>
 #include <openssl/crypto.h>
 
 #include <cstdio>
@@ -110,6 +114,7 @@ TEST_F(CertificateZoo, AChainWithItsIntermediateInTheKeychain) {
 }
 
 [[noreturn]] void decodeAfterCleanUp(const std::string& der) {
+    OPENSSL_init_crypto(OPENSSL_INIT_NO_LOAD_CONFIG, nullptr); // else there is nothing to clean up
     OPENSSL_cleanup();
     const auto certificate = VELX509Certificate::parse(der);
     try {
@@ -126,6 +131,19 @@ TEST_F(CertificateZoo, CannotBeDecodedOnceOpenSSLHasCleanedUp) {
     const auto certificate = VELX509Certificate::parse(der);
     ASSERT_NE(certificate, nullptr);
     EXPECT_NE(certificate->x509(), nullptr);
+    EXPECT_EXIT(decodeAfterCleanUp(der), testing::ExitedWithCode(3),
+                "^certificates can no longer be read: OpenSSL has cleaned up at the end of the "
+                "process$");
+}
+
+/// In a process that has decoded none before.
+TEST(CertificateZooWithoutOpenSSL, CannotBeDecodedForTheFirstTimeEither) {
+    GTEST_FLAG_SET(death_test_style, "threadsafe");
+    const VELValue machine = VELValue::parse(
+        examples::contentOf(VEL_SOURCE_DIRECTORY "/Examples/Machines/compliant.json"));
+    const std::string der =
+        vel::bytesOfBase64(machine.at("keychain").at("certificates").at(0).get<std::string>())
+            .value();
     EXPECT_EXIT(decodeAfterCleanUp(der), testing::ExitedWithCode(3),
                 "^certificates can no longer be read: OpenSSL has cleaned up at the end of the "
                 "process$");
