@@ -1,7 +1,7 @@
 // SPDX-License-Identifier: Apache-2.0
 //
 // What every platform's tasks and work queue do, asked of each that runs on this machine.
-#include "Tests/Platform/ContractMachines.h"
+#include "Tests/Platform/TypedContractMachines.h"
 
 #include <atomic>
 #include <chrono>

@@ -1,6 +1,6 @@
 // SPDX-License-Identifier: Apache-2.0
 #include "Platform/VELFiles.h"
-#include "Tests/Platform/ContractMachines.h"
+#include "Tests/Platform/TypedContractMachines.h"
 
 namespace {
 
