@@ -1,20 +1,23 @@
 // SPDX-License-Identifier: Apache-2.0
 #include "Platform/VELDiskArbitration.h"
-#include "Tests/Platform/TypedContractMachines.h"
+#include "Tests/Platform/ContractMachines.h"
+
+#include <nlohmann/json.hpp>
+#include <optional>
 
 namespace {
 
-template <typename Machine> class DiskArbitrationContract : public PlatformContract<Machine> {
+class DiskArbitrationContract : public ContractTest {
 protected:
-    const VELDiskArbitration& disks() { return this->machine.platform().diskArbitration(); }
+    const VELDiskArbitration& disks() { return machine->platform().diskArbitration(); }
 };
-TYPED_TEST_SUITE(DiskArbitrationContract, ContractMachines, ContractMachineNames);
+INSTANTIATE_TEST_SUITE_P(, DiskArbitrationContract, testing::ValuesIn(allMachines()), machineName);
 
-TYPED_TEST(DiskArbitrationContract, TheMountTableKeepsItsOrderTypesDevicesAndBytes) {
-    this->machine.mountPlain("/", "ext4");
-    this->machine.mountWithoutDisk("/net work", "nfs");
-    this->machine.mountPlain("/Öl", "xfs");
-    const auto table = this->disks().mountTable().value();
+TEST_P(DiskArbitrationContract, TheMountTableKeepsItsOrderTypesDevicesAndBytes) {
+    machine->mountPlain("/", "ext4");
+    machine->mountWithoutDisk("/net work", "nfs");
+    machine->mountPlain("/Öl", "xfs");
+    const auto table = disks().mountTable().value();
     ASSERT_EQ(table.size(), 3U);
     EXPECT_EQ(table[0].mountPoint, "/");
     EXPECT_EQ(table[0].fileSystemType, "ext4");
@@ -27,15 +30,15 @@ TYPED_TEST(DiskArbitrationContract, TheMountTableKeepsItsOrderTypesDevicesAndByt
     EXPECT_EQ(table[2].device, "sda");
 }
 
-TYPED_TEST(DiskArbitrationContract, AMountTableThatCannotBeReadIsAbsent) {
-    this->machine.loseMountTable();
-    EXPECT_FALSE(this->disks().mountTable());
-    EXPECT_NE(this->disks().createSession(), nullptr);
+TEST_P(DiskArbitrationContract, AMountTableThatCannotBeReadIsAbsent) {
+    machine->loseMountTable();
+    EXPECT_FALSE(disks().mountTable());
+    EXPECT_NE(disks().createSession(), nullptr);
 }
 
-TYPED_TEST(DiskArbitrationContract, ADiskTellsOfItsDeviceAndItsMedia) {
-    this->machine.mountPlain("/", "ext4");
-    const auto session = this->disks().createSession();
+TEST_P(DiskArbitrationContract, ADiskTellsOfItsDeviceAndItsMedia) {
+    machine->mountPlain("/", "ext4");
+    const auto session = disks().createSession();
     const auto disk = session->diskAtMountPoint("/");
     ASSERT_NE(disk, nullptr);
     const VELDiskDescription description = disk->copyDescription().value();
@@ -51,9 +54,9 @@ TYPED_TEST(DiskArbitrationContract, ADiskTellsOfItsDeviceAndItsMedia) {
     EXPECT_EQ(media->property(""), std::nullopt);
 }
 
-TYPED_TEST(DiskArbitrationContract, EveryCopyIsAnObjectOfItsOwn) {
-    this->machine.mountPlain("/", "ext4");
-    const auto session = this->disks().createSession();
+TEST_P(DiskArbitrationContract, EveryCopyIsAnObjectOfItsOwn) {
+    machine->mountPlain("/", "ext4");
+    const auto session = disks().createSession();
     const auto disk = session->diskAtMountPoint("/");
     const auto first = disk->copyMedia();
     const auto second = disk->copyMedia();
@@ -61,21 +64,21 @@ TYPED_TEST(DiskArbitrationContract, EveryCopyIsAnObjectOfItsOwn) {
     EXPECT_NE(session->diskAtMountPoint("/"), disk);
 }
 
-TYPED_TEST(DiskArbitrationContract, WhereNoVolumeWithADiskIsMountedThereIsNoDisk) {
-    this->machine.mountPlain("/", "ext4");
-    this->machine.mountWithoutDisk("/net", "nfs");
-    const auto session = this->disks().createSession();
+TEST_P(DiskArbitrationContract, WhereNoVolumeWithADiskIsMountedThereIsNoDisk) {
+    machine->mountPlain("/", "ext4");
+    machine->mountWithoutDisk("/net", "nfs");
+    const auto session = disks().createSession();
     for (const char* mountPoint : {"/net", "/home", "", "//"}) {
         EXPECT_EQ(session->diskAtMountPoint(mountPoint), nullptr) << mountPoint;
     }
 }
 
-TYPED_TEST(DiskArbitrationContract, OfMountsOverOneAnotherTheUpperOneIsTheDisk) {
-    this->machine.mountPlain("/", "ext4");
-    this->machine.mountPlain("/", "xfs");
-    this->machine.mountPlain("/a", "ext4");
-    EXPECT_EQ(this->disks().mountTable()->size(), 3U);
-    const auto session = this->disks().createSession();
+TEST_P(DiskArbitrationContract, OfMountsOverOneAnotherTheUpperOneIsTheDisk) {
+    machine->mountPlain("/", "ext4");
+    machine->mountPlain("/", "xfs");
+    machine->mountPlain("/a", "ext4");
+    EXPECT_EQ(disks().mountTable()->size(), 3U);
+    const auto session = disks().createSession();
     EXPECT_EQ(*session->diskAtMountPoint("/")->copyDescription()->volumeKind, VELValue("xfs"));
 }
 
