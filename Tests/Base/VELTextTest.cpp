@@ -277,7 +277,9 @@ TEST(Text, UTF16IsReadByItsUnits) {
     EXPECT_EQ(vel::textOfUTF16(""), "");
     EXPECT_EQ(vel::textOfUTF16("\0A\xE0\0"sv), "A\xEE\x80\x80");
     EXPECT_EQ(vel::textOfUTF16("\xD8\x3D\xDE\0"sv), "\U0001F600");
-    for (const auto text : {"A"sv, "\xD8\x3D"sv, "\xD8\x3D\0A"sv, "\xDE\0\0A"sv}) {
+    EXPECT_EQ(vel::textOfUTF16("\xD8\0\xDC\0\xDB\xFF\xDF\xFF"sv), "\U00010000\U0010FFFF");
+    for (const auto text : {"A"sv, "\xD8\x3D"sv, "\xD8\x3D\0A"sv, "\xDE\0\0A"sv, "\xDC\0\xDC\0"sv,
+                            "\xD8\0\xE0\0"sv}) {
         EXPECT_EQ(vel::textOfUTF16(text), std::nullopt);
     }
 }

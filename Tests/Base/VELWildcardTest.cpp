@@ -67,6 +67,7 @@ TEST(VELWildcard, NeverFitsAPartOfACharacter) {
     EXPECT_TRUE(fits("ss", "sß")); // not the first two of "sss", but the last two
     EXPECT_TRUE(fits("ss*s", "ßs"));
     EXPECT_FALSE(fits("ss*s", "sß"));
+    EXPECT_FALSE(fits("s", std::string_view("ß\0x", 4))); // a NUL behind the part
 }
 
 TEST(VELWildcard, StaysWithinALine) {
