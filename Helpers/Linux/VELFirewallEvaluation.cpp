@@ -70,6 +70,12 @@ struct FirewallEvaluation::Progress {
 
     /// The packet leaves the rule with a verdict.
     void leave() { here -= rule.must; }
+
+    /// It may be let in here, or go on.
+    void mayAccept() {
+        outcome.accepted |= rule.may;
+        rule.must = {};
+    }
 };
 
 PortSet FirewallEvaluation::openPorts() {
@@ -222,8 +228,7 @@ bool FirewallEvaluation::applyVerdict(const std::string& kind, const RulesJSON& 
         progress.leave();
         return false;
     }
-    progress.outcome.accepted |= progress.rule.may;
-    progress.rule.must = {};
+    progress.mayAccept();
     return true;
 }
 
@@ -250,8 +255,7 @@ void FirewallEvaluation::applyVerdictMap(const RulesJSON& content, Progress& pro
     }
     const bool isEmpty = map != nullptr && elements == nullptr && !map->mayChange;
     if (key == nullptr || (map != nullptr && map->mayChange) || (elements == nullptr && !isEmpty)) {
-        progress.outcome.accepted |= progress.rule.may;
-        progress.rule.must = {};
+        progress.mayAccept();
         return;
     }
     const PortMatch arriving = progress.rule;

@@ -160,22 +160,21 @@ Reason reasonOfRules(RulesProblem problem) {
 
 } // namespace
 
-FirewallState firewallState(const FirewallSources& sources, RulesProblem* problem) {
-    RulesProblem ownProblem = RulesProblem::none;
-    RulesProblem& rulesProblem = problem != nullptr ? *problem : ownProblem;
-    rulesProblem = RulesProblem::none;
+FirewallAnswer firewallState(const FirewallSources& sources) {
     Listings listings(sources.filterPrograms);
     const auto interfaces = outsideInterfaces();
     if (!interfaces) {
-        return FirewallState::interfacesNotTold;
+        return {FirewallState::interfacesNotTold};
     }
+    RulesProblem problem = RulesProblem::none;
     const auto state =
-        stateByRules(listings, {*interfaces, !isIPv6SwitchedOff(sources.root)}, rulesProblem);
-    return state ? *state : stateByServices(sources, *interfaces);
+        stateByRules(listings, {*interfaces, !isIPv6SwitchedOff(sources.root)}, problem);
+    return {state ? *state : stateByServices(sources, *interfaces), problem};
 }
 
-std::string reasonOfFirewallState(FirewallState state, RulesProblem problem) {
-    switch (state) {
+std::string reasonOfFirewallState(const FirewallAnswer& answer) {
+    const Reason ofRules = reasonOfRules(answer.problem);
+    switch (answer.state) {
     case FirewallState::on:
     case FirewallState::off:
         return lineOfReason(answerIsKnown, "the firewall's state can be read");
@@ -185,12 +184,12 @@ std::string reasonOfFirewallState(FirewallState state, RulesProblem problem) {
         return lineOfReason("interfaces-unknown",
                             "the kernel does not list its interfaces and routes");
     case FirewallState::firewalldNotTold:
-        return lineOfReason("firewalld-not-told", std::string(reasonOfRules(problem).text) +
+        return lineOfReason("firewalld-not-told", std::string(ofRules.text) +
                                                       ", and firewalld does not tell its settings");
     case FirewallState::nothingReadable:
         break;
     }
-    return lineOfReason(reasonOfRules(problem).code, reasonOfRules(problem).text);
+    return lineOfReason(ofRules.code, ofRules.text);
 }
 
 bool isIPv6SwitchedOff(const std::string& root) {

@@ -28,6 +28,12 @@ enum class RulesProblem {
     notUnderstood, ///< what it printed is no list of rules
 };
 
+struct FirewallAnswer {
+    FirewallState state;
+    /// Why the rules were not what decided.
+    RulesProblem problem = RulesProblem::none;
+};
+
 /// Where the state of the firewall is looked for.
 struct FirewallSources {
     /// The packet filter's program: the first that can be run. Fixed places, not the PATH.
@@ -40,12 +46,11 @@ struct FirewallSources {
 /// Whether connections from outside are refused by default. The packet filter's rules decide, for
 /// IPv4 and, unless the machine has it switched off, IPv6. Where they may not be read: firewalld
 /// where it runs, for the zones of the interfaces to the outside; else on while ufw is enabled, its
-/// unit active and its default for incoming connections to deny. `problem`, if not null, is set to
-/// why the rules were not what decided.
-FirewallState firewallState(const FirewallSources& sources, RulesProblem* problem = nullptr);
+/// unit active and its default for incoming connections to deny.
+FirewallAnswer firewallState(const FirewallSources& sources);
 
 /// Why the state is not known, or that it is: a line for `--why`.
-std::string reasonOfFirewallState(FirewallState state, RulesProblem problem);
+std::string reasonOfFirewallState(const FirewallAnswer& answer);
 
 /// Whether IPv6 is switched off under `root`: the kernel has none, or every interface but the
 /// loopback one, and every interface to come, has it disabled. False in doubt.

@@ -28,13 +28,12 @@ int main(int argumentCount, char** arguments) {
         }
         sources.busAddress = vel::valueOr(values, "--bus", sources.busAddress);
         sources.root = vel::valueOr(values, "--root", sources.root);
-        vel::RulesProblem problem = vel::RulesProblem::none;
-        const vel::FirewallState state = vel::firewallState(sources, &problem);
+        const vel::FirewallAnswer answer = vel::firewallState(sources);
         if (asksWhy) {
-            vel::writeAll(STDOUT_FILENO, vel::reasonOfFirewallState(state, problem));
+            vel::writeAll(STDOUT_FILENO, vel::reasonOfFirewallState(answer));
             return 0;
         }
-        switch (state) {
+        switch (answer.state) {
         case vel::FirewallState::on:
             vel::writeAll(STDOUT_FILENO, "Firewall is enabled. (State = 1)\n");
             break;

@@ -76,6 +76,7 @@ TEST(FirewallHiddenMatches, TheListingShowsTheirConditions) {
 TEST(FirewallHiddenMatches, WhatIsShownOtherwiseIsUnknown) {
     EXPECT_EQ(ofLine("ttl", "ip ttl gt 0 accept"), unknown);
     EXPECT_EQ(ofLine("ttl", "jump match ttl accept"), unknown) << "no match of an extension";
+    EXPECT_EQ(ofLine("ttl", "accept xt match"), unknown) << "the name is missing";
 }
 
 TEST(FirewallHiddenMatches, WhatIsNotShownStaysHidden) {

@@ -141,6 +141,7 @@ TEST(FirewallRuleset, ARuleWithoutConditionEndsThePath) {
           R"({"xt": {"type": "target", "name": "LOG"}}, )" + drop,
           R"({"mangle": {"key": {"meta": {"key": "mark"}}, "value": 1}}, )" + drop}) {
         EXPECT_EQ(ofRules(open, {refusing}), refused) << refusing;
+        EXPECT_EQ(ofRules(open, {refusing + ", " + accept}), refused) << refusing;
         EXPECT_EQ(ofRules(open, {accept, refusing}), letIn) << refusing;
         EXPECT_EQ(ofRules(open, {returns, refusing}), letIn) << refusing;
     }
@@ -148,6 +149,7 @@ TEST(FirewallRuleset, ARuleWithoutConditionEndsThePath) {
          {accept, std::string(R"({"queue": {"num": 1}})"),
           std::string(R"({"xt": {"type": "target", "name": "NFQUEUE"}})"),
           std::string(R"({"unheard-of": 1})"), std::string("1"), std::string("{}"),
+          std::string(R"({"unheard-of": {"type": "match", "name": "comment"}})"),
           std::string(R"({"counter": 1, "log": 1})"),
           R"({"mangle": {"key": {"payload": {}}, "value": 1}})" + (", " + returns)}) {
         EXPECT_EQ(ofRules(closed, {accepting}), letIn) << accepting;
@@ -170,6 +172,8 @@ TEST(FirewallRuleset, ARejectionReachesWhatItsReplyIsFor) {
 }
 
 TEST(FirewallRuleset, AnUnknownConditionLetsInAndDoesNotRefuse) {
+    const std::string interfaceAndPort =
+        R"({"concat": [)" + meta("iifname") + ", " + payload("th", "dport") + "]}";
     for (const std::string& condition :
          {std::string(R"({"limit": {"rate": 1}})"),
           std::string(R"({"quota": {"val": 1}})"),
@@ -196,7 +200,9 @@ TEST(FirewallRuleset, AnUnknownConditionLetsInAndDoesNotRefuse) {
           match(meta("iifname"), R"("eth\\*")"),
           match(meta("iif"), R"({"range": ["lo", "5"]})"),
           match(meta("iif"), R"({"set": [{"range": ["lo", "5"]}, "7"]})"),
-          match(meta("nfproto"), "2")}) {
+          match(meta("nfproto"), "2"),
+          match(interfaceAndPort, R"({"set": [{"concat": ["eth0"]}]})"),
+          match(interfaceAndPort, R"({"set": [{"concat": ["eth0", "*", "*"]}]})")}) {
         EXPECT_EQ(ofRules(open, {condition + ", " + drop}), letIn) << condition;
         EXPECT_EQ(ofRules(closed, {condition + ", " + accept}), letIn) << condition;
         EXPECT_EQ(ofRules(closed, {drop, condition + ", " + accept}), refused) << condition;
@@ -369,6 +375,8 @@ TEST(FirewallRuleset, JumpsAreFollowed) {
     EXPECT_EQ(
         ofRules(open, {jump("c")}, {chain("c"), rule("c", jump("d")), chain("d"), rule("d", drop)}),
         refused);
+    EXPECT_EQ(ofRules(open, {jump("c") + ", " + accept, drop}, {chain("c")}), refused)
+        << "it comes back to the next rule";
     EXPECT_EQ(ofRules(open, {jump("missing"), drop}), letIn);
     EXPECT_EQ(ofRules(open, {jump("c"), drop}, {chain("c"), rule("c", jump("c"))}), letIn);
     EXPECT_EQ(ofRules(open, {jump("c"), drop}, {chain("c", {}, "ip"), rule("c", returns, "ip")}),
@@ -398,7 +406,13 @@ TEST(FirewallRuleset, VerdictMapsAreFollowed) {
     EXPECT_EQ(ofRules(closed, {states(R"(["new", {"continue": null}])") + ", " + accept}), letIn);
     EXPECT_EQ(ofRules(open, {states(R"(["new", {"continue": null}])") + ", " + drop}), refused);
     EXPECT_EQ(ofRules(closed, {states(established) + ", " + accept}), refused);
+    EXPECT_EQ(ofRules(closed, {states(R"(["new", {"jump": {"target": "c"}}])") + ", " + accept},
+                      {chain("c")}),
+              refused)
+        << "it comes back to the next rule";
     EXPECT_EQ(ofRules(closed, {states("5")}), letIn);
+    EXPECT_EQ(ofRules(closed, {R"({"vmap": {"data": {"set": [["*", {"drop": null}]]}}})"}), letIn)
+        << "without a key";
     EXPECT_EQ(ofRules(closed, {vmap(payload("tcp", "dport"),
                                     R"({"set": [[)" + ports(1, 655) + R"(, {"accept": null}]]})")}),
               refused);
@@ -432,6 +446,11 @@ TEST(FirewallRuleset, NamedSetsAndMapsAreRead) {
         ofRules(closed, {sources}, {named("set", R"(, "elem": [)" + prefix("10.0.0.0", 8) + "]")}),
         refused);
     EXPECT_EQ(ofRules(closed, {sources}, {named("set", "")}), refused);
+    const std::string anyAddress = named("set", R"(, "elem": ["*"])");
+    for (const char* name : {"\"s\"", "\"as\"", "\"\""}) {
+        EXPECT_EQ(ofRules(open, {match(meta("iifname"), name) + ", " + drop}, {anyAddress}), letIn)
+            << "no set: " << name;
+    }
     EXPECT_EQ(ofRules(closed, {sources}), letIn) << "no such set";
     EXPECT_EQ(ofRules(closed, {sources}, {named("set", R"(, "flags": ["dynamic"])")}), letIn);
     EXPECT_EQ(ofRules(closed,
@@ -456,6 +475,9 @@ TEST(FirewallRuleset, TranslatedPortsCountAsOpen) {
         EXPECT_EQ(ofRules(closed, {}, translating(some + target)), refused) << target;
     }
     EXPECT_EQ(ofRules(closed, {}, translating(accept)), refused);
+    auto acceptedFirst = translating(accept);
+    acceptedFirst.push_back(rule("p", R"({"redirect": null})"));
+    EXPECT_EQ(ofRules(closed, {}, acceptedFirst), refused) << "accepted, a packet leaves the chain";
     const std::string acceptMany =
         vmap(payload("tcp", "dport"), R"({"set": [[)" + ports(1, 700) + R"(, {"accept": null}]]})");
     EXPECT_EQ(ofRules(closed, {}, translating(acceptMany + R"(, {"redirect": null})")), refused)

@@ -374,8 +374,11 @@ TEST_F(FirewallWithAProgram, SaysWhyTheStateIsNotKnown) {
     EXPECT_EQ(why("echo '{\"nftables\": []}'"),
               (ToolRun{0, "known: the firewall's state can be read\n", ""}));
     if (::geteuid() == 0) {
-        EXPECT_EQ(why("exit 1"),
-                  (ToolRun{0, "nftables-failed: nft failed to list the rules\n", ""}));
+        for (const char* script : {"exit 1", "exec /bin/cat /dev/zero"}) {
+            EXPECT_EQ(why(script),
+                      (ToolRun{0, "nftables-failed: nft failed to list the rules\n", ""}))
+                << script;
+        }
         EXPECT_EQ(
             why("exit 1", {"setpriv", "--reuid", "65534", "--regid", "65534", "--clear-groups"}),
             (ToolRun{0, "firewall-needs-root: firewall-state needs root to read the rules\n", ""}));
@@ -394,7 +397,7 @@ TEST(FirewallReasons, AreDifferentForEachCause) {
     std::set<std::string> codes;
     std::set<std::string> texts;
     const auto add = [&](State state, vel::RulesProblem problem) {
-        const std::string line = vel::reasonOfFirewallState(state, problem);
+        const std::string line = vel::reasonOfFirewallState({state, problem});
         const std::size_t colon = line.find(": ");
         ASSERT_NE(colon, std::string::npos) << line;
         ASSERT_EQ(line.find('\n'), line.size() - 1) << line;
@@ -409,7 +412,7 @@ TEST(FirewallReasons, AreDifferentForEachCause) {
     add(State::interfacesNotTold, none);
     add(State::firewalldNotTold, needsRoot);
     add(State::on, none);
-    EXPECT_EQ(vel::reasonOfFirewallState(State::firewalldNotTold, needsRoot),
+    EXPECT_EQ(vel::reasonOfFirewallState({State::firewalldNotTold, needsRoot}),
               "firewalld-not-told: firewall-state needs root to read the rules, and firewalld does "
               "not tell its settings\n");
 }
