@@ -179,6 +179,8 @@ TEST(FirewallRuleset, AnUnknownConditionLetsInAndDoesNotRefuse) {
           std::string(R"({"quota": {"val": 1}})"),
           std::string(R"({"ct count": {"val": 3}})"),
           std::string(R"({"match": {}})"),
+          R"({"match": {"op": "==", "left": )" + meta("iifname") + "}}",
+          std::string(R"({"match": {"op": "==", "right": "eth0"}})"),
           std::string(R"({"set": {"op": "add", "elem": 1, "set": "@s"}})"),
           match(payload("ip", "ttl"), "0", ">") + ", " + match(payload("ip", "ttl"), "64", "<"),
           match(meta("mark"), "1"),
@@ -189,6 +191,10 @@ TEST(FirewallRuleset, AnUnknownConditionLetsInAndDoesNotRefuse) {
           match(payload("ip", "saddr"), "\"host\""),
           match(payload("ip", "daddr"), "\"10.0.0.1\""),
           match(payload("tcp", "sport"), ports(1'024, 65'535)),
+          match(payload("th", "sport"), ports(0, 65'535)),
+          match(payload("quic", "dport"), ports(0, 65'535)),
+          match(payload("th", "dport"), R"({"range": ["ssh", 65535]})"),
+          match(payload("th", "dport"), R"({"range": [1, "https"]})"),
           match(payload("tcp", "flags"), "\"syn\"", "in"),
           match(R"({"payload": {"base": "th", "offset": 16, "len": 16}})", "22"),
           match(R"({"&": [)" + ct("mark") + ", 255]}", "1"),
@@ -197,10 +203,16 @@ TEST(FirewallRuleset, AnUnknownConditionLetsInAndDoesNotRefuse) {
           match(R"({"fib": {"result": "oif", "flags": ["saddr", "iif"]}})", "false"),
           match(ct("status"), "\"snat\"", "in"),
           match(ct("state"), R"(["new", "related"])", "!="),
+          match(ct("label"), "\"new\""),
+          match(ct("label"), "\"related\""),
+          match(ct("label"), "\"assured\""),
           match(meta("iifname"), R"("eth\\*")"),
           match(meta("iif"), R"({"range": ["lo", "5"]})"),
           match(meta("iif"), R"({"set": [{"range": ["lo", "5"]}, "7"]})"),
           match(meta("nfproto"), "2"),
+          match(interfaceAndPort, R"({"set": ["eth0"]})"),
+          match(interfaceAndPort, R"({"set": [{"concat": {"a": "eth0", "b": "*"}}]})"),
+          match(R"({"concat": {"a": 1, "b": 2}})", R"({"set": [{"concat": [1, 2]}]})"),
           match(interfaceAndPort, R"({"set": [{"concat": ["eth0"]}]})"),
           match(interfaceAndPort, R"({"set": [{"concat": ["eth0", "*", "*"]}]})")}) {
         EXPECT_EQ(ofRules(open, {condition + ", " + drop}), letIn) << condition;
@@ -340,6 +352,10 @@ TEST(FirewallRuleset, WhatHoldsForEveryPacketRefusesEverything) {
                        match(payload("ip6", "saddr"), prefix("::", 0), "!=") + ", " + drop}),
         letIn)
         << "no packet has such an address";
+    EXPECT_EQ(ofRules(open, {match(payload("ip", "saddr"), prefix("::", 0)) + ", " + drop,
+                             match(payload("ip6", "saddr"), prefix("0.0.0.0", 0)) + ", " + drop}),
+              letIn)
+        << "addresses of the other family";
     EXPECT_EQ(ofRules(open, {match(payload("ip6", "nexthdr"), "\"tcp\"") + ", " + drop,
                              match(payload("ip6", "nexthdr"), "\"udp\"") + ", " + drop,
                              match(meta("nfproto"), "\"ipv4\"") + ", " + drop}),
