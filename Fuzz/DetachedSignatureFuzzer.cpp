@@ -29,9 +29,8 @@ extern "C" int LLVMFuzzerTestOneInput(const std::uint8_t* data, std::size_t size
     static const std::vector<std::string> noAnchors;
     const std::string_view input = fuzzText(data, size);
     const auto result = vel::verifyDetachedSignature(input, content, nullptr);
-    if (const auto* certificates = std::get_if<vel::SignerCertificates>(&result)) {
-        if (certificates->empty() || certificates->front().empty() ||
-            vel::certificatesInFile(certificates->front()).size() != 1 ||
+    if (const auto* certificate = std::get_if<vel::SignerCertificate>(&result)) {
+        if (vel::certificatesInFile(*certificate) != std::vector{*certificate} ||
             vel::verifyDetachedSignature(input, other, nullptr).index() == 0 ||
             vel::verifyDetachedSignature(input, content, &noAnchors).index() == 0) {
             std::abort();

@@ -45,13 +45,13 @@ void appendEscaped(std::string& line, std::string_view value) {
 void appendValue(std::string& line, const ASN1_STRING* value) {
     unsigned char* text = nullptr;
     const int length = ASN1_STRING_to_UTF8(&text, value);
+    const x509::MemoryHandle<unsigned char> owned(text);
     const unsigned char* bytes = length < 0 ? ASN1_STRING_get0_data(value) : text;
     const int count = length < 0 ? ASN1_STRING_length(value) : length;
     if (count > 0) {
         appendEscaped(line,
                       {reinterpret_cast<const char*>(bytes), static_cast<std::size_t>(count)});
     }
-    OPENSSL_free(text);
 }
 
 } // namespace

@@ -44,8 +44,7 @@ bool isDetachedSignature(CMS_ContentInfo* message) {
     if (OBJ_obj2nid(CMS_get0_type(message)) != NID_pkcs7_signed) {
         return false;
     }
-    ASN1_OCTET_STRING** embedded = CMS_get0_content(message);
-    return embedded != nullptr && *embedded == nullptr &&
+    return CMS_is_detached(message) == 1 &&
            OBJ_obj2nid(CMS_get0_eContentType(message)) == NID_pkcs7_data;
 }
 
@@ -69,32 +68,8 @@ std::string derOf(X509* certificate) {
     if (length <= 0) {
         raiseFailure();
     }
-    std::string der(reinterpret_cast<const char*>(bytes), static_cast<std::size_t>(length));
-    OPENSSL_free(bytes);
-    return der;
-}
-
-bool isIssuedBy(X509* certificate, X509* issuer) {
-    EVP_PKEY* key = X509_get0_pubkey(issuer);
-    return X509_check_issued(issuer, certificate) == X509_V_OK && key != nullptr &&
-           X509_verify(certificate, key) == 1;
-}
-
-SignerCertificates chainFrom(X509* signer, STACK_OF(X509) * pool) {
-    SignerCertificates chain = {derOf(signer)};
-    for (X509* last = signer; last != nullptr && X509_self_signed(last, 0) != 1;) {
-        X509* issuer = nullptr;
-        for (int i = 0; i < sk_X509_num(pool) && issuer == nullptr; ++i) {
-            X509* candidate = sk_X509_value(pool, i);
-            const bool isNew = std::ranges::find(chain, derOf(candidate)) == chain.end();
-            issuer = isNew && isIssuedBy(last, candidate) ? candidate : nullptr;
-        }
-        if (issuer != nullptr) {
-            chain.push_back(derOf(issuer));
-        }
-        last = issuer;
-    }
-    return chain;
+    const MemoryHandle<unsigned char> owned(bytes);
+    return {reinterpret_cast<const char*>(bytes), static_cast<std::size_t>(length)};
 }
 
 /// What keeps a certificate from being read as an identity's would be; nothing when it can be.
@@ -147,7 +122,7 @@ std::optional<std::string> chainProblem(X509* signer, STACK_OF(X509) * pool,
 
 } // namespace
 
-std::variant<SignerCertificates, SignatureRefusal>
+std::variant<SignerCertificate, SignatureRefusal>
 verifyDetachedSignature(std::string_view signature, int content,
                         const std::vector<std::string>* anchors) {
     const ErrorQueueScope errors;
@@ -192,7 +167,7 @@ verifyDetachedSignature(std::string_view signature, int content,
             return refusal("the signer is not trusted: " + *problem);
         }
     }
-    return chainFrom(certificate, pool.get());
+    return derOf(certificate);
 }
 
 std::vector<std::string> certificatesInFile(std::string_view file) {
@@ -214,12 +189,11 @@ std::vector<std::string> certificatesInFile(std::string_view file) {
         if (PEM_read_bio(stream.get(), &name, &header, &data, &length) != 1) {
             break;
         }
+        const MemoryHandle<char> ownedName(name);
+        const MemoryHandle<char> ownedHeader(header);
+        const MemoryHandle<unsigned char> ownedData(data);
         std::string der(reinterpret_cast<const char*>(data), static_cast<std::size_t>(length));
-        const bool isCertificate = std::string_view(name) == PEM_STRING_X509;
-        OPENSSL_free(name);
-        OPENSSL_free(header);
-        OPENSSL_free(data);
-        if (!isCertificate || !decodedCertificate(der)) {
+        if (std::string_view(name) != PEM_STRING_X509 || !decodedCertificate(der)) {
             return {};
         }
         certificates.push_back(std::move(der));

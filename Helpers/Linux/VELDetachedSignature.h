@@ -13,9 +13,8 @@ struct SignatureRefusal {
     std::string reason;
 };
 
-/// The certificates of an accepted signature in DER: the signer's, then its issuer's and so on, as
-/// far as the signature carries them.
-using SignerCertificates = std::vector<std::string>;
+/// The certificate of the signer of an accepted signature, in DER.
+using SignerCertificate = std::string;
 
 /// Verifies a detached CMS signature (RFC 5652, DER, and nothing beside it) over what `content`, an
 /// open file, holds from its beginning to its end. Accepted is a signature of exactly one signer,
@@ -26,7 +25,7 @@ using SignerCertificates = std::vector<std::string>;
 /// `anchors` are certificates in DER, of which one must be, or lead through the signature's own
 /// certificates to, the signer's, all of them valid now and of such a form. Null: the signer may be
 /// anybody, and what its certificate says of it is its own claim.
-std::variant<SignerCertificates, SignatureRefusal>
+std::variant<SignerCertificate, SignatureRefusal>
 verifyDetachedSignature(std::string_view signature, int content,
                         const std::vector<std::string>* anchors);
 

@@ -1,7 +1,5 @@
 // SPDX-License-Identifier: Apache-2.0
 #include "Helpers/Linux/VELSignedProcess.h"
-#include "Base/VELBase64.h"
-#include "Base/VELText.h"
 #include "Helpers/Linux/VELConfinedWork.h"
 #include "Platform/POSIX/VELDescriptor.h"
 #include "Platform/POSIX/VELFileReader.h"
@@ -13,7 +11,6 @@
 #include <fcntl.h>
 #include <filesystem>
 #include <optional>
-#include <span>
 #include <sys/stat.h>
 #include <unistd.h>
 #include <utility>
@@ -115,39 +112,26 @@ Anchors readAnchors(const std::string& folder, uid_t owner) {
     return problem ? refused(unreadable) : anchors;
 }
 
-constexpr std::string_view refusalMark = "!";
+constexpr std::string_view refusalMark = "!"; // DER begins with another byte
 constexpr const char* unverified = "its signature cannot be verified";
 
-std::string textOfResult(const std::variant<SignerCertificates, SignatureRefusal>& result) {
+std::string textOfResult(const std::variant<SignerCertificate, SignatureRefusal>& result) {
     if (const auto* refusal = std::get_if<SignatureRefusal>(&result)) {
         return std::string(refusalMark) + refusal->reason;
     }
-    std::string text;
-    for (const auto& certificate : std::get<SignerCertificates>(result)) {
-        text += base64Text(certificate) + "\n";
+    return std::get<SignerCertificate>(result);
+}
+
+std::variant<SignerCertificate, SignatureRefusal> resultOfText(const std::string& text) {
+    if (text.starts_with(refusalMark)) {
+        return SignatureRefusal{text.substr(refusalMark.size())};
     }
     return text;
 }
 
-std::variant<SignerCertificates, SignatureRefusal> resultOfText(std::string_view text) {
-    if (text.starts_with(refusalMark)) {
-        return SignatureRefusal{std::string(text.substr(refusalMark.size()))};
-    }
-    SignerCertificates certificates;
-    for (auto lines = split(text, '\n');
-         const auto line : std::span(lines).first(lines.size() - 1)) {
-        auto der = bytesOfBase64(line);
-        if (!der) {
-            return SignatureRefusal{unverified};
-        }
-        certificates.push_back(*std::move(der));
-    }
-    return certificates;
-}
-
 } // namespace
 
-std::variant<SignerCertificates, SignatureRefusal>
+std::variant<SignerCertificate, SignatureRefusal>
 signerOfProcess(const std::string& processID, const SignedProcessSources& sources) {
     // Held, the folder is that of this process alone, whoever gets its number later.
     const std::string folder = sources.processFolder + "/" + processID;
@@ -192,7 +176,7 @@ std::string objectionToAllSigners(const SignedProcessSources& sources) {
     return anchors.refusal;
 }
 
-std::variant<SignerCertificates, SignatureRefusal>
+std::variant<SignerCertificate, SignatureRefusal>
 signerOfProcessInTime(const std::string& processID, const SignedProcessSources& sources,
                       std::chrono::milliseconds limit) {
     const auto result = doConfined("code-signature", limit, ConfinedDiagnostics::dropped, [&] {

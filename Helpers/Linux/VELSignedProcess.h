@@ -21,11 +21,11 @@ struct SignedProcessSources {
     uid_t anchorOwner = 0;
 };
 
-/// The certificates of the signature of the executable that a process runs, which is the file
-/// beside the executable that bears its name and ".p7s". Refused when the process does not exist or
-/// may not be looked at, when its executable was removed or replaced, has no signature, or has one
-/// that does not fit the running image; or when its executable is larger than 512 MiB.
-std::variant<SignerCertificates, SignatureRefusal>
+/// The signer of the executable that a process runs, by the signature in the file beside the
+/// executable that bears its name and ".p7s". Refused when the process does not exist or may not be
+/// looked at, when its executable was removed or replaced, has no signature, or has one that does
+/// not fit the running image; or when its executable is larger than 512 MiB.
+std::variant<SignerCertificate, SignatureRefusal>
 signerOfProcess(const std::string& processID, const SignedProcessSources& sources);
 
 /// Why nobody at all is trusted as a signer; empty: somebody is.
@@ -33,7 +33,7 @@ std::string objectionToAllSigners(const SignedProcessSources& sources);
 
 /// The same as `signerOfProcess`, asked in a child process: the files may be in a file system of
 /// somebody's own, which need not answer ever. Refused when they do not within `limit`.
-std::variant<SignerCertificates, SignatureRefusal>
+std::variant<SignerCertificate, SignatureRefusal>
 signerOfProcessInTime(const std::string& processID, const SignedProcessSources& sources,
                       std::chrono::milliseconds limit);
 

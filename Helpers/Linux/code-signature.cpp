@@ -50,7 +50,7 @@ int extractCertificate(const vel::ToolValues& values) {
     if (asksWhy) {
         return vel::sayWhy(vel::answerIsKnown, "the signature can be verified");
     }
-    if (!vel::writeWorkingPlace(std::get<vel::SignerCertificates>(result).front())) {
+    if (!vel::writeWorkingPlace(std::get<vel::SignerCertificate>(result))) {
         return fail(1, "the certificate cannot be written");
     }
     return 0;

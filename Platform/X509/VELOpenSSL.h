@@ -35,6 +35,12 @@ using OwnedCertificatesHandle =
     std::unique_ptr<STACK_OF(X509),
                     decltype([](STACK_OF(X509) * list) { sk_X509_pop_free(list, X509_free); })>;
 
+struct ReleaseMemory {
+    void operator()(void* memory) const { OPENSSL_free(memory); }
+};
+/// What OpenSSL has allocated for its caller.
+template <typename Content> using MemoryHandle = std::unique_ptr<Content, ReleaseMemory>;
+
 /// Throws `std::runtime_error` with a text for people when OpenSSL has cleaned up, which it does at
 /// the end of the process, and `std::bad_alloc` otherwise: for a call of OpenSSL that failed.
 [[noreturn]] void raiseFailure();

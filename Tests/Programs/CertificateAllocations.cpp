@@ -169,10 +169,10 @@ std::vector<Work> signatureWorks(CertificateWorkshop& workshop, const std::strin
                         const auto result = vel::verifyDetachedSignature(
                             bytesOf(folder + "/" + signer), content, &anchors);
                         ::close(content);
-                        const auto* certificates = std::get_if<0>(&result);
-                        return certificates == nullptr              ? std::string("refused")
-                               : *certificates == std::vector{leaf} ? "accepted"
-                                                                    : "other certificates";
+                        const auto* certificate = std::get_if<vel::SignerCertificate>(&result);
+                        return certificate == nullptr ? std::string("refused")
+                               : *certificate == leaf ? "accepted"
+                                                      : "another certificate";
                     }};
     };
     return {work("a signature of a trusted signer", "accepted", "Signer", {root}),
