@@ -1,8 +1,11 @@
 // SPDX-License-Identifier: Apache-2.0
 #include "Helpers/Linux/VELCertificateSubject.h"
+#include "Platform/X509/VELDERReader.h"
 #include "Tests/Helpers/Linux/ToolRun.h"
+#include "Tests/Support/CertificateForge.h"
 
 #include <gtest/gtest.h>
+#include <new>
 #include <sys/stat.h>
 
 namespace {
@@ -142,6 +145,26 @@ TEST_F(CertificateSubject, BytesThatAreNoTextAreEscaped) {
     EXPECT_FALSE(
         vel::certificateSubject(replaced(der, "\x0c\x05"s + "AgenT", "\x0c\x05"s + "A\xffgen")))
         << "UTF-8 that is none";
+}
+
+TEST(CertificateSubjectType, ThatOpenSSLCannotWriteIsAFailure) {
+    namespace der = vel::der;
+    const SigningKey key = SigningKey::ellipticCurve();
+    const auto subjectWithType = [&key](std::size_t arcs) {
+        std::string type = "1.2";
+        for (std::size_t count = 0; count < arcs; ++count) {
+            type += ".3";
+        }
+        CertificateDraft draft("", "Issuer", key);
+        draft.subject = der::element(
+            der::sequence,
+            der::element(der::set,
+                         der::element(der::sequence, objectIdentifier(type) +
+                                                         der::element(der::utf8String, "x"))));
+        return vel::certificateSubject(draft.madeBy(key)).value_or("no certificate");
+    };
+    EXPECT_EQ(subjectWithType(4), "/1.2.3.3.3.3=x");
+    EXPECT_THROW(subjectWithType(2'000), std::bad_alloc);
 }
 
 TEST_F(CertificateSubject, MayBeEmpty) {

@@ -196,10 +196,15 @@ TEST_F(CodeSignature, FailsWithoutAFileToWriteTo) {
 }
 
 TEST_F(CodeSignature, LeavesNothingWhenItCannotWriteAll) {
-    Publisher::shared().sign(_program);
+    const auto& publisher = Publisher::shared();
+    publisher.make("large", "/CN=Large/OU=TEAM42", "intermediate",
+                   noAuthority + "1.2.3.4=ASN1:UTF8String:" + std::string(100'000, 'x'));
+    publisher.sign(_program, {}, "large");
     const RunningProgram running({_program, "100"});
+    EXPECT_EQ(extract(running), success);
+    EXPECT_EQ(leaf(), publisher.der("large"));
     EXPECT_EQ(
-        runProgram({"prlimit", "--fsize=100:unlimited", "sh", "-c", "trap '' XFSZ; exec \"$@\"",
+        runProgram({"prlimit", "--fsize=65536:unlimited", "sh", "-c", "trap '' XFSZ; exec \"$@\"",
                     "sh", toolProgram("code-signature"), "--display", "--extract-certificates",
                     std::to_string(running.processID()), "--signers",
                     Publisher::shared().file("anybody")},
