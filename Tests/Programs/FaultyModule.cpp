@@ -15,6 +15,8 @@
 //     linger               leaves a program running that keeps standard output; it has no token
 //     large                has a token with 100 certificates of a million bytes
 //     sensitive            has a token that tells nothing of what it holds
+//     removed, unknown     has a token that is taken out, or found to be of no known kind, after
+//                          it was counted
 //     anything else        fails
 
 namespace {
@@ -23,6 +25,8 @@ constexpr CK_ULONG certificateCount = 100;
 constexpr CK_ULONG certificateSize = 1'000'000;
 bool hasToken = false;
 bool isSensitive = false; // it tells nothing of its objects
+constexpr CK_SLOT_ID onlySlot = 5;
+CK_RV tokenResult = CKR_OK; // of the question about the token
 CK_ULONG searched = 0;
 
 void leaveProgramRunning() {
@@ -59,7 +63,10 @@ CK_RV initialize(void*) {
         return CKR_OK;
     }
     isSensitive = fault == "sensitive";
-    hasToken = isSensitive || fault == "large";
+    tokenResult = fault == "removed"   ? CKR_TOKEN_NOT_PRESENT
+                  : fault == "unknown" ? CKR_TOKEN_NOT_RECOGNIZED
+                                       : CKR_OK;
+    hasToken = isSensitive || fault == "large" || tokenResult != CKR_OK;
     return hasToken ? CKR_OK : CKR_DEVICE_ERROR;
 }
 
@@ -67,15 +74,19 @@ CK_RV finalize(void*) {
     return CKR_OK;
 }
 
+/// Says at first that there is one more than there is.
 CK_RV getSlotList(CK_BBOOL, CK_SLOT_ID* slots, CK_ULONG* count) {
     if (slots != nullptr && hasToken) {
-        slots[0] = 0;
+        slots[0] = onlySlot;
     }
-    *count = hasToken ? 1 : 0;
+    *count = (hasToken ? 1 : 0) + (slots == nullptr ? 1 : 0);
     return CKR_OK;
 }
 
-CK_RV getTokenInfo(CK_SLOT_ID, CK_TOKEN_INFO* information) {
+CK_RV getTokenInfo(CK_SLOT_ID slot, CK_TOKEN_INFO* information) {
+    if (slot != onlySlot || tokenResult != CKR_OK) {
+        return slot != onlySlot ? CKR_SLOT_ID_INVALID : tokenResult;
+    }
     *information = {};
     information->flags = CKF_TOKEN_INITIALIZED;
     return CKR_OK;

@@ -213,6 +213,11 @@ TEST_F(FaultyModule, WhatMayNotBeReadIsLeftOut) {
     EXPECT_EQ(statusWith("sensitive"), -25300);
 }
 
+TEST_F(FaultyModule, WithATokenThatIsGoneOrUnknownHasNone) {
+    EXPECT_EQ(statusWith("removed"), -25300);
+    EXPECT_EQ(statusWith("unknown"), -25300);
+}
+
 TEST_F(FaultyModule, ThatCannotBeLoadedIsAFailingStatus) {
     EXPECT_EQ(statusOf(keychainOfModule("/nonexistent/module.so", testDate)), -2070);
     EXPECT_EQ(statusOf(keychainOfModule("/dev/null", testDate)), -2070);
