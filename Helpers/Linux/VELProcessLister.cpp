@@ -12,6 +12,7 @@
 #include <fcntl.h>
 #include <memory>
 #include <unistd.h>
+#include <utility>
 #include <vector>
 
 namespace vel {
@@ -179,12 +180,10 @@ std::optional<std::string> processListing(const std::string& processFolder) {
 }
 
 bool fitsPipe(int descriptor, std::size_t bytes) {
-    const auto holds = [bytes](int capacity) {
-        return capacity >= 0 && bytes <= static_cast<std::size_t>(capacity);
-    };
     const int capacity = ::fcntl(descriptor, F_GETPIPE_SZ);
-    return capacity < 0 || holds(capacity) ||
-           (bytes <= INT_MAX && holds(::fcntl(descriptor, F_SETPIPE_SZ, static_cast<int>(bytes))));
+    return capacity < 0 || std::cmp_less_equal(bytes, capacity) ||
+           (bytes <= INT_MAX &&
+            std::cmp_less_equal(bytes, ::fcntl(descriptor, F_SETPIPE_SZ, static_cast<int>(bytes))));
 }
 
 } // namespace vel

@@ -96,11 +96,11 @@ std::vector<std::string> readTexts(sd_bus_message* message) {
     return texts;
 }
 
-/// The content of a variant. False when it cannot be read; one without texts is passed over.
+/// The content of the variant that comes next. False when it cannot be read; one without texts is
+/// passed over.
 bool readSetting(sd_bus_message* message, std::vector<std::vector<std::string>>& groups) {
-    char kind = 0;
     const char* content = nullptr;
-    if (systemd().sd_bus_message_peek_type(message, &kind, &content) <= 0 || kind != 'v') {
+    if (systemd().sd_bus_message_peek_type(message, nullptr, &content) <= 0) {
         return false;
     }
     const std::string type = content;
