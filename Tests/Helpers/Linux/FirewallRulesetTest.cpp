@@ -156,6 +156,7 @@ TEST(FirewallRuleset, ARuleWithoutConditionEndsThePath) {
         EXPECT_EQ(ofRules(closed, {drop, accepting}), refused) << accepting;
     }
     EXPECT_EQ(ofRules(closed, {returns}), refused);
+    EXPECT_EQ(ofRules(closed, {returns + ", " + accept}), refused);
 }
 
 TEST(FirewallRuleset, ARejectionReachesWhatItsReplyIsFor) {
@@ -203,6 +204,10 @@ TEST(FirewallRuleset, AnUnknownConditionLetsInAndDoesNotRefuse) {
           match(R"({"fib": {"result": "oif", "flags": ["saddr", "iif"]}})", "false"),
           match(ct("status"), "\"snat\"", "in"),
           match(ct("state"), R"(["new", "related"])", "!="),
+          match(ct("state"), "8"),
+          match(meta("mark"), "5", ">"),
+          match(R"({"&": 5})", "1"),
+          match(R"({"&": []})", "1"),
           match(ct("label"), "\"new\""),
           match(ct("label"), "\"related\""),
           match(ct("label"), "\"assured\""),
@@ -240,7 +245,9 @@ TEST(FirewallRuleset, AStatementWithoutAValueForThePacketEndsTheRule) {
         EXPECT_EQ(ofRules(closed, {statement + ", " + accept}), letIn) << statement;
     }
     for (const std::string& statement :
-         {mark(meta("mark"), "1"), mark(ct("mark"), "1"), std::string(R"({"counter": "a"})"),
+         {mark(meta("mark"), "1"), mark(ct("mark"), "1"), mark(meta("priority"), "1"),
+          mark(meta("nftrace"), "1"), mark(meta("secmark"), "1"),
+          std::string(R"({"counter": "a"})"),
           std::string(R"({"counter": {"packets": 1, "bytes": 2}})"),
           std::string(R"({"log": {"prefix": "map"}})"), std::string(R"({"secmark": "a"})")}) {
         EXPECT_EQ(ofRules(open, {statement + ", " + drop}), refused) << statement;
@@ -339,11 +346,17 @@ TEST(FirewallRuleset, WhatHoldsForEveryPacketRefusesEverything) {
           match(meta("l4proto"), R"({"set": ["tcp", "udp"]})"),
           match(meta("nfproto"), R"({"set": ["ipv4", "ipv6"]})"),
           match(payload("th", "dport"), ports(1, 64'880)), match(meta("iifname"), "\"lo\"", "!="),
-          match(payload("th", "dport"), "655", ">")}) {
+          match(payload("th", "dport"), "655", ">"), match(payload("th", "dport"), "656", ">=")}) {
         EXPECT_EQ(ofRules(open, {condition + ", " + drop}), refused) << condition;
     }
     EXPECT_EQ(ofRules(open, {match(payload("th", "dport"), ports(1, 64'879)) + ", " + drop}),
               letIn);
+    for (const char* protocol : {"tcp", "udp"}) {
+        EXPECT_EQ(
+            ofRules(open, {match(payload(protocol, "dport"), ports(0, 65'535)) + ", " + drop}),
+            letIn)
+            << protocol;
+    }
     EXPECT_EQ(ofRules(open, {match(payload("ip", "saddr"), prefix("0.0.0.0", 0)) + ", " + drop,
                              match(payload("ip6", "saddr"), prefix("::", 0)) + ", " + drop}),
               refused);
@@ -385,6 +398,7 @@ TEST(FirewallRuleset, JumpsAreFollowed) {
     EXPECT_EQ(ofRules(open, {jump("c"), drop}, {chain("c"), rule("c", returns), rule("c", accept)}),
               refused);
     EXPECT_EQ(ofRules(open, {jump("c"), drop}, {chain("c")}), refused);
+    EXPECT_EQ(ofRules(open, {jump("c")}, {chain("c")}), letIn);
     EXPECT_EQ(ofRules(open, {goTo("c"), drop}, {chain("c")}), letIn);
     EXPECT_EQ(ofRules(closed, {goTo("c")}, {chain("c")}), refused);
     EXPECT_EQ(ofRules(open, {goTo("c")}, {chain("c"), rule("c", drop)}), refused);
@@ -426,7 +440,10 @@ TEST(FirewallRuleset, VerdictMapsAreFollowed) {
                       {chain("c")}),
               refused)
         << "it comes back to the next rule";
-    EXPECT_EQ(ofRules(closed, {states("5")}), letIn);
+    for (const char* element :
+         {"5", R"({"a": "new", "b": {"drop": null}})", R"(["new", {"drop": null}, 1])"}) {
+        EXPECT_EQ(ofRules(closed, {states(element)}), letIn) << element;
+    }
     EXPECT_EQ(ofRules(closed, {R"({"vmap": {"data": {"set": [["*", {"drop": null}]]}}})"}), letIn)
         << "without a key";
     EXPECT_EQ(ofRules(closed, {vmap(payload("tcp", "dport"),
@@ -453,6 +470,10 @@ TEST(FirewallRuleset, NamedSetsAndMapsAreRead) {
         refused);
     EXPECT_EQ(ofRules(closed, {states}, {named("map", "")}), refused);
     EXPECT_EQ(ofRules(closed, {states}, {named("map", R"(, "flags": ["timeout"])")}), letIn);
+    EXPECT_EQ(
+        ofRules(closed, {states},
+                {named("map", R"(, "flags": ["timeout"], "elem": [["new", {"drop": null}]])")}),
+        letIn);
     EXPECT_EQ(ofRules(closed, {states}), letIn) << "no such map";
     const std::string sources = match(payload("ip", "saddr"), "\"@s\"") + ", " + accept;
     EXPECT_EQ(
@@ -573,6 +594,8 @@ TEST(FirewallRuleset, WhatDependsOnAHiddenMatchIsHidden) {
     EXPECT_EQ(ofRules(closed, {extension + returns, accept}), letIn);
     EXPECT_EQ(ofRules(open, {extension + jump("c")}, {chain("c"), rule("c", drop)}), hidden);
     EXPECT_EQ(ofRules(open, {extension + jump("c")}, {chain("c")}), letIn);
+    EXPECT_EQ(ofRules(closed, {extension + jump("c")}, {chain("c"), rule("c", accept)}), hidden);
+    EXPECT_EQ(ofRules(closed, {R"({"xt": null}, )" + accept}), hidden);
     EXPECT_EQ(ofRules(closed, {R"({"xt": null})"}), hidden);
     EXPECT_EQ(ofRules(open, {R"({"xt": null})"}), hidden);
     EXPECT_EQ(ofRules(closed, {R"({"xt": null})", accept}), hidden);
