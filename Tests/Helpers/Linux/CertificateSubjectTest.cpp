@@ -139,6 +139,9 @@ TEST_F(CertificateSubject, BytesThatAreNoTextAreEscaped) {
         "/CN=\\2Fe\\xFF\\x0A/O=x")
         << "bits, not text";
     EXPECT_EQ(
+        vel::certificateSubject(replaced(der, "\x0c\x05"s + "AgenT", "\x0c\x05"s + " ~\x7F!\x1F")),
+        "/CN= ~\\x7F!\\x1F/O=x");
+    EXPECT_EQ(
         vel::certificateSubject(replaced(der, "\x0c\x05"s + "AgenT", "\x13\x05"s + "A/\0\xff\n"s)),
         "/CN=A\\2F\\x00\\xC3\\xBF\\x0A/O=x")
         << "a printable string that is none is read as Latin-1";

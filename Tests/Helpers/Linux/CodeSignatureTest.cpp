@@ -303,10 +303,14 @@ TEST_F(CodeSignature, OnlyADetachedSignatureOfOneStrongSignerIsAccepted) {
     const std::string none = "the signature is no detached CMS signature in DER";
     publisher.sign(_program, {"-nodetach"});
     check(none);
+    publisher.sign(_program, {"-econtent_type", "1.2.3.4"});
+    check(none);
     publisher.sign(_program);
+    const std::string onlyData("\x30\x0F\x06\x09\x2A\x86\x48\x86\xF7\x0D\x01\x07\x01\xA0\x02\x04",
+                               17);
     const std::string good = readTestFile(_program + ".p7s");
-    for (const auto& bad :
-         {std::string(), good.substr(0, good.size() - 1), good + "x", publisher.der("leaf")}) {
+    for (const auto& bad : {std::string(), good.substr(0, good.size() - 1), good + "x",
+                            publisher.der("leaf"), onlyData}) {
         std::ofstream(_program + ".p7s", std::ios::binary) << bad;
         check(none);
     }
@@ -572,6 +576,15 @@ TEST(CertificatesInFile, ReadsPEMAndDER) {
               std::vector<std::string>());
     const std::string pem = readTestFile(publisher.file("root.pem"));
     EXPECT_EQ(vel::certificatesInFile(pem + pem.substr(0, pem.size() - 40)),
+              std::vector<std::string>());
+    const auto armoured = [](const std::string& label, const std::string& base64) {
+        return "-----BEGIN " + label + "-----\n" + base64 + "-----END " + label + "-----\n";
+    };
+    const std::size_t first = pem.find('\n') + 1;
+    const std::string base64 = pem.substr(first, pem.find("-----END") - first);
+    EXPECT_EQ(vel::certificatesInFile(armoured("CERTIFICATE", base64)), std::vector{root});
+    EXPECT_EQ(vel::certificatesInFile(armoured("OTHER", base64)), std::vector<std::string>());
+    EXPECT_EQ(vel::certificatesInFile(armoured("CERTIFICATE", "YQ==\n")),
               std::vector<std::string>());
 }
 
