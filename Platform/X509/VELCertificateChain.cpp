@@ -121,12 +121,12 @@ bool isUnreadableForOpenSSL(const X509* certificate) {
     return std::any_of(std::begin(types), std::end(types), [&](int type) {
         int presence = -1;
         void* value = X509_get_ext_d2i(certificate, type, &presence, nullptr);
-        const bool isUnread = value == nullptr && presence != -1;
-        const X509V3_EXT_METHOD* method = X509V3_EXT_get_nid(type);
-        if (value != nullptr && method != nullptr) {
-            ASN1_item_free(static_cast<ASN1_VALUE*>(value), ASN1_ITEM_ptr(method->it));
+        if (value == nullptr) {
+            return presence != -1;
         }
-        return isUnread;
+        ASN1_item_free(static_cast<ASN1_VALUE*>(value),
+                       ASN1_ITEM_ptr(X509V3_EXT_get_nid(type)->it));
+        return false;
     });
 }
 
@@ -368,10 +368,10 @@ std::optional<ChainFailure> verifiedFailure(const CertificateChain& chain) {
     if (X509_verify_cert(context.get()) == 1) {
         return std::nullopt;
     }
-    const int depth = X509_STORE_CTX_get_error_depth(context.get());
-    const auto last = static_cast<int>(chain.certificates.size()) - 1;
+    const auto depth =
+        static_cast<std::size_t>(std::max(X509_STORE_CTX_get_error_depth(context.get()), 0));
     return ChainFailure{checkOfError(X509_STORE_CTX_get_error(context.get())),
-                        static_cast<std::size_t>(std::clamp(depth, 0, last))};
+                        std::min(depth, chain.certificates.size() - 1)};
 }
 
 bool isSignedBy(const VELX509Certificate& child, const VELX509Certificate& parent) {

@@ -699,6 +699,14 @@ TEST(CertificateForms, AnIssuerWithoutAnyUsageMayNotSign) {
               failed(-67608, quoted("Middle") + " certificate is not permitted for this usage"));
 }
 
+/// Only the anchor may have one.
+TEST(CertificateForms, AnUnknownCriticalOneIsTheReasonAlsoWithoutAnAnchor) {
+    Chain chain;
+    chain.middle.issuer = nameOf("Nobody");
+    chain.middle.extensions += extensionOf("1.2.3.4", "", asCritical);
+    EXPECT_EQ(chain.evaluated(), failed(-67603, quoted("Middle") + standards));
+}
+
 // Name constraints
 
 std::string subtree(std::uint8_t form, const std::string& content) {
@@ -748,6 +756,7 @@ TEST(NameConstraints, PermitAndExcludeNamesOfTheirForm) {
         {host, "example.com", "sub.example.com", true},
         {host, "example.com", "subexample.com", false},
         {host, ".example.com", "sub.example.com", true},
+        {host, "", "example.com", true},
         {uri, "example.com", "http://example.com/path", true},
         {uri, "example.com", "http://sub.example.com:80/", false},
         {uri, ".example.com", "http://sub.example.com:80/", true},
@@ -767,6 +776,19 @@ TEST(NameConstraints, PermitAndExcludeNamesOfTheirForm) {
                         constraints(tree, tree)),
                   "trusted")
             << "a name of another form: " << text;
+    }
+}
+
+TEST(NameConstraints, ThatCannotBeReadAreFoundInBothLists) {
+    const std::string withMaximum =
+        der::element(der::sequence, der::element(host, "example.com") + "\x81\x01\x01");
+    const std::string withoutName = "\x30\x00"s;
+    for (const std::string& tree : {withMaximum, withoutName}) {
+        for (const std::string& value : {constraints(tree, ""), constraints("", tree)}) {
+            Chain chain;
+            chain.leaf.extensions = extensionOf("2.5.29.30", value, asCritical);
+            EXPECT_EQ(chain.evaluated(), "no leaf");
+        }
     }
 }
 
@@ -866,6 +888,16 @@ TEST(NameConstraints, CompareTheSubjectByteByByte) {
     };
     EXPECT_EQ(evaluatedBelow(nameOf("Firm")), "trusted");
     EXPECT_EQ(evaluatedBelow(nameOf("Other")), failed(-67689, quoted("Leaf, Firm") + standards));
+}
+
+TEST(NameConstraints, OfDirectoryNamesDoNotHoldForAnEmptySubject) {
+    Chain chain;
+    chain.middle.extensions +=
+        extensionOf("2.5.29.30", constraints(subtree(directory, nameOf("Firm")), ""));
+    chain.leaf.subject = der::element(der::sequence, "");
+    chain.leaf.extensions = extensionOf(
+        "2.5.29.17", der::element(der::sequence, der::element(host, "example.com")), asCritical);
+    EXPECT_EQ(chain.evaluated(), "trusted");
 }
 
 TEST(NameConstraints, HoldForTheAddressesOfTheSubject) {

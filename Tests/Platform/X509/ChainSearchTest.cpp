@@ -108,6 +108,15 @@ TEST(ChainSearch, VerifiesTwoHundredAndFiftySixSignatures) {
     EXPECT_EQ(evaluated("Middle", pool), "-25318 \u201CLeaf\u201D certificate is not trusted");
 }
 
+TEST(ChainSearch, VerifiesTheSignatureOfAnOnlyIssuerWithTheChain) {
+    std::vector<std::string> pool;
+    while (pool.size() < 255) {
+        pool.push_back(middle(static_cast<int>(pool.size()), "35", anotherKey()));
+    }
+    pool.push_back(middle(255, "35"));
+    EXPECT_EQ(evaluated("Middle", pool), "trusted") << "after 256 signatures";
+}
+
 TEST(ChainSearch, FollowsALeafThatSharesTheKeyOfItsIssuer) {
     EXPECT_EQ(evaluated("Root", {}), "trusted");
 }
