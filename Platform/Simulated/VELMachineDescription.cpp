@@ -405,7 +405,6 @@ void readMounts(const Described& value, VELSimulatedPlatform& machine) {
         machine.disks.mounts.reset();
         return;
     }
-    machine.disks.mounts.emplace();
     for (const VELValue& mount : value.list()) {
         const Described described = value.element(machine.disks.mounts->size(), mount);
         readKeys<VELSimulatedMount>(described, mountKeys, machine.disks.mounts->emplace_back());

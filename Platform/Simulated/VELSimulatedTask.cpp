@@ -164,7 +164,6 @@ void VELSimulatedTask::terminate() {
 
 void VELSimulatedTask::waitUntilExit() {
     note(Kind::wait);
-    _time.advanceTo(_time.now());
     while (true) {
         const std::optional<VELTimePoint> exit = exitMoment();
         const std::optional<VELTimePoint> due = _time.nextDue();
