@@ -78,6 +78,24 @@ TEST_F(VELAppleKeychainTest, OneCertificateAtMostIsAnsweredWithoutAList) {
     EXPECT_EQ(found.certificates, Bytes({"a"}));
 }
 
+TEST_F(VELAppleKeychainTest, OneCertificateAtMostMayBeAnsweredInAList) {
+    machine.mac.answers["SecItemCopyMatching"] = [] {
+        CFTypeRef certificate = standin::copyData("a");
+        const CFArrayRef list =
+            CFArrayCreate(kCFAllocatorDefault, &certificate, 1, &kCFTypeArrayCallBacks);
+        CFRelease(certificate);
+        return list;
+    };
+    const auto found = platform().keychain().certificates(1);
+    EXPECT_EQ(found.status, success);
+    EXPECT_EQ(found.certificates, Bytes({"a"}));
+}
+
+TEST_F(VELAppleKeychainTest, ManyCertificatesAreNotAnsweredWithoutAList) {
+    machine.mac.answers["SecItemCopyMatching"] = [] { return standin::copyData("a"); };
+    EXPECT_EQ(platform().keychain().certificates(2).status, internalComponent);
+}
+
 TEST_F(VELAppleKeychainTest, AnAnswerOfAnotherTypeIsAnInternalFailure) {
     for (const VELValue& odd : {VELValue("text"), VELValue(1), VELValue::object(),
                                 VELValue::array({"text"}), VELValue::array({nullptr})}) {

@@ -89,6 +89,17 @@ TEST_F(VELCFValueTest, IntegersOf64BitsStayExact) {
     }
 }
 
+TEST_F(VELCFValueTest, WiderIntegersAreDoubles) {
+    constexpr auto beyond = standin::WideInteger{1} << 64U;
+    for (const auto& [integer, number] :
+         {std::pair(beyond + 5, 0x1p64), std::pair(beyond + beyond / 2, 0x1.8p64),
+          std::pair(-beyond - 1, -0x1p64)}) {
+        const Found found = converted(standin::makeLargeNumber(integer));
+        EXPECT_EQ(found, Found(number));
+        EXPECT_TRUE(found->is_number_float());
+    }
+}
+
 TEST_F(VELCFValueTest, FractionsAreDoublesAlsoWithoutAFraction) {
     for (const double number : {1.0, -0.1, 1e300, -1e-300, 0x1p63, -0x1p63}) {
         const Found found = converted(standin::copyValue(number));

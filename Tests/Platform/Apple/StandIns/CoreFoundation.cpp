@@ -24,6 +24,7 @@ using standin::FallibleCall;
 using standin::make;
 using standin::Object;
 using standin::objectOf;
+using standin::WideInteger;
 
 /// An object of a type that has a name.
 template <typename Self> class Typed : public Object {
@@ -56,8 +57,7 @@ public:
 class Number final : public Typed<Number> {
 public:
     static constexpr char name[] = "CFNumber";
-    /// An integer beyond those with sign is kept without one.
-    using Value = std::variant<std::int64_t, std::uint64_t, double>;
+    using Value = std::variant<std::int64_t, WideInteger, double>;
     explicit Number(Value number) : value(number) {}
     [[nodiscard]] bool equals(const Object& other) const override {
         return value == static_cast<const Number&>(other).value;
@@ -253,8 +253,6 @@ std::string utf8Of(char32_t character) {
     return {byte(0xF0U | character >> 18U), following(12), following(6), following(0)};
 }
 
-__extension__ using WideInteger = __int128;
-
 /// A value as a number of the type `Target`, and whether it is the same number.
 template <typename Target> bool storeNumber(const Number::Value& value, void* target) {
     const auto store = [target](Target converted) {
@@ -268,13 +266,13 @@ template <typename Target> bool storeNumber(const Number::Value& value, void* ta
         }
         return static_cast<std::int64_t>(converted) == *whole;
     }
-    if (const auto* large = std::get_if<std::uint64_t>(&value)) {
+    if (const auto* large = std::get_if<WideInteger>(&value)) {
         const auto converted = static_cast<Target>(*large);
         store(converted);
         if constexpr (std::is_same_v<Target, double>) {
             return static_cast<WideInteger>(converted) == *large;
         }
-        return sizeof(Target) == sizeof(std::uint64_t); // wrapped, and true all the same
+        return sizeof(Target) == sizeof(std::int64_t); // wrapped, and true all the same
     }
     const double number = std::get<double>(value);
     if constexpr (std::is_same_v<Target, double>) {
@@ -300,7 +298,7 @@ void requireRetaining(const void* callBacks, const void* retaining) {
 
 } // namespace
 
-CFNumberRef standin::makeLargeNumber(std::uint64_t value) {
+CFNumberRef standin::makeLargeNumber(WideInteger value) {
     return as<CFNumberRef>(makeOf<Number>(Number::Value(value)));
 }
 

@@ -3,12 +3,12 @@
 
 #include <CoreFoundation/CoreFoundation.h>
 
-#include <cstdint>
-
 namespace standin {
+
+__extension__ using WideInteger = __int128;
 
 /// An integer beyond those of 64 bits with sign, as a property list may hold one. No public call
 /// makes it.
-CFNumberRef makeLargeNumber(std::uint64_t value);
+CFNumberRef makeLargeNumber(WideInteger value);
 
 } // namespace standin
