@@ -36,7 +36,7 @@ public:
 
     /// Moves a descriptor that is one of the standard streams' above them, close-on-exec: a host
     /// that has closed its standard streams goes on writing to them, and must not hit this file.
-    /// None afterwards when that fails, and `errno` says why.
+    /// None afterwards when that fails, and `errno` says why. None stays none, and `errno` too.
     void moveAboveStandardStreams();
 
 private:

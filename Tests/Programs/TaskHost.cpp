@@ -17,12 +17,15 @@
 #include <fstream>
 #include <functional>
 #include <iostream>
+#include <linux/sched.h>
 #include <map>
 #include <nlohmann/json.hpp>
+#include <sched.h>
 #include <sstream>
 #include <sys/mman.h>
 #include <sys/resource.h>
 #include <sys/stat.h>
+#include <sys/syscall.h>
 #include <sys/wait.h>
 #include <unistd.h>
 
@@ -300,6 +303,10 @@ void descriptorLimit() {
     const std::string refused =
         "error 2 Error launching task " VEL_TASK_TOOL ": Couldn't create a pipe: error 24";
     expect(run(printing("text")), refused, "none free");
+    ::close(STDIN_FILENO);
+    ::close(STDOUT_FILENO);
+    expect(run(printing("text")), refused, "those of standard streams free");
+    expectEqual(openDescriptors(64), std::size_t{2}, "free after that");
     ::close(highest);
     expect(run(printing("text")), refused, "one free");
     expectEqual(openDescriptors(64), std::size_t{1}, "free after that");
@@ -422,6 +429,44 @@ void forkWithoutExec() {
     expectEqual(inChild, 0, "failures of the child");
     expectRuns("in the parent");
     expectNothingLeft(before, "in the parent");
+}
+
+/// The host reaps a tool and has another child that gets its number.
+void reapAndReuseNumber() {
+    VELPOSIXTask task(VEL_TASK_TOOL, {});
+    task.launch();
+    const pid_t number = ::waitpid(-1, nullptr, 0);
+    clone_args arguments = {};
+    arguments.exit_signal = SIGCHLD;
+    arguments.set_tid = reinterpret_cast<std::uintptr_t>(&number);
+    arguments.set_tid_size = 1;
+    const auto other = static_cast<pid_t>(::syscall(SYS_clone3, &arguments, sizeof arguments));
+    if (other == 0) {
+        ::_exit(5);
+    }
+    if (other < 0) {
+        skip("a process cannot choose the number of its child");
+    }
+    expectEqual(other, number, "number of the other child");
+    task.waitUntilExit();
+    expectEqual(task.terminationStatus(), -1, "status of the reaped tool");
+    int status = 0;
+    expectEqual(::waitpid(other, &status, 0), other, "the other child is left to the host");
+    expectEqual(WEXITSTATUS(status), 5, "status of the other child");
+}
+
+void numberReused() {
+    const int result = forked([] {
+        // Where nobody else takes a number.
+        if (::unshare(CLONE_NEWUSER | CLONE_NEWPID) != 0) {
+            skip("no numbers of processes of its own");
+        }
+        failures = forked(reapAndReuseNumber);
+    });
+    if (result == skipped) {
+        ::_exit(skipped);
+    }
+    expectEqual(result, 0, "failures of the host");
 }
 
 // The lock of the queue is likely to be held at some of these forks.
@@ -547,6 +592,7 @@ const std::map<std::string, void (*)()> scenarios = {
     {"environment", environment},
     {"checks-without-streams", checksWithoutStreams},
     {"static-destructor", staticDestructor},
+    {"number-reused", numberReused},
 };
 
 } // namespace

@@ -36,7 +36,7 @@ INSTANTIATE_TEST_SUITE_P(
                       "signals-blocked", "interrupted", "many-descriptors", "descriptor-limit",
                       "sixteen-threads", "large-host", "no-worker", "exit-while-pending",
                       "fork-without-exec", "fork-while-busy", "fork-while-logging", "environment",
-                      "checks-without-streams", "static-destructor"),
+                      "checks-without-streams", "static-destructor", "number-reused"),
     [](const auto& scenario) {
         std::string name;
         bool startsWord = true;

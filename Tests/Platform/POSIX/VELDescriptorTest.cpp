@@ -3,11 +3,21 @@
 
 #include <array>
 #include <cerrno>
+#include <csignal>
 #include <fcntl.h>
 #include <future>
 #include <gtest/gtest.h>
+#include <sys/time.h>
 
 namespace {
+
+TEST(Descriptor, OfNothingIsNotMoved) {
+    errno = ENOENT;
+    VELDescriptor none;
+    none.moveAboveStandardStreams();
+    EXPECT_FALSE(none);
+    EXPECT_EQ(errno, ENOENT) << "why there is none";
+}
 
 class DescriptorPipe : public testing::Test {
 protected:
@@ -33,6 +43,25 @@ TEST_F(DescriptorPipe, CarriesMoreThanItHoldsThoughNeitherEndBlocks) {
     EXPECT_EQ(vel::readAll(reader.get(), bytes), 0);
     EXPECT_EQ(writing.get(), 0);
     EXPECT_EQ(bytes, text);
+}
+
+VELDescriptor* lateWriter = nullptr;
+
+TEST_F(DescriptorPipe, IsReadAfterASignalThatInterruptsTheWait) {
+    lateWriter = &writer;
+    struct sigaction action = {};
+    struct sigaction before = {};
+    action.sa_handler = [](int) {
+        static_cast<void>(vel::writeAll(lateWriter->get(), "late"));
+        lateWriter->close();
+    };
+    ASSERT_EQ(::sigaction(SIGALRM, &action, &before), 0);
+    const itimerval soon = {{}, {0, 50'000}};
+    ASSERT_EQ(::setitimer(ITIMER_REAL, &soon, nullptr), 0);
+    std::string bytes;
+    EXPECT_EQ(vel::readAll(reader.get(), bytes), 0);
+    EXPECT_EQ(bytes, "late");
+    ::sigaction(SIGALRM, &before, nullptr);
 }
 
 TEST_F(DescriptorPipe, IsReadUpToALimit) {
