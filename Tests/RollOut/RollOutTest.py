@@ -54,8 +54,9 @@ class Machine:
               "krb5_realm = CORP.SAMPLE.TEST\nid_provider = ad\nrealmd_tags = manages-system\n")
     AGENT = "/var/agent/SampleAgent"  # in a folder that only its user may enter
     SERVICES = {
-        "rollout-bus.service": "[Unit]\nDefaultDependencies=no\n[Service]\nRuntimeDirectory=dbus\n"
-                               "ExecStart=dbus-daemon --system --nofork --nopidfile\n",
+        # Started is what listens, so that no check comes before it does.
+        "rollout-bus.service": "[Unit]\nDefaultDependencies=no\n[Service]\nType=notify\n"
+                               "RuntimeDirectory=dbus\nExecStart=dbus-daemon --system --nofork --nopidfile\n",
         "rollout-agent.service": "[Unit]\nDefaultDependencies=no\n[Service]\nUser=daemon\n"
                                  f"Type=exec\nExecStart={AGENT} 600\n",
     }
