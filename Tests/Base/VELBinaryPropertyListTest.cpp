@@ -52,7 +52,7 @@ std::string readObjects(std::vector<std::string> objects) {
     return readAsText(BinaryFile{.objects = std::move(objects)}.bytes());
 }
 
-void expectEach(const Cases& cases) {
+void expectEachObject(const Cases& cases) {
     for (const auto& [object, expected] : cases) {
         EXPECT_EQ(readObjects({object}), expected) << testing::PrintToString(object);
     }
@@ -82,7 +82,7 @@ TEST(BinaryPropertyList, ReadsAWholeFile) {
 }
 
 TEST(BinaryPropertyList, ReadsSingletons) {
-    expectEach({
+    expectEachObject({
         {"\x00"s, "null"},
         {"\x08", "false"},
         {"\x09", "true"},
@@ -93,7 +93,7 @@ TEST(BinaryPropertyList, ReadsSingletons) {
 }
 
 TEST(BinaryPropertyList, ReadsIntegers) {
-    expectEach({
+    expectEachObject({
         {"\x10\x00"s, "0"},
         {"\x10\xFF", "255"},
         {"\x11\xFF\xFF", "65535"},
@@ -121,7 +121,7 @@ TEST(BinaryPropertyList, ReadsIntegers) {
 }
 
 TEST(BinaryPropertyList, ReadsReals) {
-    expectEach({
+    expectEachObject({
         {real(0.1), "0.1"},
         {real(-0.0), "-0.0"},
         {real(5), "5.0"},
@@ -142,7 +142,7 @@ TEST(BinaryPropertyList, ReadsReals) {
 }
 
 TEST(BinaryPropertyList, ReadsDates) {
-    expectEach({
+    expectEachObject({
         {date(0), R"("2001-01-01T00:00:00Z")"},
         {date(-0.5), R"("2000-12-31T23:59:59Z")"},
         {date(0.999), R"("2001-01-01T00:00:00Z")"},
@@ -162,7 +162,7 @@ TEST(BinaryPropertyList, ReadsDates) {
 }
 
 TEST(BinaryPropertyList, ReadsData) {
-    expectEach({
+    expectEachObject({
         {"\x40", R"("")"},
         {"\x41"
          "f",
@@ -175,7 +175,7 @@ TEST(BinaryPropertyList, ReadsData) {
 }
 
 TEST(BinaryPropertyList, ReadsStrings) {
-    expectEach({
+    expectEachObject({
         {"\x50", R"("")"},
         {"\x60", R"("")"},
         {"\x53"
@@ -216,7 +216,7 @@ TEST(BinaryPropertyList, ReadsUIDs) {
 }
 
 TEST(BinaryPropertyList, ReadsAUIDAtTheRootAsItsNumber) {
-    expectEach({
+    expectEachObject({
         {"\x80\x03", "3"},
         {"\x81\x01\x00"s, "256"},
         {"\x82\x01\x00\x00"s, "65536"},

@@ -30,7 +30,7 @@ std::string nestedArrays(std::size_t depth) {
     return repeated("<array>", depth) + repeated("</array>", depth);
 }
 
-void expectEach(const Cases& cases) {
+void expectEachContent(const Cases& cases) {
     for (const auto& [content, expected] : cases) {
         EXPECT_EQ(readAsText(plist(content)), expected) << content.substr(0, 200);
     }
@@ -72,7 +72,7 @@ TEST(XMLPropertyList, ReadsAUIDAtTheRootAsItsNumber) {
 }
 
 TEST(XMLPropertyList, ReadsIntegers) {
-    expectEach({
+    expectEachContent({
         {"<integer>0</integer>", "0"},
         {"<integer>-0</integer>", "0"},
         {"<integer>+7</integer>", "7"},
@@ -108,7 +108,7 @@ TEST(XMLPropertyList, RefusesWhatIsNoInteger) {
 }
 
 TEST(XMLPropertyList, ReadsReals) {
-    expectEach({
+    expectEachContent({
         {"<real>0</real>", "0.0"},
         {"<real>-0</real>", "-0.0"},
         {"<real>+1.5</real>", "1.5"},
@@ -159,7 +159,7 @@ TEST(XMLPropertyList, RefusesWhatIsNoDate) {
 }
 
 TEST(XMLPropertyList, ReadsData) {
-    expectEach({
+    expectEachContent({
         {"<data></data>", R"("")"},
         {"<data/>", R"("")"},
         {"<data>\n\t Z\tg =\r\n=</data>", R"("Zg==")"},
@@ -171,7 +171,7 @@ TEST(XMLPropertyList, ReadsData) {
 }
 
 TEST(XMLPropertyList, ReadsStrings) {
-    expectEach({
+    expectEachContent({
         {"<string></string>", R"("")"},
         {"<string/>", R"("")"},
         {"<string> a\r\n b\t</string>", R"(" a\n b\t")"},
@@ -190,7 +190,7 @@ TEST(XMLPropertyList, ReadsStrings) {
 }
 
 TEST(XMLPropertyList, ReadsDictionaries) {
-    expectEach({
+    expectEachContent({
         {"<dict></dict>", "{}"},
         {"<dict><key/><true/></dict>", R"({"":true})"},
         {"<dict><key>a</key><integer>1</integer><key>a</key><string>2</string></dict>",
@@ -203,7 +203,7 @@ TEST(XMLPropertyList, ReadsDictionaries) {
 }
 
 TEST(XMLPropertyList, RefusesAnotherStructure) {
-    expectEach({
+    expectEachContent({
         {"", "error: no value at line 1"},
         {"\n", "error: no value at line 2"},
         {"<true/>\n<true/>", "error: more than one value at line 2"},
@@ -231,7 +231,7 @@ TEST(XMLPropertyList, RefusesAnotherStructure) {
 }
 
 TEST(XMLPropertyList, RefusesStrayText) {
-    expectEach({
+    expectEachContent({
         {"<true/> x", "error: the text \"x\" where none belongs at line 1"},
         {"1", "error: the text \"1\" where none belongs at line 1"},
         {"<array>\n\n a b <true/></array>", "error: the text \"a b\" where none belongs at line 3"},

@@ -9,9 +9,11 @@
 #include "Platform/Simulated/VELSimulatedPlatform.h"
 #include "Tests/Documentation/DocumentedCertificates.h"
 #include "Tests/Support/EngineTest.h"
+#include "Tests/Support/FileContent.h"
 #include "Tests/Support/PropertyListText.h"
 #include "Tests/Support/RecordingLogger.h"
 #include "Tests/Support/RegularExpression.h"
+#include "Tests/Support/StatusFile.h"
 #include "Tests/Tools/DescribedCommands.h"
 #include "Tools/vel-posture/check/PrometheusReport.h"
 #include "Tools/vel-posture/check/ResultReport.h"
@@ -23,13 +25,11 @@
 
 #include <algorithm>
 #include <filesystem>
-#include <fstream>
 #include <functional>
 #include <map>
 #include <memory>
 #include <optional>
 #include <set>
-#include <sstream>
 #include <stdexcept>
 #include <string>
 #include <utility>
@@ -43,14 +43,6 @@ namespace {
 using Row = std::vector<std::string>;
 
 constexpr const char* firewallTool = "/usr/libexec/ApplicationFirewall/socketfilterfw";
-constexpr const char* statusFile = "/Library/Application Support/Checkpoint/FDE/fdeencstatus.plist";
-
-std::string textOfFile(const std::string& path) {
-    const std::ifstream file(path, std::ios::binary);
-    std::ostringstream text;
-    text << file.rdbuf();
-    return text.str();
-}
 
 /// The JSON value in a cell; nullopt if the cell says in words that there is none.
 std::optional<VELValue> valueOfCell(const std::string& cell) {
@@ -478,8 +470,7 @@ void removeDurations(VELValue& result) {
 TEST_F(AdministratorPages, RequestsRunAndGiveTheResultsThatFollow) {
     std::string problem;
     mac = vel::machineFromDescription(
-        textOfFile(std::string(VEL_SOURCE_DIRECTORY) + "/Examples/Machines/compliant.json"),
-        &problem);
+        contentOf(VEL_SOURCE_DIRECTORY "/Examples/Machines/compliant.json"), &problem);
     ASSERT_NE(mac, nullptr) << problem;
     const std::string misuse = "Unknown posture check type.*|Required parameter.*";
     std::set<std::string> types;
@@ -644,7 +635,7 @@ std::string sourcesIn(const std::vector<std::string>& folders) {
     for (const std::string& folder : folders) {
         for (const auto& file :
              std::filesystem::directory_iterator(std::string(VEL_SOURCE_DIRECTORY) + folder)) {
-            sources += textOfFile(file.path());
+            sources += contentOf(file.path());
         }
     }
     return replacedAll(sources, "\"\\s*\n\\s*\"", "");

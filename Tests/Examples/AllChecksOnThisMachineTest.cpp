@@ -1,6 +1,7 @@
 // SPDX-License-Identifier: Apache-2.0
 #include "Platform/VELPlatform.h"
 #include "Tests/Support/EngineTest.h"
+#include "Tests/Support/FileContent.h"
 #include "Tests/Support/RegularExpression.h"
 
 #include <gtest/gtest.h>
@@ -8,9 +9,7 @@
 
 #include <algorithm>
 #include <cctype>
-#include <fstream>
 #include <map>
-#include <sstream>
 
 namespace {
 
@@ -20,9 +19,8 @@ protected:
     ~AllChecksOnThisMachine() override { VELDTLogger::setLogger(nullptr); }
 
     static VELValue allChecks() {
-        std::ostringstream text;
-        text << std::ifstream(VEL_SOURCE_DIRECTORY "/Examples/Requests/all-checks.json").rdbuf();
-        return VELValue::parse(text.str());
+        return VELValue::parse(
+            contentOf(VEL_SOURCE_DIRECTORY "/Examples/Requests/all-checks.json"));
     }
 
     static VELValue answerTo(const VELValue& request,

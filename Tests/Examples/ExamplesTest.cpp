@@ -2,16 +2,15 @@
 #include "Base/VELBase64.h"
 #include "Tests/Support/CertificateWorkshop.h"
 #include "Tests/Support/ChildProgram.h"
+#include "Tests/Support/FileContent.h"
 
 #include <gtest/gtest.h>
 #include <nlohmann/json.hpp>
 
 #include <algorithm>
 #include <filesystem>
-#include <fstream>
 #include <map>
 #include <set>
-#include <sstream>
 #include <string>
 #include <vector>
 
@@ -32,12 +31,6 @@ std::vector<std::string> filesIn(const std::string& folder) {
     }
     std::ranges::sort(names);
     return names;
-}
-
-std::string contentOf(const fs::path& path) {
-    std::ostringstream content;
-    content << std::ifstream(path, std::ios::binary).rdbuf();
-    return content.str();
 }
 
 int expectedStatus(const Json& result) {

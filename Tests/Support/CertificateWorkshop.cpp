@@ -2,10 +2,9 @@
 #include "Tests/Support/CertificateWorkshop.h"
 
 #include "Base/VELBase64.h"
+#include "Tests/Support/FileContent.h"
 #include "Tests/Support/Oracle.h"
 
-#include <fstream>
-#include <sstream>
 #include <stdexcept>
 
 namespace {
@@ -36,12 +35,6 @@ std::string replaced(std::string text, const std::string& what, const std::strin
     return text;
 }
 
-std::string fileText(const std::string& path) {
-    std::ostringstream text;
-    text << std::ifstream(path, std::ios::binary).rdbuf();
-    return text.str();
-}
-
 void run(const std::string& command) {
     const OracleAnswer answer = askOracle("{ " + command + "; } 2>&1");
     if (answer.status != 0) {
@@ -69,7 +62,7 @@ std::string CertificateWorkshop::keyFile(const std::string& name) const {
 
 std::string CertificateWorkshop::derOfFile(const std::string& path) {
     constexpr std::string_view begin = "-----BEGIN CERTIFICATE-----";
-    const std::string text = fileText(path);
+    const std::string text = contentOf(path);
     const std::size_t start = text.find(begin);
     const std::size_t end = text.find("-----END CERTIFICATE-----");
     if (start == std::string::npos || end == std::string::npos) {
@@ -119,7 +112,7 @@ bool CertificateWorkshop::opensslTrusts(const std::string& leaf, const std::stri
                                         long moment) const {
     std::string pool;
     for (const std::string& name : intermediates) {
-        pool += fileText(certificateFile(name));
+        pool += contentOf(certificateFile(name));
     }
     std::string command = "openssl verify -partial_chain -no-CAfile -no-CApath -no-CAstore"
                           " -attime " +

@@ -3,25 +3,18 @@
 
 #include "Classes/Mac/VELPostureCheckRunner+Mac.h"
 #include "Platform/Simulated/VELMachineDescription.h"
+#include "Tests/Support/FileContent.h"
 #include "Tests/Support/RecordingLogger.h"
 
 #include <algorithm>
 #include <filesystem>
-#include <fstream>
 #include <memory>
-#include <sstream>
 #include <stdexcept>
 #include <string>
 #include <vector>
 
 /// The requests and the described Macs of Examples/, and what a platform makes of them.
 namespace examples {
-
-inline std::string contentOf(const std::filesystem::path& path) {
-    std::ostringstream content;
-    content << std::ifstream(path, std::ios::binary).rdbuf();
-    return content.str();
-}
 
 /// The names of the files in a folder of the examples, in order.
 inline std::vector<std::string> filesIn(const std::string& folder) {

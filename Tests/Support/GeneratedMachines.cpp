@@ -2,6 +2,7 @@
 #include "Tests/Support/GeneratedMachines.h"
 
 #include "Tests/Support/DescribedRequests.h"
+#include "Tests/Support/FileContent.h"
 
 #include <map>
 #include <utility>
@@ -27,8 +28,8 @@ const VELValue& exampleCertificates() {
     static const VELValue certificates = [] {
         VELValue found = VELValue::array();
         for (const std::string& file : examples::filesIn("Machines")) {
-            const VELValue mac = VELValue::parse(
-                examples::contentOf(VEL_SOURCE_DIRECTORY "/Examples/Machines/" + file));
+            const VELValue mac =
+                VELValue::parse(contentOf(VEL_SOURCE_DIRECTORY "/Examples/Machines/" + file));
             const VELValue keychain = mac.value("keychain", VELValue::object());
             for (const VELValue& certificate : keychain.value("certificates", VELValue::array())) {
                 found.push_back(certificate);

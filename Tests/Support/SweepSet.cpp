@@ -1,21 +1,18 @@
 // SPDX-License-Identifier: Apache-2.0
 #include "Tests/Support/SweepSet.h"
 
+#include "Tests/Support/FileContent.h"
 #include "vel_device_trust/VELValue.h"
 
 #include <nlohmann/json.hpp>
 
 #include <filesystem>
-#include <fstream>
-#include <sstream>
 
 std::map<std::string, std::string> exampleDocuments(const std::string& folder) {
     std::map<std::string, std::string> documents;
     for (const auto& file :
          std::filesystem::directory_iterator(VEL_SOURCE_DIRECTORY "/Examples/" + folder)) {
-        std::ostringstream text;
-        text << std::ifstream(file.path()).rdbuf();
-        documents[file.path().stem().string()] = text.str();
+        documents[file.path().stem().string()] = contentOf(file.path());
     }
     return documents;
 }

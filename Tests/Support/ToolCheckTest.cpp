@@ -5,6 +5,7 @@
 #include "Classes/Shared/VELDTLogger.h"
 #include "Tests/Support/KeptDocuments.h"
 
+#include <stdexcept>
 #include <utility>
 
 ToolCheckTest::ToolCheckTest()
@@ -50,6 +51,15 @@ void ToolCheckTest::expectError(const std::optional<VELError>& error, std::int64
     EXPECT_EQ(error->domain(), kVELPostureCheckErrorDomain);
     EXPECT_EQ(error->code(), code);
     EXPECT_EQ(error->message(), message);
+}
+
+void ToolCheckTest::expectRaised(const std::function<void()>& work, const std::string& text) {
+    try {
+        work();
+        FAIL() << "raised nothing, not: " << text;
+    } catch (const std::invalid_argument& exception) {
+        EXPECT_EQ(exception.what(), text);
+    }
 }
 
 VELDictionary ToolCheckTest::resultOf(const VELArray& entries) {

@@ -12,6 +12,7 @@
 #include <nlohmann/json.hpp>
 
 #include <cstdint>
+#include <functional>
 #include <memory>
 #include <optional>
 #include <string>
@@ -41,6 +42,8 @@ protected:
     /// Holds a posture-check error against its code and text.
     static void expectError(const std::optional<VELError>& error, std::int64_t code,
                             const std::string& message);
+    /// Holds the exception that the work throws against its text.
+    static void expectRaised(const std::function<void()>& work, const std::string& text);
 
     /// The result of a request with these entries on the described Mac, without its timings.
     VELDictionary resultOf(const VELArray& entries);

@@ -3,6 +3,7 @@
 #include "Classes/Mac/VELPostureCheckRunner+Mac.h"
 #include "Platform/Simulated/VELSimulatedPlatform.h"
 #include "Tests/Support/ChildProgram.h"
+#include "Tests/Support/FileContent.h"
 #include "Tests/Support/RegularExpression.h"
 #include "Tests/Support/TemporaryFolder.h"
 #include "Tests/Tools/DescribedCommands.h"
@@ -10,11 +11,9 @@
 #include <gtest/gtest.h>
 
 #include <algorithm>
-#include <iterator>
 #include <map>
 #include <optional>
 #include <set>
-#include <sstream>
 
 namespace {
 
@@ -26,11 +25,6 @@ const std::string manualPath = source + "Documentation/manual/vel-posture.1";
 const std::string bashPath = source + "Tools/completions/vel-posture.bash";
 const std::string zshPath = source + "Tools/completions/_vel-posture";
 const std::string fishPath = source + "Tools/completions/vel-posture.fish";
-
-std::string contentOf(const std::string& path) {
-    std::ifstream file(path, std::ios::binary);
-    return {std::istreambuf_iterator<char>(file), {}};
-}
 
 Words optionsOf(const DescribedCommand& command) {
     Words names;

@@ -1,5 +1,6 @@
 // SPDX-License-Identifier: Apache-2.0
 #include "Tests/Support/ChildProgram.h"
+#include "Tests/Support/FileContent.h"
 #include "Tests/Support/Sanitized.h"
 #include "Tests/Support/TemporaryFolder.h"
 #include "vel_device_trust/VELValue.h"
@@ -58,12 +59,6 @@ Result wrongUse(const std::string& text, const std::string& helpCommand = "vel-p
 
 Result failure(const std::string& text) {
     return {2, "", "vel-posture: " + text + "\n"};
-}
-
-std::string contentOf(const std::string& path) {
-    std::ostringstream content;
-    content << std::ifstream(path, std::ios::binary).rdbuf();
-    return content.str();
 }
 
 // ---- requests and results

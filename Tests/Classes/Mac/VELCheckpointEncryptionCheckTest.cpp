@@ -4,6 +4,7 @@
 #include "Platform/Simulated/VELSimulatedPlatform.h"
 #include "Tests/Support/PropertyListText.h"
 #include "Tests/Support/RecordingLogger.h"
+#include "Tests/Support/StatusFile.h"
 
 #include <gtest/gtest.h>
 #include <nlohmann/json.hpp>
@@ -12,7 +13,6 @@ namespace {
 
 using Lines = std::vector<LogLine>;
 
-constexpr const char* statusFile = "/Library/Application Support/Checkpoint/FDE/fdeencstatus.plist";
 constexpr const char* function = "-[VELCheckpointEncryptionCheck isCheckpointEncryptionEnabled:]";
 
 const LogLine formatError = {

@@ -226,15 +226,6 @@ TEST_F(VELDomainCheckTest, EndsTheToolAfterTenSeconds) {
     EXPECT_EQ(mac->ticks(), VELTimePoint(std::chrono::seconds(10)));
 }
 
-void expectRaised(const std::function<void()>& work, const std::string& text) {
-    try {
-        work();
-        FAIL() << "raised nothing, not: " << text;
-    } catch (const std::invalid_argument& exception) {
-        EXPECT_EQ(exception.what(), text);
-    }
-}
-
 TEST_F(VELDomainCheckTest, RaisesWhenItComesToAPatternThatIsNoString) {
     print(boundOutput);
     expectRaised([&] { run({"other", 5, "corp"}); }, "names[1] is not a string");

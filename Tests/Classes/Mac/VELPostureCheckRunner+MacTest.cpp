@@ -18,7 +18,7 @@
 
 namespace {
 
-constexpr const char* application = "com.vel.deviceId";
+constexpr const char* deviceIDs = "com.vel.deviceId";
 
 ExpectedLogLine identityInput(const std::string& request) {
     return {1, "Input JSON with parameters: " + request,
@@ -30,7 +30,7 @@ class IdentityRequest : public EngineTest {
 protected:
     IdentityRequest() {
         platform->hardwareSerialNumber = "C02EXAMPLE";
-        platform->preferenceStore.machine[application]["deviceId"] = "device";
+        platform->preferenceStore.machine[deviceIDs]["deviceId"] = "device";
     }
 
     [[nodiscard]] std::string run(std::string_view request) const {
@@ -85,7 +85,7 @@ TEST_F(IdentityRequest, ARepeatedNameOverwritesWhatWasFound) {
     platform->serialNumberDuration = std::chrono::nanoseconds(2);
     ASSERT_TRUE(platform->workQueue().after(std::chrono::nanoseconds(3), [this] {
         platform->hardwareSerialNumber.reset();
-        platform->preferenceStore.machine[application]["deviceId"] = "another";
+        platform->preferenceStore.machine[deviceIDs]["deviceId"] = "another";
     }));
     const VELValue result = json(run(R"({"identity_params": ["device_id", "device_serial_number",
                                         "device_serial_number", "device_id"]})"));
@@ -95,7 +95,7 @@ TEST_F(IdentityRequest, ARepeatedNameOverwritesWhatWasFound) {
 }
 
 TEST_F(IdentityRequest, TheUsersIdentifierAndTheMachines) {
-    platform->preferenceStore.user[application]["deviceId"] = "user";
+    platform->preferenceStore.user[deviceIDs]["deviceId"] = "user";
     EXPECT_EQ(json(run(R"({"identity_params": ["device_id"]})"))["identity_params"]["device_id"],
               "device");
     platform->preferenceStore.machine.clear();
@@ -104,20 +104,20 @@ TEST_F(IdentityRequest, TheUsersIdentifierAndTheMachines) {
 }
 
 TEST_F(IdentityRequest, TheIdentifierIsCopiedAsStored) {
-    platform->preferenceStore.machine[application]["deviceId"] = json(R"({"a":[1,2.5,null]})");
+    platform->preferenceStore.machine[deviceIDs]["deviceId"] = json(R"({"a":[1,2.5,null]})");
     EXPECT_EQ(run(R"({"identity_params": ["device_id"]})"),
               R"({"identity_params":{"device_id":{"a":[1,2.5,null]}},"metrics":{"total_ms":0.0}})");
 }
 
 TEST_F(IdentityRequest, AValueThatCannotBeWritten) {
     const char* const request = R"({"identity_params":["device_id"]})";
-    platform->preferenceStore.machine[application]["deviceId"] =
+    platform->preferenceStore.machine[deviceIDs]["deviceId"] =
         std::numeric_limits<double>::quiet_NaN();
     EXPECT_EQ(run(request), R"({"error":"a number that is not finite cannot be written as JSON"})");
     expectLogged(logger->take(),
                  {identityInput(request),
                   logged::errorResult("a number that is not finite cannot be written as JSON")});
-    platform->preferenceStore.machine[application]["deviceId"] = "a\xFF";
+    platform->preferenceStore.machine[deviceIDs]["deviceId"] = "a\xFF";
     EXPECT_EQ(run(request), R"({"error":"invalid UTF-8 byte at index 1: 0xFF"})");
     expectLogged(logger->take(), {identityInput(request),
                                   logged::errorResult("invalid UTF-8 byte at index 1: 0xFF")});

@@ -9,7 +9,7 @@
 
 namespace {
 
-constexpr const char* function = "-[VELProcessRunningCheck isAnyValidProcessRunning:error:]";
+constexpr const char* listingFunction = "-[VELProcessRunningCheck isAnyValidProcessRunning:error:]";
 
 const std::string listing = "  PID TTY           TIME CMD\n"
                             "    1 ??         0:09.12 launchd\n"
@@ -18,10 +18,10 @@ const std::string listing = "  PID TTY           TIME CMD\n"
                             "  401 ??         0:01.00 Agent\n"
                             "  402 ttys000    0:00.10 shell\n";
 
-const LogLine amountLine = {1, "Amount of processes running: 7", function};
+const LogLine amountLine = {1, "Amount of processes running: 7", listingFunction};
 
 LogLine nameLine(const std::string& name) {
-    return {1, "Name of process being checked: " + name, function};
+    return {1, "Name of process being checked: " + name, listingFunction};
 }
 
 std::string mismatch(const std::string& name, const std::string& subjectOU) {
@@ -32,15 +32,6 @@ std::string mismatch(const std::string& name, const std::string& subjectOU) {
 
 std::string subjectLine(const std::string& subjectOU) {
     return "subject= /CN=Developer ID Application: Sample/OU=" + subjectOU + "/O=Sample/C=DE\n";
-}
-
-void expectRaised(const std::function<void()>& work, const std::string& text) {
-    try {
-        work();
-        FAIL() << "raised nothing, not: " << text;
-    } catch (const std::invalid_argument& exception) {
-        EXPECT_EQ(exception.what(), text);
-    }
 }
 
 class VELProcessRunningCheckTest : public ToolCheckTest {
@@ -332,7 +323,7 @@ TEST_F(VELProcessRunningCheckTest, CountsNoProcessInAListingThatIsNotText) {
     EXPECT_FALSE(run({{{"name", "Finder"}}}));
     EXPECT_FALSE(error);
     EXPECT_EQ(logger->take(),
-              (Lines{{1, "Amount of processes running: 0", function}, nameLine("Finder")}));
+              (Lines{{1, "Amount of processes running: 0", listingFunction}, nameLine("Finder")}));
 }
 
 TEST_F(VELProcessRunningCheckTest, CountsOneLineInAnEmptyListing) {
@@ -340,7 +331,7 @@ TEST_F(VELProcessRunningCheckTest, CountsOneLineInAnEmptyListing) {
     EXPECT_FALSE(run({{{"name", "Finder"}}}));
     EXPECT_FALSE(error);
     EXPECT_EQ(logger->take(),
-              (Lines{{1, "Amount of processes running: 1", function}, nameLine("Finder")}));
+              (Lines{{1, "Amount of processes running: 1", listingFunction}, nameLine("Finder")}));
 }
 
 TEST_F(VELProcessRunningCheckTest, RaisesWhenItComesToAParameterOfTheWrongType) {

@@ -3,6 +3,7 @@
 
 #include "Tests/Support/ChildProgram.h"
 #include "Tests/Support/EngineTest.h"
+#include "Tests/Support/FileContent.h"
 #include "Tests/Support/TemporaryFolder.h"
 
 #include <cstdlib>
@@ -10,7 +11,6 @@
 #include <fstream>
 #include <optional>
 #include <set>
-#include <sstream>
 #include <stdexcept>
 
 namespace {
@@ -40,9 +40,7 @@ protected:
         for (const auto& entry : std::filesystem::directory_iterator(_folder.path())) {
             const std::string name = entry.path().filename();
             if (name.starts_with(kind + "-") && name.ends_with(".json")) {
-                std::ostringstream text;
-                text << std::ifstream(entry.path(), std::ios::binary).rdbuf();
-                texts.insert(text.str());
+                texts.insert(contentOf(entry.path()));
             }
         }
         return texts;

@@ -3,6 +3,7 @@
 #include "Platform/X509/VELDERReader.h"
 #include "Tests/Helpers/Linux/ToolRun.h"
 #include "Tests/Support/CertificateForge.h"
+#include "Tests/Support/FileContent.h"
 
 #include <gtest/gtest.h>
 #include <new>
@@ -106,7 +107,7 @@ TEST_F(CertificateSubject, WhatIsNoCertificateFails) {
         return ToolRun{1, "", "certificate-subject: codesign0 " + problem + "\n"};
     };
     const std::string file = certificate("CN = Agent\nOU = TEAM42\nO = Sample\n");
-    const std::string der = readTestFile(file);
+    const std::string der = contentOf(file);
     for (const auto& content :
          {std::string(), std::string("x"), der.substr(0, der.size() - 1), der + "x", der + der}) {
         const std::string path = _folder.write("bad.der", content);
@@ -132,7 +133,7 @@ std::string replaced(std::string der, const std::string& from, const std::string
 }
 
 TEST_F(CertificateSubject, BytesThatAreNoTextAreEscaped) {
-    const std::string der = readTestFile(certificate("CN = AgenT\nO = x\n"));
+    const std::string der = contentOf(certificate("CN = AgenT\nO = x\n"));
     using namespace std::string_literals;
     EXPECT_EQ(
         vel::certificateSubject(replaced(der, "\x0c\x05"s + "AgenT", "\x03\x05"s + "\0/e\xff\n"s)),

@@ -3,6 +3,7 @@
 #include "Helpers/Linux/VELSignedProcess.h"
 #include "Platform/POSIX/VELDescriptor.h"
 #include "Tests/Helpers/Linux/ToolRun.h"
+#include "Tests/Support/FileContent.h"
 
 #include <algorithm>
 #include <array>
@@ -89,7 +90,7 @@ private:
         _folder.write("anybody/any", "");
         // The root first: the order in the signature does not decide which is the leaf.
         _folder.write("others.pem",
-                      readTestFile(file("root.pem")) + readTestFile(file("intermediate.pem")));
+                      contentOf(file("root.pem")) + contentOf(file("intermediate.pem")));
     }
 
     static ToolRun runOrDie(const std::vector<std::string>& command) {
@@ -115,7 +116,7 @@ protected:
 
     /// What the helper has open as descriptor 3.
     [[nodiscard]] std::string leafFile() const { return _folder.path() + "/leaf"; }
-    [[nodiscard]] std::string leaf() const { return readTestFile(leafFile()); }
+    [[nodiscard]] std::string leaf() const { return contentOf(leafFile()); }
 
     [[nodiscard]] ToolRun extract(const std::string& processID,
                                   const std::vector<std::string>& options = byAnybody()) const {
@@ -165,7 +166,7 @@ TEST_F(CodeSignature, OfARunningProgramGivesItsLeaf) {
 TEST_F(CodeSignature, OfAChangedCopyIsRefused) {
     Publisher::shared().sign(_program);
     const std::string copy = _folder.path() + "/copy";
-    std::string content = readTestFile(_program);
+    std::string content = contentOf(_program);
     content.back() = static_cast<char>(content.back() ^ 1);
     _folder.write("copy", content);
     fs::permissions(copy, fs::perms::owner_all);
@@ -308,7 +309,7 @@ TEST_F(CodeSignature, OnlyADetachedSignatureOfOneStrongSignerIsAccepted) {
     publisher.sign(_program);
     const std::string onlyData("\x30\x0F\x06\x09\x2A\x86\x48\x86\xF7\x0D\x01\x07\x01\xA0\x02\x04",
                                17);
-    const std::string good = readTestFile(_program + ".p7s");
+    const std::string good = contentOf(_program + ".p7s");
     for (const auto& bad : {std::string(), good.substr(0, good.size() - 1), good + "x",
                             publisher.der("leaf"), onlyData}) {
         std::ofstream(_program + ".p7s", std::ios::binary) << bad;
@@ -346,7 +347,7 @@ TEST_F(CodeSignature, AnchorsMustVouchForTheSigner) {
     };
     const auto anchor = [&](const std::string& name) {
         fs::remove_all(anchors);
-        _folder.write("signers/one.pem", readTestFile(publisher.file(name + ".pem")));
+        _folder.write("signers/one.pem", contentOf(publisher.file(name + ".pem")));
     };
     publisher.sign(_program);
     fs::create_directory(anchors);
@@ -382,7 +383,7 @@ TEST_F(CodeSignature, TheSignersCertificateHasAFormThatIsAccepted) {
         {"1.2.3.4=DER:0500\n1.2.3.5=DER:0500", "has an extension twice"},
         {"1.2.3.4=critical,DER:0500", "has a critical extension that is not known"},
     };
-    _folder.write("signers/root.pem", readTestFile(publisher.file("root.pem")));
+    _folder.write("signers/root.pem", contentOf(publisher.file("root.pem")));
     for (const auto& [extension, problem] : forms) {
         publisher.make("odd", "/CN=Odd/OU=TEAM42", "intermediate", noAuthority + extension);
         publisher.replace("odd", "\x2A\x03\x05", "\x2A\x03\x04"); // 1.2.3.5 becomes 1.2.3.4
@@ -414,8 +415,7 @@ TEST_F(CodeSignature, SoDoTheCertificatesAboveItThatLeadToAnAnchor) {
          {std::array{"below-odd-root", "odd-root", "odd-root"},
           std::array{"below-odd-authority", "odd-authority", "root"}}) {
         fs::remove_all(_folder.path() + "/signers");
-        _folder.write("signers/one.pem",
-                      readTestFile(publisher.file(std::string(anchor) + ".pem")));
+        _folder.write("signers/one.pem", contentOf(publisher.file(std::string(anchor) + ".pem")));
         publisher.sign(_program, {"-certfile", publisher.file(std::string(authorityName) + ".pem")},
                        signer);
         const auto run = extract(running, options);
@@ -468,7 +468,7 @@ TEST_F(CodeSignature, AnchorsThatOthersMayChangeVouchForNobody) {
     publisher.sign(_program);
     const std::string anchors = _folder.path() + "/signers";
     const std::string root =
-        _folder.write("signers/root.pem", readTestFile(publisher.file("root.pem")));
+        _folder.write("signers/root.pem", contentOf(publisher.file("root.pem")));
     const auto isRefused = [&](const std::string& path) {
         const auto run = extract(running, {"--signers", anchors});
         EXPECT_EQ(run, refusal(running, "the signer is not trusted: " + path +
@@ -485,7 +485,7 @@ TEST_F(CodeSignature, AnchorsThatOthersMayChangeVouchForNobody) {
     isRefused(anchors);
     fs::permissions(_folder.path(), fs::perms(01777));
     EXPECT_EQ(extract(running, {"--signers", anchors}), success) << "as in /tmp";
-    _folder.write("elsewhere/open.pem", readTestFile(root));
+    _folder.write("elsewhere/open.pem", contentOf(root));
     fs::permissions(_folder.path() + "/elsewhere", fs::perms(0777));
     _folder.link("signers/link.pem", _folder.path() + "/elsewhere/open.pem");
     isRefused(anchors + "/link.pem");
@@ -568,13 +568,13 @@ TEST(CertificatesInFile, ReadsPEMAndDER) {
     const auto& publisher = Publisher::shared();
     const std::string root = publisher.der("root");
     EXPECT_EQ(vel::certificatesInFile(root), std::vector{root});
-    EXPECT_EQ(vel::certificatesInFile(readTestFile(publisher.file("others.pem"))),
+    EXPECT_EQ(vel::certificatesInFile(contentOf(publisher.file("others.pem"))),
               (std::vector{root, publisher.der("intermediate")}));
     EXPECT_EQ(vel::certificatesInFile(""), std::vector<std::string>());
     EXPECT_EQ(vel::certificatesInFile(root + "x"), std::vector<std::string>());
-    EXPECT_EQ(vel::certificatesInFile(readTestFile(publisher.file("leaf.key"))),
+    EXPECT_EQ(vel::certificatesInFile(contentOf(publisher.file("leaf.key"))),
               std::vector<std::string>());
-    const std::string pem = readTestFile(publisher.file("root.pem"));
+    const std::string pem = contentOf(publisher.file("root.pem"));
     EXPECT_EQ(vel::certificatesInFile(pem + pem.substr(0, pem.size() - 40)),
               std::vector<std::string>());
     const auto armoured = [](const std::string& label, const std::string& base64) {

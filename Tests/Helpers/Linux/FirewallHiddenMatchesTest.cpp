@@ -7,7 +7,7 @@ namespace {
 
 using JSON = vel::RulesJSON;
 
-const JSON unknown = JSON::parse(R"([{"match": {}}, {"accept": null}])");
+const JSON unknownRule = JSON::parse(R"([{"match": {}}, {"accept": null}])");
 
 /// The statements of one rule (with handle 7, in the table "ip filter") after its line was read.
 JSON revealed(const std::string& match, const std::string& listing) {
@@ -33,7 +33,7 @@ JSON condition(const std::string& operation, const std::string& left, const std:
 }
 
 const std::string state = R"({"ct": {"key": "state"}})";
-const std::string ports = R"({"payload": {"protocol": "tcp", "field": "dport"}})";
+const std::string destinationPort = R"({"payload": {"protocol": "tcp", "field": "dport"}})";
 
 TEST(FirewallHiddenMatches, AListThatLacksARuleIsFound) {
     const auto document = JSON::parse(
@@ -60,9 +60,9 @@ TEST(FirewallHiddenMatches, TheListingShowsTheirConditions) {
     EXPECT_EQ(ofLine("conntrack", "ct status dnat accept"),
               condition("==", R"({"ct": {"key": "status"}})", R"("dnat")"));
     EXPECT_EQ(ofLine("multiport", "tcp dport { 22, 80, 1000-2000 } accept"),
-              condition("==", ports, R"({"set": [22, 80, {"range": [1000, 2000]}]})"));
+              condition("==", destinationPort, R"({"set": [22, 80, {"range": [1000, 2000]}]})"));
     EXPECT_EQ(ofLine("multiport", "tcp dport != { 22,80} accept"),
-              condition("!=", ports, R"({"set": [22, "80}", "accept"]})"))
+              condition("!=", destinationPort, R"({"set": [22, "80}", "accept"]})"))
         << "what is not printed so is not understood";
     EXPECT_EQ(ofLine("addrtype", "fib daddr type local accept"),
               condition("==", R"({"fib": {"result": "type", "flags": "daddr"}})", R"("local")"));
@@ -74,9 +74,9 @@ TEST(FirewallHiddenMatches, TheListingShowsTheirConditions) {
 }
 
 TEST(FirewallHiddenMatches, WhatIsShownOtherwiseIsUnknown) {
-    EXPECT_EQ(ofLine("ttl", "ip ttl gt 0 accept"), unknown);
-    EXPECT_EQ(ofLine("ttl", "jump match ttl accept"), unknown) << "no match of an extension";
-    EXPECT_EQ(ofLine("ttl", "accept xt match"), unknown) << "the name is missing";
+    EXPECT_EQ(ofLine("ttl", "ip ttl gt 0 accept"), unknownRule);
+    EXPECT_EQ(ofLine("ttl", "jump match ttl accept"), unknownRule) << "no match of an extension";
+    EXPECT_EQ(ofLine("ttl", "accept xt match"), unknownRule) << "the name is missing";
 }
 
 TEST(FirewallHiddenMatches, WhatIsNotShownStaysHidden) {

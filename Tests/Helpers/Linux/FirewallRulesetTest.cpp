@@ -627,8 +627,8 @@ TEST(FirewallRuleset, DepthAndBreadthAreBounded) {
 class CapturedRules : public testing::TestWithParam<const char*> {
 protected:
     static std::string file(const std::string& ending) {
-        return readTestFile(VEL_SOURCE_DIRECTORY "/Tests/Helpers/Linux/Rulesets/" +
-                            std::string(GetParam()) + ending);
+        return contentOf(VEL_SOURCE_DIRECTORY "/Tests/Helpers/Linux/Rulesets/" +
+                         std::string(GetParam()) + ending);
     }
 };
 

@@ -2,6 +2,7 @@
 #include "Helpers/Linux/VELFirewallState.h"
 #include "Tests/Helpers/Linux/PrivateBus.h"
 #include "Tests/Helpers/Linux/ToolRun.h"
+#include "Tests/Support/FileContent.h"
 
 #include <filesystem>
 #include <gtest/gtest.h>
@@ -424,8 +425,8 @@ const std::string noRules = "echo '{\"nftables\": []}'\n";
 TEST_F(FirewallWithAProgram, IsRunWithFixedArgumentsAndNoEnvironment) {
     const std::string record = _folder.path() + "/arguments";
     EXPECT_EQ(state("echo \"$* [$DBUS_SYSTEM_BUS_ADDRESS]\" > " + record + "$1\n" + noRules), off);
-    EXPECT_EQ(readTestFile(record + "-j"), "-j list ruleset []\n");
-    EXPECT_EQ(readTestFile(record + "-a"), "-a list ruleset []\n");
+    EXPECT_EQ(contentOf(record + "-j"), "-j list ruleset []\n");
+    EXPECT_EQ(contentOf(record + "-a"), "-a list ruleset []\n");
 }
 
 TEST_F(FirewallWithAProgram, IsAskedForBothListsAtOnce) {
@@ -478,9 +479,9 @@ TEST_F(FirewallWithAProgram, AHungProgramIsKilled) {
     for (const std::string& output : {std::string(), noRules + "exec >&-\n"}) {
         EXPECT_EQ(state(hang + output + "exec /bin/sleep 86399"), unknown);
         for (const std::string form : {"-j", "-a"}) {
-            std::string number = readTestFile(record + form);
+            std::string number = contentOf(record + form);
             number.resize(number.find('\n'));
-            EXPECT_EQ(readTestFile("/proc/" + number + "/cmdline").find("86399"), std::string::npos)
+            EXPECT_EQ(contentOf("/proc/" + number + "/cmdline").find("86399"), std::string::npos)
                 << form;
         }
     }
@@ -539,7 +540,7 @@ TEST_F(FirewallWithAProgram, TheListingIsAskedForHiddenMatches) {
         "[{\"xt\": {\"type\": \"match\", \"name\": \"conntrack\"}}, {\"accept\": null}]}}]}'\n";
     _folder.write("status", "0");
     EXPECT_EQ(state(rules), off);
-    EXPECT_EQ(readTestFile(record + "-a"), "-a list ruleset\n");
+    EXPECT_EQ(contentOf(record + "-a"), "-a list ruleset\n");
     _folder.write("status", "1");
     EXPECT_EQ(state(rules), unknown);
 }

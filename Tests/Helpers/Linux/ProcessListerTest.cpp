@@ -3,6 +3,7 @@
 #include "Helpers/Linux/VELProcessLister.h"
 #include "Platform/POSIX/VELPOSIXTask.h"
 #include "Tests/Helpers/Linux/ToolRun.h"
+#include "Tests/Support/FileContent.h"
 
 #include <array>
 #include <csignal>
@@ -170,7 +171,7 @@ TEST(ProcessListing, FitsAPipeThatItJustFills) {
 }
 
 TEST(ProcessListing, ThatFitsNoPipeIsAFailureAtOnce) {
-    const std::size_t limit = std::stoul(readTestFile("/proc/sys/fs/pipe-max-size"));
+    const std::size_t limit = std::stoul(contentOf("/proc/sys/fs/pipe-max-size"));
     const TestFolder proc;
     addProcesses(proc, limit);
     const std::string size = std::to_string(vel::processListing(proc.path()).value().size());
@@ -220,7 +221,7 @@ struct SeenProcess {
 
 std::string startOfProcess(const std::string& folder) {
     constexpr int fieldsBefore = 20; // behind the name in parentheses
-    const std::string record = readTestFile(folder + "/stat");
+    const std::string record = contentOf(folder + "/stat");
     std::istringstream fields(record.substr(std::min(record.rfind(')'), record.size())));
     std::string field;
     for (int index = 0; index <= fieldsBefore; ++index) {
@@ -242,8 +243,7 @@ Snapshot takeSnapshot() {
         const auto executable = std::filesystem::read_symlink(folder + "/exe", unreadable);
         const bool hasEnded = state.front() == 'Z' && state.find('l') == std::string::npos;
         // What has no memory of its own runs in the kernel alone.
-        const bool hasMemory =
-            readTestFile(folder + "/status").find("\nVmSize:") != std::string::npos;
+        const bool hasMemory = contentOf(folder + "/status").find("\nVmSize:") != std::string::npos;
         if (std::filesystem::exists(folder)) {
             snapshot[processID] = {name, hasEnded || !hasMemory, executable.filename(),
                                    startOfProcess(folder)};
@@ -338,12 +338,11 @@ TEST(ProcessListing, ShowsAProcessWhoseFirstThreadHasEnded) {
         ::syscall(SYS_exit, 0); // this thread alone
     }
     const std::string stat = "/proc/" + std::to_string(child) + "/stat";
-    while (vel::parseProcessStat(readTestFile(stat)).value_or(vel::ProcessStat{}).state != 'Z') {
+    while (vel::parseProcessStat(contentOf(stat)).value_or(vel::ProcessStat{}).state != 'Z') {
         std::this_thread::sleep_for(std::chrono::milliseconds(1));
     }
-    EXPECT_EQ(
-        lineOf(child),
-        readTestFile("/proc/self/comm").substr(0, readTestFile("/proc/self/comm").size() - 1));
+    EXPECT_EQ(lineOf(child),
+              contentOf("/proc/self/comm").substr(0, contentOf("/proc/self/comm").size() - 1));
     ::kill(child, SIGKILL);
     ::waitpid(child, nullptr, 0);
 }

@@ -1,6 +1,7 @@
 // SPDX-License-Identifier: Apache-2.0
 #include "Helpers/Linux/VELSignedProcess.h"
 #include "Tests/Helpers/Linux/ToolRun.h"
+#include "Tests/Support/FileContent.h"
 
 #include <filesystem>
 #include <fstream>
@@ -98,7 +99,7 @@ TEST_F(SignedProcess, OfASignerWithAWeakKeyIsRefused) {
         makeSigner(name, key);
         sign(agent, name);
         fs::remove_all(path("signers"));
-        _folder.write("signers/one.pem", readTestFile(path(std::string(name) + ".pem")));
+        _folder.write("signers/one.pem", contentOf(path(std::string(name) + ".pem")));
         EXPECT_EQ(refusal(), name == std::string("strong")
                                  ? ""
                                  : "the signer is not trusted: EE certificate key too weak");

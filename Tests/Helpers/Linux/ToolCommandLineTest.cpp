@@ -1,14 +1,13 @@
 // SPDX-License-Identifier: Apache-2.0
 #include "Helpers/Linux/VELToolCommandLine.h"
 #include "Tests/Helpers/Linux/ToolRun.h"
+#include "Tests/Support/FileContent.h"
 
 #include <gtest/gtest.h>
 
 #include <chrono>
 #include <csignal>
-#include <fstream>
 #include <functional>
-#include <iterator>
 #include <thread>
 
 namespace {
@@ -96,11 +95,6 @@ INSTANTIATE_TEST_SUITE_P(
         std::erase(name, '-');
         return name;
     });
-
-std::string contentOf(const std::string& path) {
-    std::ifstream file(path);
-    return {std::istreambuf_iterator<char>(file), {}};
-}
 
 void waitUntil(const std::function<bool()>& condition) {
     while (!condition()) {

@@ -1,5 +1,6 @@
 // SPDX-License-Identifier: Apache-2.0
 #include "Tests/Helpers/Linux/ToolRun.h"
+#include "Tests/Support/FileContent.h"
 
 #include <algorithm>
 #include <csignal>
@@ -7,7 +8,6 @@
 #include <fcntl.h>
 #include <filesystem>
 #include <fstream>
-#include <iterator>
 #include <spawn.h>
 #include <stdexcept>
 #include <sys/wait.h>
@@ -76,8 +76,8 @@ ToolRun runProgram(const std::vector<std::string>& command, const std::string& f
     ::posix_spawn_file_actions_destroy(&actions);
     int status = 0;
     ::waitpid(processID, &status, 0);
-    return {WIFEXITED(status) ? WEXITSTATUS(status) : -WTERMSIG(status), readTestFile(output),
-            readTestFile(diagnostics)};
+    return {WIFEXITED(status) ? WEXITSTATUS(status) : -WTERMSIG(status), contentOf(output),
+            contentOf(diagnostics)};
 }
 
 std::string toolProgram(const std::string& name) {
@@ -108,11 +108,6 @@ void TestFolder::link(const std::string& name, const std::string& target) const 
     const std::filesystem::path path = std::filesystem::path(_path) / name;
     std::filesystem::create_directories(path.parent_path());
     std::filesystem::create_symlink(target, path);
-}
-
-std::string readTestFile(const std::string& path) {
-    std::ifstream file(path, std::ios::binary);
-    return {std::istreambuf_iterator<char>(file), {}};
 }
 
 RunningProgram::RunningProgram(const std::vector<std::string>& command,

@@ -47,9 +47,6 @@ private:
     std::string _path;
 };
 
-/// The content of a file.
-std::string readTestFile(const std::string& path);
-
 /// A program that runs until the test ends it.
 class RunningProgram {
 public:

@@ -101,15 +101,15 @@ TEST_F(StandInsDeathTest, AnswerForOneMacAtATime) {
     EXPECT_DEATH(StandInMac(), "stand-in: a second Mac");
 }
 
-struct Converted {
+struct Conversions {
     bool isSame;
     std::int64_t integer;
     bool isSameAsDouble;
     double real;
 };
 
-Converted converted(const CFNumberRef number) {
-    Converted values = {};
+Conversions conversionsOf(const CFNumberRef number) {
+    Conversions values = {};
     values.isSame = CFNumberGetValue(number, kCFNumberSInt64Type, &values.integer);
     values.isSameAsDouble = CFNumberGetValue(number, kCFNumberDoubleType, &values.real);
     CFRelease(number);
@@ -121,12 +121,12 @@ CFNumberRef numberOf(const VELValue& value) {
 }
 
 TEST(StandInNumbers, WrapBeyond64BitsWithSignAndSayThatTheyAreTheSame) {
-    const Converted most = converted(standin::makeLargeNumber(UINT64_MAX));
+    const Conversions most = conversionsOf(standin::makeLargeNumber(UINT64_MAX));
     EXPECT_TRUE(most.isSame);
     EXPECT_EQ(most.integer, -1);
     EXPECT_FALSE(most.isSameAsDouble);
     EXPECT_EQ(most.real, 0x1p64);
-    const Converted large = converted(standin::makeLargeNumber(std::uint64_t{1} << 63U));
+    const Conversions large = conversionsOf(standin::makeLargeNumber(std::uint64_t{1} << 63U));
     EXPECT_TRUE(large.isSame);
     EXPECT_EQ(large.integer, INT64_MIN);
     EXPECT_TRUE(large.isSameAsDouble);
@@ -134,15 +134,15 @@ TEST(StandInNumbers, WrapBeyond64BitsWithSignAndSayThatTheyAreTheSame) {
 }
 
 TEST(StandInNumbers, SayWhetherAConversionKeepsThem) {
-    const Converted largest = converted(numberOf(INT64_MAX));
+    const Conversions largest = conversionsOf(numberOf(INT64_MAX));
     EXPECT_TRUE(largest.isSame);
     EXPECT_EQ(largest.integer, INT64_MAX);
     EXPECT_FALSE(largest.isSameAsDouble);
-    const Converted half = converted(numberOf(-1.5));
+    const Conversions half = conversionsOf(numberOf(-1.5));
     EXPECT_FALSE(half.isSame);
     EXPECT_EQ(half.integer, -1);
     EXPECT_TRUE(half.isSameAsDouble);
-    const Converted whole = converted(numberOf(4.0));
+    const Conversions whole = conversionsOf(numberOf(4.0));
     EXPECT_TRUE(whole.isSame);
     EXPECT_EQ(whole.integer, 4);
     const CFNumberRef wide = numberOf(std::int64_t{1} << 40U);

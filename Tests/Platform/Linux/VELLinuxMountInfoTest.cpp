@@ -1,10 +1,9 @@
 // SPDX-License-Identifier: Apache-2.0
 #include "Platform/Linux/VELLinuxMountInfo.h"
+#include "Tests/Support/FileContent.h"
 #include "Tests/Support/Oracle.h"
 
-#include <fstream>
 #include <gtest/gtest.h>
-#include <iterator>
 #include <nlohmann/json.hpp>
 
 namespace {
@@ -144,10 +143,7 @@ TEST(LinuxMountInfo, AgreesWithFindmntOnThisMachine) {
     if (answer.status != 0) {
         GTEST_SKIP() << "findmnt is not here or cannot read the mount table";
     }
-    std::ifstream file("/proc/self/mountinfo");
-    const std::string text((std::istreambuf_iterator<char>(file)),
-                           std::istreambuf_iterator<char>());
-    const auto mounts = mountsInMountInfo(text);
+    const auto mounts = mountsInMountInfo(contentOf("/proc/self/mountinfo"));
     ASSERT_TRUE(mounts);
     std::vector<std::string> found;
     for (const VELLinuxMount& mount : *mounts) {

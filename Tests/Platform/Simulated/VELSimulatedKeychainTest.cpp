@@ -185,12 +185,6 @@ TEST_F(SimulatedIdentities, AnAnchorMayBeAnIdentitysCertificate) {
     EXPECT_TRUE(trust.trust->evaluate(&error));
 }
 
-std::string errorOf(std::string_view text) {
-    std::string error;
-    EXPECT_EQ(vel::machineFromDescription(text, &error), nullptr) << text;
-    return error;
-}
-
 TEST(DescribedKeychain, IsWhatTheMachineAnswers) {
     const auto machine = vel::machineFromDescription(R"({
         "date": "2030-01-01T00:00:00Z",
@@ -257,8 +251,10 @@ TEST(DescribedKeychain, WhatIsWrongIsNamed) {
         {R"({"keychain": {"identities": [{"certificate": "YQ==", "trustStatus": "0"}]}})",
          "keychain.identities[0].trustStatus is not an integer of 32 bits"},
     };
-    for (const auto& [text, error] : wrong) {
-        EXPECT_EQ(errorOf(text), error);
+    for (const auto& [text, expected] : wrong) {
+        std::string error;
+        EXPECT_EQ(vel::machineFromDescription(text, &error), nullptr) << text;
+        EXPECT_EQ(error, expected);
     }
 }
 

@@ -6,6 +6,7 @@
 #include "Platform/X509/VELDERReader.h"
 #include "Platform/X509/VELX509Trust.h"
 #include "Tests/Support/CertificateForge.h"
+#include "Tests/Support/SecurityStatus.h"
 
 #include <gtest/gtest.h>
 #include <openssl/x509v3.h>
@@ -241,11 +242,7 @@ const Row rows[] = {
 const std::string trueConstraints = "\x30\x03\x01\x01\xFF";
 const std::string standards = " certificate is not standards compliant";
 
-std::string quoted(const std::string& name) {
-    return "\u201C" + name + "\u201D";
-}
-
-std::string failed(int code, const std::string& text) {
+std::string refused(int code, const std::string& text) {
     return std::to_string(code) + " " + text;
 }
 
@@ -299,7 +296,7 @@ public:
         if (created.trust->evaluate(&error)) {
             return "trusted";
         }
-        return failed(static_cast<int>(error->code()), error->message());
+        return refused(static_cast<int>(error->code()), error->message());
     }
 
     static const SigningKey& rootKey() {
@@ -321,11 +318,11 @@ std::string expectedInLeaf(Form form) {
     case Form::read:
         return "trusted";
     case Form::unreadable:
-        return failed(-67618, quoted("Leaf") + standards);
+        return refused(-67618, quoted("Leaf") + standards);
     case Form::unknown:
-        return failed(-67603, quoted("Leaf") + standards);
+        return refused(-67603, quoted("Leaf") + standards);
     case Form::policy:
-        return failed(-67835, quoted("Leaf") + standards);
+        return refused(-67835, quoted("Leaf") + standards);
     case Form::noCertificate:
         return "no leaf";
     }
@@ -334,7 +331,7 @@ std::string expectedInLeaf(Form form) {
 
 std::string expectedInMiddle(Form form) {
     if (form == Form::noCertificate) {
-        return failed(-25318, quoted("Leaf") + " certificate is not trusted");
+        return refused(-25318, quoted("Leaf") + " certificate is not trusted");
     }
     std::string text = expectedInLeaf(form);
     const std::size_t name = text.find("Leaf");
@@ -630,7 +627,7 @@ TEST(CertificateFrame, HasASignatureOfWholeBytes) {
 TEST(CertificateFrame, NeedsNoNameThatIsWellFormedToBeRead) {
     const std::pair<std::string, std::string> names[] = {
         {"\x30\x02\x31\x00"s, "trusted"},
-        {"\x30\x04\x31\x02\x30\x05"s, failed(-67843, "The trust policy was not trusted.")}};
+        {"\x30\x04\x31\x02\x30\x05"s, refused(-67843, "The trust policy was not trusted.")}};
     for (const auto& [name, verdict] : names) {
         Chain chain;
         chain.leaf.subject = name;
@@ -646,15 +643,15 @@ TEST(CertificateForms, OfOneThatIsThereTwice) {
     const std::string usage = extensionOf("2.5.29.15", "\x03\x02\x05\xA0");
     Chain chain;
     chain.leaf.extensions = usage + usage;
-    EXPECT_EQ(chain.evaluated(), failed(-67903, quoted("Leaf") + standards));
+    EXPECT_EQ(chain.evaluated(), refused(-67903, quoted("Leaf") + standards));
     chain.leaf.extensions = usage + extensionOf("2.5.29.14", "\x04\x01\x01") + usage;
-    EXPECT_EQ(chain.evaluated(), failed(-67903, quoted("Leaf") + standards)) << "another between";
+    EXPECT_EQ(chain.evaluated(), refused(-67903, quoted("Leaf") + standards)) << "another between";
 }
 
 TEST(CertificateForms, OfPolicyConstraintsWithAnEmptyNumberIsReadHereAlone) {
     Chain chain;
     chain.leaf.extensions = extensionOf("2.5.29.36", "\x30\x02\x80\x00"s);
-    EXPECT_EQ(chain.evaluated(), failed(-67835, quoted("Leaf") + standards));
+    EXPECT_EQ(chain.evaluated(), refused(-67835, quoted("Leaf") + standards));
 }
 
 TEST(CertificateForms, OfAnAccessDescriptionIsAMethodAndALocation) {
@@ -663,7 +660,7 @@ TEST(CertificateForms, OfAnAccessDescriptionIsAMethodAndALocation) {
     Chain chain;
     for (const auto& [rest, verdict] :
          {std::pair(""s, "trusted"s),
-          std::pair("\x05\x00"s, failed(-67618, quoted("Leaf") + standards))}) {
+          std::pair("\x05\x00"s, refused(-67618, quoted("Leaf") + standards))}) {
         chain.leaf.extensions = extensionOf(
             "1.3.6.1.5.5.7.1.1",
             der::element(der::sequence, der::element(der::sequence, description + rest)));
@@ -674,7 +671,7 @@ TEST(CertificateForms, OfAnAccessDescriptionIsAMethodAndALocation) {
 TEST(CertificateForms, AnIssuerThatOpenSSLCannotReadIsNone) {
     Chain chain;
     chain.middle.issuer = "\x30\x04\x31\x02\x30\x05"s;
-    EXPECT_EQ(chain.evaluated(), failed(-25318, quoted("Leaf") + " certificate is not trusted"));
+    EXPECT_EQ(chain.evaluated(), refused(-25318, quoted("Leaf") + " certificate is not trusted"));
 }
 
 /// Two certificates of one authority, with one key: the reason is that of the chain to the anchor.
@@ -687,7 +684,7 @@ TEST(CertificateForms, TheReasonIsThatOfAChainToTheAnchor) {
         EXPECT_EQ(Chain::evaluated(
                       chain.leaf.madeBy(Chain::middleKey()), chain.middle.madeBy(Chain::rootKey()),
                       chain.root.madeBy(Chain::rootKey()), other.madeBy(Chain::rootKey()), isFirst),
-                  failed(-67603, quoted("Middle") + standards))
+                  refused(-67603, quoted("Middle") + standards))
             << isFirst;
     }
 }
@@ -696,7 +693,7 @@ TEST(CertificateForms, AnIssuerWithoutAnyUsageMayNotSign) {
     Chain chain;
     chain.middle.extensions += extensionOf("2.5.29.15", "\x03\x02\x00\x00"s);
     EXPECT_EQ(chain.evaluated(),
-              failed(-67608, quoted("Middle") + " certificate is not permitted for this usage"));
+              refused(-67608, quoted("Middle") + " certificate is not permitted for this usage"));
 }
 
 /// Only the anchor may have one.
@@ -704,7 +701,7 @@ TEST(CertificateForms, AnUnknownCriticalOneIsTheReasonAlsoWithoutAnAnchor) {
     Chain chain;
     chain.middle.issuer = nameOf("Nobody");
     chain.middle.extensions += extensionOf("1.2.3.4", "", asCritical);
-    EXPECT_EQ(chain.evaluated(), failed(-67603, quoted("Middle") + standards));
+    EXPECT_EQ(chain.evaluated(), refused(-67603, quoted("Middle") + standards));
 }
 
 // Name constraints
@@ -735,7 +732,7 @@ std::string named(std::uint8_t form, const std::string& content, const std::stri
     return chain.evaluated();
 }
 
-const std::string refusedName = failed(-67689, quoted("Leaf") + standards);
+const std::string refusedName = refused(-67689, quoted("Leaf") + standards);
 
 TEST(NameConstraints, PermitAndExcludeNamesOfTheirForm) {
     struct Case {
@@ -832,12 +829,12 @@ TEST(NameConstraints, OfAnUnsupportedFormMatterToCriticalOnesAndPermittedNames) 
     EXPECT_EQ(named(otherForm, name, constraints("", tree)), "trusted");
     EXPECT_EQ(named(otherForm, name, constraints(tree, "")), refusedName);
     EXPECT_EQ(named(otherForm, name, constraints("", tree), asCritical),
-              failed(-67689, quoted("Middle") + standards));
+              refused(-67689, quoted("Middle") + standards));
     // What cannot be compared hides nothing beside it.
     EXPECT_EQ(named(host, "example.com", constraints("", tree + subtree(host, "example.com"))),
               refusedName);
     EXPECT_EQ(named(host, "example.com", constraints(tree, ""), asCritical),
-              failed(-67689, quoted("Middle") + standards));
+              refused(-67689, quoted("Middle") + standards));
     Chain both;
     both.middle.extensions +=
         extensionOf("2.5.29.30", constraints("", tree + subtree(host, "example.com")));
@@ -872,7 +869,7 @@ TEST(CertificateForms, AnIssuerWithAnExtensionThatOnlyOpenSSLCannotReadIsNotTrus
         Chain chain;
         chain.middle.extensions += extension;
         EXPECT_EQ(chain.evaluated(),
-                  failed(-67843, quoted("Middle") + " certificate is not trusted"));
+                  refused(-67843, quoted("Middle") + " certificate is not trusted"));
     }
 }
 
@@ -887,7 +884,7 @@ TEST(NameConstraints, CompareTheSubjectByteByByte) {
         return chain.evaluated();
     };
     EXPECT_EQ(evaluatedBelow(nameOf("Firm")), "trusted");
-    EXPECT_EQ(evaluatedBelow(nameOf("Other")), failed(-67689, quoted("Leaf, Firm") + standards));
+    EXPECT_EQ(evaluatedBelow(nameOf("Other")), refused(-67689, quoted("Leaf, Firm") + standards));
 }
 
 TEST(NameConstraints, OfDirectoryNamesDoNotHoldForAnEmptySubject) {
@@ -913,9 +910,9 @@ TEST(NameConstraints, HoldForTheAddressesOfTheSubject) {
         return chain.evaluated();
     };
     EXPECT_EQ(withAddress("a@example.com"), "trusted");
-    EXPECT_EQ(withAddress("a@example.org"), failed(-67689, quoted("a@example.org") + standards));
+    EXPECT_EQ(withAddress("a@example.org"), refused(-67689, quoted("a@example.org") + standards));
     EXPECT_EQ(withAddress("a@b@example.com"),
-              failed(-67689, quoted("a@b@example.com") + standards));
+              refused(-67689, quoted("a@b@example.com") + standards));
 }
 
 TEST(NameConstraints, OfVeryManyNamesAreRefusedByTheirName) {

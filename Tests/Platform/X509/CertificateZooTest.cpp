@@ -6,6 +6,7 @@
 #include "Platform/X509/VELX509Certificate.h"
 #include "Tests/Support/CertificateWorkshop.h"
 #include "Tests/Support/DescribedRequests.h"
+#include "Tests/Support/FileContent.h"
 #include "Tests/Support/SecurityStatus.h"
 
 #include <gtest/gtest.h>
@@ -45,10 +46,6 @@ std::string verdictOf(const VELCertificates& certificates, const VELIdentity& id
 
 std::string failed(int code, const std::string& text) {
     return "NSOSStatusErrorDomain " + std::to_string(code) + " " + text;
-}
-
-std::string quoted(const std::string& name) {
-    return "\u201C" + name + "\u201D";
 }
 
 class CertificateZoo : public testing::Test {
@@ -139,8 +136,8 @@ TEST_F(CertificateZoo, CannotBeDecodedOnceOpenSSLHasCleanedUp) {
 /// In a process that has decoded none before.
 TEST(CertificateZooWithoutOpenSSL, CannotBeDecodedForTheFirstTimeEither) {
     GTEST_FLAG_SET(death_test_style, "threadsafe");
-    const VELValue machine = VELValue::parse(
-        examples::contentOf(VEL_SOURCE_DIRECTORY "/Examples/Machines/compliant.json"));
+    const VELValue machine =
+        VELValue::parse(contentOf(VEL_SOURCE_DIRECTORY "/Examples/Machines/compliant.json"));
     const std::string der =
         vel::bytesOfBase64(machine.at("keychain").at("certificates").at(0).get<std::string>())
             .value();

@@ -83,7 +83,7 @@ std::string shownName(const std::string& certificate) {
 }
 
 const std::string notTrusted = " certificate is not trusted";
-const VELMoment today = vel::momentOfText("2030-01-01T00:00:00Z").value();
+const VELMoment newYear = vel::momentOfText("2030-01-01T00:00:00Z").value();
 constexpr auto day = std::chrono::days(1);
 
 class PackagedRoots : public testing::Test {
@@ -163,9 +163,9 @@ TEST_F(PackagedRoots, AreTrustedBelowAnAuthorityThatCertifiesThem) {
         EXPECT_EQ(parsed->subject(), root->subject());
         EXPECT_EQ(parsed->subjectSummary(), root->subjectSummary());
         EXPECT_EQ(parsed->commonNames(), root->commonNames());
-        EXPECT_EQ(verdict(crossed, anchor, today), "trusted");
+        EXPECT_EQ(verdict(crossed, anchor, newYear), "trusted");
         // The root of the same subject and key is another anchor.
-        EXPECT_EQ(verdict(crossed, each.certificate, today),
+        EXPECT_EQ(verdict(crossed, each.certificate, newYear),
                   "-25318 " + shownName(crossed) + notTrusted);
     }
 }
@@ -184,11 +184,11 @@ TEST_F(PackagedRoots, LeadFromALeafToEitherAnchor) {
         const std::string crossed = crossSigned(draft);
         leafDraft.issuer = draft.subject;
         const std::string leaf = leafDraft.madeBy(rootKey);
-        EXPECT_EQ(verdict(leaf, root, today), "trusted");
-        EXPECT_EQ(verdict(leaf, root, today, {crossed, anchor}), "trusted");
-        EXPECT_EQ(verdict(leaf, anchor, today, {crossed}), "trusted");
-        EXPECT_EQ(verdict(leaf, anchor, today, {root, crossed}), "trusted");
-        EXPECT_EQ(verdict(leaf, anchor, today, {root}), "-67843 " + shownName(root) + notTrusted);
+        EXPECT_EQ(verdict(leaf, root, newYear), "trusted");
+        EXPECT_EQ(verdict(leaf, root, newYear, {crossed, anchor}), "trusted");
+        EXPECT_EQ(verdict(leaf, anchor, newYear, {crossed}), "trusted");
+        EXPECT_EQ(verdict(leaf, anchor, newYear, {root, crossed}), "trusted");
+        EXPECT_EQ(verdict(leaf, anchor, newYear, {root}), "-67843 " + shownName(root) + notTrusted);
     }
 }
 

@@ -1,6 +1,7 @@
 // SPDX-License-Identifier: Apache-2.0
 #include "Tools/vel-posture/check/JSONLogFile.h"
 
+#include "Tests/Support/FileContent.h"
 #include "Tests/Support/KeptDocuments.h"
 #include "Tests/Support/RegularExpression.h"
 #include "Tests/Support/TemporaryFolder.h"
@@ -15,12 +16,6 @@
 #include <thread>
 
 namespace {
-
-std::string contentOf(const std::string& path) {
-    std::ostringstream content;
-    content << std::ifstream(path, std::ios::binary).rdbuf();
-    return content.str();
-}
 
 /// Times as T, after a look at their form.
 std::string withoutTimes(const std::string& log) {

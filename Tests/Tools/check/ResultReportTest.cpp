@@ -24,7 +24,7 @@ const VELValue threeChecks = VELValue::parse(R"({
 })");
 
 /// A result with one check, which took no time.
-VELValue resultOf(VELValue entry, bool pass) {
+VELValue resultOfEntry(VELValue entry, bool pass) {
     VELValue result = VELValue::parse(
         R"({"checks": [], "metrics": {"total_ms": 0.0, "details": [{"check": {"total_ms": 0.0}}]}})");
     result["checks"].push_back(std::move(entry));
@@ -139,7 +139,7 @@ TEST(Report, ShowsContainersAsJSONWithSpaces) {
         "type": "t", "pass": true, "a": [], "b": {}, "c": ["x", 1.5, null, ["y\"z", {"k": "v"}]],
         "d": {"e": [true], "f\n": "\u001b"}})");
     EXPECT_EQ(
-        reportOf(resultOf(entry, true), {}),
+        reportOf(resultOfEntry(entry, true), {}),
         "RESULT     MS  CHECK  DETAIL\n"
         "pass    0.000  t      a: [], b: {}, c: [\"x\", 1.5, null, [\"y\\\"z\", {\"k\": \"v\"}]], "
         "d: {\"e\": [true], \"f\\n\": \"\\u001b\"}\n"
@@ -154,7 +154,7 @@ TEST(Report, NoLineIsWiderThanTheTerminal) {
     }
     // Narrower than 12, the verdict's word alone is too wide.
     for (std::size_t columns = 12; columns < 140; ++columns) {
-        const std::string report = reportOf(resultOf(entry, false), {.columns = columns});
+        const std::string report = reportOf(resultOfEntry(entry, false), {.columns = columns});
         std::size_t begin = 0;
         while (begin < report.size()) {
             const std::size_t end = report.find('\n', begin);
@@ -188,13 +188,13 @@ TEST(Report, ColoursTheWordsOfTheResultAlone) {
 
 TEST(Report, EscapesWhatTheResultBrings) {
     const VELValue entry = {{"type", "a\x1b[2Jb\nc"}, {"error", "no \u009b31m\r\u202e"}};
-    EXPECT_EQ(reportOf(resultOf(entry, false), {.columns = 80, .colour = false}),
+    EXPECT_EQ(reportOf(resultOfEntry(entry, false), {.columns = 80, .colour = false}),
               "RESULT     MS  CHECK           DETAIL\n"
               "error   0.000  a\\u001b[2Jb\\nc  no \\u009b31m\\r\\u202e\n"
               "\n"
               "NOT PASSED  0 of 1 check passed, 1 error, 0.000 ms\n");
     const VELValue parameters = {{"type", "t"}, {"k\x1b", "v\x07"}, {"pass", false}};
-    EXPECT_EQ(reportOf(resultOf(parameters, false), {}),
+    EXPECT_EQ(reportOf(resultOfEntry(parameters, false), {}),
               "RESULT     MS  CHECK  DETAIL\n"
               "fail    0.000  t      k\\u001b: v\\u0007\n"
               "\n"
@@ -203,9 +203,9 @@ TEST(Report, EscapesWhatTheResultBrings) {
 
 TEST(Report, ShowsEntriesWithoutAProperType) {
     const std::string end = "\n\nNOT PASSED  0 of 1 check passed, 1 error, 0.000 ms\n";
-    EXPECT_EQ(reportOf(resultOf({{"error", "e"}}, false), {}),
+    EXPECT_EQ(reportOf(resultOfEntry({{"error", "e"}}, false), {}),
               "RESULT     MS  CHECK      DETAIL\nerror   0.000  (no type)  e" + end);
-    EXPECT_EQ(reportOf(resultOf({{"type", nullptr}, {"error", 7}}, false), {}),
+    EXPECT_EQ(reportOf(resultOfEntry({{"type", nullptr}, {"error", 7}}, false), {}),
               "RESULT     MS  CHECK  DETAIL\nerror   0.000  null   7" + end);
 }
 
@@ -216,12 +216,12 @@ TEST(Report, ShortensLongNamesAndParameters) {
         {"c", 1},       {"d", std::string(60, 'y')}, {"pass", true}};
     const std::string detail =
         "a: " + std::string(59, 'v') + "…, b: [\"" + std::string(49, 'w') + "…\n";
-    EXPECT_EQ(reportOf(resultOf(entry, true), {.columns = 500}),
+    EXPECT_EQ(reportOf(resultOfEntry(entry, true), {.columns = 500}),
               "RESULT     MS  CHECK                         DETAIL\n"
               "pass    0.000  " +
                   std::string(27, 't') + "…  " + detail +
                   "\nPASSED  1 of 1 check passed, 0.000 ms\n");
-    EXPECT_EQ(reportOf(resultOf(entry, true), {}),
+    EXPECT_EQ(reportOf(resultOfEntry(entry, true), {}),
               "RESULT     MS  CHECK                         DETAIL\n"
               "pass    0.000  " +
                   type + "  " + detail + "\nPASSED  1 of 1 check passed, 0.000 ms\n");
@@ -229,10 +229,11 @@ TEST(Report, ShortensLongNamesAndParameters) {
 
 TEST(Report, ShowsAWholeFingerprint) {
     const std::string spaced = "00 11 22 33 44 55 66 77 88 99 AA BB CC DD EE FF 00 11 22 33";
-    EXPECT_EQ(reportOf(resultOf({{"type", "t"}, {"sha1", spaced}, {"pass", false}}, false), {}),
-              "RESULT     MS  CHECK  DETAIL\n"
-              "fail    0.000  t      sha1: " +
-                  spaced + "\n\nNOT PASSED  0 of 1 check passed, 1 failed, 0.000 ms\n");
+    EXPECT_EQ(
+        reportOf(resultOfEntry({{"type", "t"}, {"sha1", spaced}, {"pass", false}}, false), {}),
+        "RESULT     MS  CHECK  DETAIL\n"
+        "fail    0.000  t      sha1: " +
+            spaced + "\n\nNOT PASSED  0 of 1 check passed, 1 failed, 0.000 ms\n");
 }
 
 TEST(Report, StaysSmallHoweverDeepOrLongAParameterIs) {
@@ -243,13 +244,13 @@ TEST(Report, StaysSmallHoweverDeepOrLongAParameterIs) {
     const VELValue wide = std::vector<std::string>(100'000, "w");
     for (const VELValue& value : {deep, wide}) {
         EXPECT_LT(
-            reportOf(resultOf({{"type", "t"}, {"p", value}, {"pass", true}}, true), {}).size(),
+            reportOf(resultOfEntry({{"type", "t"}, {"p", value}, {"pass", true}}, true), {}).size(),
             300U);
     }
 }
 
 TEST(Report, StaysSmallBesideALongName) {
-    VELValue result = resultOf({{"type", std::string(100'000, 't')}, {"pass", true}}, true);
+    VELValue result = resultOfEntry({{"type", std::string(100'000, 't')}, {"pass", true}}, true);
     for (int index = 0; index < 1000; ++index) {
         result["checks"].push_back({{"type", "u"}, {"pass", true}});
         result["metrics"]["details"].push_back({{"check", {{"total_ms", 0.0}}}});
@@ -298,7 +299,8 @@ TEST(Report, ShowsAnErrorResult) {
 }
 
 TEST(Report, PassedIsZero) {
-    EXPECT_EQ(exitStatus(resultOf({{"type", "t"}, {"pass", true}}, true), VELValue(), false), 0);
+    EXPECT_EQ(exitStatus(resultOfEntry({{"type", "t"}, {"pass", true}}, true), VELValue(), false),
+              0);
 }
 
 } // namespace

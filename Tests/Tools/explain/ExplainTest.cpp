@@ -2,6 +2,7 @@
 #include "Platform/Recording/VELRecordingPlatform.h"
 #include "Tests/Support/EngineTest.h"
 #include "Tests/Support/PropertyListText.h"
+#include "Tests/Support/StatusFile.h"
 #include "Tools/vel-posture/explain/ExplainedEntry.h"
 #include "Tools/vel-posture/explain/FurtherQuestions.h"
 
@@ -22,7 +23,6 @@ const Command domainTool = {"/usr/sbin/dsconfigad", "-show", "-xml"};
 const Command listingTool = {"/bin/ps", "-axc"};
 const Command subjectTool = {"/usr/bin/openssl", "x509",     "-inform", "DER", "-in",
                              "codesign0",        "-subject", "-noout"};
-constexpr const char* statusFile = "/Library/Application Support/Checkpoint/FDE/fdeencstatus.plist";
 
 class Explain : public EngineTest {
 protected:

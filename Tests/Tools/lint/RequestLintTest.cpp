@@ -4,6 +4,7 @@
 #include "Base/VELJSON.h"
 #include "Classes/Mac/VELPostureCheckRunner+Mac.h"
 #include "Platform/Simulated/VELSimulatedPlatform.h"
+#include "Tests/Support/FileContent.h"
 #include "Tools/vel-posture/DisplayText.h"
 #include "Tools/vel-posture/lint/ParameterLint.h"
 
@@ -12,10 +13,8 @@
 
 #include <algorithm>
 #include <filesystem>
-#include <fstream>
 #include <ostream>
 #include <random>
-#include <sstream>
 
 void PrintTo(const Finding& finding, std::ostream* stream) {
     *stream << finding.place << " | " << finding.problem << " | " << finding.advice;
@@ -568,10 +567,9 @@ TEST(RequestLint, FindsTheMistakesOfTheExamples) {
     std::size_t seen = 0;
     for (const auto& file :
          std::filesystem::directory_iterator(VEL_SOURCE_DIRECTORY "/Examples/Requests")) {
-        std::ostringstream text;
-        text << std::ifstream(file.path()).rdbuf();
         const auto expected = deliberate.find(file.path().filename().string());
-        EXPECT_EQ(textsIn(text.str()), expected == deliberate.end() ? Findings() : expected->second)
+        EXPECT_EQ(textsIn(contentOf(file.path())),
+                  expected == deliberate.end() ? Findings() : expected->second)
             << file.path();
         ++seen;
     }
@@ -768,10 +766,9 @@ TEST(RequestLint, NoEntryWithAnErrorPasses) {
 
 TEST(RequestLint, GoodExamplesAreClean) {
     for (const char* name : {"all-checks", "identity", "posture"}) {
-        std::ifstream file(std::string(VEL_SOURCE_DIRECTORY "/Examples/Requests/") + name +
-                           ".json");
-        const std::string document{std::istreambuf_iterator<char>(file), {}};
-        EXPECT_EQ(findingsIn(document), Findings()) << name;
+        const std::string path =
+            std::string(VEL_SOURCE_DIRECTORY "/Examples/Requests/") + name + ".json";
+        EXPECT_EQ(findingsIn(contentOf(path)), Findings()) << name;
     }
 }
 

@@ -3,13 +3,12 @@
 #include "Classes/Mac/VELPostureCheckRunner+Mac.h"
 #include "Platform/Simulated/VELSimulatedPlatform.h"
 #include "Tests/Support/CertificateWorkshop.h"
+#include "Tests/Support/FileContent.h"
 #include "Tools/vel-posture/lint/RequestLint.h"
 
 #include <gtest/gtest.h>
 #include <nlohmann/json.hpp>
 
-#include <fstream>
-#include <sstream>
 
 namespace {
 
@@ -69,11 +68,7 @@ protected:
         return findingsIn(base64);
     }
 
-    [[nodiscard]] std::string pem() const {
-        std::ostringstream file;
-        file << std::ifstream(workshop.certificateFile("Root")).rdbuf();
-        return file.str();
-    }
+    [[nodiscard]] std::string pem() const { return contentOf(workshop.certificateFile("Root")); }
 
     using Findings = std::vector<std::pair<std::string, std::string>>;
 

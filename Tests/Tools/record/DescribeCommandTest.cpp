@@ -4,6 +4,7 @@
 #include "Classes/Shared/VELDTLogger.h"
 #include "Tests/Support/ChildProgram.h"
 #include "Tests/Support/DescribedRequests.h"
+#include "Tests/Support/FileContent.h"
 #include "Tests/Support/KeptDocuments.h"
 #include "Tests/Support/TemporaryFolder.h"
 
@@ -38,7 +39,7 @@ protected:
         commandLine.output = file;
         commandLine.redact = redact;
         EXPECT_EQ(runDescribeCommand(commandLine), 0);
-        std::string description = examples::contentOf(file);
+        std::string description = contentOf(file);
         keepMachineDescription(description);
         return description;
     }
@@ -139,8 +140,8 @@ TEST_F(Recordings, ReportNothingMoreAndAreTheSameWithAnExplanation) {
     const std::string other = folder.path() + "/other.json";
     EXPECT_EQ(run(with(check, {"--record", other, "--explain"})).output,
               run(with(check, {"--explain"})).output);
-    EXPECT_EQ(examples::contentOf(other), examples::contentOf(file));
-    EXPECT_NE(examples::contentOf(file), "");
+    EXPECT_EQ(contentOf(other), contentOf(file));
+    EXPECT_NE(contentOf(file), "");
 }
 
 TEST_F(Recordings, RedactedOnesLeaveOutWhoUsesTheMachine) {
@@ -148,8 +149,7 @@ TEST_F(Recordings, RedactedOnesLeaveOutWhoUsesTheMachine) {
                    machines + "compliant.json", "--record", file, "--redact"})
                   .errors,
               "");
-    EXPECT_EQ(VELValue::parse(examples::contentOf(file)),
-              VELValue::parse(R"({"productVersion": "14.5"})"));
+    EXPECT_EQ(VELValue::parse(contentOf(file)), VELValue::parse(R"({"productVersion": "14.5"})"));
     const auto result = run({"check", "--redact", requests + "posture.json"});
     EXPECT_EQ(result.status, 2);
     EXPECT_EQ(result.errors, "vel-posture: --redact needs --record\n"
@@ -158,7 +158,7 @@ TEST_F(Recordings, RedactedOnesLeaveOutWhoUsesTheMachine) {
 
 /// A Mac with one certificate in two identities, of which trust is asked twice and differs.
 TEST_F(Recordings, NothingIsWrittenThatWouldAnswerDifferently) {
-    VELValue machine = VELValue::parse(examples::contentOf(machines + "compliant.json"));
+    VELValue machine = VELValue::parse(contentOf(machines + "compliant.json"));
     VELValue& identities = machine["keychain"]["identities"];
     VELValue failing = identities[0];
     failing["anchorsStatus"] = -1;

@@ -2,6 +2,7 @@
 #include "Tools/vel-posture/what-if/WhatIf.h"
 
 #include "Tests/Support/ChildProgram.h"
+#include "Tests/Support/FileContent.h"
 #include "Tests/Support/KeptDocuments.h"
 #include "Tests/Support/Sanitized.h"
 #include "Tests/Support/TemporaryFolder.h"
@@ -13,7 +14,6 @@
 #include <nlohmann/json.hpp>
 
 #include <filesystem>
-#include <fstream>
 #include <iterator>
 
 namespace {
@@ -277,11 +277,6 @@ TEST(WhatIfCommand, TellsOnATerminalHowFarItIs) {
         EXPECT_TRUE(run.errors.starts_with("\r0 of ")) << run.errors;
         EXPECT_TRUE(run.errors.ends_with("\r\x1b[K")) << run.errors;
     }
-}
-
-std::string contentOf(const fs::path& path) {
-    std::ifstream file(path, std::ios::binary);
-    return {std::istreambuf_iterator<char>(file), {}};
 }
 
 TEST(WhatIfCommand, AnswersAsCheckDoes) {

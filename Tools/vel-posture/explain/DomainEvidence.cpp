@@ -10,7 +10,7 @@ using Kind = CheckOutcome::Kind;
 
 namespace {
 
-constexpr const char* tool = "/usr/sbin/dsconfigad";
+constexpr const char* domainTool = "/usr/sbin/dsconfigad";
 
 Explanation explainPatterns(const VELValue& names, const std::string& domain, Evidence evidence) {
     evidence.found = domain;
@@ -45,7 +45,7 @@ Explanation explainPatterns(const VELValue& names, const std::string& domain, Ev
 } // namespace
 
 std::optional<Explanation> explainDomain(const VELDictionary& entry, Answers answers) {
-    const auto* run = runOf(tool, answers);
+    const auto* run = runOf(domainTool, answers);
     if (run == nullptr) {
         return std::nullopt;
     }

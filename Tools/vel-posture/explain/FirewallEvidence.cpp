@@ -8,7 +8,7 @@ using Kind = CheckOutcome::Kind;
 
 namespace {
 
-constexpr const char* tool = "/usr/libexec/ApplicationFirewall/socketfilterfw";
+constexpr const char* firewallTool = "/usr/libexec/ApplicationFirewall/socketfilterfw";
 constexpr const char* store = "the stored state (globalstate of com.apple.alf)";
 
 Explanation state(std::int64_t number, Evidence evidence) {
@@ -34,7 +34,7 @@ std::string unusableState(Answers answers) {
 } // namespace
 
 std::optional<Explanation> explainFirewall(const VELDictionary& /*entry*/, Answers answers) {
-    const Run* run = runOf(tool, answers);
+    const Run* run = runOf(firewallTool, answers);
     if (run == nullptr) {
         return std::nullopt;
     }

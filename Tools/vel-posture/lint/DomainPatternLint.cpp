@@ -12,7 +12,7 @@
 
 namespace {
 
-constexpr const char* wanted = "write the domain, such as \"*.sample.test\"";
+constexpr const char* wantedDomain = "write the domain, such as \"*.sample.test\"";
 
 /// What somebody meant who wrote one of these characters.
 struct Habit {
@@ -59,24 +59,24 @@ bool namesSomething(std::string_view pattern) {
 
 void lintPattern(const std::string& pattern, const Place& place, FindingList& findings) {
     if (pattern.empty()) {
-        findings.add(rule::neverPasses, place, "is empty: it matches no domain", wanted);
+        findings.add(rule::neverPasses, place, "is empty: it matches no domain", wantedDomain);
     } else if (const auto refused = refusedCharacters(pattern); !refused.empty()) {
         findings.add(rule::neverPasses, place,
                      "contains " + finding::charactersIn(refused) +
                          ", which a pattern cannot contain: it matches no domain",
                      adviceFor(refused));
     } else if (pattern.find_first_not_of('*') == std::string::npos) {
-        findings.add(rule::alwaysPasses, place, "matches every domain", wanted);
+        findings.add(rule::alwaysPasses, place, "matches every domain", wantedDomain);
     } else if (!namesSomething(pattern)) {
         findings.add(
             rule::broadPattern, place,
             "has no letter or digit: it matches every domain that contains these characters",
-            wanted);
+            wantedDomain);
     } else if (pattern.find('.') == std::string::npos) {
         findings.add(rule::broadPattern, place,
                      "has no dot, and is found anywhere in a domain: it matches domains of any "
                      "organisation",
-                     wanted);
+                     wantedDomain);
     }
 }
 
@@ -109,7 +109,7 @@ void lintDomainPatterns(const ParameterLint& names) {
                     (index == 0 ? "domain" : "domain that no pattern before it matches") +
                     ", the entry is an error (\"" +
                     vel::errortext::notAString("names[" + std::to_string(index) + "]") + "\")",
-                wanted);
+                wantedDomain);
             continue;
         }
         lintPattern(*pattern, place, names.findings);

@@ -13,7 +13,7 @@ namespace {
 
 constexpr std::size_t wantedDigits = 40;
 constexpr const char* matchesNone = ": no certificate matches";
-constexpr const char* wanted = "write the SHA-1 fingerprint: 40 hexadecimal digits";
+constexpr const char* wantedFingerprint = "write the SHA-1 fingerprint: 40 hexadecimal digits";
 constexpr const char* command =
     "write the SHA-1 fingerprint: openssl x509 -noout -fingerprint -sha1 -in FILE, without colons";
 
@@ -46,14 +46,14 @@ void lintLength(std::size_t count, const ParameterLint& sha1) {
         sha1.report(rule::neverPasses,
                     digits + ", like a fingerprint of " + digest->name + matchesNone, command);
     } else {
-        sha1.report(rule::neverPasses, digits + ", not 40" + matchesNone, wanted);
+        sha1.report(rule::neverPasses, digits + ", not 40" + matchesNone, wantedFingerprint);
     }
 }
 
 } // namespace
 
 void lintFingerprint(const ParameterLint& sha1) {
-    const std::string* text = sha1.text(vel::errortext::notAString("sha1"), wanted);
+    const std::string* text = sha1.text(vel::errortext::notAString("sha1"), wantedFingerprint);
     if (text == nullptr) {
         return;
     }
@@ -69,7 +69,7 @@ void lintFingerprint(const ParameterLint& sha1) {
         }
     }
     if (compared.empty()) {
-        sha1.report(rule::neverPasses, std::string("is empty") + matchesNone, wanted);
+        sha1.report(rule::neverPasses, std::string("is empty") + matchesNone, wantedFingerprint);
         return;
     }
     const bool isSeparated = areDigits(digits) && !digits.empty();
@@ -79,7 +79,7 @@ void lintFingerprint(const ParameterLint& sha1) {
                     "contains " + finding::charactersIn(other) +
                         ": with anything but hexadecimal digits and spaces, no certificate matches",
                     isWhole ? "write \"" + std::string(digits.begin(), digits.end()) + "\""
-                            : wanted);
+                            : wantedFingerprint);
     }
     if (isSeparated) {
         lintLength(digits.size(), sha1);

@@ -26,7 +26,7 @@ constexpr const char* noMachine = ": no machine passes";
 constexpr const char* refused = ": every chain to it is refused, no machine passes";
 constexpr const char* notRecognised =
     ": an identity that is the root certificate itself is not excluded, and may pass";
-constexpr const char* wanted =
+constexpr const char* wantedCertificate =
     "write what this prints: openssl x509 -in ROOT -outform DER | openssl base64 -A";
 constexpr const char* anotherRoot = "have the authority make a new root certificate";
 constexpr const char* authority = "write the certificate of the authority itself";
@@ -72,7 +72,7 @@ std::optional<std::string_view> withoutArmour(std::string_view text,
             rule::neverPasses,
             "is a PEM text with " + finding::quoted(label) + ", not with a certificate" + noMachine,
             label.ends_with("PRIVATE KEY") ? "write the root certificate, and keep the key secret"
-                                           : wanted);
+                                           : wantedCertificate);
         return std::nullopt;
     }
     const bool isSingle = text.find(armourStart) == std::string_view::npos;
@@ -127,7 +127,7 @@ void lintNoCertificate(const std::string& bytes, const ParameterLint& certificat
     certificate.report(rule::neverPasses,
                        std::string("decodes, but not to a certificate") + noMachine,
                        bytes.find(armourStart) == std::string::npos
-                           ? wanted
+                           ? wantedCertificate
                            : "it is a PEM file in base64: write the text between its armour lines");
 }
 
@@ -143,7 +143,7 @@ void lintEncoding(std::string_view text, const std::string& bytes, const Certifi
         certificate.report(rule::oddCertificate,
                            "has " + std::to_string(more) + (more == 1 ? " byte" : " bytes") +
                                " after the certificate" + notRecognised,
-                           wanted);
+                           wantedCertificate);
         return;
     }
     std::string plain(text);
@@ -154,7 +154,7 @@ void lintEncoding(std::string_view text, const std::string& bytes, const Certifi
             rule::oddCertificate,
             std::string("is padded differently from the certificate's own base64 text") +
                 notRecognised,
-            wanted);
+            wantedCertificate);
     }
 }
 
@@ -214,12 +214,14 @@ void lintPolicy(const Certificate& root, const ParameterLint& certificate) {
 } // namespace
 
 void lintRootCertificate(const ParameterLint& certificate) {
-    const std::string* text = certificate.text(vel::errortext::notAString("cert"), wanted);
+    const std::string* text =
+        certificate.text(vel::errortext::notAString("cert"), wantedCertificate);
     if (text == nullptr) {
         return;
     }
     if (text->empty()) {
-        certificate.report(rule::neverPasses, std::string("is empty") + noMachine, wanted);
+        certificate.report(rule::neverPasses, std::string("is empty") + noMachine,
+                           wantedCertificate);
         return;
     }
     const auto body = withoutArmour(*text, certificate);
@@ -232,7 +234,7 @@ void lintRootCertificate(const ParameterLint& certificate) {
             rule::neverPasses,
             std::string("is not valid base64: its padding is missing or in the wrong place") +
                 noMachine,
-            wanted);
+            wantedCertificate);
         return;
     }
     const Certificate root = VELX509Certificate::parse(*bytes);

@@ -13,7 +13,7 @@ namespace {
 
 constexpr std::ptrdiff_t mostComponentsOfFirst = 2; // "12.0" is a product version, "12.3.0" is none
 constexpr std::string_view digits = "0123456789";
-constexpr const char* wanted = "write numbers and dots, such as \"14.5\"";
+constexpr const char* wantedVersion = "write numbers and dots, such as \"14.5\"";
 
 /// The length of the numbers with single dots between them at the front of `text`.
 std::size_t lengthOfVersion(std::string_view text) {
@@ -38,7 +38,7 @@ bool passes(std::string_view required, std::string_view system) {
 std::string adviceFor(std::string_view text) {
     const std::size_t start = text.find_first_of(digits);
     if (start == std::string_view::npos) {
-        return wanted;
+        return wantedVersion;
     }
     text.remove_prefix(start);
     return "write " + finding::quoted(text.substr(0, lengthOfVersion(text)));
@@ -89,7 +89,7 @@ void lintVersion(const ParameterLint& version) {
         return;
     }
     if (text->empty()) {
-        version.report(rule::alwaysPasses, "is empty: every version passes", wanted);
+        version.report(rule::alwaysPasses, "is empty: every version passes", wantedVersion);
         return;
     }
     const std::size_t length = lengthOfVersion(*text);

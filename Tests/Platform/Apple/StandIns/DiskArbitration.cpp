@@ -38,12 +38,6 @@ private:
     CFTypeRef _session;
 };
 
-template <typename Reference, typename Type, typename... Arguments>
-Reference makeOf(Arguments&&... arguments) {
-    return static_cast<Reference>(const_cast<void*>(
-        standin::make(std::make_unique<Type>(std::forward<Arguments>(arguments)...))));
-}
-
 /// Of two file systems mounted over one another the upper one is found.
 const VELSimulatedDisk* diskMountedAt(const std::string& path) {
     const auto& mounts = StandInMac::current().described.disks.mounts;
@@ -77,7 +71,7 @@ CFTypeID DADiskGetTypeID() {
 DASessionRef DASessionCreate(CFAllocatorRef /*allocator*/) {
     const FallibleCall call("DASessionCreate");
     const bool isReached = StandInMac::current().described.disks.sessionAvailable;
-    return call.fails() || !isReached ? nullptr : makeOf<DASessionRef, Session>();
+    return call.fails() || !isReached ? nullptr : standin::makeReference<DASessionRef, Session>();
 }
 
 DADiskRef DADiskCreateFromVolumePath(CFAllocatorRef /*allocator*/, DASessionRef session,
@@ -88,7 +82,9 @@ DADiskRef DADiskCreateFromVolumePath(CFAllocatorRef /*allocator*/, DASessionRef 
     const bool isPath = CFURLGetFileSystemRepresentation(path, true, bytes.data(), bytes.size());
     const VELSimulatedDisk* disk =
         isPath ? diskMountedAt(reinterpret_cast<const char*>(bytes.data())) : nullptr;
-    return call.fails() || disk == nullptr ? nullptr : makeOf<DADiskRef, Disk>(session, *disk);
+    return call.fails() || disk == nullptr
+               ? nullptr
+               : standin::makeReference<DADiskRef, Disk>(session, *disk);
 }
 
 CFDictionaryRef DADiskCopyDescription(DADiskRef disk) {

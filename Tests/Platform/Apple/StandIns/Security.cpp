@@ -57,12 +57,6 @@ public:
     bool systemAnchorsCount = false;
 };
 
-template <typename Reference, typename Type, typename... Arguments>
-Reference makeOf(Arguments&&... arguments) {
-    return static_cast<Reference>(const_cast<void*>(
-        standin::make(std::make_unique<Type>(std::forward<Arguments>(arguments)...))));
-}
-
 const VELCertificate& certificateOf(SecCertificateRef certificate) {
     return *contentOf<Certificate>(certificate).certificate;
 }
@@ -133,7 +127,7 @@ OSStatus copyIdentities(VELKeychain::IdentitiesResult found, CFTypeRef* result) 
     }
     std::vector<CFTypeRef> list;
     for (auto& identity : found.identities) {
-        list.push_back(makeOf<SecIdentityRef, Identity>(std::move(identity)));
+        list.push_back(standin::makeReference<SecIdentityRef, Identity>(std::move(identity)));
     }
     *result = listOf(std::move(list));
     return errSecSuccess;
@@ -249,7 +243,7 @@ SecCertificateRef SecCertificateCreateWithData(CFAllocatorRef /*allocator*/, CFD
     if (call.fails() || parsed == nullptr) {
         return nullptr;
     }
-    return makeOf<SecCertificateRef, Certificate>(std::move(parsed));
+    return standin::makeReference<SecCertificateRef, Certificate>(std::move(parsed));
 }
 
 CFDataRef SecCertificateCopyData(SecCertificateRef certificate) {
@@ -298,14 +292,14 @@ OSStatus SecIdentityCopyCertificate(SecIdentityRef identity, SecCertificateRef* 
         return statusOf(call);
     }
     if (copied.status == VELSecurityStatus::success) {
-        *certificate = makeOf<SecCertificateRef, Certificate>(copied.certificate);
+        *certificate = standin::makeReference<SecCertificateRef, Certificate>(copied.certificate);
     }
     return vel::integerOfStatus(copied.status);
 }
 
 SecPolicyRef SecPolicyCreateBasicX509() {
     const FallibleCall call("SecPolicyCreateBasicX509");
-    return call.fails() ? nullptr : makeOf<SecPolicyRef, Policy>();
+    return call.fails() ? nullptr : standin::makeReference<SecPolicyRef, Policy>();
 }
 
 OSStatus SecTrustCreateWithCertificates(CFTypeRef certificates, CFTypeRef policies,
@@ -318,7 +312,7 @@ OSStatus SecTrustCreateWithCertificates(CFTypeRef certificates, CFTypeRef polici
         return statusOf(call);
     }
     if (made.status == VELSecurityStatus::success) {
-        *trust = makeOf<SecTrustRef, Trust>(std::move(made.trust));
+        *trust = standin::makeReference<SecTrustRef, Trust>(std::move(made.trust));
     }
     return vel::integerOfStatus(made.status);
 }

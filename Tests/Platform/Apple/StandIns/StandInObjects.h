@@ -31,6 +31,13 @@ public:
 /// A new object; the caller owns the one reference to it.
 CFTypeRef make(std::unique_ptr<Object> object);
 
+/// The same for an object of this type, as the reference that the service hands out.
+template <typename Reference, typename Type, typename... Arguments>
+Reference makeReference(Arguments&&... arguments) {
+    return static_cast<Reference>(
+        const_cast<void*>(make(std::make_unique<Type>(std::forward<Arguments>(arguments)...))));
+}
+
 /// An object that lives as long as the program. Its references are counted all the same.
 CFTypeRef makeConstant(std::unique_ptr<Object> object);
 
