@@ -8,8 +8,10 @@ set(CMAKE_VISIBILITY_INLINES_HIDDEN ON)
 set(CMAKE_EXPORT_COMPILE_COMMANDS ON)
 
 target_compile_options(vel_settings INTERFACE
-    -Wall -Wextra -Wpedantic -Wshadow -Wconversion -Wsign-conversion -Wold-style-cast
+    -Wall -Wextra -Wpedantic -Wconversion -Wsign-conversion -Wold-style-cast
     -Wnon-virtual-dtor -Woverloaded-virtual -Wcast-align -Wformat=2
+    # Of sources that are compiled as one, a variable may be called as another file's function.
+    $<$<NOT:$<BOOL:$<TARGET_PROPERTY:UNITY_BUILD>>>:-Wshadow>
     # No path of the build machine in what is built, and "Classes/..." as the file of a log line.
     -ffile-prefix-map=${PROJECT_SOURCE_DIR}/=)
 if(CMAKE_CXX_COMPILER_ID STREQUAL "GNU" AND CMAKE_CXX_COMPILER_VERSION VERSION_LESS 13)
@@ -62,4 +64,21 @@ function(vel_share_precompiled_headers target owner)
         target_precompile_headers(${target} REUSE_FROM ${owner})
         target_compile_options(${target} PRIVATE -fPIC) # a program's own would be -fPIE
     endif()
+endfunction()
+
+# Compiles the target's sources of each folder as one, where that is wanted: g++ spends most of its
+# time on headers. What a source keeps to itself has to have a name of its own within the folder.
+function(vel_compile_by_folder target)
+    if(NOT VEL_COMPILE_BY_FOLDER)
+        return()
+    endif()
+    set_target_properties(${target} PROPERTIES UNITY_BUILD ON UNITY_BUILD_MODE GROUP)
+    get_target_property(sources ${target} SOURCES)
+    foreach(source IN LISTS sources)
+        cmake_path(GET source PARENT_PATH folder)
+        cmake_path(ABSOLUTE_PATH folder)
+        cmake_path(RELATIVE_PATH folder BASE_DIRECTORY ${PROJECT_SOURCE_DIR})
+        string(MAKE_C_IDENTIFIER "${folder}" group)
+        set_source_files_properties(${source} PROPERTIES UNITY_GROUP ${group})
+    endforeach()
 endfunction()

@@ -227,9 +227,12 @@ def compile_paths(database, folder, build):
     """Compiles what tells the tests where programs are, for those with the mutants."""
     objects = {}
     for entry in database:
-        source = Path(build, entry["file"])
-        if re.match(r"Tests/CMakeFiles/vel_\w+\.dir/.*\.cpp\.o$", entry["output"]) and \
-                re.search("VEL_(LINUX_TOOLS_DIRECTORY|TASK_HOST)", source.read_text("utf-8")):
+        if not re.match(r"Tests/CMakeFiles/vel_\w+\.dir/.*\.c(pp|xx)\.o$", entry["output"]):
+            continue
+        text = Path(build, entry["file"]).read_text("utf-8")
+        for included in re.findall(r'#include "(/.*\.cpp)"', text): # compiled as one
+            text += Path(included).read_text("utf-8")
+        if re.search("VEL_(LINUX_TOOLS_DIRECTORY|TASK_HOST)", text):
             target = folder / "objects" / entry["output"]
             target.parent.mkdir(parents=True, exist_ok=True)
             command = re.sub(r" -MD .*? -o \S+", "", entry["command"])
