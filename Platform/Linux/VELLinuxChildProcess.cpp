@@ -42,7 +42,7 @@ bool vel::child::isRunning(const VELDescriptor& handle) {
     do {
         count = ::poll(&exited, 1, 0);
     } while (count < 0 && errno == EINTR);
-    return count == 0;
+    return count <= 0; // a failure does not tell that it has exited
 }
 
 bool vel::child::sendSignal(const VELDescriptor& handle, int signal) {

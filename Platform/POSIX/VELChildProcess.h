@@ -32,7 +32,7 @@ int addSpawnFlags(posix_spawnattr_t* attributes, short flags);
 /// another. None where the machine has no such thing.
 VELDescriptor openHandle(pid_t process);
 
-/// Whether the process behind the handle is still running.
+/// Whether the process behind the handle is still running, or the system does not tell.
 bool isRunning(const VELDescriptor& handle);
 
 /// Sends a signal to the process behind the handle. False: the system does not offer this way.

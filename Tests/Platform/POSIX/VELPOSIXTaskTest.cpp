@@ -21,6 +21,7 @@
 #include <fstream>
 #include <gtest/gtest.h>
 #include <limits>
+#include <sys/resource.h>
 #include <sys/wait.h>
 #include <unistd.h>
 
@@ -334,13 +335,16 @@ TEST(SpawnFlags, AreAdded) {
     ::posix_spawnattr_destroy(&attributes);
 }
 
-TEST(ProcessHandle, TellsWhetherASignalWasSent) {
+pid_t childThatWaits() {
     const pid_t child = ::fork();
-    if (child == 0) {
-        while (true) {
-            ::pause();
-        }
+    while (child == 0) {
+        ::pause();
     }
+    return child;
+}
+
+TEST(ProcessHandle, TellsWhetherASignalWasSent) {
+    const pid_t child = childThatWaits();
     const VELDescriptor handle = vel::child::openHandle(child);
     errno = 0;
     EXPECT_TRUE(vel::child::sendSignal(handle, SIGKILL));
@@ -349,6 +353,24 @@ TEST(ProcessHandle, TellsWhetherASignalWasSent) {
     EXPECT_TRUE(WIFSIGNALED(status));
     EXPECT_TRUE(vel::child::sendSignal(handle, SIGKILL)) << "it needs none any more";
     EXPECT_FALSE(vel::child::sendSignal(VELDescriptor(), SIGKILL));
+}
+
+TEST(ProcessHandle, IsOfARunningProcessUnlessItsExitIsKnown) {
+    const pid_t child = childThatWaits();
+    const VELDescriptor handle = vel::child::openHandle(child);
+    rlimit limit;
+    ::getrlimit(RLIMIT_NOFILE, &limit);
+    const rlimit none = {0, limit.rlim_max}; // the kernel polls no descriptor then
+    ::setrlimit(RLIMIT_NOFILE, &none);
+    const bool isTakenForRunning = vel::child::isRunning(handle);
+    ::setrlimit(RLIMIT_NOFILE, &limit);
+    EXPECT_TRUE(isTakenForRunning);
+    EXPECT_TRUE(vel::child::isRunning(handle));
+    ::kill(child, SIGKILL);
+    siginfo_t exited;
+    ::waitid(P_PID, static_cast<id_t>(child), &exited, WEXITED | WNOWAIT);
+    EXPECT_FALSE(vel::child::isRunning(handle));
+    ::waitpid(child, nullptr, 0);
 }
 
 TEST_P(VELPOSIXTaskTest, ATaskThatIsNeverLaunchedHasNothing) {
