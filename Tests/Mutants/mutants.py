@@ -238,7 +238,8 @@ def compile_paths(database, folder, build):
             command = re.sub(r" -MD .*? -o \S+", "", entry["command"])
             for program in ("libexec/", "Tests/task-host"):
                 command = command.replace(f"{build}/{program}", f"{folder}/{program}")
-            subprocess.run(f"{command} -o {target}", shell=True, cwd=build, check=True)
+            command += f" -w -o {target}"  # -w: a precompiled header is for the other places
+            subprocess.run(command, shell=True, cwd=build, check=True)
             objects[entry["output"]] = str(target)
     return objects
 
