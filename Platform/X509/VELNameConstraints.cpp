@@ -26,7 +26,8 @@ constexpr std::uint8_t networkAddress = der::contextPrimitive(7);
 /// A general name: its form is its tag.
 using Name = der::Element;
 
-/// Permitted names match narrowly and excluded ones widely.
+/// Permitted names match narrowly and excluded ones widely. What has not the form that it claims to
+/// have matches widely alone.
 enum class Matching { narrow, wide };
 
 char lower(char character) {
@@ -64,12 +65,13 @@ bool matchesHostOrDomain(std::string_view host, std::string_view constraint) {
 }
 
 bool matchesEmailAddress(std::string_view text, std::string_view constraint, Matching matching) {
+    const std::size_t first = text.find('@');
+    const bool isUnclear = first == std::string_view::npos || constraint.empty();
+    if (isUnclear) {
+        return matching == Matching::wide;
+    }
     if (constraint.find('@') != std::string_view::npos) {
         return areEqualIgnoringCase(text, constraint);
-    }
-    const std::size_t first = text.find('@');
-    if (first == std::string_view::npos) {
-        return false;
     }
     // Of "a@b@host", nobody knows what is the host.
     const std::size_t last = text.rfind('@');
@@ -104,10 +106,14 @@ bool matchesAddress(std::string_view text, std::string_view constraint, Matching
 }
 
 /// The constraint is an address and a mask.
-bool matchesNetworkAddress(std::string_view bytes, std::string_view constraint) {
+bool matchesNetworkAddress(std::string_view bytes, std::string_view constraint, Matching matching) {
     const bool isAddress = bytes.size() == 4 || bytes.size() == 16;
-    if (!isAddress || constraint.size() != 2 * bytes.size()) {
-        return false;
+    const bool isNetwork = constraint.size() == 8 || constraint.size() == 32;
+    if (!isAddress || !isNetwork) {
+        return matching == Matching::wide;
+    }
+    if (constraint.size() != 2 * bytes.size()) {
+        return false; // of the other version
     }
     for (std::size_t index = 0; index < bytes.size(); ++index) {
         const int mask = constraint[bytes.size() + index];
@@ -141,7 +147,7 @@ bool matches(const Name& name, std::string_view constraint, Matching matching) {
     case address:
         return matchesAddress(name.content, constraint, matching);
     case networkAddress:
-        return matchesNetworkAddress(name.content, constraint);
+        return matchesNetworkAddress(name.content, constraint, matching);
     default:
         return false; // a form whose constraints have no meaning
     }
@@ -190,7 +196,7 @@ std::vector<Name> namesOf(const CertificateParts& certificate, std::vector<std::
         names.push_back({directoryName, certificate.subject, certificate.subject});
     }
     for (auto& text : emailAddressesOfName(certificate.subject)) {
-        texts.push_back(std::move(text).value_or("")); // without a text, it is in no subtree
+        texts.push_back(std::move(text).value_or("")); // without a text, it has no host
     }
     for (const std::string& text : texts) {
         names.push_back({emailAddress, text, text});

@@ -860,6 +860,15 @@ TEST(NameConstraints, HoldForNamesThatOpenSSLCannotRead) {
     };
     EXPECT_EQ(withHost("b.example"), "trusted");
     EXPECT_EQ(withHost("a.example"), refusedName);
+    chain.middle.extensions = extensionOf("2.5.29.19", trueConstraints) +
+                              extensionOf("2.5.29.30", constraints("", subtree(mail, "example")));
+    for (const auto& [address, verdict] :
+         {std::pair("a@b"s, "trusted"s), std::pair("example"s, refusedName)}) {
+        chain.leaf.extensions =
+            extensionOf("2.5.29.17", der::element(der::sequence, der::element(directory, "bad") +
+                                                                     der::element(mail, address)));
+        EXPECT_EQ(chain.evaluated(), verdict);
+    }
 }
 
 TEST(CertificateForms, AnIssuerWithAnExtensionThatOnlyOpenSSLCannotReadIsNotTrusted) {

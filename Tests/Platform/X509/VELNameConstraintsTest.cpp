@@ -76,108 +76,119 @@ void expectMatches(std::uint8_t form, const std::vector<ConstraintRow>& table) {
 }
 
 TEST(AllowedNames, OfHosts) {
-    expectMatches(hostForm, {
-                                {"", "", Match::narrow},
-                                {"", "a.example", Match::narrow},
-                                {"example", "example", Match::narrow},
-                                {"example", "EXAMPLE", Match::narrow},
-                                {"EXAMPLE", "example", Match::narrow},
-                                {"AZaz", "azAZ", Match::narrow},
-                                {"@", "`", Match::none},
-                                {"[", "{", Match::none},
-                                {"`", "@", Match::none},
-                                {"{", "[", Match::none},
-                                {"example", "examplf", Match::none},
-                                {"example", "fxample", Match::none},
-                                {"example", "a.example", Match::narrow},
-                                {"example", "A.Example", Match::narrow},
-                                {"example", "b.a.example", Match::narrow},
-                                {"example", ".example", Match::narrow},
-                                {"example", "aexample", Match::none},
-                                {"example", "a.examplf", Match::none},
-                                {"example", "example.a", Match::none},
-                                {"example", "xample", Match::none},
-                                {"example", "e", Match::none},
-                                {"example", "", Match::none},
-                                {"a.example", "example", Match::none},
-                                {".example", "a.example", Match::narrow},
-                                {".example", "b.a.example", Match::narrow},
-                                {".example", ".example", Match::narrow},
-                                {".example", "example", Match::none},
-                                {".example", "aexample", Match::none},
-                                {".example", "a.examplf", Match::none},
-                            });
+    const std::vector<ConstraintRow> table = {
+        {"", "", Match::narrow},
+        {"", "a.example", Match::narrow},
+        {"example", "example", Match::narrow},
+        {"example", "EXAMPLE", Match::narrow},
+        {"EXAMPLE", "example", Match::narrow},
+        {"AZaz", "azAZ", Match::narrow},
+        {"@", "`", Match::none},
+        {"[", "{", Match::none},
+        {"`", "@", Match::none},
+        {"{", "[", Match::none},
+        {"example", "examplf", Match::none},
+        {"example", "fxample", Match::none},
+        {"example", "a.example", Match::narrow},
+        {"example", "A.Example", Match::narrow},
+        {"example", "b.a.example", Match::narrow},
+        {"example", ".example", Match::narrow},
+        {"example", "aexample", Match::none},
+        {"example", "a.examplf", Match::none},
+        {"example", "example.a", Match::none},
+        {"example", "xample", Match::none},
+        {"example", "e", Match::none},
+        {"example", "", Match::none},
+        {"a.example", "example", Match::none},
+        {".example", "a.example", Match::narrow},
+        {".example", "b.a.example", Match::narrow},
+        {".example", ".example", Match::narrow},
+        {".example", "example", Match::none},
+        {".example", "aexample", Match::none},
+        {".example", "a.examplf", Match::none},
+    };
+    expectMatches(hostForm, table);
 }
 
 TEST(AllowedNames, OfEMailAddresses) {
-    expectMatches(mailForm, {
-                                {"a@example", "a@example", Match::narrow},
-                                {"a@example", "A@EXAMPLE", Match::narrow},
-                                {"a@example", "b@example", Match::none},
-                                {"a@example", "a@a.example", Match::none},
-                                {"a@example", "example", Match::none},
-                                {"example", "a@example", Match::narrow},
-                                {"example", "a@Example", Match::narrow},
-                                {"example", "@example", Match::narrow},
-                                {"example", "a@a.example", Match::none},
-                                {"example", "a@.example", Match::none},
-                                {"example", "a@bexample", Match::none},
-                                {"example", "a@exampl", Match::none},
-                                {"example", "example@a", Match::none},
-                                {".example", "a@a.example", Match::narrow},
-                                {".example", "a@b.A.Example", Match::narrow},
-                                {".example", "a@example", Match::none},
-                                {".example", "a@.example", Match::none},
-                                {".example", "a@xexample", Match::none},
-                                // Nobody knows what is the host.
-                                {"example", "a@b@example", Match::wide},
-                                {".example", "a@b@a.example", Match::wide},
-                                {"example", "a@example@b", Match::none},
-                                {"a@b@example", "a@b@example", Match::narrow},
-                            });
+    const std::vector<ConstraintRow> table = {
+        {"a@example", "a@example", Match::narrow},
+        {"a@example", "A@EXAMPLE", Match::narrow},
+        {"a@example", "b@example", Match::none},
+        {"a@example", "a@a.example", Match::none},
+        {"example", "a@example", Match::narrow},
+        {"example", "a@Example", Match::narrow},
+        {"example", "@example", Match::narrow},
+        {"example", "a@a.example", Match::none},
+        {"example", "a@.example", Match::none},
+        {"example", "a@bexample", Match::none},
+        {"example", "a@exampl", Match::none},
+        {"example", "example@a", Match::none},
+        {".example", "a@a.example", Match::narrow},
+        {".example", "a@b.A.Example", Match::narrow},
+        {".example", "a@example", Match::none},
+        {".example", "a@.example", Match::none},
+        {".example", "a@xexample", Match::none},
+        // Nobody knows what is the host.
+        {"example", "a@b@example", Match::wide},
+        {".example", "a@b@a.example", Match::wide},
+        {"example", "a@example@b", Match::none},
+        {"a@b@example", "a@b@example", Match::narrow},
+        // What has no host may be any address.
+        {"example", "example", Match::wide},
+        {"example", "b", Match::wide},
+        {"example", "", Match::wide},
+        {".example", "a.example", Match::wide},
+        {"a@example", "a", Match::wide},
+        {"", "a", Match::wide},
+        {"", "a@example", Match::wide},
+        {"", "a@", Match::wide},
+    };
+    expectMatches(mailForm, table);
 }
 
 TEST(AllowedNames, OfURIs) {
-    expectMatches(uriForm, {
-                               {"example", "http://example", Match::narrow},
-                               {"example", "http://Example/a", Match::narrow},
-                               {"example", "http://example:80", Match::narrow},
-                               {"example", "http://example:80/a", Match::narrow},
-                               {"example", "x://example/http://b", Match::narrow},
-                               {"example", "http://a.example", Match::none},
-                               {"example", "http://b/example", Match::none},
-                               {"example", "http://b:example", Match::none},
-                               {"example", "http:/example", Match::wide},
-                               {"example", "example", Match::wide},
-                               {"example", "b", Match::wide},
-                               {".example", "http://a.example", Match::narrow},
-                               {".example", "http://a.example:80/", Match::narrow},
-                               {".example", "http://b.A.Example/", Match::narrow},
-                               {".example", "http://example", Match::none},
-                               {".example", "http://.example", Match::none},
-                               {".example", "http://aexample", Match::none},
-                               // One of the readings: the front of the host, without a user, up to
-                               // a query.
-                               {"example", "http://examples", Match::wide},
-                               {"example", "http://example.a", Match::wide},
-                               {"example", "http://exampl", Match::none},
-                               {".example", "http://a.example.b", Match::none},
-                               {"example", "http://a@example", Match::wide},
-                               {"example", "http://a:b@example:80/", Match::wide},
-                               {"example", "http://a@b@example", Match::wide},
-                               {"example", "http://example:80@b", Match::wide},
-                               {"example", "http://example@b", Match::wide},
-                               {".example", "http://a.example@b", Match::none},
-                               {".example", "http://a@b.example/", Match::narrow},
-                               {".example", "http://a:b@b.example/", Match::wide},
-                               {".example", "http://b?.example", Match::wide},
-                               {".example", "http://b#.example", Match::wide},
-                               {".example", "http://a.example?b", Match::wide},
-                               {".example", "http://a.example#b", Match::wide},
-                               {"example", "http://b/@example", Match::none},
-                               {"example", "http://b?@example", Match::none},
-                               {"example", "http://b#@example", Match::none},
-                           });
+    const std::vector<ConstraintRow> table = {
+        {"example", "http://example", Match::narrow},
+        {"example", "http://Example/a", Match::narrow},
+        {"example", "http://example:80", Match::narrow},
+        {"example", "http://example:80/a", Match::narrow},
+        {"example", "x://example/http://b", Match::narrow},
+        {"example", "http://a.example", Match::none},
+        {"example", "http://b/example", Match::none},
+        {"example", "http://b:example", Match::none},
+        {"example", "http:/example", Match::wide},
+        {"example", "example", Match::wide},
+        {"example", "b", Match::wide},
+        {".example", "http://a.example", Match::narrow},
+        {".example", "http://a.example:80/", Match::narrow},
+        {".example", "http://b.A.Example/", Match::narrow},
+        {".example", "http://example", Match::none},
+        {".example", "http://.example", Match::none},
+        {".example", "http://aexample", Match::none},
+        // One reading of several.
+        {"example", "http://examples", Match::wide},
+        {"example", "http://example.a", Match::wide},
+        {"example", "http://exampl", Match::none},
+        {".example", "http://a.example.b", Match::none},
+        {"example", "http://a@example", Match::wide},
+        {"example", "http://a:b@example:80/", Match::wide},
+        {"example", "http://a@b@example", Match::wide},
+        {"example", "http://example:80@b", Match::wide},
+        {"example", "http://example@b", Match::wide},
+        {".example", "http://a.example@b", Match::none},
+        {".example", "http://a@b.example/", Match::narrow},
+        {".example", "http://a:b@b.example/", Match::wide},
+        {".example", "http://b?.example", Match::wide},
+        {".example", "http://b#.example", Match::wide},
+        {".example", "http://a.example?b", Match::wide},
+        {".example", "http://a.example#b", Match::wide},
+        {"example", "http://b/@example", Match::none},
+        {"example", "http://b?@example", Match::none},
+        {"example", "http://b#@example", Match::none},
+        {"", "http://example", Match::wide},
+    };
+    expectMatches(uriForm, table);
 }
 
 TEST(AllowedNames, OfURIsAlsoInsideAString) {
@@ -223,6 +234,14 @@ TEST(AllowedNames, OfNetworkAddresses) {
          "20010DB9000000000000000000000001", Match::none},
         {"20010DB8000000000000000000000001 FFFFFFFFFFFFFFFFFFFFFFFFFFFFFFFF",
          "20010DB8000000000000000000000002", Match::none},
+        // What is no address may be any.
+        {"00000000 00000000", "", Match::wide},
+        {"0A000000 FF000000", "0B0102", Match::wide},
+        {"0A000000 FF000000", "0B01020304", Match::wide},
+        {"0A0000 FF0000", "0B0102", Match::wide},
+        {"0A000000 FF0000", "0B010203", Match::wide},
+        {"0A000000 FF000000 00", "0B010203", Match::wide},
+        {"", "0B010203", Match::wide},
         // An address of the other version.
         {"00000000 00000000", "00000000000000000000000000000000", Match::none},
         {"00000000000000000000000000000000 00000000000000000000000000000000", "00000000",
@@ -247,22 +266,23 @@ TEST(AllowedNames, OfDirectoryNames) {
     const std::string empty = der::element(der::sequence, "");
     const std::string firm = nameOf("Firm");
     const std::string below = joined({firm, nameOf("Leaf")});
-    expectMatches(directoryForm, {
-                                     {firm, below, Match::narrow},
-                                     {firm, firm, Match::wide},
-                                     {firm, nameOf("FIRM"), Match::none},
-                                     {firm, joined({nameOf("Leaf"), firm}), Match::none},
-                                     {below, firm, Match::none},
-                                     {firm, empty, Match::none},
-                                     {empty, firm, Match::narrow},
-                                     {empty, empty, Match::wide},
-                                     // What is no name may be any.
-                                     {firm, "bad", Match::wide},
-                                     {"bad", firm, Match::wide},
-                                     {firm, "", Match::wide},
-                                     {"", firm, Match::wide},
-                                     {"bad", "bad", Match::wide},
-                                 });
+    const std::vector<ConstraintRow> table = {
+        {firm, below, Match::narrow},
+        {firm, firm, Match::wide},
+        {firm, nameOf("FIRM"), Match::none},
+        {firm, joined({nameOf("Leaf"), firm}), Match::none},
+        {below, firm, Match::none},
+        {firm, empty, Match::none},
+        {empty, firm, Match::narrow},
+        {empty, empty, Match::wide},
+        // What is no name may be any.
+        {firm, "bad", Match::wide},
+        {"bad", firm, Match::wide},
+        {firm, "", Match::wide},
+        {"", firm, Match::wide},
+        {"bad", "bad", Match::wide},
+    };
+    expectMatches(directoryForm, table);
 }
 
 TEST(AllowedNames, AreOfTheFormOfTheSubtree) {
@@ -372,6 +392,9 @@ TEST(AllowedNames, AreThoseOfTheSubject) {
     EXPECT_FALSE(areAllowed(mail, "", "", outside));
     EXPECT_TRUE(areAllowed("", mail, "", outside));
     EXPECT_TRUE(areAllowed(mail, mail, "", nameOf("a@example"))) << "another attribute";
+    const std::string unread = nameWithAddress(der::utf8String, "\xFF");
+    EXPECT_FALSE(areAllowed(mail, "", "", unread));
+    EXPECT_FALSE(areAllowed("", mail, "", unread));
     EXPECT_FALSE(areAllowed(mail, "", der::element(mailForm, "a@b"), inside));
     EXPECT_FALSE(areAllowed(mail, "", der::element(mailForm, "a@example"), outside));
 
