@@ -704,6 +704,14 @@ TEST(CertificateForms, AnUnknownCriticalOneIsTheReasonAlsoWithoutAnAnchor) {
     EXPECT_EQ(chain.evaluated(), refused(-67603, quoted("Middle") + standards));
 }
 
+TEST(CertificateForms, OfPoliciesMatterToChainsToTheAnchorAlone) {
+    Chain chain;
+    chain.leaf.extensions = extensionOf("2.5.29.36", "\x30\x00"s);
+    EXPECT_EQ(chain.evaluated(), expectedInLeaf(Form::policy));
+    chain.middle.issuer = nameOf("Nobody");
+    EXPECT_EQ(chain.evaluated(), refused(-25318, quoted("Middle") + " certificate is not trusted"));
+}
+
 // Name constraints
 
 std::string subtree(std::uint8_t form, const std::string& content) {

@@ -18,6 +18,7 @@
 
 namespace {
 
+using namespace std::string_literals;
 namespace der = vel::der;
 
 const SigningKey& key() {
@@ -115,6 +116,34 @@ TEST(ChainSearch, VerifiesTheSignatureOfAnOnlyIssuerWithTheChain) {
     }
     pool.push_back(middle(255, "35"));
     EXPECT_EQ(evaluated("Middle", pool), "trusted") << "after 256 signatures";
+}
+
+/// A false link that is alone at its place is followed first, with all chains that are behind it.
+TEST(ChainSearch, FindsAChainThatTheFirstWalkDoesNotReach) {
+    CertificateDraft wrong = authority("Middle", "Wrong");
+    wrong.serialNumber = "\x02\x01\x08";
+    CertificateDraft unsigning = authority("Wrong", "Upper");
+    unsigning.publicKey = anotherKey().publicKey();
+    std::vector<std::string> pool = {wrong.madeBy(key()), unsigning.madeBy(key())};
+    while (pool.size() < 66) {
+        CertificateDraft upper = authority("Upper", "Root");
+        upper.serialNumber = "\x02\x02\x01"s + static_cast<char>(pool.size());
+        pool.push_back(upper.madeBy(key()));
+    }
+    EXPECT_EQ(evaluated("Middle", pool), "-25318 \u201CMiddle\u201D certificate is not trusted");
+    pool.push_back(middle(1, "35"));
+    EXPECT_EQ(evaluated("Middle", pool), "trusted");
+}
+
+TEST(ChainSearch, FindsNothingWithoutAnAnchor) {
+    const auto pool = std::make_shared<const VELCertificatePool>(std::vector{middle(1, "35")});
+    const std::string leaf = CertificateDraft("Leaf", "Middle", key()).madeBy(key());
+    VELX509Trust trust(VELX509Certificate::parse(leaf, pool),
+                       [] { return vel::momentOfText("2030-01-01T00:00:00Z").value(); });
+    std::optional<VELError> error;
+    EXPECT_FALSE(trust.evaluate(&error));
+    EXPECT_EQ(error.value().code(), -25318);
+    EXPECT_EQ(error->message(), "\u201CMiddle\u201D certificate is not trusted");
 }
 
 TEST(ChainSearch, FollowsALeafThatSharesTheKeyOfItsIssuer) {
