@@ -54,11 +54,12 @@ class TimeDigits {
 public:
     explicit TimeDigits(std::string_view text) : _rest(text) {}
 
-    /// Nothing: no two digits stand there.
-    std::optional<int> pair() {
+    /// 0 when no two digits stand there.
+    int pair() {
         const auto isDigit = [](char character) { return character >= '0' && character <= '9'; };
         if (_rest.size() < 2 || !isDigit(_rest[0]) || !isDigit(_rest[1])) {
-            return std::nullopt;
+            _isComplete = false;
+            return 0;
         }
         const int value = 10 * (_rest[0] - '0') + (_rest[1] - '0');
         _rest.remove_prefix(2);
@@ -66,24 +67,26 @@ public:
     }
 
     /// "Z", or a sign, hours and minutes east or west of Greenwich.
-    std::optional<std::chrono::minutes> zone() {
+    std::chrono::minutes zone() {
         const char first = _rest.empty() ? '\0' : _rest[0];
         _rest.remove_prefix(_rest.empty() ? 0 : 1);
         if (first == 'Z') {
-            return _rest.empty() ? std::optional(std::chrono::minutes(0)) : std::nullopt;
+            return std::chrono::minutes(0);
         }
-        const auto hours = pair();
-        const auto minutes = pair();
-        if ((first != '+' && first != '-') || !hours || !minutes || !_rest.empty()) {
-            return std::nullopt;
-        }
-        return (first == '+' ? 1 : -1) * std::chrono::minutes(60 * *hours + *minutes);
+        _isComplete &= first == '+' || first == '-';
+        const int hours = pair();
+        const int minutes = pair();
+        return (first == '+' ? 1 : -1) * std::chrono::minutes(60 * hours + minutes);
     }
 
     [[nodiscard]] bool isAtZone() const { return _rest == "Z"; }
 
+    /// Whether all that was read stood there, and nothing stands behind it.
+    [[nodiscard]] bool isWhole() const { return _isComplete && _rest.empty(); }
+
 private:
     std::string_view _rest;
+    bool _isComplete = true;
 };
 
 /// The year of two digits, as far as the platform tells it: nothing for 50 to 69.
@@ -102,29 +105,28 @@ std::optional<VELMoment> momentOfTime(const der::Element& time) {
         return std::nullopt;
     }
     TimeDigits digits(time.content);
-    const auto century = isShort ? std::optional(0) : digits.pair();
-    const auto yearDigits = digits.pair();
-    const auto monthDigits = digits.pair();
-    const auto dayDigits = digits.pair();
-    const auto hour = digits.pair();
-    const auto minute = digits.pair();
-    const auto second = isShort && digits.isAtZone() ? std::optional(0) : digits.pair();
+    const int century = isShort ? 0 : digits.pair();
+    const int yearDigits = digits.pair();
+    const int monthDigits = digits.pair();
+    const int dayDigits = digits.pair();
+    const int hour = digits.pair();
+    const int minute = digits.pair();
+    const int second = isShort && digits.isAtZone() ? 0 : digits.pair();
     const auto zone = digits.zone();
-    if (!century || !yearDigits || !monthDigits || !dayDigits || !hour || !minute || !second ||
-        !zone || *hour > 23 || *minute > 59 || *second > 60) {
+    if (!digits.isWhole() || hour > 23 || minute > 59 || second > 60) {
         return std::nullopt;
     }
-    const auto yearNumber = isShort ? fullYear(*yearDigits) : 100 * *century + *yearDigits;
+    const auto yearNumber = isShort ? fullYear(yearDigits) : 100 * century + yearDigits;
     const year_month_day date(year(yearNumber.value_or(2001)),
-                              month(static_cast<unsigned>(*monthDigits)),
-                              day(static_cast<unsigned>(*dayDigits)));
+                              month(static_cast<unsigned>(monthDigits)),
+                              day(static_cast<unsigned>(dayDigits)));
     if (!date.ok()) {
         return std::nullopt;
     }
     if (!yearNumber) {
         return sys_days(year(2001) / January / 1); // what the platform takes such a time for
     }
-    return sys_days(date) + hours(*hour) + minutes(*minute) + seconds(*second) - *zone;
+    return sys_days(date) + hours(hour) + minutes(minute) + seconds(second) - zone;
 }
 
 bool readValidity(der::Reader& reader, CertificateParts& parts) {
