@@ -24,13 +24,14 @@ std::optional<Element> Reader::next() {
     std::size_t start = 2;
     if (length >= longForm) {
         const std::size_t count = length - longForm;
-        if (count == 0 || count > maximumLengthBytes || _rest.size() < start + count) {
+        if (count > maximumLengthBytes || _rest.size() < start + count) {
             return std::nullopt;
         }
         length = 0;
         for (std::size_t index = 0; index < count; ++index) {
             length = length << 8U | byteAt(_rest, start + index);
         }
+        // Without a byte, for an indefinite length, it is 0.
         const bool isShortest = length >= longForm && length >> (8 * (count - 1)) != 0;
         if (!isShortest) {
             return std::nullopt;

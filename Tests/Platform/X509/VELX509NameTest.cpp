@@ -47,48 +47,6 @@ std::string nameOf(std::uint8_t tag, const std::string& value) {
 
 using Names = std::optional<std::vector<std::string>>;
 
-TEST(DERReader, ReadsElementsOneAfterAnother) {
-    const std::string bytes = "\x02\x01\x05\x04\x00"s;
-    der::Reader reader(bytes);
-    EXPECT_EQ(reader.next(der::octetString), std::nullopt) << "the tag is another one";
-    const auto integer = reader.next(der::integer);
-    ASSERT_TRUE(integer);
-    EXPECT_EQ(integer->content, "\x05");
-    EXPECT_EQ(integer->whole, "\x02\x01\x05");
-    EXPECT_EQ(reader.next()->content, "");
-    EXPECT_TRUE(reader.atEnd());
-    EXPECT_EQ(reader.next(), std::nullopt);
-}
-
-TEST(DERReader, ReadsAndWritesLengthsInTheirShortestForm) {
-    for (const std::size_t size : {0U, 1U, 127U, 128U, 255U, 256U, 65535U, 65536U}) {
-        const std::string bytes = der::element(der::octetString, std::string(size, 'x'));
-        const auto element = der::Reader(bytes).next();
-        ASSERT_TRUE(element) << size;
-        EXPECT_EQ(element->content.size(), size);
-        EXPECT_EQ(element->whole.size(), bytes.size());
-    }
-    EXPECT_EQ(der::header(der::octetString, 128), "\x04\x81\x80");
-    EXPECT_EQ(der::header(der::octetString, 65536), "\x04\x83\x01\x00\x00"s);
-}
-
-TEST(DERReader, RefusesWhatIsNotDER) {
-    const std::pair<const char*, std::string> refused[] = {
-        {"no length", "\x02"s},
-        {"cut short", "\x02\x02\x05"s},
-        {"indefinite length", "\x30\x80\x00\x00"s},
-        {"longer length than needed", "\x02\x81\x01\x05"s},
-        {"length with a leading zero", "\x04\x82\x00\x80"s + std::string(128, 'x')},
-        {"length cut short", "\x04\x82\x01"s},
-        {"length of five bytes", "\x04\x85\x01\x00\x00\x00\x00"s},
-        {"length near the limit", "\x04\x84\xFF\xFF\xFF\xFF"s},
-        {"tag of several bytes", "\x1F\x20\x01\x00"s},
-    };
-    for (const auto& [what, bytes] : refused) {
-        EXPECT_FALSE(der::Reader(bytes).next()) << what;
-    }
-}
-
 TEST(NormalizedName, FoldsPrintableStringsAlone) {
     const std::pair<std::string, std::string> folded[] = {
         {"Corp", "CORP"}, {"  a \t b  ", "A B"}, {"\tx\t", "X"},
@@ -239,24 +197,6 @@ TEST(NameSummary, OfVeryManyTextsIsNotCopiedForEachOfThem) {
     const std::string name = nameOf(attributes);
     const AllocationFailure afterSome(200, 100'000);
     EXPECT_EQ(nameSummary(name).text.value().size(), 3 * count - 2);
-}
-
-TEST(DERReader, ReadsBooleansAndNumbers) {
-    EXPECT_EQ(der::booleanValue("\x00"s), false);
-    EXPECT_EQ(der::booleanValue("\xFF"s), true);
-    for (const std::string& content : {""s, "\x01"s, "\xFF\xFF"s}) {
-        EXPECT_EQ(der::booleanValue(content), std::nullopt);
-    }
-    EXPECT_EQ(der::unsignedValue("\x00"s), 0U);
-    EXPECT_EQ(der::unsignedValue("\x7F"s), 127U);
-    EXPECT_EQ(der::unsignedValue("\x00\x80"s), 128U);
-    EXPECT_EQ(der::unsignedValue("\x01\x00"s), 256U);
-    EXPECT_EQ(der::unsignedValue("\x01\x80"s), 384U);
-    EXPECT_EQ(der::unsignedValue("\x00\xFF\xFF\xFF\xFF"s), 0xFFFFFFFFU);
-    for (const std::string& content :
-         {""s, "\x80"s, "\x00\x7F"s, "\x01\x00\x00\x00\x00"s, "\x00\x80\x00\x00\x00\x00"s}) {
-        EXPECT_EQ(der::unsignedValue(content), std::nullopt);
-    }
 }
 
 } // namespace
