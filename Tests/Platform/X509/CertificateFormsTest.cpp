@@ -704,6 +704,78 @@ TEST(CertificateForms, AnUnknownCriticalOneIsTheReasonAlsoWithoutAnAnchor) {
     EXPECT_EQ(chain.evaluated(), refused(-67603, quoted("Middle") + standards));
 }
 
+/// The certificate with another algorithm and a signature that nobody can verify.
+std::string unverifiable(CertificateDraft draft, const std::string& algorithm) {
+    draft.algorithm = der::element(der::sequence, objectIdentifier(algorithm) + "\x05\x00"s);
+    return der::element(der::sequence, draft.signedPart(Chain::middleKey()) + draft.algorithm +
+                                           der::element(der::bitString, std::string(65, '\0')));
+}
+
+constexpr const char* md2WithRSA = "1.2.840.113549.1.1.2";
+constexpr const char* md4WithRSA = "1.2.840.113549.1.1.3";
+constexpr const char* md5WithRSA = "1.2.840.113549.1.1.4";
+
+TEST(CertificateKeys, OfOtherKindsAreWeak) {
+    const std::string keys[] = {
+        der::element(der::sequence, der::element(der::sequence, objectIdentifier("1.2.3.4")) +
+                                        "\x03\x02\x00\x01"s),
+        der::element(der::sequence, der::element(der::sequence, objectIdentifier("1.3.101.110")) +
+                                        der::element(der::bitString, "\0"s + std::string(32, 'k'))),
+    };
+    for (const std::string& key : keys) {
+        Chain chain;
+        chain.leaf.publicKey = key;
+        EXPECT_EQ(chain.evaluated(),
+                  refused(-67735, quoted("Leaf") + " certificate is using a broken key size"));
+    }
+}
+
+TEST(CertificateKeys, DoNotSignOverBrokenDigests) {
+    const std::string broken = " certificate is using a broken signature algorithm";
+    const Chain chain;
+    const std::string middle = chain.middle.madeBy(Chain::rootKey());
+    const std::string root = chain.root.madeBy(Chain::rootKey());
+    for (const char* const algorithm : {md2WithRSA, md4WithRSA, md5WithRSA}) {
+        EXPECT_EQ(Chain::evaluated(unverifiable(chain.leaf, algorithm), middle, root),
+                  refused(-67815, quoted("Leaf") + broken))
+            << algorithm;
+    }
+    const SigningKey key = SigningKey::brokenRSA();
+    Chain probabilistic;
+    probabilistic.middle.publicKey = key.publicKey();
+    EXPECT_EQ(Chain::evaluated(probabilistic.leaf.madeBy(key),
+                               probabilistic.middle.madeBy(Chain::rootKey()), root),
+              refused(-67815, quoted("Leaf") + broken));
+}
+
+/// A signature that is too old to be verified counts as if it were good, but not below an issuer
+/// without a key.
+TEST(CertificateKeys, OfAnIssuerThatCannotBeDecodedSignNothing) {
+    Chain chain;
+    const auto isSigned = [&](const char* algorithm, const std::string& issuer) {
+        return isSignedBy(*VELX509Certificate::parse(unverifiable(chain.leaf, algorithm)),
+                          *VELX509Certificate::parse(issuer));
+    };
+    std::string issuer = chain.middle.madeBy(Chain::rootKey());
+    EXPECT_TRUE(isSigned(md2WithRSA, issuer));
+    EXPECT_TRUE(isSigned(md4WithRSA, issuer));
+    EXPECT_FALSE(isSigned(md5WithRSA, issuer));
+    EXPECT_FALSE(isSigned("1.2.3.4", issuer));
+    chain.middle.subject = "\x30\x04\x31\x02\x30\x05";
+    issuer = chain.middle.madeBy(Chain::rootKey());
+    for (const char* const algorithm : {md2WithRSA, md4WithRSA, md5WithRSA, "1.2.3.4"}) {
+        EXPECT_FALSE(isSigned(algorithm, issuer)) << algorithm;
+    }
+}
+
+TEST(CertificateForms, OfAPathLengthCountTheIntermediatesBelow) {
+    Chain chain;
+    chain.middle.extensions = extensionOf("2.5.29.19", bytesOfHexadecimal("30060101ff020100"));
+    EXPECT_EQ(chain.evaluated(), "trusted");
+    chain.root.extensions = chain.middle.extensions;
+    EXPECT_EQ(chain.evaluated(), refused(-67611, quoted("Root") + standards));
+}
+
 TEST(CertificateForms, OfPoliciesMatterToChainsToTheAnchorAlone) {
     Chain chain;
     chain.leaf.extensions = extensionOf("2.5.29.36", "\x30\x00"s);

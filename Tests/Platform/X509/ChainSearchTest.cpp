@@ -11,6 +11,7 @@
 #include <memory>
 #include <optional>
 #include <string>
+#include <utility>
 #include <vector>
 
 // How far the search for a chain goes. Authorities of one name and one key differ in their serial
@@ -144,6 +145,17 @@ TEST(ChainSearch, FindsNothingWithoutAnAnchor) {
     EXPECT_FALSE(trust.evaluate(&error));
     EXPECT_EQ(error.value().code(), -25318);
     EXPECT_EQ(error->message(), "\u201CMiddle\u201D certificate is not trusted");
+}
+
+TEST(ChainSearch, ReportsTheFirstOfTwoChainsThatFailAlike) {
+    CertificateDraft first = authority("Middle", "First");
+    CertificateDraft second = authority("Middle", "Second");
+    const std::vector<std::string> above = {authority("First", "Nobody").madeBy(key()),
+                                            authority("Second", "Nobody").madeBy(key())};
+    std::vector<std::string> pool = {first.madeBy(key()), second.madeBy(key()), above[0], above[1]};
+    EXPECT_EQ(evaluated("Middle", pool), "-25318 \u201CFirst\u201D certificate is not trusted");
+    std::swap(pool[0], pool[1]);
+    EXPECT_EQ(evaluated("Middle", pool), "-25318 \u201CSecond\u201D certificate is not trusted");
 }
 
 TEST(ChainSearch, FollowsALeafThatSharesTheKeyOfItsIssuer) {
