@@ -129,6 +129,14 @@ TEST(TextOfValue, DecodesEachTypeOfString) {
     EXPECT_EQ(textOfValue(der::universalString, "\x00\x11\x00\x00"s), std::nullopt);
     EXPECT_EQ(textOfValue(der::universalString, "\x00\x00\xD8\x00"s), std::nullopt);
     EXPECT_EQ(textOfValue(der::universalString, "\x00\x00\x41"s), std::nullopt);
+    const std::string letter = "\x00\x00\x00\x41"s;
+    EXPECT_EQ(textOfValue(der::universalString, letter + "\x00\x10\xFF\xFF"s), "A\U0010FFFF");
+    EXPECT_EQ(textOfValue(der::universalString, letter + "\x00\x00\xD7\xFF"s), "A\uD7FF");
+    EXPECT_EQ(textOfValue(der::universalString, letter + "\x00\x00\xE0\x00"s), "A\uE000");
+    for (const std::string& refused :
+         {"\x00\x11\x00\x00"s, "\x80\x00\x00\x41"s, "\x00\x00\xD8\x00"s, "\x00\x00\xDF\xFF"s}) {
+        EXPECT_EQ(textOfValue(der::universalString, letter + refused), std::nullopt);
+    }
     EXPECT_EQ(textOfValue(der::octetString, "x"), std::nullopt);
     EXPECT_EQ(textOfValue(der::integer, "1"), std::nullopt);
 }
@@ -187,6 +195,8 @@ TEST(NameSummary, TakesTheBestTypeAndJoinsItsValuesBackwards) {
     EXPECT_TRUE(nameSummary(nameOf({firm, cn1})).isCommonName);
     EXPECT_FALSE(nameSummary(nameOf({firm, unit})).isCommonName);
     EXPECT_EQ(nameSummary(nameOf({firm, mail})).emailAddress, "m@example.com");
+    const std::string otherMail = attribute(emailAddress, der::ia5String, "n@example.com");
+    EXPECT_EQ(nameSummary(nameOf({firm, mail, otherMail})).emailAddress, "m@example.com");
     EXPECT_EQ(nameSummary(nameOf({firm})).emailAddress, std::nullopt);
 }
 
