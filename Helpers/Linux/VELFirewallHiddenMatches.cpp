@@ -2,6 +2,7 @@
 #include "Helpers/Linux/VELFirewallHiddenMatches.h"
 
 #include <algorithm>
+#include <cctype>
 #include <charconv>
 #include <cstdint>
 #include <utility>
@@ -61,8 +62,11 @@ RulesJSON scalar(std::string_view word) {
                                                                       : RulesJSON(word);
 }
 
-/// "22", "1000-2000" or a name.
+/// "22", "1000-2000" or a name. Null for what is neither, such as an operator.
 RulesJSON value(std::string_view word) {
+    if (word.empty() || std::isalnum(static_cast<unsigned char>(word.front())) == 0) {
+        return nullptr;
+    }
     const std::size_t dash = word.find('-');
     if (dash != std::string_view::npos) {
         const RulesJSON first = scalar(word.substr(0, dash));
@@ -74,7 +78,8 @@ RulesJSON value(std::string_view word) {
     return scalar(word);
 }
 
-/// "new", "established,related" or "{ 22, 80 }" from `next` on, which is moved behind it.
+/// "new", "established,related" or "{ 22, 80 }" from `next` on, which is moved behind it. Null when
+/// there is none.
 RulesJSON values(const Words& words, std::size_t& next) {
     RulesJSON list = RulesJSON::array();
     const bool isSet = next < words.size() && words[next] == "{";
@@ -90,7 +95,10 @@ RulesJSON values(const Words& words, std::size_t& next) {
         }
     }
     ++next;
-    return isSet ? RulesJSON{{"set", std::move(list)}} : list.size() == 1 ? list[0] : list;
+    return list.empty()       ? RulesJSON(nullptr)
+           : isSet            ? RulesJSON{{"set", std::move(list)}}
+           : list.size() == 1 ? list[0]
+                              : list;
 }
 
 /// What a condition begins with, and how many words that takes. Null when it is none of those that
@@ -135,12 +143,14 @@ struct ShownRule {
 ShownRule readRule(const Words& words) {
     ShownRule rule;
     for (std::size_t i = 0; i < words.size();) {
+        if (words[i] == "jump" || words[i] == "goto") {
+            i += 2; // a chain may be called "ct"
+            continue;
+        }
         if (words[i] == "xt" && i + 2 < words.size() && words[i + 1] == "match") {
-            std::string_view name = words[i + 2];
-            if (name.size() >= 2 && name.front() == '"') {
-                name = name.substr(1, name.size() - 2);
-            }
-            rule.hidden.emplace(name);
+            std::string name(words[i + 2]);
+            std::erase(name, '"');
+            rule.hidden.insert(std::move(name));
             i += 3;
             continue;
         }

@@ -35,6 +35,11 @@ JSON condition(const std::string& operation, const std::string& left, const std:
 const std::string state = R"({"ct": {"key": "state"}})";
 const std::string destinationPort = R"({"payload": {"protocol": "tcp", "field": "dport"}})";
 
+/// The same statements, as they were.
+JSON unrevealed(const std::string& name) {
+    return JSON::parse("[" + named(name) + R"(, {"accept": null}])");
+}
+
 TEST(FirewallHiddenMatches, AListThatLacksARuleIsFound) {
     const auto document = JSON::parse(
         R"({"nftables": [{"rule": {"family": "inet", "table": "t", "handle": 2}}, {"rule": 1}]})");
@@ -64,6 +69,9 @@ TEST(FirewallHiddenMatches, TheListingShowsTheirConditions) {
     EXPECT_EQ(ofLine("multiport", "tcp dport != { 22,80} accept"),
               condition("!=", destinationPort, R"({"set": [22, "80}", "accept"]})"))
         << "what is not printed so is not understood";
+    EXPECT_EQ(ofLine("multiport", "tcp sport { 1-https, ssh-80 } accept"),
+              condition("==", R"({"payload": {"protocol": "tcp", "field": "sport"}})",
+                        R"({"set": ["1-https", "ssh-80"]})"));
     EXPECT_EQ(ofLine("addrtype", "fib daddr type local accept"),
               condition("==", R"({"fib": {"result": "type", "flags": "daddr"}})", R"("local")"));
     EXPECT_EQ(
@@ -75,30 +83,32 @@ TEST(FirewallHiddenMatches, TheListingShowsTheirConditions) {
 
 TEST(FirewallHiddenMatches, WhatIsShownOtherwiseIsUnknown) {
     EXPECT_EQ(ofLine("ttl", "ip ttl gt 0 accept"), unknownRule);
-    EXPECT_EQ(ofLine("ttl", "jump match ttl accept"), unknownRule) << "no match of an extension";
+    EXPECT_EQ(ofLine("ttl", "mark match ttl accept"), unknownRule) << "no match of an extension";
     EXPECT_EQ(ofLine("ttl", "accept xt match"), unknownRule) << "the name is missing";
+    EXPECT_EQ(ofLine("ttl", "ip ttl gt 0 xt target ttl"), unknownRule);
+    EXPECT_EQ(ofLine("icmp", "meta l4proto icmp icmp type echo-request accept"), unknownRule);
 }
 
 TEST(FirewallHiddenMatches, WhatIsNotShownStaysHidden) {
-    const auto hidden = [](const std::string& name) {
-        return JSON::parse("[" + named(name) + R"(, {"accept": null}])");
-    };
     EXPECT_EQ(ofLine("recent", "xt match recent counter packets 0 bytes 0 accept"),
-              hidden("recent"));
-    EXPECT_EQ(ofLine("recent", "xt match \"recent\" accept"), hidden("recent"));
+              unrevealed("recent"));
+    EXPECT_EQ(ofLine("recent", "xt match \"recent\" accept"), unrevealed("recent"));
     for (const char* name : {"conntrack", "addrtype", "pkttype", "multiport"}) {
-        EXPECT_EQ(ofLine(name, "counter accept"), hidden(name)) << name;
-        EXPECT_EQ(ofLine(name, std::string("xt match ") + name + " accept"), hidden(name));
+        EXPECT_EQ(ofLine(name, "counter accept"), unrevealed(name)) << name;
+        EXPECT_EQ(ofLine(name, std::string("xt match ") + name + " accept"), unrevealed(name));
     }
-    EXPECT_EQ(ofLine("conntrack", "log prefix \"ct state new\" accept"), hidden("conntrack"))
+    EXPECT_EQ(ofLine("conntrack", "log prefix \"ct state new\" accept"), unrevealed("conntrack"))
         << "a quoted text";
-    EXPECT_EQ(ofLine("comment", "counter accept"), hidden("comment"));
+    EXPECT_EQ(ofLine("comment", "counter accept"), unrevealed("comment"));
     for (const char* listing : {"", "table ip filter {\n ct state new accept # handle 8\n}\n",
                                 "table ip6 filter {\n ct state new accept # handle 7\n}\n",
                                 "table ip other {\n ct state new accept # handle 7\n}\n",
-                                "table ip filter {\n ct state new accept\n}\n", "# handle 7", "\"",
-                                "table ip filter {"}) {
-        EXPECT_EQ(revealed(named("conntrack"), listing), hidden("conntrack")) << listing;
+                                "table ip filter {\n ct state new accept\n}\n",
+                                "table ip filter {\n ct state new accept x handle 7\n}\n",
+                                "table ip filter {\n ct state new accept # number 7\n}\n",
+                                "table ip filter x\n ct state new accept # handle 7\n",
+                                "# handle 7", "\"", "table ip filter {"}) {
+        EXPECT_EQ(revealed(named("conntrack"), listing), unrevealed("conntrack")) << listing;
     }
 }
 
@@ -114,7 +124,48 @@ TEST(FirewallHiddenMatches, EveryConditionOfTheLineIsKept) {
               expected);
 }
 
+TEST(FirewallHiddenMatches, AChainsNameIsNoCondition) {
+    for (const char* verdict : {"jump", "goto"}) {
+        for (const char* name : {"ct", "fib", "pkttype", "dport", "sport"}) {
+            const std::string line = std::string("xt match recent ") + verdict + " " + name;
+            EXPECT_EQ(ofLine("recent", line), unrevealed("recent")) << line;
+            EXPECT_EQ(ofLine("recent", line + " comment \"new\""), unrevealed("recent")) << line;
+        }
+    }
+}
+
+TEST(FirewallHiddenMatches, AConditionWithoutAValueIsUnknown) {
+    EXPECT_EQ(ofLine("pkttype", "pkttype ! host accept"),
+              condition("==", R"({"meta": {"key": "pkttype"}})", "null"));
+    EXPECT_EQ(ofLine("addrtype", "fib daddr type ! local accept"),
+              condition("==", R"({"fib": {"result": "type", "flags": "daddr"}})", "null"));
+    EXPECT_EQ(ofLine("multiport", "tcp dport { , 0-9 . 80, 80 . 0-9 } accept"),
+              condition("==", destinationPort, R"({"set": [null, {"range": [0, 9]}, null, 80,
+                                                           80, null, {"range": [0, 9]}]})"))
+        << "two values in one";
+    EXPECT_EQ(ofLine("conntrack", "ct state"), condition("==", state, "null"));
+    EXPECT_EQ(ofLine("conntrack", "ct state !="), condition("!=", state, "null"));
+    EXPECT_EQ(ofLine("multiport", "tcp dport { } accept"),
+              condition("==", destinationPort, "null"));
+}
+
 TEST(FirewallHiddenMatches, OtherRulesStayAsTheyAre) {
+    const std::string log = R"({"xt": {"type": "target", "name": "LOG"}})";
+    EXPECT_EQ(revealed(named("conntrack") + ", " + log,
+                       "table ip filter {\n ct state new accept # handle 7\n}"),
+              JSON::parse(R"([{"match": {"op": "==", "left": {"ct": {"key": "state"}},
+                                         "right": "new"}}, )" +
+                          log + R"(, {"accept": null}])"));
+    for (const std::string& statements :
+         {std::string(), std::string(R"(, "expr": 5)"), std::string(R"(, "expr": {"x": 1})"),
+          R"(, "expr": {"x": )" + named("conntrack") + "}"}) {
+        const JSON document = JSON::parse(R"({"nftables": [{"rule": {"family": "ip",
+            "table": "filter", "chain": "INPUT", "handle": 7)" +
+                                          statements + "}}]}");
+        JSON read = document;
+        vel::revealHiddenMatches(read, "table ip filter {\n ct state new accept # handle 7\n}");
+        EXPECT_EQ(read, document);
+    }
     const std::string native = R"({"match": {"op": "==", "left": 1, "right": 2}})";
     EXPECT_EQ(revealed(native, "table ip filter {\n ct state new accept # handle 7\n}"),
               JSON::parse("[" + native + R"(, {"accept": null}])"));

@@ -601,6 +601,20 @@ TEST(FirewallRuleset, WhatDependsOnAHiddenMatchIsHidden) {
     EXPECT_EQ(ofRules(closed, {R"({"xt": null})", accept}), hidden);
 }
 
+TEST(FirewallRuleset, AHiddenMatchBeforeAChainWithTheNameOfAConditionIsHidden) {
+    for (const char* name : {"ct", "fib", "pkttype", "dport"}) {
+        const std::string rules =
+            document({chain("i", closed),
+                      R"({"rule": {"family": "inet", "table": "t", "chain": "i", "handle": 4,
+                          "expr": [{"xt": {"type": "match", "name": "recent"}}, )" +
+                          jump(name) + "]}}",
+                      chain(name), rule(name, accept)});
+        const std::string listing = std::string("table inet t {\n chain i {\n  xt match recent ") +
+                                    "jump " + name + " # handle 4\n }\n}\n";
+        EXPECT_EQ(vel::inboundDefault(rules, listing, {{"eth0"}, true}), hidden) << name;
+    }
+}
+
 TEST(FirewallRuleset, DepthAndBreadthAreBounded) {
     std::vector<std::string> objects = {chain("c0", open)};
     for (int i = 0; i < 200; ++i) { // each jumps twice to the next: 2^200 paths
