@@ -24,11 +24,6 @@ bool isPassingTarget(const std::string& name) {
     return isAmong(names, name);
 }
 
-bool isTranslationTarget(const std::string& name) {
-    constexpr std::array names = {"DNAT", "REDIRECT", "NETMAP"};
-    return isAmong(names, name);
-}
-
 /// Statements after which the packet and its way are what they were.
 bool isPassing(const std::string& kind, const RulesJSON& content) {
     constexpr std::array kinds = {"counter",   "log",        "notrack",        "continue",
@@ -71,11 +66,8 @@ struct FirewallEvaluation::Progress {
     /// The packet leaves the rule with a verdict.
     void leave() { here -= rule.must; }
 
-    /// It may be let in here, or go on.
-    void mayAccept() {
-        outcome.accepted |= rule.may;
-        rule.must = {};
-    }
+    /// It may be let in here: what becomes of it otherwise no longer matters.
+    void mayAccept() { outcome.accepted |= rule.may; }
 };
 
 PortSet FirewallEvaluation::openPorts() {
@@ -110,8 +102,8 @@ std::vector<RulesPlace> FirewallEvaluation::baseChains(std::string_view type,
     return places;
 }
 
-/// A chain that does not exist, or that calls itself, lets packets in: nothing is known of it. Each
-/// is followed once for all ports; a caller takes those that it sends there.
+/// A chain that does not exist, or lies too deep, lets packets in: nothing is known of it. Each is
+/// followed once for all ports; a caller takes those that it sends there.
 FirewallEvaluation::Outcome FirewallEvaluation::outcomeOf(const RulesPlace& place) {
     const Outcome unknown = {.accepted = PortSet::all(), .returned = PortSet::all()};
     if (const auto known = _known.find(place); known != _known.end()) {
@@ -121,7 +113,6 @@ FirewallEvaluation::Outcome FirewallEvaluation::outcomeOf(const RulesPlace& plac
     if (chain == _rules.chains.end() || _depth == maximumDepth) {
         return unknown;
     }
-    _known[place] = unknown;
     ++_depth;
     Progress progress = {.chain = place};
     for (const RulesJSON* statements : chain->second.rules) {
@@ -177,7 +168,8 @@ bool FirewallEvaluation::applyStatement(const RulesJSON& statement, Progress& pr
     return applyVerdict(kind, content, progress);
 }
 
-/// False when it was a verdict. Any other statement may let the packet in, or do nothing.
+/// False when the rule ends there, for it was a verdict or has to count as one: a statement that is
+/// not known may let the packet in.
 bool FirewallEvaluation::applyVerdict(const std::string& kind, const RulesJSON& content,
                                       Progress& progress) {
     const auto& [family, table, name] = progress.chain;
@@ -217,19 +209,13 @@ bool FirewallEvaluation::applyVerdict(const std::string& kind, const RulesJSON& 
         progress.leave();
         return false;
     }
-    if (kind == "accept" || kind == "queue" || kind == "dnat" || kind == "redirect" ||
-        isTranslationTarget(target)) {
-        progress.outcome.accepted |= progress.rule.may;
-        progress.leave();
-        return false;
-    }
     const bool isHidden = kind == "xt" && target.empty();
     if (isHidden && _hidden == HiddenMatches::asRefusing) {
         progress.leave();
         return false;
     }
-    progress.mayAccept();
-    return true;
+    progress.mayAccept(); // "accept", "queue", "redirect" and what is not known
+    return false;         // nothing that follows could keep it out
 }
 
 void FirewallEvaluation::applyJump(const RulesPlace& target, bool comesBack, Progress& progress) {

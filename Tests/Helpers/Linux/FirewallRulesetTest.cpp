@@ -591,6 +591,7 @@ TEST(FirewallRuleset, WhatDependsOnAHiddenMatchIsHidden) {
     EXPECT_EQ(ofRules(open, {extension + accept}), letIn);
     EXPECT_EQ(ofRules(closed, {extension + drop}), refused);
     EXPECT_EQ(ofRules(closed, {extension + accept, accept}), letIn);
+    EXPECT_EQ(ofRules(open, {extension + accept + ", " + drop}), letIn) << "the rule has ended";
     EXPECT_EQ(ofRules(closed, {extension + returns, accept}), letIn);
     EXPECT_EQ(ofRules(open, {extension + jump("c")}, {chain("c"), rule("c", drop)}), hidden);
     EXPECT_EQ(ofRules(open, {extension + jump("c")}, {chain("c")}), letIn);
@@ -625,6 +626,15 @@ TEST(FirewallRuleset, DepthAndBreadthAreBounded) {
     }
     objects.push_back(rule("c0", drop));
     EXPECT_EQ(judge(objects), letIn) << "deeper than the kernel follows";
+    std::vector<std::string> partly = {
+        chain("i", open), rule("i", match(meta("l4proto"), "\"icmp\"") + ", " + jump("c0")),
+        rule("i", jump("c20"))};
+    for (int i = 0; i < 40; ++i) {
+        const std::string name = "c" + std::to_string(i);
+        partly.insert(partly.end(), {chain(name), rule(name, jump("c" + std::to_string(i + 1)))});
+    }
+    partly.insert(partly.end(), {chain("c40"), rule("c40", drop)});
+    EXPECT_EQ(judge(partly), refused) << "no packet takes the deep way";
     const std::string deep(1'000'000, '[');
     EXPECT_FALSE(vel::inboundDefault(deep, "", {}));
     EXPECT_FALSE(vel::inboundDefault(document({deep + std::string(deep.size(), ']')}), "", {}));
