@@ -214,8 +214,9 @@ bool FirewallEvaluation::applyVerdict(const std::string& kind, const RulesJSON& 
         progress.leave();
         return false;
     }
-    progress.mayAccept(); // "accept", "queue", "redirect" and what is not known
-    return false;         // nothing that follows could keep it out
+    // "accept", "queue", "redirect", and what is not known.
+    progress.mayAccept();
+    return false; // nothing that follows could keep it out
 }
 
 void FirewallEvaluation::applyJump(const RulesPlace& target, bool comesBack, Progress& progress) {

@@ -159,6 +159,22 @@ TEST(FirewallRuleset, ARuleWithoutConditionEndsThePath) {
     EXPECT_EQ(ofRules(closed, {returns + ", " + accept}), refused);
 }
 
+TEST(FirewallRuleset, OtherStatementsLeaveThePacketOnItsWay) {
+    for (const char* kind : {"counter", "log", "notrack", "continue", "ct helper", "ct timeout",
+                             "ct expectation", "secmark"}) {
+        EXPECT_EQ(ofRules(open, {R"({")" + std::string(kind) + R"(": null}, )" + drop}), refused)
+            << kind;
+    }
+    for (const char* target :
+         {"LOG", "NFLOG", "AUDIT", "TRACE", "MARK", "CONNMARK", "CT", "DSCP", "TOS", "SECMARK",
+          "CONNSECMARK", "SET", "CLASSIFY", "TCPMSS", "NOTRACK", "CHECKSUM"}) {
+        EXPECT_EQ(ofRules(open, {R"({"xt": {"type": "target", "name": ")" + std::string(target) +
+                                 R"("}}, )" + drop}),
+                  refused)
+            << target;
+    }
+}
+
 TEST(FirewallRuleset, ARejectionReachesWhatItsReplyIsFor) {
     const auto reject = [](const std::string& type) {
         return R"({"reject": {"type": ")" + type + R"("}})";
@@ -183,6 +199,8 @@ TEST(FirewallRuleset, AnUnknownConditionLetsInAndDoesNotRefuse) {
           R"({"match": {"op": "==", "left": )" + meta("iifname") + "}}",
           std::string(R"({"match": {"op": "==", "right": "eth0"}})"),
           std::string(R"({"set": {"op": "add", "elem": 1, "set": "@s"}})"),
+          std::string(R"({"map": {"op": "add", "elem": 1, "data": 2, "map": "@m"}})"),
+          std::string(R"({"meter": {"key": 1, "name": "m", "stmt": {"limit": {"rate": 1}}}})"),
           match(payload("ip", "ttl"), "0", ">") + ", " + match(payload("ip", "ttl"), "64", "<"),
           match(meta("mark"), "1"),
           match(meta("hour"), ports(1, 2)),
@@ -223,6 +241,7 @@ TEST(FirewallRuleset, AnUnknownConditionLetsInAndDoesNotRefuse) {
         EXPECT_EQ(ofRules(open, {condition + ", " + drop}), letIn) << condition;
         EXPECT_EQ(ofRules(closed, {condition + ", " + accept}), letIn) << condition;
         EXPECT_EQ(ofRules(closed, {drop, condition + ", " + accept}), refused) << condition;
+        EXPECT_EQ(ofRules(closed, {condition + ", " + drop}), refused) << condition;
         EXPECT_EQ(ofRules(closed, {condition + ", " + returns, accept}), letIn) << condition;
         EXPECT_EQ(ofRules(closed, {condition + ", " + jump("c")}, {chain("c"), rule("c", accept)}),
                   letIn)
