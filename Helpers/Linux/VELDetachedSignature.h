@@ -18,9 +18,9 @@ using SignerCertificate = std::string;
 
 /// Verifies a detached CMS signature (RFC 5652, DER, and nothing beside it) over what `content`, an
 /// open file, holds from its beginning to its end. Accepted is a signature of exactly one signer,
-/// with a digest of the SHA-2 or SHA-3 families, made with the key of a certificate that it
-/// carries. That certificate has to have a form that is accepted in an identity's
-/// (Documentation/certificate-forms.md), and OpenSSL has to decode all its extensions.
+/// over a digest (SHA-256, SHA-384, SHA-512, or SHA-3 of as many bits), made with the key of a
+/// certificate that it carries. That certificate has to have a form that is accepted in an
+/// identity's (Documentation/certificate-forms.md), and OpenSSL has to decode all its extensions.
 ///
 /// `anchors` are certificates in DER, of which one must be, or lead through the signature's own
 /// certificates to, the signer's, all of them valid now and of such a form. Null: the signer may be
