@@ -142,7 +142,8 @@ struct ShownRule {
 
 ShownRule readRule(const Words& words) {
     ShownRule rule;
-    for (std::size_t i = 0; i < words.size();) {
+    // Quotation marks within a comment, which is the last of a rule, are not told from its end.
+    for (std::size_t i = 0; i < words.size() && words[i] != "comment";) {
         if (words[i] == "jump" || words[i] == "goto") {
             i += 2; // a chain may be called "ct"
             continue;

@@ -134,6 +134,17 @@ TEST(FirewallHiddenMatches, AChainsNameIsNoCondition) {
     }
 }
 
+TEST(FirewallHiddenMatches, ACommentIsNoCondition) {
+    for (const char* comment : {"new", "x\" ct state new \"", "\" ct state new"}) {
+        const std::string line = std::string("accept comment \"") + comment + "\"";
+        EXPECT_EQ(ofLine("conntrack", line), unrevealed("conntrack")) << line;
+        EXPECT_EQ(ofLine("recent", "xt match recent " + line), unrevealed("recent")) << line;
+    }
+    EXPECT_EQ(ofLine("conntrack", "xt match comment ct state new accept"),
+              condition("==", state, R"("new")"));
+    EXPECT_EQ(ofLine("conntrack", "ct state new jump comment"), condition("==", state, R"("new")"));
+}
+
 TEST(FirewallHiddenMatches, AConditionWithoutAValueIsUnknown) {
     EXPECT_EQ(ofLine("pkttype", "pkttype ! host accept"),
               condition("==", R"({"meta": {"key": "pkttype"}})", "null"));
