@@ -436,6 +436,11 @@ TEST(FirewallRuleset, JumpsAreFollowed) {
         << "only what jumps there is accepted";
     EXPECT_EQ(ofRules(closed, {few + jump("c"), jump("c")}, {chain("c"), rule("c", accept)}),
               letIn);
+    const std::string dropMost = match(payload("th", "dport"), ports(100, 65'535)) + ", " + drop;
+    for (const auto& verdict : {jump("c"), goTo("c")}) {
+        EXPECT_EQ(ofRules(open, {dropMost, few + verdict}, {chain("c")}), refused)
+            << "only what went there comes back: " << verdict;
+    }
 }
 
 TEST(FirewallRuleset, VerdictMapsAreFollowed) {
