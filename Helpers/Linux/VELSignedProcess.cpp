@@ -85,7 +85,6 @@ Anchors readAnchors(const std::string& folder, uid_t owner) {
                        " may be changed by others than root");
     };
     Anchors anchors;
-    problem.clear();
     fs::directory_iterator files(folder, problem);
     if (!problem && !isChangedByOwnerAlone(folder, owner)) {
         return refuseOpen(folder);
@@ -143,7 +142,7 @@ signerOfProcess(const std::string& processID, const SignedProcessSources& source
     const std::string path = executablePath(process.get());
     struct stat running {};
     struct stat present {};
-    if (!image || ::fstat(image.get(), &running) != 0 || !path.starts_with('/')) {
+    if (::fstat(image.get(), &running) != 0 || !path.starts_with('/')) {
         return SignatureRefusal{"its executable cannot be read"};
     }
     if (::stat(path.c_str(), &present) != 0 || !isSameFile(running, present)) {

@@ -283,10 +283,11 @@ TEST_F(CodeSignature, AMadeProcessFolder) {
     _folder.link("proc/12/exe", _program);
     _folder.link("proc/13/exe", "/nonexistent");
     fs::create_directories(_folder.path() + "/proc/14");
+    _folder.link("proc/15/exe", "../../agent"); // as of a process that has another root
     const std::vector<std::string> options = {"--proc", _folder.path() + "/proc", "--signers",
                                               Publisher::shared().file("anybody")};
     EXPECT_EQ(extract("12", options), success);
-    for (const char* processID : {"13", "14"}) {
+    for (const char* processID : {"13", "14", "15"}) {
         EXPECT_EQ(extract(processID, options),
                   (ToolRun{1, "",
                            std::string("code-signature: process ") + processID +
@@ -604,8 +605,11 @@ TEST(CodeSignatureReason, SaysWhyAProcessHasNoSigner) {
     const std::string empty = folder.path() + "/empty";
     EXPECT_EQ(why(empty).output, "signers-missing: no certificate is in " + empty + "\n");
     folder.write("anybody/any", "");
-    EXPECT_EQ(why(folder.path() + "/anybody").output,
-              "signature-refused: process 0: there is no such process\n");
+    folder.write("some/root.pem", contentOf(Publisher::shared().file("root.pem")));
+    for (const char* signers : {"/anybody", "/some"}) {
+        EXPECT_EQ(why(folder.path() + signers).output,
+                  "signature-refused: process 0: there is no such process\n");
+    }
 }
 
 } // namespace
