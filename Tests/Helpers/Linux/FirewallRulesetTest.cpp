@@ -1,6 +1,6 @@
 // SPDX-License-Identifier: Apache-2.0
 #include "Tests/Helpers/Linux/InboundDefaultPrinter.h"
-#include "Tests/Helpers/Linux/ToolRun.h"
+#include "Tests/Support/FileContent.h"
 
 #include <gtest/gtest.h>
 #include <string>
