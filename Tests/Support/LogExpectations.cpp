@@ -2,7 +2,7 @@
 #include "Tests/Support/LogExpectations.h"
 
 void expectLogged(const std::vector<LogLine>& logged,
-                         const std::vector<ExpectedLogLine>& expected) {
+                  const std::vector<ExpectedLogLine>& expected) {
     std::vector<LogLine> lines;
     for (const ExpectedLogLine& line : expected) {
         lines.push_back({line.level, line.message, line.function});

@@ -2,9 +2,9 @@
 //
 // The same requests to the same described Macs, through the Mac's own platform.
 #include "Tests/Platform/Apple/AppleInVirtualTime.h"
-#include "Tests/Support/DescribedRequests.h"
 #include "Tests/Platform/Apple/StandIns/StandInObjects.h"
 #include "Tests/Support/CertificateWorkshop.h"
+#include "Tests/Support/DescribedRequests.h"
 
 #include <gtest/gtest.h>
 

@@ -9,7 +9,6 @@
 #include <gtest/gtest.h>
 #include <nlohmann/json.hpp>
 
-
 namespace {
 
 const std::string noMachine = ": no machine passes";

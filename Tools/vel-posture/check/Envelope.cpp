@@ -16,8 +16,8 @@ std::string sha256(std::string_view bytes) {
         made(DigestHandle(EVP_MD_fetch(privateContext(), "SHA256", nullptr)));
     std::array<std::uint8_t, EVP_MAX_MD_SIZE> digest{};
     unsigned size = 0;
-    requireSuccess(EVP_Digest(bytes.data(), bytes.size(), digest.data(), &size, algorithm.get(),
-                              nullptr));
+    requireSuccess(
+        EVP_Digest(bytes.data(), bytes.size(), digest.data(), &size, algorithm.get(), nullptr));
     std::string text;
     for (unsigned index = 0; index < size; ++index) {
         vel::appendHexadecimal(digest.at(index), text);
