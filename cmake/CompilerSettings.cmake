@@ -10,7 +10,7 @@ set(CMAKE_EXPORT_COMPILE_COMMANDS ON)
 target_compile_options(vel_settings INTERFACE
     -Wall -Wextra -Wpedantic -Wconversion -Wsign-conversion -Wold-style-cast
     -Wnon-virtual-dtor -Woverloaded-virtual -Wcast-align -Wformat=2
-    # Of sources that are compiled as one, a variable may be called as another file's function.
+    # In sources compiled as one, a variable may have the name of another source's function.
     $<$<NOT:$<BOOL:$<TARGET_PROPERTY:UNITY_BUILD>>>:-Wshadow>
     # No path of the build machine in what is built, and "Classes/..." as the file of a log line.
     -ffile-prefix-map=${PROJECT_SOURCE_DIR}/=)
@@ -66,8 +66,8 @@ function(vel_share_precompiled_headers target owner)
     endif()
 endfunction()
 
-# Compiles the target's sources of each folder as one, where that is wanted: g++ spends most of its
-# time on headers. What a source keeps to itself has to have a name of its own within the folder.
+# With VEL_COMPILE_BY_FOLDER, compiles the target's sources of each folder as one: g++ spends most of
+# its time on headers. What a source keeps to itself needs a name that is unique in the folder.
 function(vel_compile_by_folder target)
     if(NOT VEL_COMPILE_BY_FOLDER)
         return()

@@ -18,7 +18,7 @@ using SignerCertificate = std::string;
 
 /// Verifies a detached CMS signature (RFC 5652, DER, and nothing beside it) over what `content`, an
 /// open file, holds from its beginning to its end. Accepted is a signature of exactly one signer,
-/// over a digest (SHA-256, SHA-384, SHA-512, or SHA-3 of as many bits), made with the key of a
+/// over a digest (SHA-256, -384 or -512, or SHA3-256, -384 or -512), made with the key of a
 /// certificate that it carries. That certificate has to have a form that is accepted in an
 /// identity's (Documentation/certificate-forms.md), and OpenSSL has to decode all its extensions.
 ///

@@ -26,8 +26,8 @@ constexpr std::uint8_t networkAddress = der::contextPrimitive(7);
 /// A general name: its form is its tag.
 using Name = der::Element;
 
-/// Permitted names match narrowly and excluded ones widely. What has not the form that it claims to
-/// have matches widely alone.
+/// Permitted names match narrowly and excluded ones widely. A malformed name or constraint matches
+/// only widely.
 enum class Matching { narrow, wide };
 
 char lower(char character) {
